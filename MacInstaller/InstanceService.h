@@ -1,0 +1,210 @@
+#ifndef MACINSTALLER_INSTANCE_SERVICE_H_
+#define MACINSTALLER_INSTANCE_SERVICE_H_
+
+#include <cstdint>
+#include <string>
+
+#include "Platform/FileManager.h"
+#include "Support/OptionalString.h"
+
+/// One installed instance of the platform: where each of its files lives, and every operation on them.
+///
+/// All operations work from two paths, the home folder and the data folder (workspace); both may be absent. Without a
+/// home folder a getter answers none or false and logs nothing, and a setter does nothing, except where said. Each
+/// operation reads its files afresh and writes them back before it returns; every rewrite of a file is atomic (see
+/// platform::writeFileAtomically). Paths below are relative to the home folder unless said otherwise.
+class InstanceService {
+ public:
+  // ----- Making an instance service -----
+
+  /// For the instance at \a pathToRcphome, with side effects that every caller inherits:
+  ///
+  /// - installs the process-wide copy policy below;
+  /// - makes the home folder and its missing parents;
+  /// - copies the staging folder "/tmp/zelcore2/" to the place that the internal configuration has under
+  ///   "newInstallLocation". A failed copy is a line at level 3; no such place a line at level 4; a staging folder of
+  ///   somebody that is not trusted counts as missing, with a line at level 4.
+  ///
+  /// The paths are kept only when something exists at the home path then, else one line at level 3 says so.
+  InstanceService(const OptionalString& pathToRcphome, const OptionalString& pathToRcpData);
+
+  /// The same without a data folder.
+  explicit InstanceService(const OptionalString& pathToRcphome);
+
+  InstanceService(const InstanceService&) = delete;
+  InstanceService& operator=(const InstanceService&) = delete;
+
+  /// The home folder, or none.
+  const OptionalString& pathToRcphome() const { return _pathToRcphome; }
+
+  /// The copy policy: a copy goes on past an item exactly when that item exists already.
+  static bool fileManagerShouldProceedAfterError(const platform::FileError& error, const std::string& copyingItemAtPath,
+                                                 const std::string& toPath);
+
+  // ----- Install manifests -----
+
+  /// Replaces `deploy/<toFile>` by a copy of \a source and, with an installer root that exists, rewrites its
+  /// "${installer.root}" references to "file:" and the root.
+  ///
+  /// The old file is deleted before the source is looked at: with a missing source it is gone. Without a home folder
+  /// the default home "/Applications/Vantelmor.app/Contents/MacOS/rcp" is taken, logged at level 3, and kept for all
+  /// later operations. The steps are logged at level 6.
+  /// \return whether the copy, and the rewriting if it was asked for, succeeded. A copy that cannot be rewritten, as it
+  ///     is no XML, stays.
+  bool copyInstallManifest(const OptionalString& source, const std::string& toFile,
+                           const OptionalString& replaceInstallerRootWith);
+
+  /// The same for `deploy/install.xml`.
+  bool copyInstallManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith);
+
+  /// The same for `deploy/install.update.xml`.
+  bool copyUpdateManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith);
+
+  /// Replaces the manifest of the same name in `deploy` by a copy of \a source, unchanged.
+  ///
+  /// \return false, with nothing done, when the home folder or the source is absent or missing.
+  bool copyManifest(const OptionalString& source);
+
+  /// Replaces `deploy/uninstall.hotfix.xml` by a copy of \a source. The answer is as for copyManifest; nothing is
+  /// logged.
+  bool copyHotfixUninstallManifest(const OptionalString& source);
+
+  /// Copies `deploy/install.xml` to `deploy/install.<version>.xml`, named by the "provisioning.manifest.version" of
+  /// `rcplauncher.properties`, or by "old" when there is none. An older backup of that name stays as it is. Does
+  /// nothing without `rcplauncher.properties` or `deploy/install.xml`; a failed copy is not told.
+  void backupInstallManifest();
+
+  // ----- Provisioning runs -----
+
+  /// Starts \a launcher for a clean-up pass and waits for it, see platform::ChildProcess. The data folder is passed on
+  /// when there is one. Needs no home folder. A launcher that cannot be started is a line at level 3.
+  void startProvisioningWithCleanUp(const OptionalString& launcher);
+
+  /// The same for an update pass.
+  void startProvisioningWithUpdate(const OptionalString& launcher);
+
+  /// The outcome of the last provisioning run, from the launcher's result file `.provisioning_rc` beside the home
+  /// folder: 0 when its "rc" is 0 or 2, else -1. A missing home ("~" expanded), file or key gives -1; a text without
+  /// digits counts as 0. Nothing is logged.
+  std::int32_t getProvisioningResult() const;
+
+  /// Deletes the result file, if it exists; a failure is not told.
+  void removeProvisionRCFile();
+
+  /// Sets "provisioning.manifest.version" in `rcplauncher.properties`. Does nothing when the file is missing.
+  void updateProvisionManifestVersion(const std::string& version);
+
+  /// Sets "rcp.install.id" in `rcplauncher.properties`. Does nothing when the file is missing.
+  void updateInstallID(const std::string& id);
+
+  /// Makes the "provisioning.manifest.version" of `rcplauncher.properties` the "rcp.install.id" there and in
+  /// `.config/rcpinstall.properties` of the data folder. Does nothing unless both files exist. Without a version both
+  /// files are only rewritten, and each refused change is a line at level 3.
+  void updateInstallIDWithProvManVer();
+
+  // ----- Installed versions and hotfix records -----
+  // The records are keys of `installInfo.plist`; other keys of that file are carried through every rewrite. A file that
+  // is no property list reads as one without the key, and is never written.
+
+  /// Whether `deploy/install.xml` exists, whatever it is.
+  bool hasInstanceInstalled() const;
+
+  /// Version of the base plug-in: of the entries of `eclipse/plugins` that begin with "com.qor.rcp.base_", the greatest
+  /// text between the first "_" and the next or the end. Compared as text on purpose, so "9.0" is above "10.0".
+  OptionalString getBaseVersion() const;
+
+  /// "CFBundleShortVersionString" of the application bundle around the home folder; none without bundle or key.
+  OptionalString getInstalledTargetVersion() const;
+
+  /// The record "version". Logs the path of the file at level 6.
+  OptionalString getInstalledVersion() const;
+
+  /// Records "version", in a new file if need be. An absent version does nothing.
+  void setInstalledVersion(const OptionalString& version);
+
+  /// Whether there is a record "hotfixVersion", whatever its value.
+  bool isHotfixApplied() const;
+
+  /// The record "hotfixVersion".
+  OptionalString getCurrentHotfixVersion() const;
+
+  /// Records "hotfixVersion", or removes the record when \a version is absent. A missing file is created either way.
+  void updateHotfixVersion(const OptionalString& version);
+
+  /// Records "SKIPRUNNINGCHECK" as "true" or "false", in a new file if need be.
+  void saveHotfixSkipRunningCheckProperty(bool skip);
+
+  /// Whether the check for a running platform is to be skipped: the record is exactly "true", or the file exists
+  /// without that record. The latter is deliberate: an uninstall goes ahead whenever the records do not say otherwise.
+  bool isHotfixInstallWithSkipRunningCheck() const;
+
+  /// Removes the record "SKIPRUNNINGCHECK". A missing file is not created.
+  void removeHotfixSkipRunningCheckProperty();
+
+  /// Records "installedHotfixBundleID", or removes the record when \a identifier is absent. A missing file is not
+  /// created.
+  void saveHotfixBundleID(const OptionalString& identifier);
+
+  /// The record "installedHotfixBundleID": the package identifier of the hotfix's receipt.
+  OptionalString getInstalledHotfixBundleID() const;
+
+  /// Removes the record "installedHotfixBundleID". A missing file is not created.
+  void deleteInstalledHotfixBundleID();
+
+  // ----- Links, permissions and workspace -----
+
+  /// Writes the link files of the plug-in loader: "path" in `eclipse/links/rcp.link` (the home folder) and in
+  /// `eclipse/links/shared.link` ("shared" beside the home folder). Other keys in them are kept.
+  ///
+  /// A missing `eclipse/links` is made, owned by the invoking user and group "admin", mode 0775; an existing one is
+  /// used as it is.
+  /// \return false without a folder `eclipse`, or, with a line at level 4, when `eclipse/links` cannot be made. Whether
+  ///     the files could be saved is not looked at.
+  bool generateLinks();
+
+  /// Hands everything below the home folder and the folder "shared" beside it (with \a treatHome) and below
+  /// \a workspace (unless absent) to the invoking user, see InstallUtil::changeAttributesForDirectory.
+  void updatePermissions(bool treatHome, const OptionalString& workspace);
+
+  /// The same with the workspace that getWorkspace finds, or none.
+  void updatePermissions(bool treatHome, bool updateWorkspace);
+
+  /// Not to be called: a literal path would silently become a boolean.
+  void updatePermissions(bool treatHome, const char* workspace) = delete;
+
+  /// The data folder, or, when there is none, "rcp.data" of `rcplauncher.properties` with "${env.HOME}" replaced by
+  /// the environment variable HOME (when that is set). Whether it exists is not tested.
+  OptionalString getWorkspace() const;
+
+  // ----- Log collection -----
+
+  /// Path of the log file of an add-on's operation: "/tmp/rcp_<name>_<action>.log", with "addon" for an absent name.
+  /// Logged at level 6. Needs no home folder.
+  static std::string getAddonLogFile(const OptionalString& name, const std::string& action);
+
+  /// collectLogFiles with the instance's own workspace.
+  void collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile);
+
+  /// Runs the log-collection utility of the instance, `collectionutility.jar`, with the Java runtime of the machine,
+  /// and waits for it. Progress is logged at levels 5 and 6.
+  ///
+  /// Does nothing, after a line that says so, without a Java runtime or without the utility. What the utility itself
+  /// does stays unknown: the line that tells of success is logged as soon as it was started, on purpose. An instance
+  /// without a version passes a fresh stamp, one without a workspace an empty text.
+  void collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile,
+                       const OptionalString& workspaceLocation);
+
+ private:
+  OptionalString inHome(const std::string& relativePath) const;
+  OptionalString sharedFolder() const;
+  OptionalString resultFile() const;
+  void adoptDefaultHome();
+  void startProvisioning(const OptionalString& launcher, const char* operation);
+  void setLauncherProperty(const std::string& key, const std::string& value);
+  OptionalString installRecord(const std::string& key) const;
+
+  OptionalString _pathToRcphome;
+  OptionalString _pathToRcpData;
+};
+
+#endif

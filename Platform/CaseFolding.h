@@ -1,0 +1,22 @@
+#ifndef PLATFORM_CASE_FOLDING_H_
+#define PLATFORM_CASE_FOLDING_H_
+
+#include <string>
+
+/// Letter case by the rules of Unicode, independent of any locale. Composed and decomposed forms of a character count
+/// as equal. A text that is no UTF-8 is compared by its ASCII letters only.
+namespace platform {
+
+/// The text in lower case and in one canonical form, for comparison with another text made by this function.
+std::string lowercased(const std::string& text);
+
+/// Whether \a text begins with \a prefix, ignoring case. A match never cuts a letter from its accent. An empty prefix
+/// gives false.
+bool hasPrefixIgnoringCase(const std::string& text, const std::string& prefix);
+
+/// Whether two texts are equal but for case.
+bool equalIgnoringCase(const std::string& left, const std::string& right);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,53 @@
+#ifndef PLATFORM_CHILD_PROCESS_H_
+#define PLATFORM_CHILD_PROCESS_H_
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "Support/OptionalString.h"
+
+/// Child processes: started, and waited for until they exit. Exit statuses are never examined.
+///
+/// A child is the leader of its own process group, begins with the default action for SIGCHLD and SIGPIPE and with
+/// no signal blocked, and inherits nothing above descriptor 2. Its standard input, environment and working folder
+/// are the caller's. Waiting is right also in a process that ignores SIGCHLD or reaps its children elsewhere.
+namespace platform {
+
+class ChildProcess {
+ public:
+  /// Starts the program at the path \a executable: no shell, no search path, argument 0 is the path itself. Standard
+  /// output and standard error go to the null device.
+  ///
+  /// When it cannot be started (an absent path, a missing file, a folder, a file without execute right, a script
+  /// without "#!") one line at level 3 names the path and the reason, and waiting returns at once.
+  ChildProcess(const OptionalString& executable, const std::vector<std::string>& arguments);
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  /// Waits, so that no child outlives the object that stands for it.
+  ~ChildProcess();
+
+  /// Returns when the child has exited.
+  void waitUntilExit();
+
+ private:
+  pid_t _pid = -1;  // -1: not started, or already waited for
+};
+
+/// Starts a child as ChildProcess does and waits until it exits.
+void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments);
+
+/// Gives \a commandLine to the system shell, with standard output and error inherited, and waits until it exits.
+void runShellCommand(const std::string& commandLine);
+
+/// The first line that a shell command prints: at most \a limit bytes of it, cut at the first newline, and at a NUL
+/// byte. Standard error is inherited. The rest of the output is not read; the command is waited for.
+///
+/// \return none when the command cannot be run or prints nothing.
+OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t limit);
+
+}  // namespace platform
+
+#endif

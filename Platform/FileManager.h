@@ -1,0 +1,121 @@
+#ifndef PLATFORM_FILE_MANAGER_H_
+#define PLATFORM_FILE_MANAGER_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Ownership.h"
+#include "Support/OptionalString.h"
+
+/// Files and folders, with the outcomes of the platform's file manager.
+///
+/// No operation throws or logs. A path goes to the system as it is: "~" is an ordinary character. Every descriptor
+/// is closed on exec, and a file that is neither regular nor a folder is never opened.
+namespace platform {
+
+/// Why a file operation failed.
+struct FileError {
+  int code = 0;             ///< the platform's error number; the ones that matter here have names below
+  std::string description;  ///< a sentence for a log line: the operation, the path and the system's reason
+};
+
+inline constexpr int kNoSuchFileWhileWriting = 4;
+inline constexpr int kNoSuchFileWhileReading = 260;
+inline constexpr int kOtherReadingFailure = 256;
+inline constexpr int kNoReadPermission = 257;
+inline constexpr int kOtherWritingFailure = 512;
+inline constexpr int kNoWritePermission = 513;
+inline constexpr int kInvalidNameWhileWriting = 514;
+inline constexpr int kFileExists = 516;
+inline constexpr int kOutOfSpace = 640;
+inline constexpr int kReadOnlyVolume = 642;
+
+/// Whether anything is at \a path. Links are followed: a broken one counts as nothing, and so does the empty path.
+bool exists(const std::string& path);
+
+/// Whether \a path is a folder, or a link to one.
+bool isFolder(const std::string& path);
+
+/// The names in a folder, hidden ones included, "." and ".." not, in the file system's own order.
+///
+/// \return none when there is no such folder or it cannot be read.
+std::optional<std::vector<std::string>> namesInFolder(const std::string& path);
+
+enum class Parents { Required, Created };
+
+/// Makes the folder \a path with mode 0777 less the umask.
+///
+/// With Parents::Created missing parents are made too, and a folder (or a link to one) that is already there is a
+/// success and stays as it is; with Parents::Required it is the failure kFileExists. Anything else at the path, or a
+/// file in the middle of it, is a failure. \a attributes are given to every folder that was newly made; a refusal
+/// of them is no failure.
+/// \return true on success. On false \a error, when given, holds the reason; parents that were made stay.
+bool createFolder(const std::string& path, Parents parents, const Attributes& attributes = {},
+                  FileError* error = nullptr);
+
+/// Makes \a path a regular file of just these bytes, replacing any file there, then gives it \a attributes (a refusal
+/// of them is no failure). Atomic, as writeFileAtomically.
+bool createFile(const std::string& path, const std::string& contents, const Attributes& attributes);
+
+/// Removes \a path: a file, a link (never what it points to), or a folder with all it holds.
+///
+/// Nothing below a link is touched, also when somebody exchanges entries meanwhile. The first failure stops the
+/// removal; what was removed until then stays removed. Removing what is not there is a failure.
+/// \return true when nothing is left at the path.
+bool removeItem(const std::string& path);
+
+/// Answers whether a copy goes on past an item that failed with \a error. Called with the paths of that item.
+using CopyPolicy = bool (*)(const FileError& error, const std::string& source, const std::string& target);
+
+/// Sets the answer for every copy in the process, whoever makes it. Until then (or with nullptr) every error stops a
+/// copy. The setting is never withdrawn and may be made again and again, from any thread.
+void setCopyPolicy(CopyPolicy policy);
+
+/// Copies \a source to \a target: a file, a link (as a link), or a folder with all it holds.
+///
+/// | source | target | effect |
+/// |---|---|---|
+/// | missing | any | failure kNoSuchFileWhileReading; the policy is not asked |
+/// | any | missing | data, mode, times, extended attributes; owner and group where permitted |
+/// | any | its folder is missing | kNoSuchFileWhileWriting, the policy is asked |
+/// | file or link | anything there, a broken link too | kFileExists; the target stays as it is |
+/// | folder | folder | kFileExists; if the policy goes on, a merge: missing entries are copied, existing files stay,
+/// sub-folders are merged alike, and the existing folder gets the mode and times of the source | | folder | file |
+/// kFileExists; if the policy goes on, kOtherWritingFailure | | folder | link to a folder | as folder on folder for the
+/// target that was asked for; deeper down kOtherWritingFailure: a copy never leaves the target through a link that lies
+/// in it | | device, FIFO or socket | any | kOtherWritingFailure; never opened |
+///
+/// Each failure asks the copy policy. "Go on" continues with the next item and the whole copy counts as a success;
+/// "stop" ends it, and the items copied until then stay. Not atomic.
+/// \return true on success. On false \a error, when given, holds the failure that stopped the copy.
+bool copyItem(const std::string& source, const std::string& target, FileError* error = nullptr);
+
+/// The bytes of a regular file; links are followed. Opening never blocks.
+///
+/// \return none when it is missing, cannot be read, is no regular file, or is larger than 1 GiB.
+OptionalString readFile(const std::string& path);
+
+/// The bytes of a file that lies where others can write, if it can be trusted: a regular file, reached without a
+/// link as its last component, not writable by everyone, and owned by root, the effective user or the invoking user
+/// (the account named by the environment variable USER, or numbered by SUDO_UID).
+///
+/// \param[out] isDistrusted set to whether something is there that must not be trusted.
+/// \return none when it is missing, unreadable or not trusted.
+OptionalString readTrustedFile(const std::string& path, bool* isDistrusted);
+
+/// Whether \a path is a folder, not a link to one, whose owner is one of those that readTrustedFile accepts.
+bool isTrustedFolder(const std::string& path);
+
+/// Makes \a path a regular file of just these bytes.
+///
+/// Atomic and durable: the bytes are written to a temporary file of random name in the target's own folder, which is
+/// synced, renamed over the target, and the folder synced. Owner, group and mode of the file that is replaced are
+/// kept where permitted; a new file gets 0666 less the umask. A link at the path is replaced by the file, which gets
+/// the attributes of the file that the link pointed to.
+/// \return true on success. On false the target is as it was and no temporary file is left.
+bool writeFileAtomically(const std::string& path, const std::string& contents);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,46 @@
+#ifndef PLATFORM_OWNERSHIP_H_
+#define PLATFORM_OWNERSHIP_H_
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+#include "Support/OptionalString.h"
+
+/// Owner, group and mode of files and folders.
+namespace platform {
+
+/// Attributes to give to an entry; an absent one is left as it is. So is an owner or group whose name the account
+/// database does not know: that is no failure.
+struct Attributes {
+  OptionalString owner;        ///< account name
+  OptionalString group;        ///< group name
+  std::optional<mode_t> mode;  ///< the permission bits, all twelve of them
+};
+
+/// Gives \a attributes to the one entry at \a path.
+///
+/// \return true when the entry has them now.
+bool setAttributes(const std::string& path, const Attributes& attributes);
+
+/// Gives \a attributes to every entry below \a folder, at every depth, hidden ones included; the folder itself keeps
+/// its own.
+///
+/// Made for trees in which others may write while the walk runs. It goes through folder descriptors and never through
+/// a link: a link below the folder is re-owned itself, what it points to is not looked at. A file with several links
+/// that belongs to somebody else than the new owner is refused, as its other name may lie anywhere. Devices and FIFOs
+/// get the attributes without being opened. An entry that has the attributes already costs one system call.
+/// A failed entry is passed over, a folder that cannot be opened with all below it; the walk goes on.
+/// \return true when \a folder is a folder (or a link to one) and every entry below it has the attributes now. An
+///     empty folder gives true.
+bool setAttributesBelow(const std::string& folder, const Attributes& attributes);
+
+/// Whether a walk of setAttributesBelow over \a folder would hit the machine or a user instead of an instance: "/", a
+/// system folder at the top of the disk (/etc, /usr, /Library …), the folder of all users' homes, or a user's home
+/// folder itself. Links are followed. Any other folder, also a missing one, gives false.
+bool isProtectedFolder(const std::string& folder);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,28 @@
+#ifndef PLATFORM_SYSTEM_PATHS_H_
+#define PLATFORM_SYSTEM_PATHS_H_
+
+#include <string>
+
+/// Every fixed absolute path of the system, in one place.
+///
+/// The constants are the names that messages show and children are given; `onDisk` is where the file of that name
+/// is found. Code that opens, starts or tests such a path goes through `onDisk`.
+namespace platform {
+
+inline constexpr char kTraceFile[] = "/tmp/install_trace.log";
+inline constexpr char kInternalConfigurationFile[] = "/tmp/com.qor.rcp.platform.internal.configuration";
+inline constexpr char kStagingFolder[] = "/tmp/zelcore2/";
+inline constexpr char kAddonLogFolder[] = "/tmp";
+inline constexpr char kDefaultHome[] = "/Applications/Vantelmor.app/Contents/MacOS/rcp";
+inline constexpr char kPkgutil[] = "/usr/sbin/pkgutil";
+inline constexpr char kJavaHomeFinder[] = "/usr/libexec/java_home";
+inline constexpr char kJavaPlugin[] = "/Library/Internet Plug-Ins/JavaAppletPlugin.plugin/";
+inline constexpr char kJavaPluginHome[] = "/Library/Internet Plug-Ins/JavaAppletPlugin.plugin/Contents/Home";
+
+/// Where the file that is known as \a path lies: the path itself. The tests link a version that answers a place
+/// below their own folder, so that they meet no file of the machine.
+std::string onDisk(const std::string& path);
+
+}  // namespace platform
+
+#endif

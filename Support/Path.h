@@ -1,0 +1,28 @@
+#ifndef SUPPORT_PATH_H_
+#define SUPPORT_PATH_H_
+
+#include <string>
+#include <vector>
+
+/// Paths as texts, by the rules of the platform's path operations on strings. Pure text: the disk is never asked,
+/// and "." and ".." are ordinary names. Runs of "/" count as one, and a "/" at the end is dropped ("/" alone stays).
+namespace path {
+
+/// Joins \a base and \a component with one "/" between them.
+///
+/// The component never replaces the base: appending "/x" to "/a" gives "/a/x". An empty base gives the component
+/// alone, an empty component the base alone.
+std::string appending(const std::string& base, const std::string& component);
+
+/// The path without its last component: "/tmp/x" gives "/tmp", "/tmp" and "/" give "/", "x" and "" give "".
+std::string deletingLastComponent(const std::string& path);
+
+/// The last component: "x" of "/tmp/x/"; "/" of any path of slashes only; "" of the empty path.
+std::string lastComponent(const std::string& path);
+
+/// The components in order. A "/" at the start and one at the end are components of their own.
+std::vector<std::string> components(const std::string& path);
+
+}  // namespace path
+
+#endif

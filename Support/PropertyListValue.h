@@ -1,0 +1,75 @@
+#ifndef SUPPORT_PROPERTY_LIST_VALUE_H_
+#define SUPPORT_PROPERTY_LIST_VALUE_H_
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+/// One value of a property list: a string, boolean, integer, real, date, block of data, array or dictionary.
+///
+/// A value type: copies are deep. Every type that a property list can hold is kept as it was read, so that a list
+/// can be written back without loss.
+class PropertyListValue {
+ public:
+  using Array = std::vector<PropertyListValue>;
+  using Dictionary = std::map<std::string, PropertyListValue>;
+
+  /// A whole number. Property lists hold the ranges of both 64-bit types.
+  struct Integer {
+    std::uint64_t bits = 0;  ///< the number, or its two's complement when it is negative
+    bool isNegative = false;
+  };
+
+  /// A moment, in seconds since 2001-01-01 00:00:00 UTC.
+  struct Date {
+    double secondsSince2001 = 0;
+  };
+
+  /// Uninterpreted bytes.
+  struct Data {
+    std::string bytes;
+  };
+
+  PropertyListValue() : PropertyListValue(std::string()) {}  ///< the empty string
+  PropertyListValue(std::string text);                       // NOLINT(google-explicit-constructor): a text is a value
+  PropertyListValue(const char* text);  // NOLINT(google-explicit-constructor): else it would be a boolean
+  explicit PropertyListValue(bool boolean);
+  explicit PropertyListValue(Integer integer);
+  explicit PropertyListValue(double real);
+  explicit PropertyListValue(Date date);
+  explicit PropertyListValue(Data data);
+  explicit PropertyListValue(Array array);
+  explicit PropertyListValue(Dictionary dictionary);
+  PropertyListValue(const PropertyListValue& other);
+  PropertyListValue(PropertyListValue&& other) noexcept;
+  PropertyListValue& operator=(const PropertyListValue& other);
+  PropertyListValue& operator=(PropertyListValue&& other) noexcept;
+  ~PropertyListValue();
+
+  static PropertyListValue integer(std::int64_t number);
+
+  /// Each accessor answers nullptr when the value is of another type. The pointer lives as long as this value.
+  const std::string* asString() const;
+  const bool* asBoolean() const;
+  const Integer* asInteger() const;
+  const double* asReal() const;
+  const Date* asDate() const;
+  const Data* asData() const;
+  const Array* asArray() const;
+  Array* asArray();
+  const Dictionary* asDictionary() const;
+  Dictionary* asDictionary();
+
+  /// True for the same type and the same content. A real that is no number equals nothing.
+  friend bool operator==(const PropertyListValue& left, const PropertyListValue& right);
+  friend bool operator!=(const PropertyListValue& left, const PropertyListValue& right) { return !(left == right); }
+
+ private:
+  std::variant<std::string, bool, Integer, double, Date, Data, std::unique_ptr<Array>, std::unique_ptr<Dictionary>>
+      _value;
+};
+
+#endif

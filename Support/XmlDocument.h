@@ -1,0 +1,64 @@
+#ifndef SUPPORT_XML_DOCUMENT_H_
+#define SUPPORT_XML_DOCUMENT_H_
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Support/OptionalString.h"
+
+struct _xmlDoc;
+struct _xmlNode;
+
+/// An element of an XmlDocument. A light handle: valid as long as its document is.
+class XmlElement {
+ public:
+  /// The direct child elements of exactly this qualified name (prefix included), in document order.
+  std::vector<XmlElement> children(const std::string& name) const;
+
+  /// The value of the attribute of this name (which has no prefix), or none when the element does not carry it.
+  OptionalString attribute(const std::string& name) const;
+
+  /// Replaces the value of an attribute that the element carries; does nothing when it does not.
+  void setAttribute(const std::string& name, const std::string& value) const;
+
+ private:
+  friend class XmlDocument;
+  explicit XmlElement(_xmlNode* node) : _node(node) {}
+  _xmlNode* _node;
+};
+
+/// An XML document in memory: parsed by libxml2, printed the way the platform's own XML class prints.
+///
+/// Nothing outside the given bytes is ever read: no network, no external entity, no external DTD. The parser's
+/// limits (depth 256, entity amplification, 10 MB a text) stay on. The document is independent of any locale.
+class XmlDocument {
+ public:
+  /// Parses a whole file's bytes, in the encoding that they declare.
+  ///
+  /// Text of nothing but white space is dropped, unless it stands in mixed content or below xml:space="preserve".
+  /// CDATA becomes plain text, and entities that the document defines itself are resolved.
+  /// \return empty when the bytes are not well-formed, go past a limit, or refer to an external entity in their
+  ///     content. Nothing is logged or printed.
+  static std::unique_ptr<XmlDocument> parse(const std::string& bytes);
+
+  XmlDocument(const XmlDocument&) = delete;
+  XmlDocument& operator=(const XmlDocument&) = delete;
+  ~XmlDocument();
+
+  /// The root element, or none when the document has none.
+  std::optional<XmlElement> rootElement() const;
+
+  /// The document as indented text in its own encoding: four spaces a level, "<a></a>" for an empty element, mixed
+  /// content on one line, a declaration that always says "standalone", no newline at the end. Characters that the
+  /// encoding lacks become numeric references.
+  /// \return none when the document's encoding cannot be written.
+  OptionalString prettyPrinted() const;
+
+ private:
+  explicit XmlDocument(_xmlDoc* document) : _document(document) {}
+  _xmlDoc* _document;  // owned
+};
+
+#endif

@@ -1,0 +1,87 @@
+#include "Tests/Support/Outside.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <mutex>
+
+#include "Platform/SystemPaths.h"
+#include "Platform/UserIdentity.h"
+#include "Platform/posix/SystemLogSink.h"
+
+namespace {
+
+std::string outsideFolder;
+std::vector<LogLine> messages;
+std::mutex messagesMutex;
+platform::LocalTime clockTime;
+
+}  // namespace
+
+// ----- The stand-ins -----
+
+namespace platform {
+
+std::string onDisk(const std::string& path) { return outsideFolder + path; }
+
+void sendToSystemLog(LogLevel level, const std::string& message) {
+  const std::lock_guard<std::mutex> lock(messagesMutex);
+  messages.emplace_back(static_cast<int>(level), message);
+}
+
+LocalTime currentLocalTime() { return clockTime; }
+
+}  // namespace platform
+
+// ----- The fixture -----
+
+OutsideTest::OutsideTest() {
+  outsideFolder = folder.makeFolder("outside");
+  folder.makeFolder("outside/tmp", 01777);
+  clearLog();
+  setClock({2026, 11, 15, 21, 25, 7});
+  setEnvironment("USER", platform::loginName());
+}
+
+OutsideTest::~OutsideTest() {
+  for (auto before = _environmentBefore.rbegin(); before != _environmentBefore.rend(); ++before) {
+    if (before->second) {
+      setenv(before->first.c_str(), before->second->c_str(), 1);
+    } else {
+      unsetenv(before->first.c_str());
+    }
+  }
+  outsideFolder = "/nonexistent";  // a test must not reach the machine's own files, not even late
+}
+
+const std::vector<LogLine>& OutsideTest::log() { return messages; }
+
+std::vector<std::string> OutsideTest::log(platform::LogLevel level) {
+  std::vector<std::string> texts;
+  for (const LogLine& line : messages) {
+    if (line.first == static_cast<int>(level)) texts.push_back(line.second);
+  }
+  return texts;
+}
+
+void OutsideTest::clearLog() { messages.clear(); }
+
+void OutsideTest::setClock(const platform::LocalTime& moment) { clockTime = moment; }
+
+void OutsideTest::setEnvironment(const std::string& name, const std::optional<std::string>& value) {
+  _environmentBefore.emplace_back(name, platform::environmentVariable(name.c_str()));
+  if (value) {
+    setenv(name.c_str(), value->c_str(), 1);
+  } else {
+    unsetenv(name.c_str());
+  }
+}
+
+void OutsideTest::runProcess(int pid, const std::string& executable) const {
+  folder.makeLink(outside("/proc/" + std::to_string(pid) + "/exe"), executable);
+}
+
+void OutsideTest::setUserDefaults(const std::string& domain, const std::string& propertyList) const {
+  const std::string home = platform::homeFolder().value_or("");
+  folder.makeFile(outside(home + "/Library/Preferences/" + domain + ".plist"), propertyList);
+}

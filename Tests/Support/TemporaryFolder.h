@@ -1,0 +1,45 @@
+#ifndef TESTS_SUPPORT_TEMPORARY_FOLDER_H_
+#define TESTS_SUPPORT_TEMPORARY_FOLDER_H_
+
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+/// A fresh folder, below TMPDIR or /tmp, that goes away with all it holds. The helpers take paths relative to it and
+/// make missing parents; each of them fails the running test when it cannot do its work.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+
+  const std::string& path() const { return _path; }
+
+  /// Absolute path of something in the folder.
+  std::string operator/(const std::string& relativePath) const;
+
+  std::string makeFolder(const std::string& relativePath, mode_t mode = 0755) const;
+  std::string makeFile(const std::string& relativePath, const std::string& contents = "", mode_t mode = 0644) const;
+  std::string makeScript(const std::string& relativePath, const std::string& shellText) const;  ///< "#!/bin/sh", 0755
+  std::string makeLink(const std::string& relativePath, const std::string& target) const;
+  std::string makeFifo(const std::string& relativePath) const;
+
+  /// Contents of a file; fails the test when it cannot be read.
+  std::string read(const std::string& relativePath) const;
+  /// Lines of a file without their newlines; empty for a missing file.
+  std::vector<std::string> lines(const std::string& relativePath) const;
+  /// Whether anything is there, a broken link too.
+  bool has(const std::string& relativePath) const;
+  /// Attributes of the entry itself, a link not followed.
+  struct stat attributes(const std::string& relativePath) const;
+  mode_t mode(const std::string& relativePath) const { return attributes(relativePath).st_mode & 07777U; }
+  /// Sorted names in a folder.
+  std::vector<std::string> names(const std::string& relativePath = "") const;
+
+ private:
+  std::string _path;
+};
+
+#endif
