@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Platform/FileManager.h"
 #include "Support/OptionalString.h"
@@ -75,6 +76,11 @@ class InstanceService {
   void backupInstallManifest();
 
   // ----- Provisioning runs -----
+
+  /// The launcher's arguments for a provisioning run with this operation, in the invoking user's locale. What comes
+  /// after
+  /// "-vmargs" is for the platform's virtual machine; "-data" comes only with a data folder.
+  static std::vector<std::string> provisioningArguments(const std::string& operation, const OptionalString& data);
 
   /// Starts \a launcher for a clean-up pass and waits for it, see platform::ChildProcess. The data folder is passed on
   /// when there is one. Needs no home folder. A launcher that cannot be started is a line at level 3.
@@ -195,13 +201,17 @@ class InstanceService {
                        const OptionalString& workspaceLocation);
 
  private:
-  OptionalString inHome(const std::string& relativePath) const;
-  OptionalString sharedFolder() const;
-  OptionalString resultFile() const;
+  /// What a change of the install records does when there is no file for them yet.
+  enum class IfMissing { Created, Left };
+
+  void copyStagingFolder(const std::string& location);
   void adoptDefaultHome();
-  void startProvisioning(const OptionalString& launcher, const char* operation);
-  void setLauncherProperty(const std::string& key, const std::string& value);
+  OptionalString inHome(const std::string& relativePath) const;
+  OptionalString besideHome(const std::string& name) const;
+  OptionalString existingResultFile() const;
+  void setLauncherProperty(const std::string& key, const OptionalString& value);
   OptionalString installRecord(const std::string& key) const;
+  void changeInstallRecord(const std::string& key, const OptionalString& value, IfMissing ifMissing);
 
   OptionalString _pathToRcphome;
   OptionalString _pathToRcpData;

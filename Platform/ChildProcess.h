@@ -43,7 +43,7 @@ void runAndWait(const OptionalString& executable, const std::vector<std::string>
 void runShellCommand(const std::string& commandLine);
 
 /// The first line that a shell command prints: at most \a limit bytes of it, cut at the first newline, and at a NUL
-/// byte. Standard error is inherited. The rest of the output is not read; the command is waited for.
+/// byte. Standard error goes to the null device. The rest of the output is not read; the command is waited for.
 ///
 /// \return none when the command cannot be run or prints nothing.
 OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t limit);

@@ -1,20 +1,21 @@
 #include "Tests/Support/InstanceFixture.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <sstream>
 
 #include "Platform/PropertyList.h"
+#include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
 
 namespace {
 
 constexpr char kRecord[] = "children";  // what the noting programs append to, in the test's folder
-
-constexpr char kUninstallManifest[] =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<install><domain-object><object-data><install><installfeature><requirements>"
-    "<feature id=\"com.qor.hotfix\" version=\"1.0.0\" action=\"uninstall\" url=\"${installer.root}/features\"/>"
-    "</requirements></installfeature></install></object-data></domain-object></install>\n";
+constexpr char kHistory[] = "history";  // log lines, starts and prints
+constexpr char kStarted[] = "started ";
 
 }  // namespace
 
@@ -30,7 +31,7 @@ InstanceTest::InstanceTest() {
                     {"installedHotfixBundleID", "com.qor.hotfix.pkg"}});
   folder.makeFile(inHome("collectionutility.jar"));
   folder.makeFile(inHome("deploy/install.xml"), "<install/>\n");
-  folder.makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest);
+  folder.makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest());
   folder.makeFolder(inHome("eclipse/plugins/com.qor.rcp.base_6.2.1.20260101"));
   folder.makeFile(std::string(kData) + "/.config/rcpinstall.properties", "rcp.install.id=0101260000\n");
 
@@ -38,16 +39,48 @@ InstanceTest::InstanceTest() {
   makeNotingProgram(outside(platform::kPkgutil));
   folder.makeScript(outside(platform::kJavaHomeFinder), "echo '" + (folder / "java") + "'");
   makeNotingProgram("java/bin/java");
+
+  _historyFile = open((folder / kHistory).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  EXPECT_NE(_historyFile, -1);
+  platform::addLogFile(_historyFile);
 }
 
+InstanceTest::~InstanceTest() {
+  platform::removeLogFile(_historyFile);
+  close(_historyFile);
+}
+
+const std::string& InstanceTest::uninstallManifest() {
+  static const std::string text =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<install><domain-object><object-data><install><installfeature><requirements>"
+      "<feature id=\"com.qor.hotfix\" version=\"1.0.0\" action=\"uninstall\" url=\"${installer.root}/features\"/>"
+      "</requirements></installfeature></install></object-data></domain-object></install>\n";
+  return text;
+}
+
+std::vector<LogLine> InstanceTest::creationLines(const std::string& home) {
+  return {{6, "The pathToRcphome is: " + home + "."},
+          {6, "newInstallLocation : (null)."},
+          {4, "Can not copy to newInstallLocation because its nil!"}};
+}
+
+// ----- Noting programs -----
+
 std::string InstanceTest::makeNotingProgram(const std::string& relativePath, const std::string& shellText) const {
-  // One line per text, an empty line after each child; the tests' paths and arguments hold no newlines.
+  // One line per text, a row of signs after each child; the tests' paths and arguments hold no newlines.
   return folder.makeScript(relativePath,
-                           "{ printf '%s\\n' \"$0\" \"$@\"; echo; } >> '" + (folder / kRecord) + "'\n" + shellText);
+                           "top='" + folder.path() + "'; record=\"$top/" + kRecord + "\"\n" +
+                               "state=\"$top/at start/$(grep -c '^=====$' \"$record\" 2>/dev/null || :)\"\n"
+                               "[ -e \"$record\" ] || state=\"$top/at start/0\"\n"
+                               "mkdir -p \"$state\" && cp -Rp \"$top/Apps\" \"$top/data\" \"$state\" 2>/dev/null\n"
+                               "echo \"" +
+                               kStarted + "${0##*/}\" >> \"$top/" + kHistory + "\"\n" +
+                               "{ printf '%s\\n' \"$0\" \"$@\"; echo =====; } >> \"$record\"\n" + shellText);
 }
 
 void InstanceTest::setLauncherResult(const std::string& code) const {
-  const std::string resultFile = folder / "Apps/Product.app/Contents/MacOS/.provisioning_rc";
+  const std::string resultFile = folder / kResultFile;
   makeNotingProgram(inHome("rcplauncher"), code.empty() ? "" : "echo 'rc=" + code + "' > '" + resultFile + "'");
 }
 
@@ -55,7 +88,7 @@ std::vector<std::vector<std::string>> InstanceTest::children() const {
   std::vector<std::vector<std::string>> result;
   std::vector<std::string> child;
   for (const std::string& line : folder.lines(kRecord)) {
-    if (line.empty()) {
+    if (line == "=====") {
       result.push_back(child);
       child.clear();
     } else {
@@ -65,14 +98,42 @@ std::vector<std::vector<std::string>> InstanceTest::children() const {
   return result;
 }
 
+std::vector<std::string> InstanceTest::history() const {
+  std::vector<std::string> events;
+  for (const std::string& line : folder.lines(kHistory)) {
+    const size_t level = line.find("] <");  // "Nov  3 09:05:07 host sender[123] <Info>: text"
+    const size_t text = level == std::string::npos ? level : line.find(">: ", level);
+    if (text != std::string::npos) {
+      events.push_back(line.substr(level + 3, text - level - 3) + ": " + line.substr(text + 3));
+    } else {
+      events.push_back(line.rfind(kStarted, 0) == 0 ? line : "printed " + line);
+    }
+  }
+  return events;
+}
+
+InstanceTest::PrintsToHistory::PrintsToHistory(const InstanceTest& test) {
+  std::fflush(stdout);
+  _before = dup(STDOUT_FILENO);
+  dup2(test._historyFile, STDOUT_FILENO);
+}
+
+InstanceTest::PrintsToHistory::~PrintsToHistory() {
+  std::fflush(stdout);
+  dup2(_before, STDOUT_FILENO);
+  close(_before);
+}
+
+// ----- Files of the instance -----
+
 std::vector<std::string> InstanceTest::propertiesLines(const std::string& pathInHome) const {
   std::vector<std::string> lines = folder.lines(inHome(pathInHome));
   std::sort(lines.begin(), lines.end());
   return lines;
 }
 
-std::string InstanceTest::installRecord(const std::string& key) const {
-  const auto records = platform::readDictionary(folder / inHome("installInfo.plist"));
+std::string InstanceTest::installRecord(const std::string& key, const std::string& file) const {
+  const auto records = platform::readDictionary(folder / file);
   if (!records) return "<no dictionary>";
   const auto record = records->find(key);
   if (record == records->end() || record->second.asString() == nullptr) return "<none>";
@@ -85,4 +146,15 @@ void InstanceTest::writeInstallInfo(const std::vector<std::pair<std::string, std
   for (const auto& [key, value] : records) text << "  \"" << key << "\" = \"" << value << "\";\n";
   text << "}\n";
   folder.makeFile(inHome("installInfo.plist"), text.str());
+}
+
+std::string InstanceTest::xmlRecords(const std::vector<std::pair<std::string, std::string>>& records) {
+  std::string text =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+      "<plist version=\"1.0\">\n";
+  if (records.empty()) return text + "<dict/>\n</plist>\n";
+  text += "<dict>\n";
+  for (const auto& [key, value] : records) text += "\t<key>" + key + "</key>\n\t<string>" + value + "</string>\n";
+  return text + "</dict>\n</plist>\n";
 }

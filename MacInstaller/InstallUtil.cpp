@@ -1,0 +1,232 @@
+#include "MacInstaller/InstallUtil.h"
+
+#include "MacInstaller/Properties.h"
+#include "MacInstaller/StringUtil.h"
+#include "Platform/CaseFolding.h"
+#include "Platform/ChildProcess.h"
+#include "Platform/FileManager.h"
+#include "Platform/LocalTime.h"
+#include "Platform/Ownership.h"
+#include "Platform/Pasteboard.h"
+#include "Platform/ProcessList.h"
+#include "Platform/SystemLog.h"
+#include "Platform/SystemPaths.h"
+#include "Platform/UserDefaults.h"
+#include "Platform/UserIdentity.h"
+#include "Support/Path.h"
+
+using platform::LogLevel;
+
+namespace {
+
+// The characters that the installers refuse in a path, beside the colon.
+constexpr char kRefusedCharacters[] = "!\"';\\#%|=?";
+constexpr char kBundleProgramFolder[] = ".app/Contents/MacOS";
+constexpr char kBundleSuffix[] = ".app";
+// Without a dot, on purpose: a folder "myapp" names a product too.
+constexpr char kApplicationSuffix[] = "app";
+constexpr char kBundleIdentifierKey[] = "CFBundleIdentifier";
+
+constexpr char kLocaleKey[] = "AppleLocale";
+constexpr char kDefaultLocale[] = "en_US";
+
+constexpr char kTraceDomain[] = "com.qor.rcp.install.mac";
+constexpr char kTraceKey[] = "com.qor.rcp.install.mac.traceEnable";
+
+constexpr char kInstallerPasteboard[] = "INSTALLATION_INTERNAL_PASTEBOARD";
+constexpr char kErrorMessageType[] = "ERROR_MESSAGE";
+constexpr char kErrorCodeKey[] = "ERROR_CODE";
+constexpr char kErrorDetailsKey[] = "ERROR_DETAILS";
+
+constexpr char kGroup[] = "admin";
+constexpr mode_t kMode = 0775;
+constexpr char kPackageVariable[] = "${package}";
+
+constexpr char kCurrentProcess[] = ">>>> current is %s.";
+constexpr char kPathToHome[] = "pathToRCPHome is %s.";
+constexpr char kTargetName[] = "targetName is %s.";
+constexpr char kInvalidHome[] = "Error path value, please provide a valid path value for rcp home.";
+constexpr char kRefusedFolder[] =
+    "Refused to change owner and permissions below %s: it is a folder of the system or of a user.";
+
+bool hasPrefix(const std::string& text, const std::string& prefix) {
+  return !prefix.empty() && text.compare(0, prefix.size(), prefix) == 0;
+}
+
+bool hasSuffix(const std::string& text, const std::string& suffix) {
+  return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+}  // namespace
+
+// ----- Manifest version stamps -----
+
+std::string InstallUtil::generateNewManifestVersion() {
+  const platform::LocalTime now = platform::currentLocalTime();
+  std::string stamp;
+  for (const int field : {now.day, now.month, now.year % 100, now.hour, now.minute})
+    stamp += processDate(std::to_string(field));
+  return stamp;
+}
+
+std::string InstallUtil::processDate(const std::string& text) { return text.size() == 1 ? "0" + text : text; }
+
+// ----- Platform and process checks -----
+
+bool InstallUtil::containUnSupportedCharacters(const OptionalString& path) {
+  if (!path || path->empty()) return false;
+  if (path->find_first_of(kRefusedCharacters) != std::string::npos) return true;
+  for (const std::string& component : path::components(*path)) {
+    if (component.find(':') != std::string::npos) return true;
+  }
+  return false;
+}
+
+std::vector<std::string> InstallUtil::getAllProcess(const std::string& key) {
+  return platform::processInformation(key);
+}
+
+bool InstallUtil::checkBundleIsRunning(const std::string& prefix) {
+  return checkBundleIsRunning(prefix, platform::kBundleExecutableKey);
+}
+
+bool InstallUtil::checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey) {
+  const std::string lowerPrefix = platform::lowercased(prefix);
+  for (const std::string& value : getAllProcess(kCFBundleKey)) {
+    platform::log(LogLevel::Info, kCurrentProcess, value.c_str());
+    if (hasPrefix(platform::lowercased(value), lowerPrefix)) return true;
+  }
+  return false;
+}
+
+OptionalString InstallUtil::getBundlePath(const OptionalString& path) {
+  if (!path) return std::nullopt;
+  const size_t place = path->rfind(kBundleProgramFolder);
+  if (place == std::string::npos) return std::nullopt;
+  return path->substr(0, place + sizeof kBundleSuffix - 1);
+}
+
+std::string InstallUtil::getTargetNameBy(const OptionalString& path) {
+  platform::log(LogLevel::Info, kPathToHome, textOrNull(path));
+  std::string current = path.value_or("");
+  std::string component = path::lastComponent(current);
+  while (component != "/" && !component.empty() && !hasSuffix(component, kApplicationSuffix)) {
+    current = path::deletingLastComponent(current);
+    component = path::lastComponent(current);
+  }
+  if (hasSuffix(component, kApplicationSuffix)) {
+    const std::string name = component.substr(0, component.find('.'));
+    platform::log(LogLevel::Info, kTargetName, name.c_str());
+    return name;
+  }
+  platform::log(LogLevel::Error, kInvalidHome);
+  return "/";  // also where the walk ran out of a path that does not begin there
+}
+
+OptionalString InstallUtil::getBundleID(const std::string& bundlePath) {
+  return Properties(path::appending(bundlePath, "Contents/Info.plist")).getTextForKey(kBundleIdentifierKey);
+}
+
+std::string InstallUtil::getCurrentLocale() {
+  std::optional<PropertyListValue> locale;
+  {
+    const platform::ScopedEffectiveUser user(platform::invokingUserName());
+    locale = platform::globalDefault(kLocaleKey);
+  }
+  const std::string* text = locale ? locale->asString() : nullptr;
+  return text != nullptr ? *text : kDefaultLocale;
+}
+
+// ----- Tracing and installer messages -----
+
+bool InstallUtil::shouldWriteTraces() {
+  {
+    const platform::ScopedEffectiveUser user(platform::invokingUserName());
+    const auto domain = platform::persistentDomain(kTraceDomain);
+    std::optional<PropertyListValue> value;
+    if (domain && domain->count(kTraceKey) != 0) value = domain->find(kTraceKey)->second;
+    (void)platform::booleanValue(value);
+  }
+  return true;  // whatever the switch says: it is read and not used, on purpose
+}
+
+void InstallUtil::setupTraceOutput() {
+  if (!shouldWriteTraces()) return;
+  const int file = platform::openTraceFile(platform::onDisk(platform::kTraceFile));
+  if (file != -1) platform::addLogFile(file);
+}
+
+void InstallUtil::initInternalPasteboard(bool reset) {
+  platform::declarePasteboardType(kInstallerPasteboard, kErrorMessageType);
+  if (!reset) return;
+  sendErrorMessage(PropertyListValue(
+      PropertyListValue::Dictionary{{kErrorCodeKey, PropertyListValue::integer(0)},
+                                    {kErrorDetailsKey, PropertyListValue(PropertyListValue::Array())}}));
+}
+
+void InstallUtil::sendErrorMessage(const std::optional<PropertyListValue>& report) {
+  if (report) platform::setPasteboardPropertyList(kInstallerPasteboard, kErrorMessageType, *report);
+}
+
+std::optional<PropertyListValue> InstallUtil::getErrorMessage() {
+  return platform::pasteboardPropertyList(kInstallerPasteboard, kErrorMessageType);
+}
+
+// ----- File and package helpers -----
+
+std::string InstallUtil::getPathToMPKGThrough(const std::string& path) {
+  return path::deletingLastComponent(path::deletingLastComponent(path::deletingLastComponent(path)));
+}
+
+std::string InstallUtil::getInstallerRootThrough(const std::string& path) {
+  return path::deletingLastComponent(getPathToMPKGThrough(path));
+}
+
+bool InstallUtil::changeAttributesForDirectory(const OptionalString& folder) {
+  if (!folder || !platform::exists(*folder)) return false;
+  if (platform::isProtectedFolder(*folder)) {
+    platform::log(LogLevel::Error, kRefusedFolder, folder->c_str());
+    return false;
+  }
+  if (!platform::isFolder(*folder)) return true;  // nothing lies below a file
+  return platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode});
+}
+
+void InstallUtil::startProvisionWithArgs(const std::string& commandLine) { platform::runShellCommand(commandLine); }
+
+bool InstallUtil::hasPrefixCaseInsensitive(const OptionalString& text, const std::string& prefix) {
+  return text && platform::hasPrefixIgnoringCase(*text, prefix);
+}
+
+void InstallUtil::replacePackageVariableWith(const OptionalString& package,
+                                             PropertyListValue::Dictionary& inProperties) {
+  if (!package) return;
+  for (auto& [key, value] : inProperties) {
+    const std::string* text = value.asString();
+    if (text != nullptr) value = StringUtil::stringByReplacingOccurrencesOfString(*text, kPackageVariable, *package);
+  }
+}
+
+void InstallUtil::copyFolderFrom(const OptionalString& source, const OptionalString& to) {
+  if (!source || !to || !platform::exists(*source)) return;
+  if (!platform::exists(*to)) {
+    (void)platform::copyItem(*source, *to);
+    return;
+  }
+  // A plain file as the source of an existing destination has no names and changes nothing, on purpose.
+  for (const std::string& name : platform::namesInFolder(*source).value_or(std::vector<std::string>())) {
+    const std::string from = path::appending(*source, name);
+    const std::string target = path::appending(*to, name);
+    if (platform::isFolder(from)) {
+      copyFolderFrom(from, target);
+    } else {
+      (void)platform::removeItem(target);  // whatever it is, a whole folder too
+      (void)platform::copyItem(from, target);
+    }
+  }
+}
+
+void InstallUtil::removeReceipt(const OptionalString& packageIdentifier) {
+  if (!packageIdentifier) return;
+  platform::runAndWait(platform::onDisk(platform::kPkgutil), {"--forget", *packageIdentifier});
+}

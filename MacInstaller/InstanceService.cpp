@@ -1,0 +1,463 @@
+#include "MacInstaller/InstanceService.h"
+
+#include "MacInstaller/Configuration.h"
+#include "MacInstaller/InstallManifest.h"
+#include "MacInstaller/InstallUtil.h"
+#include "MacInstaller/JavaProperties.h"
+#include "MacInstaller/Properties.h"
+#include "MacInstaller/StringUtil.h"
+#include "Platform/Bundle.h"
+#include "Platform/CaseFolding.h"
+#include "Platform/ChildProcess.h"
+#include "Platform/SystemLog.h"
+#include "Platform/SystemPaths.h"
+#include "Platform/UserIdentity.h"
+#include "Support/Path.h"
+#include "Support/TextNumber.h"
+
+using platform::LogLevel;
+
+namespace {
+
+// Files of an instance, relative to the home folder.
+constexpr char kDeployFolder[] = "deploy";
+constexpr char kInstallManifest[] = "install.xml";
+constexpr char kUpdateManifest[] = "install.update.xml";
+constexpr char kHotfixUninstallManifest[] = "deploy/uninstall.hotfix.xml";
+constexpr char kLauncherProperties[] = "rcplauncher.properties";
+constexpr char kInstallInfo[] = "installInfo.plist";
+constexpr char kEclipseFolder[] = "eclipse";
+constexpr char kLinksFolder[] = "eclipse/links";
+constexpr char kPluginsFolder[] = "eclipse/plugins";
+constexpr char kCollectionUtility[] = "collectionutility.jar";
+constexpr char kHistoryFolder[] = "deploy/installHistory";
+// Beside the home folder, and in the data folder.
+constexpr char kSharedFolder[] = "shared";
+constexpr char kResultFile[] = ".provisioning_rc";
+constexpr char kInstallProperties[] = ".config/rcpinstall.properties";
+
+// Keys of the internal configuration, of properties files and of property lists.
+constexpr char kNewInstallLocationKey[] = "newInstallLocation";
+constexpr char kProductNameKey[] = "productName";
+constexpr char kManifestVersionKey[] = "provisioning.manifest.version";
+constexpr char kInstallIDKey[] = "rcp.install.id";
+constexpr char kDataKey[] = "rcp.data";
+constexpr char kResultKey[] = "rc";
+constexpr char kPathKey[] = "path";
+constexpr char kBundleVersionKey[] = "CFBundleShortVersionString";
+constexpr char kVersionKey[] = "version";
+constexpr char kHotfixVersionKey[] = "hotfixVersion";
+constexpr char kSkipRunningCheckKey[] = "SKIPRUNNINGCHECK";
+constexpr char kHotfixBundleIDKey[] = "installedHotfixBundleID";
+
+constexpr char kBasePluginPrefix[] = "com.qor.rcp.base_";
+constexpr char kHomeVariable[] = "${env.HOME}";
+constexpr char kGroup[] = "admin";
+constexpr mode_t kMode = 0775;
+constexpr size_t kLongestJavaHome = 1022;
+constexpr char kJavaPluginIdentifier[] = "com.oracle.java.JavaAppletPlugin";
+
+// Messages; the odd spellings are known to those who search logs for them.
+constexpr char kHomeIs[] = "The pathToRcphome is: %s.";
+constexpr char kNewInstallLocationIs[] = "newInstallLocation : %s.";
+constexpr char kCopyingFailed[] = "Error copying files: %s.";
+constexpr char kNoNewInstallLocation[] = "Can not copy to newInstallLocation because its nil!";
+constexpr char kForeignStagingFolder[] = "Ignored %s: it is not a folder of root or of this user.";
+constexpr char kNoFileAt[] = "No file at: %s!";
+constexpr char kNoHome[] = "The _pathToRcphome is nil, manually setting rcpHome!";
+constexpr char kProductNameIs[] = "The product name is: %s.";
+constexpr char kNoProductName[] = "The productName is nil!";
+constexpr char kCopyManifest[] = "Copy install manifest to %s.";
+constexpr char kUpdateRoot[] = "Update ${installer.root}.";
+constexpr char kRootIs[] = "Get ${installer.root} : %s.";
+constexpr char kSaveManifest[] = "Save install manifest.";
+constexpr char kGetInstallInfo[] = "Get installInfo: %s";
+constexpr char kNoLinksFolder[] = "Not able to create links directory.";
+constexpr char kAddonLogFile[] = "Addon Log Fie is %s";
+constexpr char kCollectLogs[] =
+    "Begin to call collection utility to gather log files for the %s operaton of %s project.";
+constexpr char kNoJava[] = "Can't find java home, skip log collection for the %s operaton of %s project.";
+constexpr char kHomeForLogs[] = "_pathToRcphome is %s.";
+constexpr char kNoUtility[] = "No log files are gathered as there is no collectionutility.jar under %s. ";
+constexpr char kProductVersionIs[] = "productVersion is %s.";
+constexpr char kLogsCollected[] =
+    "Successfully collect the log files and place them under %s for the %s operaton of %s project.";
+
+bool existsAt(const OptionalString& path) { return path && platform::exists(*path); }
+
+/// Home folder of a Java runtime: the browser plug-in's, else the one that the system names.
+OptionalString javaHome() {
+  const OptionalString identifier = platform::bundleIdentifier(platform::onDisk(platform::kJavaPlugin));
+  if (identifier && platform::equalIgnoringCase(*identifier, kJavaPluginIdentifier)) {
+    return platform::onDisk(platform::kJavaPluginHome);
+  }
+  return platform::firstLineOfShellCommand(platform::onDisk(platform::kJavaHomeFinder), kLongestJavaHome);
+}
+
+}  // namespace
+
+// ----- Making an instance service -----
+
+InstanceService::InstanceService(const OptionalString& pathToRcphome, const OptionalString& pathToRcpData) {
+  platform::log(LogLevel::Info, kHomeIs, textOrNull(pathToRcphome));
+  platform::setCopyPolicy(fileManagerShouldProceedAfterError);
+
+  const std::optional<PropertyListValue> configured = Configuration().getPropertyValueForKey(kNewInstallLocationKey);
+  const std::string* location = configured ? configured->asString() : nullptr;
+  platform::log(LogLevel::Info, kNewInstallLocationIs,
+                location != nullptr ? location->c_str() : textOrNull(std::nullopt));
+  if (pathToRcphome) (void)platform::createFolder(*pathToRcphome, platform::Parents::Created);  // tested below
+  if (location != nullptr) {
+    copyStagingFolder(*location);
+  } else {
+    platform::log(LogLevel::Warning, kNoNewInstallLocation);
+  }
+
+  if (existsAt(pathToRcphome)) {
+    _pathToRcphome = pathToRcphome;
+    _pathToRcpData = pathToRcpData;
+  } else {
+    platform::log(LogLevel::Error, kNoFileAt, textOrNull(pathToRcphome));
+  }
+}
+
+InstanceService::InstanceService(const OptionalString& pathToRcphome) : InstanceService(pathToRcphome, std::nullopt) {}
+
+bool InstanceService::fileManagerShouldProceedAfterError(const platform::FileError& error, const std::string&,
+                                                         const std::string&) {
+  return error.code == platform::kFileExists;
+}
+
+void InstanceService::copyStagingFolder(const std::string& location) {
+  const std::string staging = platform::onDisk(platform::kStagingFolder);
+  platform::FileError error{platform::kNoSuchFileWhileReading,
+                            std::string("Copy ") + platform::kStagingFolder + ": No such folder"};
+  if (platform::exists(staging) && !platform::isTrustedFolder(staging)) {
+    platform::log(LogLevel::Warning, kForeignStagingFolder, platform::kStagingFolder);
+  } else if (platform::copyItem(staging, location, &error)) {
+    return;
+  }
+  platform::log(LogLevel::Error, kCopyingFailed, error.description.c_str());
+}
+
+OptionalString InstanceService::inHome(const std::string& relativePath) const {
+  if (!_pathToRcphome) return std::nullopt;
+  return path::appending(*_pathToRcphome, relativePath);
+}
+
+OptionalString InstanceService::besideHome(const std::string& name) const {
+  if (!_pathToRcphome) return std::nullopt;
+  return path::appending(path::deletingLastComponent(*_pathToRcphome), name);
+}
+
+// ----- Install manifests -----
+
+void InstanceService::adoptDefaultHome() {
+  const std::optional<PropertyListValue> configured = Configuration().getPropertyValueForKey(kProductNameKey);
+  const std::string* name = configured ? configured->asString() : nullptr;
+  if (name != nullptr) {
+    platform::log(LogLevel::Info, kProductNameIs, name->c_str());
+  } else {
+    platform::log(LogLevel::Error, kNoProductName);
+  }
+  // The same folder whatever the product is called: its name is only logged, on purpose.
+  _pathToRcphome = platform::onDisk(platform::kDefaultHome);
+}
+
+bool InstanceService::copyInstallManifest(const OptionalString& source, const std::string& toFile,
+                                          const OptionalString& replaceInstallerRootWith) {
+  if (!_pathToRcphome) {
+    platform::log(LogLevel::Error, kNoHome);
+    adoptDefaultHome();
+  }
+  const std::string target = path::appending(path::appending(*_pathToRcphome, kDeployFolder), toFile);
+  if (platform::exists(target)) (void)platform::removeItem(target);  // before the source is looked at, on purpose
+  platform::log(LogLevel::Info, kCopyManifest, target.c_str());
+  const bool isCopied = source && platform::copyItem(*source, target);
+  if (!isCopied || !existsAt(replaceInstallerRootWith)) return isCopied;
+
+  platform::log(LogLevel::Info, kUpdateRoot);
+  InstallManifest manifest(target);
+  const std::string rootUrl = "file:" + *replaceInstallerRootWith;
+  platform::log(LogLevel::Info, kRootIs, rootUrl.c_str());
+  (void)manifest.replaceInstallerRootWith(rootUrl);  // a manifest without features is saved all the same
+  platform::log(LogLevel::Info, kSaveManifest);
+  return manifest.saveInstallManifestAs(std::nullopt);
+}
+
+bool InstanceService::copyInstallManifest(const OptionalString& source,
+                                          const OptionalString& replaceInstallerRootWith) {
+  return copyInstallManifest(source, kInstallManifest, replaceInstallerRootWith);
+}
+
+bool InstanceService::copyUpdateManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith) {
+  return copyInstallManifest(source, kUpdateManifest, replaceInstallerRootWith);
+}
+
+bool InstanceService::copyManifest(const OptionalString& source) {
+  if (!existsAt(source) || !existsAt(_pathToRcphome)) return false;
+  return copyInstallManifest(source, path::lastComponent(*source), std::nullopt);
+}
+
+bool InstanceService::copyHotfixUninstallManifest(const OptionalString& source) {
+  if (!existsAt(source) || !existsAt(_pathToRcphome)) return false;
+  const std::string target = *inHome(kHotfixUninstallManifest);
+  if (platform::exists(target)) (void)platform::removeItem(target);
+  return platform::copyItem(*source, target);
+}
+
+void InstanceService::backupInstallManifest() {
+  const OptionalString properties = inHome(kLauncherProperties);
+  if (!existsAt(properties)) return;
+  const std::string version = JavaProperties(properties).getPropertyForKey(kManifestVersionKey).value_or("old");
+  const std::string deploy = *inHome(kDeployFolder);
+  const std::string manifest = path::appending(deploy, kInstallManifest);
+  // By the copy policy an older backup of the same name stays.
+  if (platform::exists(manifest))
+    (void)platform::copyItem(manifest, path::appending(deploy, "install." + version + ".xml"));
+}
+
+// ----- Provisioning runs -----
+
+std::vector<std::string> InstanceService::provisioningArguments(const std::string& operation,
+                                                                const OptionalString& data) {
+  std::vector<std::string> arguments = {"-rcpLauncherWait",
+                                        "-provManifest",
+                                        "-noSplash",
+                                        "-provisioningOperation",
+                                        operation,
+                                        "-nl",
+                                        InstallUtil::getCurrentLocale(),
+                                        "-vmargs",
+                                        "-Dfile.encoding=UTF-8",
+                                        "-Xms32m",
+                                        "-Xmx256m"};
+  if (data) arguments.insert(arguments.end(), {"-data", *data});
+  return arguments;
+}
+
+void InstanceService::startProvisioningWithCleanUp(const OptionalString& launcher) {
+  platform::runAndWait(launcher, provisioningArguments("cleanup", _pathToRcpData));
+}
+
+void InstanceService::startProvisioningWithUpdate(const OptionalString& launcher) {
+  platform::runAndWait(launcher, provisioningArguments("update", _pathToRcpData));
+}
+
+OptionalString InstanceService::existingResultFile() const {
+  // The home is looked for with "~" expanded, the file beside it without, on purpose.
+  if (!_pathToRcphome || !platform::exists(platform::expandingTilde(*_pathToRcphome))) return std::nullopt;
+  const OptionalString file = besideHome(kResultFile);
+  return existsAt(file) ? file : std::nullopt;
+}
+
+std::int32_t InstanceService::getProvisioningResult() const {
+  const OptionalString file = existingResultFile();
+  if (!file) return -1;
+  const OptionalString code = JavaProperties(file).getPropertyForKey(kResultKey);
+  if (!code) return -1;
+  const std::int32_t value = text::integerAtStart(*code);
+  return value == 0 || value == 2 ? 0 : -1;
+}
+
+void InstanceService::removeProvisionRCFile() {
+  if (const OptionalString file = existingResultFile()) (void)platform::removeItem(*file);
+}
+
+void InstanceService::setLauncherProperty(const std::string& key, const OptionalString& value) {
+  const OptionalString file = inHome(kLauncherProperties);
+  if (!existsAt(file)) return;
+  JavaProperties properties(file);
+  (void)properties.setProperty(value, key);
+  (void)properties.savePropertiesToFile(std::nullopt);
+}
+
+void InstanceService::updateProvisionManifestVersion(const std::string& version) {
+  setLauncherProperty(kManifestVersionKey, version);
+}
+
+void InstanceService::updateInstallID(const std::string& id) { setLauncherProperty(kInstallIDKey, id); }
+
+void InstanceService::updateInstallIDWithProvManVer() {
+  const OptionalString launcherFile = inHome(kLauncherProperties);
+  if (!launcherFile || !_pathToRcpData) return;
+  const std::string installFile = path::appending(*_pathToRcpData, kInstallProperties);
+  if (!platform::exists(installFile) || !existsAt(launcherFile)) return;
+  const OptionalString version = JavaProperties(launcherFile).getPropertyForKey(kManifestVersionKey);
+  setLauncherProperty(kInstallIDKey, version);
+  JavaProperties installProperties{OptionalString(installFile)};
+  (void)installProperties.setProperty(version, OptionalString(kInstallIDKey));
+  (void)installProperties.savePropertiesToFile(std::nullopt);
+}
+
+// ----- Installed versions and hotfix records -----
+
+bool InstanceService::hasInstanceInstalled() const {
+  return existsAt(inHome(std::string(kDeployFolder) + "/" + kInstallManifest));
+}
+
+OptionalString InstanceService::getBaseVersion() const {
+  const OptionalString plugins = inHome(kPluginsFolder);
+  if (!plugins) return std::nullopt;
+  OptionalString greatest;
+  for (const std::string& name : platform::namesInFolder(*plugins).value_or(std::vector<std::string>())) {
+    constexpr size_t kPrefixLength = sizeof kBasePluginPrefix - 1;
+    if (name.compare(0, kPrefixLength, kBasePluginPrefix) != 0) continue;
+    const std::string version = name.substr(kPrefixLength, name.find('_', kPrefixLength) - kPrefixLength);
+    // As text, on purpose: this is no comparison of versions.
+    if (!greatest || version > *greatest) greatest = version;
+  }
+  return greatest;
+}
+
+OptionalString InstanceService::getInstalledTargetVersion() const {
+  const OptionalString bundle = InstallUtil::getBundlePath(_pathToRcphome);
+  if (!bundle) return std::nullopt;
+  return Properties(path::appending(*bundle, "Contents/Info.plist")).getTextForKey(kBundleVersionKey);
+}
+
+OptionalString InstanceService::installRecord(const std::string& key) const {
+  return Properties(inHome(kInstallInfo)).getTextForKey(key);
+}
+
+void InstanceService::changeInstallRecord(const std::string& key, const OptionalString& value, IfMissing ifMissing) {
+  const OptionalString file = inHome(kInstallInfo);
+  if (!file) return;
+  const bool startsEmpty = !platform::exists(*file) && ifMissing == IfMissing::Created;
+  Properties records = startsEmpty ? Properties() : Properties(file);
+  const std::optional<PropertyListValue> record = value ? std::optional<PropertyListValue>(*value) : std::nullopt;
+  // Records that could not be read take no change, and are not written.
+  if (records.setProperty(record, key)) (void)records.savePropertiesToFile(file);
+}
+
+OptionalString InstanceService::getInstalledVersion() const {
+  const OptionalString file = inHome(kInstallInfo);
+  if (!file) return std::nullopt;
+  platform::log(LogLevel::Info, kGetInstallInfo, file->c_str());
+  return installRecord(kVersionKey);
+}
+
+void InstanceService::setInstalledVersion(const OptionalString& version) {
+  if (version) changeInstallRecord(kVersionKey, version, IfMissing::Created);
+}
+
+bool InstanceService::isHotfixApplied() const {
+  return Properties(inHome(kInstallInfo)).getPropertyForKey(OptionalString(kHotfixVersionKey)).has_value();
+}
+
+OptionalString InstanceService::getCurrentHotfixVersion() const { return installRecord(kHotfixVersionKey); }
+
+void InstanceService::updateHotfixVersion(const OptionalString& version) {
+  changeInstallRecord(kHotfixVersionKey, version, IfMissing::Created);
+}
+
+void InstanceService::saveHotfixSkipRunningCheckProperty(bool skip) {
+  changeInstallRecord(kSkipRunningCheckKey, StringUtil::boolToString(skip), IfMissing::Created);
+}
+
+bool InstanceService::isHotfixInstallWithSkipRunningCheck() const {
+  const OptionalString file = inHome(kInstallInfo);
+  if (!existsAt(file)) return false;
+  const std::optional<PropertyListValue> record =
+      Properties(file).getPropertyForKey(OptionalString(kSkipRunningCheckKey));
+  return !record || *record == PropertyListValue("true");
+}
+
+void InstanceService::removeHotfixSkipRunningCheckProperty() {
+  changeInstallRecord(kSkipRunningCheckKey, std::nullopt, IfMissing::Left);
+}
+
+void InstanceService::saveHotfixBundleID(const OptionalString& identifier) {
+  changeInstallRecord(kHotfixBundleIDKey, identifier, IfMissing::Left);
+}
+
+OptionalString InstanceService::getInstalledHotfixBundleID() const { return installRecord(kHotfixBundleIDKey); }
+
+void InstanceService::deleteInstalledHotfixBundleID() {
+  changeInstallRecord(kHotfixBundleIDKey, std::nullopt, IfMissing::Left);
+}
+
+// ----- Links, permissions and workspace -----
+
+bool InstanceService::generateLinks() {
+  const OptionalString links = inHome(kLinksFolder);
+  if (!links || !platform::isFolder(*inHome(kEclipseFolder))) return false;
+  if (!platform::exists(*links)) {
+    const platform::Attributes attributes{platform::invokingUserName().value_or("root"), kGroup, kMode};
+    if (!platform::createFolder(*links, platform::Parents::Required, attributes)) {
+      platform::log(LogLevel::Warning, kNoLinksFolder);
+      return false;
+    }
+  }
+  const auto writeLink = [&links](const char* name, const OptionalString& folder) {
+    JavaProperties link{OptionalString(path::appending(*links, name))};
+    (void)link.setProperty(folder, OptionalString(kPathKey));
+    (void)link.savePropertiesToFile(std::nullopt);
+  };
+  writeLink("rcp.link", _pathToRcphome);
+  writeLink("shared.link", besideHome(kSharedFolder));
+  return true;
+}
+
+void InstanceService::updatePermissions(bool treatHome, const OptionalString& workspace) {
+  if (treatHome) {
+    (void)InstallUtil::changeAttributesForDirectory(_pathToRcphome);
+    (void)InstallUtil::changeAttributesForDirectory(besideHome(kSharedFolder));
+  }
+  if (workspace) (void)InstallUtil::changeAttributesForDirectory(workspace);
+}
+
+void InstanceService::updatePermissions(bool treatHome, bool updateWorkspace) {
+  updatePermissions(treatHome, updateWorkspace ? getWorkspace() : std::nullopt);
+}
+
+OptionalString InstanceService::getWorkspace() const {
+  if (_pathToRcpData) return _pathToRcpData;
+  const OptionalString file = inHome(kLauncherProperties);
+  if (!existsAt(file)) return std::nullopt;
+  OptionalString workspace = JavaProperties(file).getPropertyForKey(kDataKey);
+  const OptionalString home = platform::environmentVariable("HOME");
+  if (!workspace || !home) return workspace;
+  return StringUtil::stringByReplacingOccurrencesOfString(*workspace, kHomeVariable, *home);
+}
+
+// ----- Log collection -----
+
+std::string InstanceService::getAddonLogFile(const OptionalString& name, const std::string& action) {
+  const std::string file =
+      path::appending(platform::kAddonLogFolder, "rcp_" + name.value_or("addon") + "_" + action + ".log");
+  platform::log(LogLevel::Info, kAddonLogFile, file.c_str());
+  return file;
+}
+
+void InstanceService::collectLogFiles(const std::string& productName, const std::string& action,
+                                      const std::string& logFile) {
+  collectLogFiles(productName, action, logFile, std::nullopt);
+}
+
+void InstanceService::collectLogFiles(const std::string& productName, const std::string& action,
+                                      const std::string& logFile, const OptionalString& workspaceLocation) {
+  platform::log(LogLevel::Notice, kCollectLogs, action.c_str(), productName.c_str());
+  const OptionalString java = javaHome();
+  if (!java) {
+    platform::log(LogLevel::Notice, kNoJava, action.c_str(), productName.c_str());
+    return;
+  }
+  platform::log(LogLevel::Info, kHomeForLogs, textOrNull(_pathToRcphome));
+  const OptionalString utility = inHome(kCollectionUtility);
+  if (!existsAt(utility)) {
+    platform::log(LogLevel::Info, kNoUtility, textOrNull(_pathToRcphome));
+    return;
+  }
+
+  OptionalString version = getInstalledTargetVersion();
+  if (!version) version = InstallUtil::generateNewManifestVersion();
+  platform::log(LogLevel::Info, kProductVersionIs, version->c_str());
+  const OptionalString workspace = workspaceLocation ? workspaceLocation : getWorkspace();
+  platform::ChildProcess child(path::appending(*java, "bin/java"),
+                               {"-jar", *utility, "-productName", productName, "-productVersion", *version, "-action",
+                                action, "-workspace", workspace.value_or(""), "-logLocation", logFile, "-s"});
+  // Before the utility has done anything: what it makes of its work is never known here.
+  platform::log(LogLevel::Notice, kLogsCollected, inHome(kHistoryFolder)->c_str(), action.c_str(), productName.c_str());
+  child.waitUntilExit();
+}

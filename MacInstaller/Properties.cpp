@@ -1,0 +1,57 @@
+#include "MacInstaller/Properties.h"
+
+#include <utility>
+
+#include "Platform/FileManager.h"
+#include "Platform/PropertyList.h"
+#include "Platform/UserIdentity.h"
+
+Properties::Properties(const OptionalString& file) {
+  const OptionalString path = file ? OptionalString(platform::expandingTilde(*file)) : std::nullopt;
+  if (!path || !platform::exists(*path)) return;  // inert on purpose: see the class
+  _file = path;
+  _dict = platform::readDictionary(*path);
+}
+
+Properties::Properties(const std::string& file, const std::string& contents) : _file(platform::expandingTilde(file)) {
+  std::optional<PropertyListValue> list = platform::parsePropertyList(contents);
+  if (list && list->asDictionary() != nullptr) _dict = std::move(*list->asDictionary());
+}
+
+std::optional<PropertyListValue> Properties::getPropertyForKey(const OptionalString& key) const {
+  if (!_dict || !key) return std::nullopt;
+  const auto entry = _dict->find(*key);
+  if (entry == _dict->end()) return std::nullopt;
+  return entry->second;
+}
+
+OptionalString Properties::getTextForKey(const std::string& key) const {
+  const std::optional<PropertyListValue> value = getPropertyForKey(key);
+  const std::string* text = value ? value->asString() : nullptr;
+  return text != nullptr ? OptionalString(*text) : std::nullopt;
+}
+
+bool Properties::setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey) {
+  if (!_dict || !forKey) return false;
+  if (value) {
+    (*_dict)[*forKey] = *value;
+  } else {
+    _dict->erase(*forKey);
+  }
+  return true;
+}
+
+void Properties::removePropertyForKey(const OptionalString& key) {
+  if (_dict && key) _dict->erase(*key);
+}
+
+void Properties::removeAllProperties() {
+  if (_dict) _dict->clear();
+}
+
+bool Properties::savePropertiesToFile(const OptionalString& path) const {
+  if (!_dict) return false;
+  const OptionalString target = path ? OptionalString(platform::expandingTilde(*path)) : _file;
+  if (target) (void)platform::writeDictionary(*target, *_dict);  // callers do not learn of a failed write, on purpose
+  return true;
+}

@@ -1,0 +1,62 @@
+// The command hotfixUninstall: thin over the library. Reads its two options, has the library remove the hotfix, and in
+// any case runs a clean-up and an update pass of the platform on the same instance.
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "MacInstaller/InstallUtil.h"
+#include "MacInstaller/InstanceService.h"
+#include "MacInstaller/hotifxUninstallLibrary.h"
+#include "MacInstaller/tool/getArgValue.h"
+#include "Platform/StandardStreams.h"
+#include "Platform/SystemLog.h"
+#include "Platform/SystemPaths.h"
+#include "Support/Path.h"
+
+namespace {
+
+constexpr char kUsage[] = "Usage: [sudo hotfixUninstall -rcphome ${path to rcphome}] -rcpdata ${path to rcpdata}";
+
+const char* textOrNullPointer(const OptionalString& text) { return text ? text->c_str() : nullptr; }
+
+/// What follows every attempt, successful or not; none of it changes the exit status.
+void runPasses(const OptionalString& rcphome, const OptionalString& rcpdata) {
+  InstanceService instance(rcphome, rcpdata);
+  OptionalString launcher;
+  if (rcphome) launcher = path::appending(*rcphome, "rcplauncher");
+  instance.startProvisioningWithCleanUp(launcher);
+  instance.updateInstallID(InstallUtil::generateNewManifestVersion());
+  instance.startProvisioningWithUpdate(launcher);
+  instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  const platform::ScopedStandardDescriptors standardDescriptors;
+  int traceFile = -1;
+  if (InstallUtil::shouldWriteTraces()) {
+    traceFile = platform::openTraceFile(platform::onDisk(platform::kTraceFile));
+    if (traceFile != -1) platform::addLogFile(traceFile);
+  }
+
+  const std::vector<std::string> arguments(argv, argv + argc);
+  OptionalString rcphome = getArgValue(arguments, "-rcphome");
+  const OptionalString rcpdata = getArgValue(arguments, "-rcpdata");
+  // Without a data folder the given home is taken to be the folder around the platform's own "rcp".
+  if (!rcpdata && rcphome) rcphome = path::appending(*rcphome, "rcp");
+
+  const std::int32_t status = RCPUninstallHotfixEx(textOrNullPointer(rcphome), textOrNullPointer(rcpdata));
+  // Also when the options were right and only the uninstall failed.
+  if (status != 0) platform::printLine(kUsage);
+  runPasses(rcphome, rcpdata);
+
+  if (InstallUtil::shouldWriteTraces() && traceFile != -1) {
+    platform::removeLogFile(traceFile);
+    close(traceFile);
+  }
+  return status;
+}

@@ -1,0 +1,67 @@
+#include "Platform/posix/FileCopy.h"
+
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "Platform/posix/Descriptors.h"
+
+namespace platform {
+
+namespace {
+
+constexpr size_t kChunk = size_t{1} << 20;
+
+/// For file systems and kernels without copy_file_range(2).
+int copyByReading(int from, int to) {
+  std::vector<char> buffer(kChunk);
+  for (;;) {
+    const ssize_t count = retried([&] { return read(from, buffer.data(), buffer.size()); });
+    if (count < 0) return errno;
+    if (count == 0) return 0;
+    if (!writeAll(to, {buffer.data(), static_cast<size_t>(count)})) return errno;
+  }
+}
+
+int copyData(int from, int to) {
+  for (bool isFirst = true;; isFirst = false) {
+    const ssize_t count = retried([&] { return copy_file_range(from, nullptr, to, nullptr, kChunk * 128, 0); });
+    if (count > 0) continue;
+    // Nothing at the first call may also be a file (below /proc, say) that is longer than it tells.
+    if (isFirst) return copyByReading(from, to);
+    return count == 0 ? 0 : errno;
+  }
+}
+
+/// Access control lists are extended attributes too.
+void copyExtendedAttributes(int from, int to) {
+  std::string names(kChunk / 16, '\0');  // more than the kernel ever lists
+  const ssize_t length = flistxattr(from, names.data(), names.size());
+  std::string value(kChunk / 16, '\0');
+  for (ssize_t at = 0; at < length;) {
+    const char* name = names.c_str() + at;
+    const ssize_t size = fgetxattr(from, name, value.data(), value.size());
+    if (size >= 0) (void)fsetxattr(to, name, value.data(), static_cast<size_t>(size), 0);
+    at += static_cast<ssize_t>(std::char_traits<char>::length(name)) + 1;
+  }
+}
+
+}  // namespace
+
+int copyFileAndAttributes(int from, int to, const struct stat& source) {
+  const int error = copyData(from, to);
+  if (error == 0) copyAttributes(from, to, source);
+  return error;
+}
+
+void copyAttributes(int from, int to, const struct stat& source) {
+  copyExtendedAttributes(from, to);
+  const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
+  (void)fchmod(to, source.st_mode & (isOwnerKept ? 07777U : 0777U));
+  const struct timespec times[] = {source.st_atim, source.st_mtim};
+  (void)futimens(to, times);
+}
+
+}  // namespace platform

@@ -1,0 +1,84 @@
+#include "Platform/Pasteboard.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "Platform/FileManager.h"
+#include "Platform/PropertyList.h"
+#include "Platform/SystemPaths.h"
+#include "Platform/UserIdentity.h"
+#include "Support/Path.h"
+
+// The store of a pasteboard is a property list: a dictionary whose one key is the declared type and whose value is an
+// array, empty or holding the one property list that was stored.
+
+namespace platform {
+
+namespace {
+
+/// Whether a folder is the user's own and nobody else's: not a link, closed to others.
+bool isPrivateFolder(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
+         (status.st_mode & 077U) == 0;
+}
+
+/// File of a pasteboard, in a private folder that is made if need be; none when there is no such folder.
+OptionalString storeFile(const std::string& pasteboard) {
+  const std::string name = path::lastComponent(pasteboard) + ".plist";
+  const std::string runtimeFolder = onDisk("/run/user/" + std::to_string(geteuid()));
+  if (isPrivateFolder(runtimeFolder)) return path::appending(runtimeFolder, name);
+  const OptionalString home = homeFolder();
+  if (!home) return std::nullopt;
+  const std::string folder = onDisk(*home + "/Library/Pasteboards");
+  if (!exists(folder)) {
+    (void)createFolder(path::deletingLastComponent(folder), Parents::Created);
+    (void)mkdir(folder.c_str(), 0700);
+  }
+  if (!isPrivateFolder(folder)) return std::nullopt;
+  return path::appending(folder, name);
+}
+
+/// The stored dictionary; none when there is none, or when the file is not the user's own.
+std::optional<PropertyListValue::Dictionary> readStore(const OptionalString& file) {
+  if (!file) return std::nullopt;
+  struct stat status;
+  if (lstat(file->c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != geteuid()) return std::nullopt;
+  return readDictionary(*file);
+}
+
+void writeStore(const OptionalString& file, const std::string& type, PropertyListValue::Array content) {
+  if (!file) return;
+  const OptionalString text =
+      xmlPropertyList(PropertyListValue(PropertyListValue::Dictionary{{type, PropertyListValue(std::move(content))}}));
+  Attributes ownerOnly;
+  ownerOnly.mode = 0600;
+  if (text) (void)createFile(*file, *text, ownerOnly);  // in a private folder it is never open to others
+}
+
+}  // namespace
+
+void declarePasteboardType(const std::string& pasteboard, const std::string& type) {
+  writeStore(storeFile(pasteboard), type, {});
+}
+
+void setPasteboardPropertyList(const std::string& pasteboard, const std::string& type, const PropertyListValue& value) {
+  const OptionalString file = storeFile(pasteboard);
+  const auto store = readStore(file);
+  if (store && store->count(type) != 0) writeStore(file, type, {value});
+}
+
+std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type) {
+  const auto store = readStore(storeFile(pasteboard));
+  if (!store) return std::nullopt;
+  const auto content = store->find(type);
+  if (content == store->end()) return std::nullopt;
+  const PropertyListValue::Array* values = content->second.asArray();
+  if (values == nullptr || values->empty()) return std::nullopt;
+  return values->front();
+}
+
+}  // namespace platform

@@ -1,0 +1,62 @@
+#include "Platform/ProcessList.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+
+#include "Platform/FileManager.h"
+#include "Platform/SystemPaths.h"
+#include "Support/OptionalString.h"
+
+namespace platform {
+
+namespace {
+
+constexpr char kProcessFolder[] = "/proc";
+
+bool isNumber(const std::string& name) {
+  return std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// Whether the text of the link is the true path of what it stands for.
+bool isTruePath(const std::string& link, const std::string& text) {
+  struct stat program;
+  struct stat named;
+  return stat(link.c_str(), &program) == 0 && stat(text.c_str(), &named) == 0 && program.st_dev == named.st_dev &&
+         program.st_ino == named.st_ino;
+}
+
+/// Path of the program that a process runs; none for a kernel thread, for one that has just ended, and for one that
+/// we may not look at.
+OptionalString executablePath(const std::string& process) {
+  const std::string link = onDisk(kProcessFolder) + "/" + process + "/exe";
+  char text[PATH_MAX] = {};
+  const ssize_t length = readlink(link.c_str(), text, sizeof text - 1);
+  if (length <= 0) return std::nullopt;
+  std::string path(text, static_cast<size_t>(length));
+  // The kernel adds this when the file was removed or replaced (proc(5)); but a file may have such a name.
+  static constexpr std::string_view kDeleted = " (deleted)";
+  const bool mayBeDeleted =
+      path.size() > kDeleted.size() && path.compare(path.size() - kDeleted.size(), kDeleted.size(), kDeleted) == 0;
+  if (mayBeDeleted && !isTruePath(link, path)) path.resize(path.size() - kDeleted.size());
+  return path;
+}
+
+}  // namespace
+
+std::vector<std::string> processInformation(const std::string& key) {
+  std::vector<std::string> values;
+  if (key != kBundleExecutableKey) return values;
+  const std::string self = std::to_string(getpid());
+  const auto processes = namesInFolder(onDisk(kProcessFolder));
+  if (!processes) return values;
+  for (const std::string& process : *processes) {
+    if (!isNumber(process) || process == self) continue;
+    if (OptionalString path = executablePath(process)) values.push_back(std::move(*path));
+  }
+  return values;
+}
+
+}  // namespace platform

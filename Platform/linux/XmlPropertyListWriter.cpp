@@ -1,0 +1,207 @@
+#include "Platform/linux/XmlPropertyListWriter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Support/TextEncoding.h"
+
+namespace platform {
+
+namespace {
+
+using Dictionary = PropertyListValue::Dictionary;
+
+constexpr const char* kProlog =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+    "<plist version=\"1.0\">\n";
+constexpr const char* kEpilog = "</plist>\n";
+
+// ----- Order of keys -----
+
+/// The byte's place in the order of UTF-16. It is the order of UTF-8 but for U+E000 to U+FFFF (lead bytes EE and EF),
+/// which come after all characters of two units (lead bytes F0 to F4).
+int utf16Rank(char c) {
+  const unsigned char byte = static_cast<unsigned char>(c);
+  if (byte < 0xEE) return byte;
+  return byte < 0xF0 ? byte + 5 : byte - 2;
+}
+
+bool isBefore(const Dictionary::value_type* left, const Dictionary::value_type* right) {
+  return std::lexicographical_compare(left->first.begin(), left->first.end(), right->first.begin(), right->first.end(),
+                                      [](char a, char b) { return utf16Rank(a) < utf16Rank(b); });
+}
+
+// ----- Scalars -----
+
+std::string integerText(const PropertyListValue::Integer& integer) {
+  return integer.isNegative ? std::to_string(static_cast<std::int64_t>(integer.bits)) : std::to_string(integer.bits);
+}
+
+std::string realText(double real) {
+  if (std::isnan(real)) return "nan";
+  if (std::isinf(real)) return real < 0 ? "-infinity" : "+infinity";
+  if (real == 0) return "0.0";
+  std::ostringstream text;  // printf would use the decimal point of the process's locale
+  text.imbue(std::locale::classic());
+  text << std::setprecision(17) << real;  // the same as "%.17g"
+  return text.str();
+}
+
+/// Seconds since 2001-01-01 as UTC in the Gregorian calendar, extended over all years; the year 0 is the one before 1.
+std::string dateText(double secondsSince2001) {
+  constexpr double kFarthest = 1e15;  // some 31 million years, so that nothing below overflows
+  const double seconds = std::isnan(secondsSince2001) ? 0 : std::clamp(secondsSince2001, -kFarthest, kFarthest);
+  const auto whole = static_cast<std::int64_t>(std::floor(seconds));
+  constexpr std::int64_t kSecondsOfDay = 24 * 60 * 60;
+  std::int64_t second = whole % kSecondsOfDay;
+  if (second < 0) second += kSecondsOfDay;
+
+  // Howard Hinnant, "chrono-compatible low-level date algorithms", civil_from_days: eras of 400 years that begin on
+  // 1 March, so that the leap day is the last of its year.
+  constexpr std::int64_t kDaysOfEra = 146097;
+  constexpr std::int64_t kDaysTo2001 = 730791;  // from 0000-03-01
+  const std::int64_t days = (whole - second) / kSecondsOfDay + kDaysTo2001;
+  const std::int64_t era = (days >= 0 ? days : days - (kDaysOfEra - 1)) / kDaysOfEra;
+  const std::int64_t dayOfEra = days - era * kDaysOfEra;
+  const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const std::int64_t shiftedMonth = (5 * dayOfYear + 2) / 153;  // 0 is March
+  const int day = static_cast<int>(dayOfYear - (153 * shiftedMonth + 2) / 5 + 1);
+  const int month = static_cast<int>(shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9);
+  const auto year = static_cast<long long>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+
+  char text[64];
+  std::snprintf(text, sizeof text, "%04lld-%02d-%02dT%02d:%02d:%02dZ", year, month, day,
+                static_cast<int>(second / 3600), static_cast<int>(second / 60 % 60), static_cast<int>(second % 60));
+  return text;
+}
+
+// ----- The writer -----
+
+class Writer {
+ public:
+  explicit Writer(std::string* output) : _output(*output) {}
+
+  /// \return false when a text in the value is no UTF-8.
+  bool appendValue(const PropertyListValue& value, size_t level) {
+    if (const std::string* text = value.asString()) return appendText("string", *text, level);
+    if (const Dictionary* dictionary = value.asDictionary()) return appendDictionary(*dictionary, level);
+    if (const PropertyListValue::Array* array = value.asArray()) return appendArray(*array, level);
+    if (const bool* boolean = value.asBoolean()) {
+      appendLine(*boolean ? "<true/>" : "<false/>", level);
+    } else if (const PropertyListValue::Integer* integer = value.asInteger()) {
+      appendElement("integer", integerText(*integer), level);
+    } else if (const double* real = value.asReal()) {
+      appendElement("real", realText(*real), level);
+    } else if (const PropertyListValue::Date* date = value.asDate()) {
+      appendElement("date", dateText(date->secondsSince2001), level);
+    } else if (const PropertyListValue::Data* data = value.asData()) {
+      appendData(data->bytes, level);
+    }
+    return true;
+  }
+
+ private:
+  void appendLine(std::string_view line, size_t level) {
+    _output.append(level, '\t').append(line) += '\n';
+  }
+
+  void appendElement(const std::string& name, const std::string& content, size_t level) {
+    appendLine("<" + name + ">" + content + "</" + name + ">", level);
+  }
+
+  bool appendText(const std::string& name, const std::string& text, size_t level) {
+    if (!text::isValidUtf8(text)) return false;
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (const char c : text) {
+      switch (c) {
+        case '&': escaped += "&amp;"; break;
+        case '<': escaped += "&lt;"; break;
+        case '>': escaped += "&gt;"; break;
+        default: escaped += c;
+      }
+    }
+    appendElement(name, escaped, level);
+    return true;
+  }
+
+  bool appendArray(const PropertyListValue::Array& array, size_t level) {
+    if (array.empty()) {
+      appendLine("<array/>", level);
+      return true;
+    }
+    appendLine("<array>", level);
+    for (const PropertyListValue& element : array) {
+      if (!appendValue(element, level + 1)) return false;
+    }
+    appendLine("</array>", level);
+    return true;
+  }
+
+  bool appendDictionary(const Dictionary& dictionary, size_t level) {
+    if (dictionary.empty()) {
+      appendLine("<dict/>", level);
+      return true;
+    }
+    std::vector<const Dictionary::value_type*> entries;
+    entries.reserve(dictionary.size());
+    for (const Dictionary::value_type& entry : dictionary) entries.push_back(&entry);
+    std::sort(entries.begin(), entries.end(), isBefore);
+
+    appendLine("<dict>", level);
+    for (const Dictionary::value_type* entry : entries) {
+      if (!appendText("key", entry->first, level + 1) || !appendValue(entry->second, level + 1)) return false;
+    }
+    appendLine("</dict>", level);
+    return true;
+  }
+
+  /// Base64 in lines that end at column 76, a tab counted as 8. They are never indented more than 8 tabs.
+  void appendData(const std::string& bytes, size_t level) {
+    const size_t lineLevel = std::min<size_t>(level, 8);
+    const size_t bytesOfLine = (76 - 8 * lineLevel) / 4 * 3;
+    appendLine("<data>", level);
+    for (size_t start = 0; start < bytes.size(); start += bytesOfLine) {
+      appendLine(base64(std::string_view(bytes).substr(start, bytesOfLine)), lineLevel);
+    }
+    appendLine("</data>", level);
+  }
+
+  static std::string base64(std::string_view bytes) {
+    constexpr const char* kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const auto byte = [bytes](size_t index) {
+      return index < bytes.size() ? static_cast<unsigned char>(bytes[index]) : 0U;
+    };
+    std::string text;
+    for (size_t index = 0; index < bytes.size(); index += 3) {
+      const unsigned bits = byte(index) << 16 | byte(index + 1) << 8 | byte(index + 2);
+      text += kAlphabet[bits >> 18];
+      text += kAlphabet[bits >> 12 & 63U];
+      text += index + 1 < bytes.size() ? kAlphabet[bits >> 6 & 63U] : '=';
+      text += index + 2 < bytes.size() ? kAlphabet[bits & 63U] : '=';
+    }
+    return text;
+  }
+
+  std::string& _output;
+};
+
+}  // namespace
+
+OptionalString writeXmlPropertyList(const PropertyListValue& value) {
+  std::string text = kProlog;
+  if (!Writer(&text).appendValue(value, 0)) return std::nullopt;
+  return text += kEpilog;
+}
+
+}  // namespace platform

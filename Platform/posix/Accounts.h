@@ -1,0 +1,25 @@
+#ifndef PLATFORM_POSIX_ACCOUNTS_H_
+#define PLATFORM_POSIX_ACCOUNTS_H_
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+namespace platform {
+
+/// What the account database has about a user.
+struct Account {
+  std::string name;
+  uid_t userId;
+  std::string home;
+};
+
+/// Look-ups in the account database, safe beside other threads; none when it does not know the name or number.
+std::optional<Account> accountNamed(const std::string& name);
+std::optional<Account> accountWithId(uid_t userId);
+std::optional<gid_t> groupNamed(const std::string& name);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,137 @@
+#include "Platform/ChildProcess.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "Platform/SystemLog.h"
+#include "Platform/posix/Descriptors.h"
+#include "Platform/posix/SpawnLimits.h"
+
+extern char** environ;
+
+namespace platform {
+
+namespace {
+
+constexpr char kNullDevice[] = "/dev/null";
+constexpr char kShell[] = "/bin/sh";
+
+/// What a child's standard output and error are.
+class SpawnOutputs {
+ public:
+  SpawnOutputs() { posix_spawn_file_actions_init(&_actions); }
+  SpawnOutputs(const SpawnOutputs&) = delete;
+  SpawnOutputs& operator=(const SpawnOutputs&) = delete;
+  ~SpawnOutputs() { posix_spawn_file_actions_destroy(&_actions); }
+
+  void discard(int descriptor) { posix_spawn_file_actions_addopen(&_actions, descriptor, kNullDevice, O_WRONLY, 0); }
+  void connect(int descriptor, int to) { posix_spawn_file_actions_adddup2(&_actions, to, descriptor); }
+  posix_spawn_file_actions_t* actions() { return &_actions; }
+
+ private:
+  posix_spawn_file_actions_t _actions = {};
+};
+
+/// Starts a program. \return its process id, or -1 after a line in the log.
+pid_t spawn(const OptionalString& executable, const std::vector<std::string>& arguments, SpawnOutputs& outputs) {
+  if (!executable) {
+    log(LogLevel::Error, "Failed to launch (null): no path given.");
+    return -1;
+  }
+  std::vector<char*> argv{const_cast<char*>(executable->c_str())};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+
+  // The caller's process group, blocked signals and ignored signals are its own affair: a child that waits for children
+  // of its own would not get far with SIGCHLD ignored.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigaddset(&signals, SIGCHLD);
+  sigaddset(&signals, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  inheritStandardDescriptorsOnly(outputs.actions(), &flags);
+  posix_spawnattr_setflags(&attributes, flags);
+
+  pid_t pid = -1;
+  const int error = posix_spawn(&pid, executable->c_str(), outputs.actions(), &attributes, argv.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  if (error == 0) return pid;
+  log(LogLevel::Error, "Failed to launch %s: %s.", executable->c_str(), errorText(error).c_str());
+  return -1;
+}
+
+/// Any failure means that the child has ended: where SIGCHLD is ignored, or somebody else has reaped it.
+void waitFor(pid_t pid) {
+  if (pid > 0) (void)retried([pid] { return waitpid(pid, nullptr, 0); });
+}
+
+/// A pipe whose ends are closed on exec. \return false when none can be had.
+bool makePipe(ScopedFd& readEnd, ScopedFd& writeEnd) {
+  int ends[2];
+  if (pipe(ends) != 0) return false;
+  readEnd = ScopedFd(ends[0]);
+  writeEnd = ScopedFd(ends[1]);
+  for (const int end : ends) (void)fcntl(end, F_SETFD, FD_CLOEXEC);
+  return true;
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<std::string>& arguments) {
+  SpawnOutputs outputs;
+  outputs.discard(STDOUT_FILENO);
+  outputs.discard(STDERR_FILENO);
+  _pid = spawn(executable, arguments, outputs);
+}
+
+ChildProcess::~ChildProcess() { waitUntilExit(); }
+
+void ChildProcess::waitUntilExit() {
+  waitFor(_pid);
+  _pid = -1;
+}
+
+void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments) {
+  ChildProcess(executable, arguments).waitUntilExit();
+}
+
+void runShellCommand(const std::string& commandLine) {
+  SpawnOutputs outputs;
+  waitFor(spawn(kShell, {"-c", commandLine}, outputs));
+}
+
+OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t limit) {
+  ScopedFd readEnd;
+  ScopedFd writeEnd;
+  if (!makePipe(readEnd, writeEnd)) return std::nullopt;
+  SpawnOutputs outputs;
+  outputs.connect(STDOUT_FILENO, writeEnd.get());
+  outputs.discard(STDERR_FILENO);
+  const pid_t pid = spawn(kShell, {"-c", commandLine}, outputs);
+  writeEnd = ScopedFd();  // the child's alone now, so that its end is seen
+
+  std::string line(limit, '\0');
+  size_t length = 0;
+  while (length < limit) {
+    const ssize_t count = retried([&] { return read(readEnd.get(), &line[length], limit - length); });
+    if (count <= 0) break;
+    const size_t before = length;
+    length += static_cast<size_t>(count);
+    if (line.find('\n', before) < length) break;
+  }
+  readEnd = ScopedFd();  // a child with more to say is told that nobody listens
+  waitFor(pid);
+  if (length == 0) return std::nullopt;
+  line.resize(length);
+  return std::string(line.substr(0, line.find('\n')).c_str());  // up to a NUL, if there is one
+}
+
+}  // namespace platform

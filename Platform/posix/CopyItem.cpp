@@ -1,0 +1,149 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <climits>
+
+#include "Platform/FileManager.h"
+#include "Platform/posix/Descriptors.h"
+#include "Platform/posix/FileCopy.h"
+#include "Platform/posix/FileErrors.h"
+#include "Support/Path.h"
+
+namespace platform {
+
+namespace {
+
+std::atomic<CopyPolicy> copyPolicy{nullptr};
+
+/// An entry of an open folder, and its path for the policy and for messages.
+struct Entry {
+  int folder;
+  std::string name;
+  std::string path;
+
+  Entry child(int openFolder, const std::string& childName) const {
+    return {openFolder, childName, path + "/" + childName};
+  }
+};
+
+/// One copy, item by item in the order of the folders' listings. Both trees are walked through folder descriptors, so
+/// that neither is left through a link, also when somebody exchanges entries meanwhile.
+class Copy {
+ public:
+  /// \return whether the copy goes on with the next item; false once the policy has said stop.
+  bool copyEntry(const Entry& source, const Entry& target, bool isTop) {
+    struct stat status;
+    if (fstatat(source.folder, source.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      return goesOn(readingError("Copy", source.path, errno), source, target);
+    }
+    if (S_ISDIR(status.st_mode)) return copyFolder(source, target, isTop);
+    const int error = S_ISREG(status.st_mode)   ? copyFile(source, target)
+                      : S_ISLNK(status.st_mode) ? copyLink(source, target, status)
+                                                : ENOTSUP;
+    return error == 0 || goesOn(writingError("Copy to", target.path, error), source, target);
+  }
+
+  const FileError& error() const { return _error; }
+
+  /// Asks the policy about a failure and keeps the failure if it says stop.
+  bool goesOn(const FileError& error, const Entry& source, const Entry& target) {
+    const CopyPolicy policy = copyPolicy;
+    if (policy != nullptr && policy(error, source.path, target.path)) return true;
+    _error = error;
+    return false;
+  }
+
+ private:
+  static int copyFile(const Entry& source, const Entry& target) {
+    const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_NOFOLLOW);
+    struct stat status;
+    if (!from || fstat(from.get(), &status) != 0) return errno;
+    if (!S_ISREG(status.st_mode)) return ENOTSUP;  // exchanged since it was looked at
+    const ScopedFd to(retried([&] {
+      return openat(target.folder, target.name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    }));
+    if (!to) return errno;
+    const int error = copyFileAndAttributes(from.get(), to.get(), status);
+    if (error != 0) (void)unlinkat(target.folder, target.name.c_str(), 0);  // half a file is none
+    return error;
+  }
+
+  static int copyLink(const Entry& source, const Entry& target, const struct stat& status) {
+    char text[PATH_MAX] = {};
+    if (readlinkat(source.folder, source.name.c_str(), text, sizeof text - 1) < 0) return errno;
+    if (symlinkat(text, target.folder, target.name.c_str()) != 0) return errno;
+    (void)fchownat(target.folder, target.name.c_str(), status.st_uid, status.st_gid, AT_SYMLINK_NOFOLLOW);
+    return 0;
+  }
+
+  bool copyFolder(const Entry& source, const Entry& target, bool isTop) {
+    const bool isNew = mkdirat(target.folder, target.name.c_str(), 0700) == 0;
+    if (!isNew) {
+      const int error = errno;
+      if (!goesOn(writingError("Copy to", target.path, error), source, target)) return false;
+      if (error != EEXIST) return true;
+    }
+    // The place that was asked for may be a link to a folder; below it a link would lead out of it.
+    const ScopedFd to =
+        openExisting(target.folder, target.name.c_str(), O_RDONLY | O_DIRECTORY | (isTop ? 0 : O_NOFOLLOW));
+    if (!to) return goesOn(writingError("Copy to", target.path, ENOTDIR), source, target);
+    const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    struct stat status;
+    if (!from || fstat(from.get(), &status) != 0)
+      return goesOn(readingError("Copy", source.path, errno), source, target);
+    if (isTop && !rememberTarget(to)) return goesOn(writingError("Copy to", target.path, errno), source, target);
+    if (isTarget(status)) return true;  // a copy into its own source must not copy itself
+
+    const auto names = namesIn(openExisting(from.get(), ".", O_RDONLY | O_DIRECTORY));
+    if (!names) return goesOn(readingError("Copy", source.path, errno), source, target);
+    for (const std::string& name : *names) {
+      if (!copyEntry(source.child(from.get(), name), target.child(to.get(), name), /*isTop=*/false)) return false;
+    }
+    copyAttributes(from.get(), to.get(), status);
+    return true;
+  }
+
+  bool rememberTarget(const ScopedFd& folder) {
+    struct stat status;
+    if (fstat(folder.get(), &status) != 0) return false;
+    _targetDevice = status.st_dev;
+    _targetNode = status.st_ino;
+    return true;
+  }
+
+  bool isTarget(const struct stat& status) const {
+    return status.st_dev == _targetDevice && status.st_ino == _targetNode;
+  }
+
+  FileError _error;
+  dev_t _targetDevice = 0;
+  ino_t _targetNode = 0;
+};
+
+}  // namespace
+
+void setCopyPolicy(CopyPolicy policy) { copyPolicy = policy; }
+
+bool copyItem(const std::string& source, const std::string& target, FileError* error) {
+  const std::string from = path::appending(source, "");  // a slash at the end makes no difference
+  const std::string to = path::appending(target, "");
+  struct stat status;
+  if (lstat(from.c_str(), &status) != 0) {
+    if (error != nullptr) *error = readingError("Copy", from, errno);
+    return false;
+  }
+
+  Copy copy;
+  const std::string parent = path::deletingLastComponent(to);
+  const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
+  const Entry sourceEntry{AT_FDCWD, from, from};
+  const Entry targetEntry{folder.get(), path::lastComponent(to), to};
+  const bool isDone = folder ? copy.copyEntry(sourceEntry, targetEntry, /*isTop=*/true)
+                             : copy.goesOn(writingError("Copy to", to, errno), sourceEntry, targetEntry);
+  if (!isDone && error != nullptr) *error = copy.error();
+  return isDone;
+}
+
+}  // namespace platform

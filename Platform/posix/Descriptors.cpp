@@ -1,0 +1,78 @@
+#include "Platform/posix/Descriptors.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <system_error>
+
+namespace platform {
+
+ScopedFd::~ScopedFd() {
+  if (_descriptor >= 0) {
+    const int before = errno;
+    close(_descriptor);  // not repeated after a signal: the descriptor is gone either way
+    errno = before;
+  }
+}
+
+ScopedFd openExisting(int folder, const char* path, int flags) {
+  return ScopedFd(retried([&] { return openat(folder, path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
+}
+
+ScopedFolderStream folderStream(ScopedFd folder) {
+  ScopedFolderStream stream(folder ? fdopendir(folder.get()) : nullptr);
+  if (stream) (void)folder.release();  // the stream's now
+  return stream;
+}
+
+std::optional<std::vector<std::string>> namesIn(ScopedFd folder) {
+  const ScopedFolderStream stream = folderStream(std::move(folder));
+  if (!stream) return std::nullopt;
+  std::vector<std::string> names;
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(stream.get());
+    if (entry == nullptr) break;
+    if (!isDotName(entry->d_name)) names.emplace_back(entry->d_name);
+  }
+  if (errno != 0) return std::nullopt;
+  return names;
+}
+
+OptionalString readToEnd(int descriptor, size_t limit) {
+  std::string bytes;
+  constexpr size_t kChunk = 1U << 16;
+  size_t used = 0;
+  for (;;) {
+    // Doubling keeps the cost linear; one byte past the limit tells that the file is longer.
+    if (bytes.size() - used < kChunk) bytes.resize(bytes.size() < kChunk ? kChunk : bytes.size() * 2);
+    const ssize_t count = retried([&] { return read(descriptor, &bytes[used], bytes.size() - used); });
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    used += static_cast<size_t>(count);
+    if (used > limit) return std::nullopt;
+  }
+  bytes.resize(used);
+  return bytes;
+}
+
+bool writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = retried([&] { return write(descriptor, bytes.data(), bytes.size()); });
+    if (count < 0) return false;
+    bytes.remove_prefix(static_cast<size_t>(count));
+  }
+  return true;
+}
+
+std::string errorText(int errorNumber) { return std::generic_category().message(errorNumber); }
+
+std::string randomName(const char* prefix) {
+  static constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+  std::string name = prefix;
+  for (int count = 0; count < 16; ++count) name += kLetters[arc4random_uniform(sizeof kLetters - 1)];
+  return name;
+}
+
+}  // namespace platform

@@ -1,0 +1,80 @@
+#ifndef PLATFORM_POSIX_DESCRIPTORS_H_
+#define PLATFORM_POSIX_DESCRIPTORS_H_
+
+#include <dirent.h>
+#include <sys/types.h>
+
+#include <cerrno>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Support/OptionalString.h"
+
+/// What the file services share: owned descriptors, whole reads and writes, interrupted calls, and reasons as text.
+namespace platform {
+
+/// Owns a file descriptor; -1 is none.
+class ScopedFd {
+ public:
+  explicit ScopedFd(int descriptor = -1) : _descriptor(descriptor) {}
+  ScopedFd(ScopedFd&& other) noexcept : _descriptor(std::exchange(other._descriptor, -1)) {}
+  ScopedFd& operator=(ScopedFd&& other) noexcept {
+    std::swap(_descriptor, other._descriptor);
+    return *this;
+  }
+  ~ScopedFd();
+
+  int get() const { return _descriptor; }
+  int release() { return std::exchange(_descriptor, -1); }
+  explicit operator bool() const { return _descriptor >= 0; }
+
+ private:
+  int _descriptor;
+};
+
+/// Owns an open folder stream.
+struct FolderStreamCloser {
+  void operator()(DIR* stream) const { closedir(stream); }
+};
+using ScopedFolderStream = std::unique_ptr<DIR, FolderStreamCloser>;
+
+/// Repeats a system call that a signal interrupted.
+template <typename Call>
+auto retried(Call call) -> decltype(call()) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+/// Takes over an open folder for reading its entries; empty when that fails.
+ScopedFolderStream folderStream(ScopedFd folder);
+
+/// The names in an open folder, "." and ".." not, or none after an error.
+std::optional<std::vector<std::string>> namesIn(ScopedFd folder);
+
+/// Opens an existing file or folder, closed on exec; never waits for the other end of a FIFO.
+ScopedFd openExisting(int folder, const char* path, int flags);
+
+/// Everything from the descriptor's position to its end, or none after an error or past \a limit bytes.
+OptionalString readToEnd(int descriptor, size_t limit);
+
+/// Writes all of \a bytes. \return false, with errno set, when that cannot be done.
+bool writeAll(int descriptor, std::string_view bytes);
+
+/// The system's text for an error number, independent of other threads.
+std::string errorText(int errorNumber);
+
+/// A name that nobody can foresee, for a temporary file in a shared folder.
+std::string randomName(const char* prefix);
+
+/// Whether a name from a folder's listing is "." or "..".
+inline bool isDotName(const char* name) { return std::string_view(name) == "." || std::string_view(name) == ".."; }
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,23 @@
+#ifndef PLATFORM_POSIX_ENTRY_ATTRIBUTES_H_
+#define PLATFORM_POSIX_ENTRY_ATTRIBUTES_H_
+
+#include <sys/stat.h>
+
+#include "Platform/posix/Descriptors.h"
+
+/// Owner and mode of one entry through a descriptor that holds on to just this entry, whatever its name comes to mean.
+namespace platform {
+
+/// Holds on to an entry of an open folder: not its content, and not what it points to if it is a link. A device or FIFO
+/// is not opened.
+ScopedFd holdEntry(int folder, const char* name);
+
+/// Changes the mode of an entry held by holdEntry. \return false, with errno set, on failure.
+bool changeHeldMode(int held, mode_t mode);
+
+/// Changes owner and group (-1: as it is) of an entry held by holdEntry. \return false, with errno set, on failure.
+bool changeHeldOwner(int held, uid_t owner, gid_t group);
+
+}  // namespace platform
+
+#endif

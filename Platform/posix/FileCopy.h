@@ -1,0 +1,19 @@
+#ifndef PLATFORM_POSIX_FILE_COPY_H_
+#define PLATFORM_POSIX_FILE_COPY_H_
+
+#include <sys/stat.h>
+
+namespace platform {
+
+/// Copies the data of an open file into a new, empty one, then its attributes as below.
+///
+/// \return 0, or the number of the error that kept the data from being whole.
+int copyFileAndAttributes(int from, int to, const struct stat& source);
+
+/// Gives an open file or folder the mode, times and extended attributes of another, and its owner and group; each as
+/// far as permitted. Set-id bits come along only when the owner does.
+void copyAttributes(int from, int to, const struct stat& source);
+
+}  // namespace platform
+
+#endif

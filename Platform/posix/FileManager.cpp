@@ -1,0 +1,191 @@
+#include "Platform/FileManager.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Platform/UserIdentity.h"
+#include "Platform/posix/Descriptors.h"
+#include "Platform/posix/FileErrors.h"
+#include "Support/Path.h"
+
+namespace platform {
+
+namespace {
+
+constexpr size_t kLargestFile = size_t{1} << 30;
+constexpr int kNameAttempts = 8;
+
+bool isRegular(int descriptor, struct stat& status) {
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/// Contents of an open file; none unless it is a regular one of a size that we read.
+OptionalString contentsOf(const ScopedFd& file, const struct stat& status) {
+  if (status.st_size < 0 || static_cast<unsigned long long>(status.st_size) > kLargestFile) return std::nullopt;
+  return readToEnd(file.get(), kLargestFile);
+}
+
+int makeFolder(const std::string& path, const Attributes& attributes) {
+  if (mkdir(path.c_str(), 0777) != 0) return errno;
+  (void)setAttributes(path, attributes);  // not a fatal error: the folder is there
+  return 0;
+}
+
+/// Makes a folder and its missing parents. \return 0 or the number of the error.
+int makeFolderAndParents(const std::string& path, const Attributes& attributes) {
+  const int error = makeFolder(path, attributes);
+  if (error == EEXIST) return isFolder(path) ? 0 : EEXIST;
+  if (error != ENOENT) return error;
+  const std::string parent = path::deletingLastComponent(path);
+  if (parent.empty() || parent == path) return error;
+  const int parentError = makeFolderAndParents(parent, attributes);
+  if (parentError != 0) return parentError == EEXIST ? ENOTDIR : parentError;  // a file in the middle of the path
+  const int secondError = makeFolder(path, attributes);
+  return secondError == EEXIST && isFolder(path) ? 0 : secondError;
+}
+
+/// Gives a temporary file the owner, group and mode of the file that it will replace, as far as permitted.
+void adoptAttributes(int descriptor, const struct stat& replaced) {
+  const bool isOwnerKept = fchown(descriptor, replaced.st_uid, replaced.st_gid) == 0;
+  if (!isOwnerKept) (void)!fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid);
+  // A set-id bit may speak for the old owner only.
+  (void)fchmod(descriptor, replaced.st_mode & (isOwnerKept ? 07777U : 0777U));
+}
+
+}  // namespace
+
+// ----- Errors -----
+
+FileError writingError(const std::string& operation, const std::string& path, int errorNumber) {
+  int code = kOtherWritingFailure;
+  switch (errorNumber) {
+    case ENOENT:
+      code = kNoSuchFileWhileWriting;
+      break;
+    case EEXIST:
+      code = kFileExists;
+      break;
+    case EACCES:
+    case EPERM:
+      code = kNoWritePermission;
+      break;
+    case ENAMETOOLONG:
+      code = kInvalidNameWhileWriting;
+      break;
+    case ENOSPC:
+    case EDQUOT:
+      code = kOutOfSpace;
+      break;
+    case EROFS:
+      code = kReadOnlyVolume;
+      break;
+    default:
+      break;
+  }
+  return {code, operation + " " + path + ": " + errorText(errorNumber)};
+}
+
+FileError readingError(const std::string& operation, const std::string& path, int errorNumber) {
+  int code = kOtherReadingFailure;
+  if (errorNumber == ENOENT) code = kNoSuchFileWhileReading;
+  if (errorNumber == EACCES || errorNumber == EPERM) code = kNoReadPermission;
+  return {code, operation + " " + path + ": " + errorText(errorNumber)};
+}
+
+// ----- Questions -----
+
+bool exists(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0;
+}
+
+bool isFolder(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {
+  return namesIn(openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY));
+}
+
+// ----- Folders -----
+
+bool createFolder(const std::string& path, Parents parents, const Attributes& attributes, FileError* error) {
+  const int errorNumber =
+      parents == Parents::Created ? makeFolderAndParents(path, attributes) : makeFolder(path, attributes);
+  if (errorNumber != 0 && error != nullptr) *error = writingError("Create folder", path, errorNumber);
+  return errorNumber == 0;
+}
+
+// ----- Whole files -----
+
+OptionalString readFile(const std::string& path) {
+  const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY);
+  struct stat status;
+  if (!file || !isRegular(file.get(), status)) return std::nullopt;
+  return contentsOf(file, status);
+}
+
+OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
+  *isDistrusted = false;
+  const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_NOFOLLOW);
+  struct stat status;
+  if (!file) {
+    *isDistrusted = lstat(path.c_str(), &status) == 0;  // a link, or closed to us
+    return std::nullopt;
+  }
+  if (!isRegular(file.get(), status) || (status.st_mode & S_IWOTH) != 0 || !isTrustedOwner(status.st_uid)) {
+    *isDistrusted = true;
+    return std::nullopt;
+  }
+  return contentsOf(file, status);
+}
+
+bool isTrustedFolder(const std::string& path) {
+  // Without a slash at its end the path is looked at itself, not what a link of that name points to.
+  struct stat status;
+  return lstat(path::appending(path, "").c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+         isTrustedOwner(status.st_uid);
+}
+
+bool createFile(const std::string& path, const std::string& contents, const Attributes& attributes) {
+  if (!writeFileAtomically(path, contents)) return false;
+  (void)setAttributes(path, attributes);  // not a fatal error: the file is there
+  return true;
+}
+
+bool writeFileAtomically(const std::string& path, const std::string& contents) {
+  // The folder stays open, so that all steps happen in the same one, whatever becomes of its path.
+  const std::string parent = path::deletingLastComponent(path);
+  const std::string name = path::lastComponent(path);
+  const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
+  if (!folder || name.empty()) return false;
+
+  // Until it has its final attributes the new file is for its maker alone: what it replaces may have been secret.
+  struct stat replaced;
+  const bool isReplacing = fstatat(folder.get(), name.c_str(), &replaced, 0) == 0 && S_ISREG(replaced.st_mode);
+  std::string temporaryName;
+  ScopedFd file;
+  for (int attempt = 0; !file && attempt < kNameAttempts && (attempt == 0 || errno == EEXIST); ++attempt) {
+    temporaryName = randomName(".tmp.");
+    file = ScopedFd(retried([&] {
+      return openat(folder.get(), temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                    isReplacing ? 0600 : 0666);
+    }));
+  }
+  if (!file) return false;
+
+  bool isDone = writeAll(file.get(), contents);
+  if (isReplacing) adoptAttributes(file.get(), replaced);
+  isDone = isDone && fsync(file.get()) == 0;
+  isDone = isDone && renameat(folder.get(), temporaryName.c_str(), folder.get(), name.c_str()) == 0;
+  if (!isDone) {
+    (void)unlinkat(folder.get(), temporaryName.c_str(), 0);
+    return false;
+  }
+  (void)fsync(folder.get());  // the new file is whole and in place; a folder that cannot be synced does not change that
+  return true;
+}
+
+}  // namespace platform

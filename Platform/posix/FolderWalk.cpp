@@ -1,0 +1,129 @@
+#include "Platform/posix/FolderWalk.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <vector>
+
+namespace platform {
+
+namespace {
+
+/// Folders nearest to the top that stay open. Deeper ones are closed while the walk is below them and found again as
+/// the ".." of what it comes back from.
+constexpr size_t kOpenLevels = 32;
+
+struct Level {
+  ScopedFd descriptor;
+  struct stat status = {};
+  std::string name;          // in the parent
+  std::string subfolders;    // names still to enter, each with its NUL
+  size_t nextSubfolder = 0;  // where the next of them begins
+
+  WalkedFolder folder() const { return {descriptor.get(), status}; }
+};
+
+class Walk {
+ public:
+  explicit Walk(FolderVisitor& visitor) : _visitor(visitor) {}
+
+  bool run(ScopedFd top) {
+    if (!enter(std::move(top), "")) return false;
+    while (!_levels.empty()) {
+      Level& level = _levels.back();
+      if (level.nextSubfolder < level.subfolders.size()) {
+        const std::string name = level.subfolders.c_str() + level.nextSubfolder;
+        level.nextSubfolder += name.size() + 1;
+        if (!descend(level, name)) return false;
+      } else if (!ascend()) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  /// Visits the entries of a folder that are no folders and notes those that are.
+  bool enter(ScopedFd descriptor, const std::string& name) {
+    Level level;
+    level.descriptor = std::move(descriptor);
+    level.name = name;
+    if (fstat(level.descriptor.get(), &level.status) != 0) return _visitor.missedEntries();
+    const ScopedFolderStream stream = folderStream(openExisting(level.descriptor.get(), ".", O_RDONLY | O_DIRECTORY));
+    if (!stream && !_visitor.missedEntries()) return false;
+    const WalkedFolder folder = level.folder();
+    while (stream) {
+      errno = 0;
+      const dirent* entry = readdir(stream.get());
+      if (entry == nullptr) {
+        if (errno != 0 && !_visitor.missedEntries()) return false;
+        break;
+      }
+      if (isDotName(entry->d_name)) continue;
+      if (isFolder(folder, *entry)) {
+        level.subfolders.append(entry->d_name, std::strlen(entry->d_name) + 1);
+      } else if (!_visitor.visitEntry(folder, entry->d_name)) {
+        return false;
+      }
+    }
+    _levels.push_back(std::move(level));
+    return true;
+  }
+
+  static bool isFolder(const WalkedFolder& folder, const dirent& entry) {
+    if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
+    struct stat status;
+    return fstatat(folder.descriptor, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+  }
+
+  bool descend(Level& level, const std::string& name) {
+    const auto open = [&] {
+      return openExisting(level.descriptor.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    };
+    ScopedFd below = open();
+    if (!below) {
+      bool isToBeTriedAgain = false;
+      if (!_visitor.visitClosedFolder(level.folder(), name.c_str(), &isToBeTriedAgain)) return false;
+      if (!isToBeTriedAgain) return true;
+      below = open();
+      if (!below) return _visitor.missedEntries();
+    }
+    const size_t depth = _levels.size();
+    if (!enter(std::move(below), name)) return false;
+    if (_levels.size() > depth && depth > kOpenLevels) _levels[depth - 1].descriptor = ScopedFd();
+    return true;
+  }
+
+  bool ascend() {
+    const Level below = std::move(_levels.back());
+    _levels.pop_back();
+    if (_levels.empty()) return true;  // the top itself is not part of the walk
+    if (!_levels.back().descriptor && !openAgain(below)) return _visitor.missedEntries();
+    return _visitor.leaveFolder(below.folder(), _levels.back().folder(), below.name.c_str());
+  }
+
+  /// Opens the innermost level as the parent of the folder that was left. When that folder was moved elsewhere
+  /// meanwhile, the walk goes on at the nearest level that stayed open.
+  bool openAgain(const Level& below) {
+    Level& level = _levels.back();
+    ScopedFd parent = openExisting(below.descriptor.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    struct stat status;
+    if (parent && fstat(parent.get(), &status) == 0 && status.st_dev == level.status.st_dev &&
+        status.st_ino == level.status.st_ino) {
+      level.descriptor = std::move(parent);
+      return true;
+    }
+    while (!_levels.back().descriptor) _levels.pop_back();
+    return false;
+  }
+
+  FolderVisitor& _visitor;
+  std::vector<Level> _levels;
+};
+
+}  // namespace
+
+bool walkBelow(ScopedFd top, FolderVisitor& visitor) { return Walk(visitor).run(std::move(top)); }
+
+}  // namespace platform

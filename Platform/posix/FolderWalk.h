@@ -1,0 +1,43 @@
+#ifndef PLATFORM_POSIX_FOLDER_WALK_H_
+#define PLATFORM_POSIX_FOLDER_WALK_H_
+
+#include <sys/stat.h>
+
+#include "Platform/posix/Descriptors.h"
+
+namespace platform {
+
+/// A folder that a walk has open.
+struct WalkedFolder {
+  int descriptor;
+  struct stat status;  ///< as it was when the walk came to it
+};
+
+/// What is done with the entries that a walk meets. An answer of false ends the walk.
+class FolderVisitor {
+ public:
+  virtual ~FolderVisitor() = default;
+
+  /// An entry of \a folder that is no folder: a file, a link, a device …
+  virtual bool visitEntry(const WalkedFolder& folder, const char* name) = 0;
+
+  /// A folder whose content has been walked, and its name in its parent.
+  virtual bool leaveFolder(const WalkedFolder& folder, const WalkedFolder& parent, const char* name) = 0;
+
+  /// A folder that could not be opened; \a isToBeTriedAgain may be set when that makes sense now.
+  virtual bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool* isToBeTriedAgain) = 0;
+
+  /// Something below that the walk could not reach: a folder was moved away meanwhile, or a listing failed.
+  virtual bool missedEntries() = 0;
+};
+
+/// Walks everything below an open folder, each folder after its content.
+///
+/// Goes through descriptors: no link is followed, whatever is exchanged meanwhile. Of any depth with few descriptors,
+/// and in little memory: only the names of the sub-folders still to do are kept. \return false when the visitor ended
+/// it.
+bool walkBelow(ScopedFd top, FolderVisitor& visitor);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,181 @@
+#include "Platform/Ownership.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <memory>
+
+#include "Platform/UserIdentity.h"
+#include "Platform/posix/Accounts.h"
+#include "Platform/posix/EntryAttributes.h"
+#include "Platform/posix/FolderWalk.h"
+#include "Support/Path.h"
+
+namespace platform {
+
+namespace {
+
+/// Attributes with their names looked up, and the ways to give them to an entry.
+class AttributeChange {
+ public:
+  explicit AttributeChange(const Attributes& attributes) : _mode(attributes.mode) {
+    // An unknown name stays -1, which leaves the attribute as it is.
+    if (attributes.owner) {
+      if (const std::optional<Account> account = accountNamed(*attributes.owner)) _owner = account->userId;
+    }
+    if (attributes.group) _group = groupNamed(*attributes.group).value_or(kUnchangedGroup);
+  }
+
+  bool applyTo(const WalkedFolder& folder, const char* name) const {
+    struct stat status;
+    if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    if (isRight(status)) return true;
+    // Where only we can rename, the name goes on meaning the entry that was looked at. Elsewhere somebody may put
+    // another in its place, a second link to a file of root's for example: so the entry is held first.
+    return isOursAlone(folder.status) ? changeByName(folder.descriptor, name, status)
+                                      : changeHeld(folder.descriptor, name);
+  }
+
+  /// For an entry of a folder about which nothing is known.
+  bool changeHeld(int folder, const char* name) const {
+    const ScopedFd held = holdEntry(folder, name);
+    struct stat status;
+    if (!held || fstat(held.get(), &status) != 0) return false;
+    if (isRight(status)) return true;
+    if (isRefused(status)) return false;
+    return (!needsMode(status) || changeHeldMode(held.get(), *_mode)) &&
+           (!needsOwner(status) || changeHeldOwner(held.get(), _owner, _group));
+  }
+
+  /// For a folder that is open for reading.
+  bool applyTo(const WalkedFolder& folder) const {
+    struct stat status;
+    if (fstat(folder.descriptor, &status) != 0) return false;
+    return (!needsMode(status) || fchmod(folder.descriptor, *_mode) == 0) &&
+           (!needsOwner(status) || fchown(folder.descriptor, _owner, _group) == 0);
+  }
+
+ private:
+  static constexpr uid_t kUnchangedOwner = static_cast<uid_t>(-1);
+  static constexpr gid_t kUnchangedGroup = static_cast<gid_t>(-1);
+
+  /// The mode of a link means nothing.
+  bool needsMode(const struct stat& status) const {
+    return _mode && !S_ISLNK(status.st_mode) && (status.st_mode & 07777U) != *_mode;
+  }
+
+  bool needsOwner(const struct stat& status) const {
+    return (_owner != kUnchangedOwner && status.st_uid != _owner) ||
+           (_group != kUnchangedGroup && status.st_gid != _group);
+  }
+
+  bool isRight(const struct stat& status) const { return !needsMode(status) && !needsOwner(status); }
+
+  /// Somebody's file under a second name: its first one may be anywhere, and whoever made the second wants us to give
+  /// it away.
+  bool isRefused(const struct stat& status) const {
+    return status.st_nlink > 1 && !S_ISDIR(status.st_mode) && status.st_uid != _owner;
+  }
+
+  static bool isOursAlone(const struct stat& folder) {
+    return (folder.st_uid == 0 || folder.st_uid == geteuid()) && (folder.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+  }
+
+  bool changeByName(int folder, const char* name, const struct stat& status) const {
+    if (isRefused(status)) return false;
+    return (!needsMode(status) || fchmodat(folder, name, *_mode, 0) == 0) &&
+           (!needsOwner(status) || fchownat(folder, name, _owner, _group, AT_SYMLINK_NOFOLLOW) == 0);
+  }
+
+  uid_t _owner = kUnchangedOwner;
+  gid_t _group = kUnchangedGroup;
+  std::optional<mode_t> _mode;
+};
+
+/// Gives the attributes to what a walk meets. Every entry is tried, whatever became of the others.
+class AttributeVisitor : public FolderVisitor {
+ public:
+  explicit AttributeVisitor(const AttributeChange& change) : _change(change) {}
+
+  bool visitEntry(const WalkedFolder& folder, const char* name) override { return note(_change.applyTo(folder, name)); }
+
+  /// After its content: as long as a folder is still root's, nobody else can exchange what is in it.
+  bool leaveFolder(const WalkedFolder& folder, const WalkedFolder&, const char*) override {
+    return note(_change.applyTo(folder));
+  }
+
+  bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool* isToBeTriedAgain) override {
+    // The new mode may be what opens it to its owner.
+    *isToBeTriedAgain = errno == EACCES && _change.changeHeld(parent.descriptor, name);
+    return note(*isToBeTriedAgain);
+  }
+
+  bool missedEntries() override { return note(false); }
+
+  bool succeeded() const { return _succeeded; }
+
+ private:
+  bool note(bool success) {
+    _succeeded = _succeeded && success;
+    return true;
+  }
+
+  const AttributeChange& _change;
+  bool _succeeded = true;
+};
+
+bool isSameFolder(const struct stat& folder, const std::string& path) {
+  struct stat status;
+  return !path.empty() && stat(path.c_str(), &status) == 0 && status.st_dev == folder.st_dev &&
+         status.st_ino == folder.st_ino;
+}
+
+bool isHomeOf(const std::optional<Account>& account, const struct stat& folder) {
+  return account && isSameFolder(folder, account->home);
+}
+
+}  // namespace
+
+bool setAttributes(const std::string& path, const Attributes& attributes) {
+  return AttributeChange(attributes).changeHeld(AT_FDCWD, path.c_str());
+}
+
+bool setAttributesBelow(const std::string& folder, const Attributes& attributes) {
+  ScopedFd top = openExisting(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+  if (!top) return false;
+  const AttributeChange change(attributes);
+  AttributeVisitor visitor(change);
+  (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
+  return visitor.succeeded();
+}
+
+bool isProtectedFolder(const std::string& folder) {
+  struct stat status;
+  const std::unique_ptr<char, decltype(&std::free)> real(realpath(folder.c_str(), nullptr), std::free);
+  if (!real || stat(real.get(), &status) != 0) return false;
+  const std::string path = real.get();
+  if (path == "/") return true;
+
+  // hier(7) of Linux and of macOS, where /etc, /tmp and /var are links into /private.
+  static constexpr std::array<const char*, 33> kSystemFolders = {
+      "Applications", "Library", "Network", "System", "Users",     "Volumes",   "bin",    "boot",  "cores",
+      "dev",          "etc",     "home",    "lib",    "lib32",     "lib64",     "libx32", "media", "mnt",
+      "net",          "opt",     "private", "proc",   "root",      "run",       "sbin",   "snap",  "srv",
+      "sys",          "tmp",     "usr",     "var",    "Developer", "lost+found"};
+  const std::string parent = path::deletingLastComponent(path);
+  const std::string name = path::lastComponent(path);
+  if ((parent == "/" || parent == "/private") &&
+      std::find(kSystemFolders.begin(), kSystemFolders.end(), name) != kSystemFolders.end()) {
+    return true;
+  }
+
+  // Whose home could it be: its owner's, that of an account of its name, the invoking or the effective user's.
+  const OptionalString invokingUser = invokingUserName();
+  return isHomeOf(accountWithId(status.st_uid), status) || isHomeOf(accountNamed(name), status) ||
+         (invokingUser && isHomeOf(accountNamed(*invokingUser), status)) || isHomeOf(accountWithId(geteuid()), status);
+}
+
+}  // namespace platform

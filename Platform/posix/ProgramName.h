@@ -1,0 +1,13 @@
+#ifndef PLATFORM_POSIX_PROGRAM_NAME_H_
+#define PLATFORM_POSIX_PROGRAM_NAME_H_
+
+#include <string>
+
+namespace platform {
+
+/// Last component of the name that the process was started by.
+std::string programName();
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,15 @@
+#ifndef PLATFORM_POSIX_SPAWN_LIMITS_H_
+#define PLATFORM_POSIX_SPAWN_LIMITS_H_
+
+#include <spawn.h>
+
+namespace platform {
+
+/// Makes a child inherit no descriptor above 2, whether it is closed on exec or not.
+///
+/// \param[in,out] flags the flags that the spawn attributes will get.
+void inheritStandardDescriptorsOnly(posix_spawn_file_actions_t* actions, short* flags);
+
+}  // namespace platform
+
+#endif

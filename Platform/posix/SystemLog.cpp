@@ -1,0 +1,154 @@
+#include "Platform/SystemLog.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+#include <vector>
+
+#include "Platform/UserIdentity.h"
+#include "Platform/posix/Descriptors.h"
+#include "Platform/posix/ProgramName.h"
+#include "Platform/posix/SystemLogSink.h"
+
+namespace platform {
+
+namespace {
+
+std::mutex logFilesMutex;
+std::vector<int>& logFiles() {
+  static std::vector<int> files;
+  return files;
+}
+
+const char* levelName(LogLevel level) {
+  switch (level) {
+    case LogLevel::Error:
+      return "Error";
+    case LogLevel::Warning:
+      return "Warning";
+    case LogLevel::Notice:
+      return "Notice";
+    case LogLevel::Info:
+      return "Info";
+  }
+  return "Info";
+}
+
+std::string formatted(const char* format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  std::string message(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+  if (length > 0) std::vsnprintf(message.data(), message.size() + 1, format, again);
+  va_end(again);
+  return message;
+}
+
+/// The "safe" encoding of Apple System Log: nothing in a message can look like the start of another one, or move the
+/// cursor back over it.
+std::string encoded(const std::string& message) {
+  std::string result;
+  result.reserve(message.size());
+  for (size_t at = 0; at < message.size(); ++at) {
+    const char c = message[at];
+    if (c == '\n' || c == '\r') {
+      result += "\n\t";
+    } else if (c == '\b') {
+      result += "^H";
+    } else if (message.compare(at, 2, "\xC2\x85") == 0) {  // next line
+      result += "\n\t";
+      at += 1;
+    } else if (message.compare(at, 3, "\xE2\x80\xA8") == 0 || message.compare(at, 3, "\xE2\x80\xA9") == 0) {
+      result += "\n\t";  // line and paragraph separator
+      at += 2;
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
+/// "Nov  3 09:05:07", whatever the locale.
+std::string timeStamp() {
+  static constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                            "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  const std::time_t now = std::time(nullptr);
+  struct tm local = {};
+  localtime_r(&now, &local);
+  char text[32];
+  std::snprintf(text, sizeof text, "%s %2d %02d:%02d:%02d", kMonths[local.tm_mon % 12], local.tm_mday, local.tm_hour,
+                local.tm_min, local.tm_sec);
+  return text;
+}
+
+std::string hostName() {
+  char name[256] = {};
+  (void)gethostname(name, sizeof name - 1);
+  return name;
+}
+
+std::string traceLine(LogLevel level, const std::string& message) {
+  return timeStamp() + " " + encoded(hostName()) + " " + encoded(programName()) + "[" + std::to_string(getpid()) +
+         "] <" + levelName(level) + ">: " + encoded(message) + "\n";
+}
+
+/// Whether an existing trace file may be emptied and used.
+bool isOwnTraceFile(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_nlink == 1 && isTrustedOwner(status.st_uid);
+}
+
+}  // namespace
+
+void log(LogLevel level, const char* format, ...) {
+  const int errorBefore = errno;
+  va_list arguments;
+  va_start(arguments, format);
+  const std::string message = formatted(format, arguments);
+  va_end(arguments);
+
+  sendToSystemLog(level, message);
+  const std::lock_guard<std::mutex> lock(logFilesMutex);
+  std::vector<int>& files = logFiles();
+  if (!files.empty()) {
+    const std::string line = traceLine(level, message);
+    const auto fails = [&line](int file) { return !writeAll(file, line); };
+    files.erase(std::remove_if(files.begin(), files.end(), fails), files.end());
+  }
+  errno = errorBefore;
+}
+
+void addLogFile(int descriptor) {
+  const std::lock_guard<std::mutex> lock(logFilesMutex);
+  std::vector<int>& files = logFiles();
+  if (std::find(files.begin(), files.end(), descriptor) == files.end()) files.push_back(descriptor);
+}
+
+void removeLogFile(int descriptor) {
+  const std::lock_guard<std::mutex> lock(logFilesMutex);
+  std::vector<int>& files = logFiles();
+  files.erase(std::remove(files.begin(), files.end(), descriptor), files.end());
+}
+
+int openTraceFile(const std::string& path) {
+  struct stat status;
+  {
+    ScopedFd existing = openExisting(AT_FDCWD, path.c_str(), O_WRONLY | O_NOFOLLOW);
+    if (existing && fstat(existing.get(), &status) == 0 && isOwnTraceFile(status) &&
+        ftruncate(existing.get(), 0) == 0) {
+      (void)fcntl(existing.get(), F_SETFL, O_APPEND);  // blocking again; and a second opening adds to the same text
+      return existing.release();
+    }
+  }
+  // Anything else that has the name was put there by somebody else.
+  (void)unlink(path.c_str());
+  return retried(
+      [&] { return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_APPEND | O_CLOEXEC, 0644); });
+}
+
+}  // namespace platform

@@ -1,0 +1,129 @@
+#include "Platform/UserIdentity.h"
+
+#include <grp.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <vector>
+
+#include "Platform/posix/Accounts.h"
+
+namespace platform {
+
+namespace {
+
+constexpr size_t kLargestAccountRecord = size_t{1} << 20;
+
+/// Calls a "_r" look-up with a buffer that grows until the record fits. \return the record, or null.
+template <typename Record, typename LookUp>
+Record* lookedUp(Record& record, std::vector<char>& buffer, LookUp lookUp) {
+  for (buffer.resize(1024);; buffer.resize(buffer.size() * 2)) {
+    Record* found = nullptr;
+    const int error = lookUp(&record, buffer.data(), buffer.size(), &found);
+    if (error == EINTR) continue;
+    if (error != ERANGE || buffer.size() >= kLargestAccountRecord) return error == 0 ? found : nullptr;
+  }
+}
+
+template <typename LookUp>
+std::optional<Account> account(LookUp lookUp) {
+  struct passwd record = {};
+  std::vector<char> buffer;
+  const struct passwd* found = lookedUp(record, buffer, lookUp);
+  if (found == nullptr) return std::nullopt;
+  return Account{found->pw_name, found->pw_uid, found->pw_dir};
+}
+
+/// The user that the process works for: the effective one, under root's rights the real one.
+uid_t workingUser() { return geteuid() != 0 ? geteuid() : getuid(); }
+
+}  // namespace
+
+// ----- Accounts -----
+
+std::optional<Account> accountNamed(const std::string& name) {
+  return account([&name](struct passwd* record, char* buffer, size_t size, struct passwd** found) {
+    return getpwnam_r(name.c_str(), record, buffer, size, found);
+  });
+}
+
+std::optional<Account> accountWithId(uid_t userId) {
+  return account([userId](struct passwd* record, char* buffer, size_t size, struct passwd** found) {
+    return getpwuid_r(userId, record, buffer, size, found);
+  });
+}
+
+std::optional<gid_t> groupNamed(const std::string& name) {
+  struct group record = {};
+  std::vector<char> buffer;
+  const struct group* found =
+      lookedUp(record, buffer, [&name](struct group* group, char* space, size_t size, struct group** result) {
+        return getgrnam_r(name.c_str(), group, space, size, result);
+      });
+  if (found == nullptr) return std::nullopt;
+  return found->gr_gid;
+}
+
+// ----- Users -----
+
+OptionalString environmentVariable(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr) return std::nullopt;
+  return value;
+}
+
+OptionalString loginName() {
+  const std::optional<Account> account = accountWithId(workingUser());
+  return account ? account->name : environmentVariable("USER");
+}
+
+OptionalString invokingUserName() {
+  OptionalString name = environmentVariable("USER");
+  return name ? name : loginName();
+}
+
+OptionalString homeFolder() {
+  const std::optional<Account> account = accountWithId(workingUser());
+  return account ? account->home : environmentVariable("HOME");
+}
+
+std::string expandingTilde(const std::string& path) {
+  if (path.empty() || path.front() != '~') return path;
+  const size_t slash = path.find('/');
+  const std::string name = path.substr(1, slash == std::string::npos ? slash : slash - 1);
+  OptionalString home;
+  if (name.empty()) {
+    home = homeFolder();
+  } else if (const std::optional<Account> account = accountNamed(name)) {
+    home = account->home;
+  }
+  if (!home) return path;
+  const std::string rest = slash == std::string::npos ? "" : path.substr(slash);
+  return rest == "/" ? *home : *home + rest;
+}
+
+bool isTrustedOwner(uid_t owner) {
+  if (owner == 0 || owner == geteuid()) return true;
+  if (const OptionalString name = environmentVariable("USER")) {
+    const std::optional<Account> account = accountNamed(*name);
+    if (account && account->userId == owner) return true;
+  }
+  const OptionalString number = environmentVariable("SUDO_UID");
+  return number && *number == std::to_string(owner);
+}
+
+// ----- ScopedEffectiveUser -----
+
+ScopedEffectiveUser::ScopedEffectiveUser(const OptionalString& name) : _before(geteuid()) {
+  if (!name) return;
+  const std::optional<Account> account = accountNamed(*name);
+  if (account) (void)!seteuid(account->userId);  // without the right to switch, the settings read are the caller's own
+}
+
+ScopedEffectiveUser::~ScopedEffectiveUser() {
+  if (geteuid() != _before) (void)!seteuid(_before);
+}
+
+}  // namespace platform

@@ -1,0 +1,17 @@
+#ifndef SUPPORT_TEXT_NUMBER_H_
+#define SUPPORT_TEXT_NUMBER_H_
+
+#include <cstdint>
+#include <string>
+
+namespace text {
+
+/// The whole number at the start of a text, as the platform reads one: blanks, a sign, blanks, ASCII digits, up to the
+/// first other character. Blanks are the control characters, the space, and U+007F to U+00A0, U+2000 to U+200B, U+3000.
+///
+/// \return 0 for a text without digits; the nearest number of the type for one that is out of its range.
+std::int32_t integerAtStart(const std::string& utf8);
+
+}  // namespace text
+
+#endif

@@ -1,0 +1,447 @@
+#include "Tests/EndToEnd/MachineTest.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr char kRecord[] = "/stand-ins/record";
+constexpr char kNote[] = "/stand-ins/note";
+constexpr char kOutput[] = "/stand-ins/output";
+constexpr char kErrors[] = "/stand-ins/errors";
+constexpr int kPatience = 60 * 1000;  // milliseconds; a call takes far less than a second
+
+// Half an hour off, so that no stamp made in another time zone can pass.
+constexpr char kTimeZone[] = "HFX-05:30";
+constexpr std::time_t kTimeZoneOffset = 5 * 3600 + 1800;
+
+std::string shellQuoted(const std::string& text) {
+  std::string result = "'";
+  for (const char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return result + "'";
+}
+
+std::string lastComponent(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::string localTime(std::time_t moment, const char* format) {
+  moment += kTimeZoneOffset;
+  struct tm fields = {};
+  gmtime_r(&moment, &fields);
+  char text[64];
+  return std::string(text, std::strftime(text, sizeof text, format, &fields));
+}
+
+std::string hostName() {
+  char name[256] = {};
+  gethostname(name, sizeof name - 1);
+  return name;
+}
+
+void replaceAll(std::string& text, const std::string& old, const std::string& now) {
+  for (size_t at = text.find(old); at != std::string::npos; at = text.find(old, at + now.size())) {
+    text.replace(at, old.size(), now);
+  }
+}
+
+/// The text between two others, or "none".
+std::string between(const std::string& text, const std::string& before, const std::string& after) {
+  const size_t begin = text.find(before);
+  if (begin == std::string::npos) return "none";
+  const size_t from = begin + before.size();
+  return text.substr(from, text.find(after, from) - from);
+}
+
+std::vector<char*> pointers(const std::vector<std::string>& texts) {
+  std::vector<char*> result;
+  for (const std::string& text : texts) result.push_back(const_cast<char*>(text.c_str()));
+  result.push_back(nullptr);
+  return result;
+}
+
+/// Becomes the program of a call. Returns only when that is impossible.
+void become(const Call& call, int input, int output, int errors) {
+  std::vector<std::string> environment;
+  for (const auto& [name, value] : call.environment) environment.push_back(name + "=" + value);
+  std::vector<char*> argv = pointers(call.commandLine), envp = pointers(environment);
+  umask(022);
+  setsid();
+  dup2(input, STDIN_FILENO);
+  dup2(output, STDOUT_FILENO);
+  dup2(errors, STDERR_FILENO);
+  for (int descriptor = 3; descriptor < 256; ++descriptor) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  if (chdir(call.folder.c_str()) != 0) return;
+  if (call.user != 0 && (setgroups(0, nullptr) != 0 || setgid(call.user) != 0 || setuid(call.user) != 0)) return;
+  call.prepare();
+  execve(call.program.c_str(), argv.data(), envp.data());
+}
+
+}  // namespace
+
+Lines joined(std::initializer_list<Lines> parts) {
+  Lines result;
+  for (const Lines& part : parts) result.insert(result.end(), part.begin(), part.end());
+  return result;
+}
+
+std::vector<CommandLine> Outcome::commandLines() const {
+  std::vector<CommandLine> result;
+  for (const Child& child : children) result.push_back(child.commandLine);
+  return result;
+}
+
+// ----- The machine -----
+
+void MachineTest::SetUp() {
+  _root = std::make_unique<ThrowAwayRoot>();
+  if (!root().obstacle().empty()) GTEST_SKIP() << "no throw-away root on this machine: " << root().obstacle();
+  files().makeFolder(inside("/stand-ins/seen"), 0777);
+  makeInstance("/Applications/Product.app", "/Users/alice/Client Data");
+  makeStandIn(kPkgutil);
+  makeStandIn(kJavaHomeFinder, "echo " + shellQuoted(kJavaHome));
+  makeStandIn(std::string(kJavaHome) + "/bin/java");
+}
+
+void MachineTest::TearDown() {
+  if (_systemLogSocket != -1) close(_systemLogSocket);
+}
+
+void MachineTest::makeInstance(const std::string& bundlePath, const std::string& dataPath) {
+  bundle = bundlePath;
+  home = bundle + "/Contents/MacOS/rcp";
+  data = dataPath;
+  files().makeFile(
+      inside(kNote),
+      "printf '%s\\0' $$ $# \"$0\" \"$@\" >> " + std::string(kRecord) + "\nmkdir /stand-ins/seen/$$\ncp -a " +
+          shellQuoted(bundle) + " " + shellQuoted(data) + " " + kTraceFile + " " + kOutput +
+          " /proc/$$/fd /proc/$$/stat /proc/$$/status /proc/$$/environ /proc/$$/cwd /stand-ins/seen/$$ 2>/dev/null\n");
+
+  files().makeFile(inside(bundle + "/Contents/Info.plist"),
+                   "{ CFBundleIdentifier = \"com.qor.product\"; CFBundleShortVersionString = \"6.2.1\"; }\n");
+  setLauncher("echo rc=0 > \"$result\"");
+  files().makeFile(inHome("rcplauncher.properties"),
+                   "# The platform's launcher\n\nprovisioning.manifest.version = " + std::string(kOldStamp) +
+                       "\nrcp.install.id=" + kOldStamp + "\nrcp.data=${env.HOME}/workspace\nvm=/opt/java\n",
+                   0664);
+  files().makeFile(inHome("installInfo.plist"), "", 0640);
+  setRecords({{"SKIPRUNNINGCHECK", "false"},
+              {"hotfixVersion", "6.2.1.1"},
+              {"installedHotfixBundleID", kPackage},
+              {"version", "6.2.1"}});
+  files().makeFile(inHome("collectionutility.jar"));
+  files().makeFile(inHome("deploy/install.xml"), kInstallManifest);
+  files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest, 0660);
+  for (const char* name : {"rcplauncher.properties", "installInfo.plist", "deploy/uninstall.hotfix.xml"}) {
+    giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::admin(), home + "/" + name);
+  }
+  files().makeFile(inside(data + "/.config/rcpinstall.properties"), "rcp.install.id=" + std::string(kOldStamp) + "\n",
+                   0600);
+  files().makeFile(inside(data + "/logs/one.log"), "one\n");
+  files().makeFolder(inside(data + "/logs"), 0700);
+  giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), "/Users/alice");
+}
+
+void MachineTest::giveTo(uid_t user, gid_t group, const std::string& path) {
+  if (lchown((files() / inside(path)).c_str(), user, group) != 0) ADD_FAILURE() << path << ": " << std::strerror(errno);
+}
+
+void MachineTest::makeStandIn(const std::string& path, const std::string& shellText) {
+  files().makeScript(inside(path), ". " + std::string(kNote) + "\n" + shellText);
+}
+
+void MachineTest::setLauncher(const std::string& shellText) {
+  makeStandIn(home + "/rcplauncher", "result=\"${0%/*}/../.provisioning_rc\"\n" + shellText);
+}
+
+void MachineTest::setRecords(const Records& records) {
+  files().makeFile(inHome("installInfo.plist"), recordsText(records), 0640);
+}
+
+std::string MachineTest::recordsText(const Records& records) {
+  std::string text =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+      "<plist version=\"1.0\">\n";
+  if (records.empty()) return text + "<dict/>\n</plist>\n";
+  text += "<dict>\n";
+  for (const auto& [key, value] : records) text += "\t<key>" + key + "</key>\n\t<string>" + value + "</string>\n";
+  return text + "</dict>\n</plist>\n";
+}
+
+Snapshot MachineTest::state() {
+  Snapshot all = takeSnapshot(root().changedEntries());
+  Snapshot result = takeSnapshot(files() / inside("/tmp"), "/tmp");
+  for (const auto& [path, entry] : all) {
+    if (path.compare(0, 10, "/stand-ins") != 0) result[path] = entry;
+  }
+  for (auto& [path, entry] : result) {
+    for (const std::string& stamp : _stamps) replaceAll(entry, stamp, "<now>");
+    const size_t text = entry.find(" file: ");
+    if (path == kTraceFile && text != std::string::npos) entry.erase(text + 6);
+  }
+  return result;
+}
+
+bool MachineTest::isStampOfNow(const std::string& text) const { return _stamps.count(text) != 0; }
+
+std::string MachineTest::found(const Child& child) {
+  const std::string foundBundle = child.seen + "/" + lastComponent(bundle);
+  const std::string foundHome = foundBundle + "/Contents/MacOS/rcp";
+  const std::string properties = files().read(foundHome + "/rcplauncher.properties");
+  const std::string records = files().read(foundHome + "/installInfo.plist");
+  const auto property = [&](const std::string& key) {
+    // The file of the beginning has blanks around "=".
+    std::string value = between("\n" + properties, "\n" + key, "\n");
+    value.erase(0, value.find_first_not_of(" ="));
+    return isStampOfNow(value) ? "now" : value == kOldStamp ? "old" : value;
+  };
+  const auto recordOf = [&](const std::string& key) {
+    return between(records, "<key>" + key + "</key>\n\t<string>", "</string>");
+  };
+  const auto there = [&](const std::string& name) { return files().has(foundHome + "/deploy/" + name) ? "yes" : "no"; };
+  const std::string result = foundBundle + "/Contents/MacOS/.provisioning_rc";
+  const Snapshot dataFound = takeSnapshot(files() / (child.seen + "/" + lastComponent(data)));
+  const auto file = dataFound.find("/logs/one.log");
+  return "uninstall=" + std::string(there("uninstall.hotfix.xml")) + " update=" + there("install.update.xml") +
+         " backup=" + there("install." + std::string(kOldStamp) + ".xml") +
+         " result=" + (files().has(result) ? joined({files().lines(result), {""}}).front() : "none") +
+         " version=" + property("provisioning.manifest.version") + " id=" + property("rcp.install.id") +
+         " hotfix=" + recordOf("hotfixVersion") + " package=" + recordOf("installedHotfixBundleID") +
+         " skip=" + recordOf("SKIPRUNNINGCHECK") +
+         " data=" + (file == dataFound.end() ? "none" : file->second.substr(0, file->second.find(" file"))) +
+         " printed=" + std::to_string(files().lines(child.seen + "/output").size()) +
+         " traced=" + std::to_string(files().lines(child.seen + "/install_trace.log").size());
+}
+
+Lines MachineTest::found(const Outcome& outcome) {
+  Lines result;
+  for (const Child& child : outcome.children) result.push_back(found(child));
+  return result;
+}
+
+// ----- Calls -----
+
+Call MachineTest::uninstall() { return call({"-rcphome", home, "-rcpdata", data}); }
+
+Call MachineTest::call(const CommandLine& arguments) {
+  Call call;
+  call.program = HOTFIX_TOOL;
+  call.commandLine = joined({{HOTFIX_TOOL}, arguments});
+  call.environment = {{"PATH", "/usr/bin:/bin"}, {"USER", "alice"}, {"HOME", "/Users/alice"}, {"TZ", kTimeZone}};
+  // What the tool needs to start, and how it was asked to check itself.
+  for (const char* name : {"LD_LIBRARY_PATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+    if (const char* value = std::getenv(name)) call.environment[name] = value;
+  }
+  return call;
+}
+
+Outcome MachineTest::run(const Call& call) {
+  unlink((files() / inside(kRecord)).c_str());
+  const int input = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  const int output = open(files().makeFile(inside(kOutput)).c_str(), O_WRONLY | O_CLOEXEC);
+  const int errors = open(files().makeFile(inside(kErrors)).c_str(), O_WRONLY | O_CLOEXEC);
+  const std::time_t begin = std::time(nullptr);
+  const pid_t process = root().start([&] { become(call, input, output, errors); });
+  Outcome outcome;
+  outcome.ending = waitFor(process);
+  const std::time_t end = std::time(nullptr);
+  for (const int descriptor : {input, output, errors}) close(descriptor);
+
+  for (std::time_t moment = begin; moment <= end; ++moment) _stamps.insert(localTime(moment, "%d%m%y%H%M"));
+  outcome.output = files().read(inside(kOutput));
+  outcome.errors = files().read(inside(kErrors));
+  outcome.children = readChildren();
+  readTrace(outcome, lastComponent(call.commandLine.front()), begin, end);
+  return outcome;
+}
+
+std::string MachineTest::waitFor(pid_t process) {
+  const int ended = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+  struct pollfd events[2] = {{ended, POLLIN, 0}, {_systemLogSocket, POLLIN, 0}};
+  const auto drainSystemLog = [this] {
+    char message[8192];
+    for (ssize_t size; (size = recv(_systemLogSocket, message, sizeof message, MSG_DONTWAIT)) > 0;) {
+      systemLog.emplace_back(message, static_cast<size_t>(size));
+    }
+  };
+  bool hung = false;
+  while (!hung && events[0].revents == 0) {
+    hung = poll(events, 2, kPatience) == 0;
+    if (events[1].revents != 0) drainSystemLog();
+  }
+  close(ended);
+  if (hung) kill(process, SIGKILL);
+  int status = 0;
+  waitpid(process, &status, 0);
+  if (hung) return "hung";
+  return WIFEXITED(status) ? "exit " + std::to_string(WEXITSTATUS(status))
+                           : "signal " + std::to_string(WTERMSIG(status));
+}
+
+std::vector<Child> MachineTest::readChildren() {
+  std::vector<Child> children;
+  if (!files().has(inside(kRecord))) return children;
+  std::vector<std::string> fields;
+  std::string field;
+  for (const char c : files().read(inside(kRecord))) {
+    if (c != '\0') {
+      field += c;
+    } else {
+      fields.push_back(field);
+      field.clear();
+    }
+  }
+  // Process id, number of arguments, path, arguments.
+  for (size_t at = 0; at + 2 < fields.size();) {
+    const size_t end = std::min(at + 3 + std::stoul(fields[at + 1]), fields.size());
+    Child child;
+    child.seen = inside("/stand-ins/seen/" + fields[at]);
+    child.commandLine.assign(fields.begin() + static_cast<std::ptrdiff_t>(at) + 2,
+                             fields.begin() + static_cast<std::ptrdiff_t>(end));
+    children.push_back(child);
+    at = end;
+  }
+  return children;
+}
+
+void MachineTest::readTrace(Outcome& outcome, const std::string& sender, std::time_t begin, std::time_t end) {
+  struct stat status = {};
+  if (lstat((files() / inside(kTraceFile)).c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+  std::set<std::string> times;
+  for (std::time_t moment = begin; moment <= end; ++moment) times.insert(localTime(moment, "%b %e %H:%M:%S"));
+  const std::string origin = " " + hostName() + " " + sender + "[";
+  for (const std::string& line : files().lines(inside(kTraceFile))) {
+    if (!outcome.trace.empty() && line.compare(0, 1, "\t") == 0) {
+      outcome.trace.back() += "\n" + line;  // goes on after a newline in the text
+      continue;
+    }
+    const size_t process = 15 + origin.size(), rest = line.find("] <");
+    const bool fits = times.count(line.substr(0, 15)) != 0 && line.compare(15, origin.size(), origin) == 0 &&
+                      rest != std::string::npos;
+    const std::string id = fits ? line.substr(process, rest - process) : "";
+    if (outcome.process.empty()) outcome.process = id;
+    outcome.trace.push_back(fits && id == outcome.process ? line.substr(rest + 2) : "? " + line);
+  }
+}
+
+void MachineTest::listenToSystemLog() {
+  _systemLogSocket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  struct sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  const std::string path = files() / inside("/dev/log");
+  ASSERT_LT(path.size(), sizeof address.sun_path);
+  path.copy(address.sun_path, path.size());
+  ASSERT_EQ(bind(_systemLogSocket, reinterpret_cast<const struct sockaddr*>(&address), sizeof address), 0)
+      << std::strerror(errno);
+}
+
+// ----- What is expected -----
+
+CommandLine MachineTest::launch(const std::string& operation, const std::optional<std::string>& dataFolder,
+                                const std::string& locale) {
+  CommandLine line = {home + "/rcplauncher", "-rcpLauncherWait", "-provManifest", "-noSplash",
+                      "-provisioningOperation", operation,          "-nl",           locale,
+                      "-vmargs",         "-Dfile.encoding=UTF-8", "-Xms32m",       "-Xmx256m"};
+  if (dataFolder) line.insert(line.end(), {"-data", *dataFolder});
+  return line;
+}
+
+CommandLine MachineTest::collect(const std::string& workspace, const std::string& javaHome,
+                                 const std::string& version) {
+  const std::string name = lastComponent(bundle);
+  return {javaHome + "/bin/java", "-jar",         home + "/collectionutility.jar",
+          "-productName",         name.substr(0, name.find('.')), "-productVersion",
+          version,                "-action",      "HOTFIX_UNINSTALL",
+          "-workspace",           workspace,      "-logLocation",
+          kTraceFile,             "-s"};
+}
+
+std::vector<CommandLine> MachineTest::allChildren() {
+  return {uninstallLaunch(), uninstallLaunch(),      forget(),               findJava(),
+          collect(data),     launch("cleanup", data), launch("update", data)};
+}
+
+std::vector<CommandLine> MachineTest::failedUninstall() {
+  return {uninstallLaunch(), uninstallLaunch(),      findJava(),
+          collect(data),     launch("cleanup", data), launch("update", data)};
+}
+
+std::vector<CommandLine> MachineTest::refusal() {
+  return {findJava(), collect(data), launch("cleanup", data), launch("update", data)};
+}
+
+Lines MachineTest::serviceMade(const std::string& home) {
+  return {"<Info>: The pathToRcphome is: " + home + ".", "<Info>: newInstallLocation : (null).",
+          "<Warning>: Can not copy to newInstallLocation because its nil!"};
+}
+
+Lines MachineTest::serviceMade() { return serviceMade(home); }
+
+Lines MachineTest::checked() {
+  return joined({{"<Info>: RCP Home : " + home + " .", "<Info>: Check whether the unsupported characters are contained.",
+                  "<Info>: Check whether the target platform is installed."},
+                 serviceMade(),
+                 {"<Info>: Check whether platform is running.",
+                  "<Info>: >>>> current is " + std::string(ThrowAwayRoot::kFirstProcess) + "."}});
+}
+
+Lines MachineTest::uninstalled() {
+  return joined({{"<Info>: Remove hotfix."},
+                 serviceMade(),
+                 {"<Info>: Copy install manifest to " + home + "/deploy/install.update.xml.",
+                  "<Info>: Launch platform to uninstall provisioned features..."}});
+}
+
+Lines MachineTest::collected() {
+  const std::string name = lastComponent(bundle), product = name.substr(0, name.find('.'));
+  return {"<Info>: pathToRCPHome is " + home + ".",
+          "<Info>: targetName is " + product + ".",
+          "<Notice>: Begin to call collection utility to gather log files for the HOTFIX_UNINSTALL operaton of " +
+              product + " project.",
+          "<Info>: _pathToRcphome is " + home + ".",
+          "<Info>: productVersion is 6.2.1.",
+          "<Notice>: Successfully collect the log files and place them under " + home +
+              "/deploy/installHistory for the HOTFIX_UNINSTALL operaton of " + product + " project."};
+}
+
+Lines MachineTest::allTrace() { return joined({checked(), uninstalled(), collected(), serviceMade()}); }
+
+Lines MachineTest::successChanges(const Snapshot& before) {
+  Snapshot after = before;
+  const std::string ofAlice = owners("alice:admin"), ofRoot = owners("root:root");
+  after.erase(home + "/deploy/uninstall.hotfix.xml");
+  after[home + "/deploy/install.update.xml"] = "0660 " + ofAlice + " file: " + kUninstallManifest;
+  after[home + "/deploy/install." + kOldStamp + ".xml"] = "0644 " + ofRoot + " file: " + kInstallManifest;
+  after[home + "/rcplauncher.properties"] =
+      "0664 " + ofAlice +
+      " file: provisioning.manifest.version=<now>\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\nvm=/opt/java\n";
+  after[home + "/installInfo.plist"] = "0640 " + ofAlice + " file: " + recordsText({{"version", "6.2.1"}});
+  after[bundle + "/Contents/MacOS/.provisioning_rc"] = "0644 " + ofRoot + " file: rc=0\n";
+  after[data + "/.config"] = "0775 " + ofAlice + " folder";
+  after[data + "/.config/rcpinstall.properties"] = "0775 " + ofAlice + " file: rcp.install.id=0101010000\n";
+  after[data + "/logs"] = "0775 " + ofAlice + " folder";
+  after[data + "/logs/one.log"] = "0775 " + ofAlice + " file: one\n";
+  after[kTraceFile] = "0644 " + ofRoot + " file:";
+  return differences(before, after);
+}
+
+void MachineTest::expectSuccess(const Outcome& outcome, const Snapshot& before) {
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(outcome.output, kSucceeded);
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.commandLines(), allChildren());
+  EXPECT_EQ(outcome.trace, allTrace());
+  EXPECT_EQ(differences(before, state()), successChanges(before));
+}

@@ -1,0 +1,274 @@
+#include <gmock/gmock.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+
+#include <csignal>
+#include <functional>
+
+#include "Platform/FileManager.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/Outside.h"
+#include "Tests/Support/TreeSnapshot.h"
+
+namespace {
+
+std::function<void(int descriptor)> beforeSync;  // what a test does when a file or folder is about to be synced
+
+}  // namespace
+
+/// Takes the place of the C library's own for this program, so that a test can tell when what was synced.
+extern "C" int fsync(int descriptor) {
+  if (beforeSync) beforeSync(descriptor);
+  return static_cast<int>(syscall(SYS_fsync, descriptor));
+}
+
+namespace {
+
+using platform::writeFileAtomically;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class AtomicWriteTest : public OutsideTest {
+ protected:
+  AtomicWriteTest() { folder.makeFolder("here"); }
+  ~AtomicWriteTest() override { beforeSync = nullptr; }
+
+  bool write(const std::string& relativePath, const std::string& contents) const {
+    return writeFileAtomically(folder / relativePath, contents);
+  }
+};
+
+TEST_F(AtomicWriteTest, NewFileHasTheBytesAndTheDefaultMode) {
+  const ScopedUmask mask(027);
+  const std::string bytes = std::string("a\0b\r\n", 5) + std::string(300'000, '\xff');
+  EXPECT_TRUE(write("here/file", bytes));
+  EXPECT_TRUE(folder.read("here/file") == bytes);
+  EXPECT_EQ(folder.mode("here/file"), 0640U);
+  EXPECT_TRUE(write("here/empty", ""));
+  EXPECT_EQ(folder.read("here/empty"), "");
+  EXPECT_THAT(folder.names("here"), ElementsAre("empty", "file"));
+}
+
+TEST_F(AtomicWriteTest, FileKeepsItsMode) {
+  for (const mode_t mode : {0600U, 0444U, 0775U, 0U, 06755U}) {
+    folder.makeFile("here/file", "old", mode);
+    EXPECT_TRUE(write("here/file", "new"));
+    EXPECT_EQ(folder.mode("here/file"), mode);
+    ASSERT_EQ(chmod((folder / "here/file").c_str(), 0600), 0);
+    EXPECT_EQ(folder.read("here/file"), "new");
+  }
+}
+
+TEST_F(AtomicWriteTest, FileKeepsOwnerAndGroup) {
+  if (!isRoot()) GTEST_SKIP() << "needs the rights to give files away";
+  folder.makeFile("here/file", "old");
+  ASSERT_EQ(chown((folder / "here/file").c_str(), 12345, 23456), 0);
+  ASSERT_EQ(chmod((folder / "here/file").c_str(), 06640), 0);
+  EXPECT_TRUE(write("here/file", "new"));
+  EXPECT_EQ(folder.attributes("here/file").st_uid, 12345U);
+  EXPECT_EQ(folder.attributes("here/file").st_gid, 23456U);
+  EXPECT_EQ(folder.mode("here/file"), 06640U);
+  EXPECT_EQ(folder.read("here/file"), "new");
+}
+
+TEST_F(AtomicWriteTest, OwnerThatCannotBeKeptIsNoFailure) {
+  if (!isRoot()) GTEST_SKIP() << "needs the rights to leave a file to another owner";
+  constexpr gid_t kGroup = 54321;
+  folder.makeFolder("shared", 0777);
+  folder.makeFile("shared/file", "old");
+  ASSERT_EQ(chown((folder / "shared/file").c_str(), 12345, kGroup), 0);
+  ASSERT_EQ(chmod((folder / "shared/file").c_str(), 06644), 0);
+  inChild([&] {
+    ASSERT_EQ(setgroups(1, &kGroup), 0);
+    ASSERT_EQ(setgid(65534), 0);
+    ASSERT_EQ(setuid(65534), 0);
+    EXPECT_TRUE(write("shared/file", "new"));
+  });
+  EXPECT_EQ(folder.read("shared/file"), "new");
+  EXPECT_EQ(folder.attributes("shared/file").st_uid, 65534U);
+  EXPECT_EQ(folder.attributes("shared/file").st_gid, kGroup);
+  EXPECT_EQ(folder.mode("shared/file"), 0644U) << "set-id bits were the old owner's";
+}
+
+TEST_F(AtomicWriteTest, FileIsReplacedAndNotChanged) {
+  folder.makeFile("here/file", "old");
+  ASSERT_EQ(link((folder / "here/file").c_str(), (folder / "other name").c_str()), 0);
+  const int reader = open((folder / "here/file").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_TRUE(write("here/file", "new"));
+  char text[8] = {};
+  EXPECT_EQ(read(reader, text, sizeof text), 3);
+  EXPECT_STREQ(text, "old");
+  close(reader);
+  EXPECT_EQ(folder.read("other name"), "old");
+  EXPECT_EQ(folder.read("here/file"), "new");
+}
+
+TEST_F(AtomicWriteTest, LinkIsReplacedByAFileWithTheAttributesOfItsTarget) {
+  folder.makeFile("target", "old", 0604);
+  if (isRoot()) ASSERT_EQ(chown((folder / "target").c_str(), 12345, 23456), 0);
+  folder.makeLink("here/link", "../target");
+  EXPECT_TRUE(write("here/link", "new"));
+  const struct stat status = folder.attributes("here/link");
+  EXPECT_TRUE(S_ISREG(status.st_mode));
+  EXPECT_EQ(status.st_mode & 07777U, 0604U);
+  EXPECT_EQ(status.st_uid, folder.attributes("target").st_uid);
+  EXPECT_EQ(status.st_gid, folder.attributes("target").st_gid);
+  EXPECT_EQ(folder.read("here/link"), "new");
+  EXPECT_EQ(folder.read("target"), "old");
+}
+
+TEST_F(AtomicWriteTest, BrokenLinkIsReplacedByANewFile) {
+  const ScopedUmask mask(022);
+  folder.makeLink("here/link", "nowhere");
+  EXPECT_TRUE(write("here/link", "new"));
+  EXPECT_TRUE(S_ISREG(folder.attributes("here/link").st_mode));
+  EXPECT_EQ(folder.mode("here/link"), 0644U);
+  EXPECT_THAT(folder.names("here"), ElementsAre("link"));
+}
+
+TEST_F(AtomicWriteTest, FileIsWrittenThroughALinkInTheMiddleOfItsPath) {
+  folder.makeLink("link", "here");
+  EXPECT_TRUE(write("link/file", "new"));
+  EXPECT_EQ(folder.read("here/file"), "new");
+  EXPECT_EQ(treeSnapshot(folder.path()).at("link"), "link: here");
+}
+
+TEST_F(AtomicWriteTest, FifoIsReplacedWithoutBeingOpened) {
+  folder.makeFifo("here/fifo");
+  EXPECT_TRUE(write("here/fifo", "new"));
+  EXPECT_EQ(folder.read("here/fifo"), "new");
+}
+
+TEST_F(AtomicWriteTest, FailureLeavesEverythingAsItWas) {
+  folder.makeFile("here/folder/nested", "text");
+  folder.makeFile("here/file", "text");
+  folder.makeFolder("here/empty");
+  const auto before = treeSnapshot(folder.path());
+  for (const char* path : {"here/folder", "here/empty", "here/file/below", "missing/file"}) {
+    EXPECT_FALSE(write(path, "new")) << path;
+    EXPECT_EQ(treeSnapshot(folder.path()), before) << path;
+  }
+  EXPECT_FALSE(writeFileAtomically("", "new"));
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(AtomicWriteTest, ReadOnlyFolderIsAFailure) {
+  folder.makeFile("locked/file", "old");
+  folder.makeFolder("locked", 0555);
+  asUnprivileged([&] {
+    EXPECT_FALSE(write("locked/file", "new"));
+    EXPECT_FALSE(write("locked/other", "new"));
+    EXPECT_THAT(folder.names("locked"), ElementsAre("file"));
+  });
+  EXPECT_EQ(folder.read("locked/file"), "old");
+}
+
+TEST_F(AtomicWriteTest, TooLargeAFileLeavesTheOldOneAndNoTemporaryFile) {
+  folder.makeFile("here/file", "old");
+  signal(SIGXFSZ, SIG_IGN);
+  {
+    const ScopedLimit limit(RLIMIT_FSIZE, 5000);
+    EXPECT_FALSE(write("here/file", std::string(100'000, 'x')));
+    EXPECT_FALSE(write("here/other", std::string(100'000, 'x')));
+  }
+  signal(SIGXFSZ, SIG_DFL);
+  EXPECT_THAT(folder.names("here"), ElementsAre("file"));
+  EXPECT_EQ(folder.read("here/file"), "old");
+}
+
+TEST_F(AtomicWriteTest, FullVolumeLeavesTheOldFileAndNoTemporaryFile) {
+  if (!isRoot()) GTEST_SKIP() << "needs the rights to mount a volume";
+  bool isMounted = false;
+  inChild([&] {
+    isMounted = unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                mount("none", (folder / "here").c_str(), "tmpfs", 0, "size=64k") == 0;
+    if (!isMounted) return;
+    folder.makeFile("here/file", "old");
+    EXPECT_FALSE(write("here/file", std::string(1'000'000, 'x')));
+    EXPECT_EQ(folder.read("here/file"), "old");
+    EXPECT_THAT(folder.names("here"), ElementsAre("file"));
+    EXPECT_TRUE(write("here/file", "new"));
+    EXPECT_EQ(folder.read("here/file"), "new");
+    std::fflush(nullptr);
+    _exit(HasFailure() ? 1 : 0);
+  });
+}
+
+TEST_F(AtomicWriteTest, BytesAreOnTheDiskBeforeTheNameAndTheNameBeforeTheReturn) {
+  folder.makeFile("here/file", "old");
+  std::vector<std::string> events;
+  beforeSync = [&](int descriptor) {
+    struct stat status = {};
+    ASSERT_EQ(fstat(descriptor, &status), 0);
+    const bool isFolder = S_ISDIR(status.st_mode);
+    if (isFolder) EXPECT_EQ(status.st_ino, folder.attributes("here").st_ino);
+    if (!isFolder) EXPECT_EQ(status.st_size, 3);
+    events.push_back(std::string(isFolder ? "folder" : "file") + " while " + folder.read("here/file"));
+  };
+  EXPECT_TRUE(write("here/file", "new"));
+  EXPECT_THAT(events, ElementsAre("file while old", "folder while new"));
+}
+
+TEST_F(AtomicWriteTest, NewContentsOfASecretFileAreNeverOpenToOthers) {
+  const ScopedUmask mask(0);
+  folder.makeFile("here/secret", "old", 0600);
+  int temporaryFiles = 0;
+  beforeSync = [&](int descriptor) {
+    struct stat status = {};
+    ASSERT_EQ(fstat(descriptor, &status), 0);
+    if (!S_ISREG(status.st_mode)) return;
+    ++temporaryFiles;
+    EXPECT_EQ(status.st_mode & 077U, 0U);
+  };
+  EXPECT_TRUE(write("here/secret", "new"));
+  EXPECT_EQ(temporaryFiles, 1);
+}
+
+TEST_F(AtomicWriteTest, TemporaryFilesHaveNamesThatCannotBeForeseen) {
+  std::vector<std::string> names;
+  beforeSync = [&](int) {
+    for (const std::string& name : folder.names("here")) {
+      if (name != "file") names.push_back(name);
+    }
+  };
+  EXPECT_TRUE(write("here/file", "first"));
+  EXPECT_TRUE(write("here/file", "second"));
+  ASSERT_EQ(names.size(), 2U);
+  EXPECT_NE(names[0], names[1]);
+}
+
+TEST_F(AtomicWriteTest, ReadersAndWritersAtTheSameTimeSeeWholeFilesOnly) {
+  constexpr int kWriters = 3;
+  constexpr size_t kSize = 20'000;
+  std::atomic<int> running{kWriters};
+  std::atomic<int> failures{0};
+  std::vector<std::thread> writers;
+  folder.makeFile("here/file", std::string(kSize, 'a'));
+  for (int writer = 0; writer < kWriters; ++writer) {
+    writers.emplace_back([&, writer] {
+      for (int i = 0; i < 60; ++i) {
+        if (!write("here/file", std::string(kSize, static_cast<char>('a' + writer)))) ++failures;
+      }
+      --running;
+    });
+  }
+  while (running > 0) {
+    const OptionalString contents = platform::readFile(folder / "here/file");
+    ASSERT_TRUE(contents);
+    ASSERT_EQ(contents->size(), kSize);
+    ASSERT_EQ(contents->find_first_not_of(contents->front()), std::string::npos);
+  }
+  for (std::thread& writer : writers) writer.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_THAT(folder.names("here"), ElementsAre("file"));
+}
+
+TEST_F(AtomicWriteTest, WritesLeaveNoDescriptorOpen) {
+  folder.makeFile("here/folder/nested");
+  const int before = openDescriptors();
+  for (const char* path : {"here/file", "here/file", "here/folder", "missing/file"}) write(path, "new");
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+}  // namespace

@@ -1,0 +1,643 @@
+#include <gmock/gmock.h>
+#include <sys/sysmacros.h>
+#include <sys/xattr.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <functional>
+
+#include "Platform/FileManager.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/Outside.h"
+#include "Tests/Support/TreeSnapshot.h"
+
+namespace {
+
+using platform::FileError;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+/// A question that a copy asked: the code, and the two paths relative to the test's folder.
+struct Question {
+  int code;
+  std::string source;
+  std::string target;
+
+  friend bool operator==(const Question& left, const Question& right) {
+    return left.code == right.code && left.source == right.source && left.target == right.target;
+  }
+  friend std::ostream& operator<<(std::ostream& stream, const Question& question) {
+    return stream << question.code << " " << question.source << " -> " << question.target;
+  }
+};
+
+std::vector<Question> questions;
+std::function<bool(int code)> answer;  // to the next questions
+std::string testFolder;
+
+std::string relative(const std::string& path) {
+  return path.compare(0, testFolder.size() + 1, testFolder + "/") == 0 ? path.substr(testFolder.size() + 1) : path;
+}
+
+bool askedPolicy(const FileError& error, const std::string& source, const std::string& target) {
+  questions.push_back({error.code, relative(source), relative(target)});
+  return answer(error.code);
+}
+
+bool goesOnPastExistingFiles(int code) { return code == platform::kFileExists; }
+
+class CopyItemTest : public OutsideTest {
+ protected:
+  CopyItemTest() {
+    questions.clear();
+    answer = [](int) { return false; };
+    testFolder = folder.path();
+    platform::setCopyPolicy(askedPolicy);
+  }
+  ~CopyItemTest() override { platform::setCopyPolicy(nullptr); }
+
+  /// Copies, and answers 0 or the code of the failure.
+  int codeOfCopy(const std::string& source, const std::string& target) const {
+    FileError error;
+    const bool isDone = platform::copyItem(folder / source, folder / target, &error);
+    EXPECT_EQ(isDone, error.code == 0) << error.code;
+    EXPECT_EQ(isDone, error.description.empty()) << error.description;
+    return error.code;
+  }
+
+  std::map<std::string, std::string> snapshot(const std::string& relativePath) const {
+    return treeSnapshot(folder / relativePath);
+  }
+
+  void setTimes(const std::string& relativePath, time_t access, time_t modification) const {
+    const timespec times[] = {{access, 123456789}, {modification, 987654321}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (folder / relativePath).c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+  }
+
+  void expectTimes(const std::string& relativePath, time_t access, time_t modification) const {
+    const struct stat status = folder.attributes(relativePath);
+    EXPECT_EQ(status.st_atim.tv_sec, access) << relativePath;
+    EXPECT_EQ(status.st_mtim.tv_sec, modification) << relativePath;
+    EXPECT_EQ(status.st_mtim.tv_nsec, 987654321) << relativePath;
+  }
+
+  /// A small tree with every kind of entry that can be copied.
+  void makeTree(const std::string& top) const {
+    folder.makeFile(top + "/file", "text");
+    folder.makeFile(top + "/.hidden", "hidden text", 0600);
+    folder.makeFile(top + "/new\nline");
+    folder.makeFile(top + "/sub/deeper/program", "code", 0755);
+    folder.makeFolder(top + "/empty", 0711);
+    folder.makeLink(top + "/link", "file");
+    folder.makeLink(top + "/broken", "nowhere");
+    folder.makeLink(top + "/sub/folderLink", "deeper");
+  }
+};
+
+// ----- The target is missing -----
+
+TEST_F(CopyItemTest, MissingSourceIsAReadingFailureAndNotAsked) {
+  answer = [](int) { return true; };
+  EXPECT_EQ(codeOfCopy("nowhere", "copy"), platform::kNoSuchFileWhileReading);
+  EXPECT_EQ(codeOfCopy("nowhere/below", "copy"), platform::kNoSuchFileWhileReading);
+  folder.makeFile("there");
+  EXPECT_EQ(codeOfCopy("nowhere", "there"), platform::kNoSuchFileWhileReading);
+  EXPECT_THAT(questions, IsEmpty());
+  EXPECT_FALSE(folder.has("copy"));
+}
+
+TEST_F(CopyItemTest, FailureNamesThePathAndTheReason) {
+  FileError error;
+  ASSERT_FALSE(platform::copyItem(folder / "nowhere", folder / "copy", &error));
+  EXPECT_THAT(error.description, HasSubstr(folder / "nowhere"));
+  EXPECT_THAT(error.description, HasSubstr(std::strerror(ENOENT)));
+  EXPECT_FALSE(platform::copyItem(folder / "nowhere", folder / "copy"));  // nobody asks for the reason
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(CopyItemTest, FileIsCopiedWithModeAndTimes) {
+  const std::string bytes = std::string("a\0b\n", 4) + std::string(200'000, 'x');
+  for (const mode_t mode : {0640U, 0400U, 0777U, 0U}) {
+    const std::string copy = "copy" + std::to_string(mode);
+    folder.makeFile("file" + std::to_string(mode), bytes);
+    if (!isRoot() && (mode & 0400U) == 0) continue;
+    ASSERT_EQ(chmod((folder / ("file" + std::to_string(mode))).c_str(), mode), 0);
+    setTimes("file" + std::to_string(mode), 1'000'000'000, 1'100'000'000);
+    EXPECT_EQ(codeOfCopy("file" + std::to_string(mode), copy), 0);
+    EXPECT_EQ(folder.mode(copy), mode);
+    expectTimes(copy, 1'000'000'000, 1'100'000'000);
+    EXPECT_TRUE(folder.read(copy) == bytes);
+  }
+  EXPECT_THAT(questions, IsEmpty());
+}
+
+TEST_F(CopyItemTest, EmptyFileIsCopied) {
+  folder.makeFile("file");
+  EXPECT_EQ(codeOfCopy("file", "copy"), 0);
+  EXPECT_EQ(folder.attributes("copy").st_size, 0);
+  EXPECT_TRUE(S_ISREG(folder.attributes("copy").st_mode));
+}
+
+TEST_F(CopyItemTest, UmaskDoesNotChangeACopy) {
+  folder.makeFile("source/file", "", 0666);
+  folder.makeFolder("source/open", 0777);
+  const ScopedUmask mask(077);
+  EXPECT_EQ(codeOfCopy("source", "copy"), 0);
+  EXPECT_EQ(folder.mode("copy"), 0755U);
+  EXPECT_EQ(folder.mode("copy/file"), 0666U);
+  EXPECT_EQ(folder.mode("copy/open"), 0777U);
+}
+
+TEST_F(CopyItemTest, LinkIsCopiedAsALink) {
+  folder.makeFile("file", "text");
+  folder.makeFile("folder/nested");
+  folder.makeLink("link", "file");
+  folder.makeLink("broken", "no/where");
+  folder.makeLink("folderLink", "folder");
+  for (const char* name : {"link", "broken", "folderLink"}) {
+    EXPECT_EQ(codeOfCopy(name, std::string("copies of ") + name), 0);
+  }
+  const auto copies = snapshot("");
+  EXPECT_EQ(copies.at("copies of link"), "link: file");
+  EXPECT_EQ(copies.at("copies of broken"), "link: no/where");
+  EXPECT_EQ(copies.at("copies of folderLink"), "link: folder");
+}
+
+TEST_F(CopyItemTest, LinkKeepsItsTimes) {
+  folder.makeLink("link", "nowhere");
+  setTimes("link", 1'000'000'000, 1'100'000'000);
+  EXPECT_EQ(codeOfCopy("link", "copy"), 0);
+  EXPECT_EQ(folder.attributes("copy").st_mtim.tv_sec, 1'100'000'000);  // reading a link may change its access time
+}
+
+TEST_F(CopyItemTest, FolderIsCopiedWithAllItHolds) {
+  makeTree("source");
+  EXPECT_EQ(codeOfCopy("source", "copy"), 0);
+  EXPECT_EQ(snapshot("copy"), snapshot("source"));
+  EXPECT_EQ(folder.mode("copy/.hidden"), 0600U);
+  EXPECT_EQ(folder.mode("copy/sub/deeper/program"), 0755U);
+  EXPECT_EQ(folder.mode("copy/empty"), 0711U);
+  EXPECT_THAT(questions, IsEmpty());
+}
+
+TEST_F(CopyItemTest, FolderHasItsModeAndTimesOnceItsContentIsThere) {
+  folder.makeFile("source/locked/file");
+  folder.makeFolder("source/locked", 0555);
+  setTimes("source/locked", 1'000'000'000, 1'100'000'000);
+  setTimes("source", 1'200'000'000, 1'300'000'000);
+  EXPECT_EQ(codeOfCopy("source", "copy"), 0);
+  EXPECT_EQ(folder.mode("copy/locked"), 0555U);
+  EXPECT_TRUE(folder.has("copy/locked/file"));
+  EXPECT_EQ(folder.attributes("copy/locked").st_mtim.tv_sec, 1'100'000'000);
+  EXPECT_EQ(folder.attributes("copy").st_mtim.tv_sec, 1'300'000'000);
+}
+
+TEST_F(CopyItemTest, SlashAtTheEndMakesNoDifference) {
+  makeTree("source");
+  for (const char* slashes : {"/", "//"}) {
+    const std::string copy = std::string("copy") + std::to_string(std::strlen(slashes));
+    EXPECT_EQ(codeOfCopy(std::string("source") + slashes, copy + slashes), 0);
+    EXPECT_EQ(snapshot(copy), snapshot("source"));
+  }
+  folder.makeLink("folderLink", "source");
+  EXPECT_EQ(codeOfCopy("folderLink/", "copied link"), 0);
+  EXPECT_EQ(snapshot("").at("copied link"), "link: source");
+}
+
+TEST_F(CopyItemTest, MissingFolderOfTheTargetIsAsked) {
+  folder.makeFile("file");
+  folder.makeFile("source/file");
+  for (const char* source : {"file", "source"}) {
+    questions.clear();
+    EXPECT_EQ(codeOfCopy(source, "missing/copy"), platform::kNoSuchFileWhileWriting);
+    EXPECT_THAT(questions,
+                ElementsAre(Question{platform::kNoSuchFileWhileWriting, source, "missing/copy"}));
+  }
+  answer = [](int) { return true; };
+  EXPECT_EQ(codeOfCopy("file", "missing/copy"), 0);
+  EXPECT_FALSE(folder.has("missing"));
+}
+
+TEST_F(CopyItemTest, FileInTheMiddleOfTheTargetIsAWritingFailure) {
+  folder.makeFile("file", "text");
+  EXPECT_EQ(codeOfCopy("file", "file/copy"), platform::kOtherWritingFailure);
+  EXPECT_THAT(questions, ElementsAre(Question{platform::kOtherWritingFailure, "file", "file/copy"}));
+}
+
+TEST_F(CopyItemTest, ExtendedAttributesAreCopied) {
+  folder.makeFile("source/file", "text", 0444);
+  const std::string value("a\0b", 3);
+  for (const char* path : {"source", "source/file"}) {
+    ASSERT_EQ(chmod((folder / path).c_str(), 0755), 0);
+    if (setxattr((folder / path).c_str(), "user.hotfix.note", value.data(), value.size(), 0) != 0) {
+      GTEST_SKIP() << "needs a file system with extended attributes: " << std::strerror(errno);
+    }
+    ASSERT_EQ(setxattr((folder / path).c_str(), "user.hotfix.empty", "", 0, 0), 0);
+  }
+  ASSERT_EQ(chmod((folder / "source/file").c_str(), 0444), 0);
+  EXPECT_EQ(codeOfCopy("source", "copy"), 0);
+  for (const char* path : {"copy", "copy/file"}) {
+    char found[16] = {};
+    EXPECT_EQ(getxattr((folder / path).c_str(), "user.hotfix.note", found, sizeof found), 3) << path;
+    EXPECT_EQ(std::string(found, 3), value) << path;
+    EXPECT_EQ(getxattr((folder / path).c_str(), "user.hotfix.empty", found, sizeof found), 0) << path;
+  }
+  EXPECT_EQ(folder.mode("copy/file"), 0444U);
+}
+
+TEST_F(CopyItemTest, FileCapabilitiesAreCopied) {
+  folder.makeFile("file", "code", 0755);
+  const unsigned char capability[] = {1, 0, 0, 2, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};  // CAP_NET_BIND_SERVICE
+  if (setxattr((folder / "file").c_str(), "security.capability", capability, sizeof capability, 0) != 0) {
+    GTEST_SKIP() << "needs the rights to give a file capabilities: " << std::strerror(errno);
+  }
+  EXPECT_EQ(codeOfCopy("file", "copy"), 0);
+  unsigned char found[64] = {};
+  ASSERT_EQ(getxattr((folder / "copy").c_str(), "security.capability", found, sizeof found),
+            static_cast<ssize_t>(sizeof capability));
+  EXPECT_EQ(std::memcmp(found, capability, sizeof capability), 0);
+}
+
+TEST_F(CopyItemTest, OwnerGroupAndSetIdBitsAreKeptForRoot) {
+  const auto other = otherAccount();
+  if (!isRoot() || !other) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
+  folder.makeFile("source/file", "code");
+  folder.makeLink("source/link", "nowhere");
+  for (const char* path : {"source", "source/file", "source/link"}) {
+    ASSERT_EQ(lchown((folder / path).c_str(), other->uid, other->gid), 0);
+  }
+  ASSERT_EQ(chmod((folder / "source/file").c_str(), 06755), 0);
+  ASSERT_EQ(chmod((folder / "source").c_str(), 03771), 0);
+  EXPECT_EQ(codeOfCopy("source", "copy"), 0);
+  for (const char* path : {"copy", "copy/file", "copy/link"}) {
+    EXPECT_EQ(folder.attributes(path).st_uid, other->uid) << path;
+    EXPECT_EQ(folder.attributes(path).st_gid, other->gid) << path;
+  }
+  EXPECT_EQ(folder.mode("copy/file"), 06755U);
+  EXPECT_EQ(folder.mode("copy"), 03771U);
+}
+
+TEST_F(CopyItemTest, SetIdBitsAreNotGivenToAnotherOwner) {
+  if (!isRoot()) GTEST_SKIP() << "needs the rights to leave a file to another owner";
+  folder.makeFile("source/file", "code");
+  ASSERT_EQ(chmod((folder / "source/file").c_str(), 06755), 0);
+  folder.makeFolder("shared", 0777);
+  asUnprivileged([&] {
+    EXPECT_EQ(codeOfCopy("source/file", "shared/copy"), 0);
+    EXPECT_NE(folder.attributes("shared/copy").st_uid, 0U);
+    EXPECT_EQ(folder.mode("shared/copy"), 0755U);
+  });
+}
+
+TEST_F(CopyItemTest, GroupIsKeptAlsoWhenTheOwnerCannotBe) {
+  if (!isRoot()) GTEST_SKIP() << "needs the rights to choose groups";
+  constexpr gid_t kGroup = 54321;
+  folder.makeFile("file");
+  ASSERT_EQ(chown((folder / "file").c_str(), 0, kGroup), 0);
+  folder.makeFolder("shared", 0777);
+  inChild([&] {
+    ASSERT_EQ(setgroups(1, &kGroup), 0);
+    ASSERT_EQ(setgid(65534), 0);
+    ASSERT_EQ(setuid(65534), 0);
+    EXPECT_EQ(codeOfCopy("file", "shared/copy"), 0);
+    EXPECT_EQ(folder.attributes("shared/copy").st_gid, kGroup);
+  });
+}
+
+TEST_F(CopyItemTest, LargeFileWithHolesIsCopiedWhole) {
+  const std::string path = folder.makeFile("sparse", "begin");
+  const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  constexpr off_t kEnd = off_t{150} << 20;
+  ASSERT_EQ(pwrite(file, "middle", 6, kEnd / 2), 6);
+  ASSERT_EQ(pwrite(file, "end", 3, kEnd), 3);
+  close(file);
+  EXPECT_EQ(codeOfCopy("sparse", "copy"), 0);
+  EXPECT_EQ(folder.attributes("copy").st_size, kEnd + 3);
+  char text[8] = {};
+  const int copy = open((folder / "copy").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(pread(copy, text, 6, 0), 6);
+  EXPECT_STREQ(text, "begin");  // a hole follows
+  EXPECT_EQ(pread(copy, text, 7, kEnd / 2), 7);
+  EXPECT_STREQ(text, "middle");
+  EXPECT_EQ(pread(copy, text, 8, kEnd), 3);
+  EXPECT_EQ(std::string(text, 3), "end");
+  close(copy);
+}
+
+TEST_F(CopyItemTest, FileThatHoldsMoreThanItsSizeSaysIsCopiedWhole) {
+  if (!platform::exists("/proc/version")) GTEST_SKIP() << "needs files whose size is not known";
+  ASSERT_TRUE(platform::copyItem("/proc/version", folder / "copy"));
+  EXPECT_EQ(platform::readFile("/proc/version"), folder.read("copy"));
+}
+
+TEST_F(CopyItemTest, UnreadableSourceIsAsked) {
+  folder.makeFile("unreadable", "text", 0200);
+  folder.makeFolder("shared", 0777);
+  asUnprivileged([&] {
+    EXPECT_NE(codeOfCopy("unreadable", "shared/copy"), 0);
+    EXPECT_EQ(questions.size(), 1U);
+    EXPECT_FALSE(folder.has("shared/copy"));
+  });
+}
+
+TEST_F(CopyItemTest, LockedTargetFolderIsAPermissionFailure) {
+  folder.makeFile("file");
+  folder.makeFile("source/nested");
+  folder.makeFolder("locked", 0555);
+  asUnprivileged([&] {
+    EXPECT_EQ(codeOfCopy("file", "locked/copy"), platform::kNoWritePermission);
+    EXPECT_EQ(codeOfCopy("source", "locked/copy"), platform::kNoWritePermission);
+  });
+}
+
+TEST_F(CopyItemTest, FileThatCannotBeWrittenWholeLeavesNothing) {
+  folder.makeFile("source/large", std::string(100'000, 'x'));
+  signal(SIGXFSZ, SIG_IGN);
+  {
+    const ScopedLimit limit(RLIMIT_FSIZE, 50'000);
+    EXPECT_EQ(codeOfCopy("source", "copy"), platform::kOtherWritingFailure);
+  }
+  signal(SIGXFSZ, SIG_DFL);
+  EXPECT_THAT(questions, ElementsAre(Question{platform::kOtherWritingFailure, "source/large", "copy/large"}));
+  EXPECT_THAT(folder.names("copy"), IsEmpty());
+}
+
+TEST_F(CopyItemTest, CopiesLeaveNoDescriptorOpen) {
+  makeTree("source");
+  folder.makeFifo("source/fifo");
+  folder.makeFile("file");
+  const int before = openDescriptors();
+  answer = [](int) { return true; };
+  for (const char* target : {"copy", "copy", "file", "missing/copy"}) codeOfCopy("source", target);
+  answer = [](int) { return false; };
+  for (const char* target : {"other copy", "copy", "file"}) codeOfCopy("source", target);
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+// ----- Something is at the target -----
+
+TEST_F(CopyItemTest, FileOrLinkNeverReplacesAnything) {
+  folder.makeFile("source", "new");
+  folder.makeLink("sourceLink", "new");
+  folder.makeFile("file", "old");
+  folder.makeFile("folder/nested", "nested text");
+  folder.makeLink("link", "file");
+  folder.makeLink("broken", "nowhere");
+  folder.makeLink("folderLink", "folder");
+  folder.makeFifo("fifo");
+  const auto before = snapshot("");
+  for (const char* source : {"source", "sourceLink"}) {
+    for (const char* target : {"file", "folder", "link", "broken", "folderLink", "fifo", source}) {
+      SCOPED_TRACE(std::string(source) + " onto " + target);
+      questions.clear();
+      answer = [](int) { return false; };
+      EXPECT_EQ(codeOfCopy(source, target), platform::kFileExists);
+      answer = goesOnPastExistingFiles;
+      EXPECT_EQ(codeOfCopy(source, target), 0);
+      const Question question{platform::kFileExists, source, target};
+      EXPECT_THAT(questions, ElementsAre(question, question));
+    }
+  }
+  EXPECT_EQ(snapshot(""), before);
+}
+
+TEST_F(CopyItemTest, FolderOntoFolderCopiesNothingWhenThePolicySaysStop) {
+  makeTree("source");
+  folder.makeFile("target/old", "old");
+  const auto before = snapshot("target");
+  EXPECT_EQ(codeOfCopy("source", "target"), platform::kFileExists);
+  EXPECT_THAT(questions, ElementsAre(Question{platform::kFileExists, "source", "target"}));
+  platform::setCopyPolicy(nullptr);
+  EXPECT_EQ(codeOfCopy("source", "target"), platform::kFileExists);
+  EXPECT_EQ(snapshot("target"), before);
+}
+
+TEST_F(CopyItemTest, FolderOntoFolderMergesWhenThePolicyGoesOn) {
+  answer = goesOnPastExistingFiles;
+  folder.makeFile("source/both", "new");
+  folder.makeFile("source/only in source", "new");
+  folder.makeFile("source/sub/both", "new");
+  folder.makeFile("source/sub/only in source", "new");
+  folder.makeFile("source/folder in source, file in target/nested", "new");
+  folder.makeFile("source/file in source, folder in target", "new");
+  folder.makeFile("target/both", "old", 0600);
+  folder.makeFile("target/only in target", "old");
+  folder.makeFile("target/sub/both", "old");
+  folder.makeFile("target/sub/only in target", "old");
+  folder.makeFile("target/file in source, folder in target/nested", "old");
+  EXPECT_EQ(codeOfCopy("source", "target"), 0);
+  EXPECT_EQ(snapshot("target"), (std::map<std::string, std::string>{
+                                    {"both", "file: old"},
+                                    {"only in source", "file: new"},
+                                    {"only in target", "file: old"},
+                                    {"sub", "folder"},
+                                    {"sub/both", "file: old"},
+                                    {"sub/only in source", "file: new"},
+                                    {"sub/only in target", "file: old"},
+                                    {"folder in source, file in target", "folder"},
+                                    {"folder in source, file in target/nested", "file: new"},
+                                    {"file in source, folder in target", "folder"},
+                                    {"file in source, folder in target/nested", "file: old"},
+                                }));
+  EXPECT_EQ(folder.mode("target/both"), 0600U);
+  EXPECT_THAT(questions, UnorderedElementsAre(Question{516, "source", "target"},
+                                              Question{516, "source/both", "target/both"},
+                                              Question{516, "source/sub", "target/sub"},
+                                              Question{516, "source/sub/both", "target/sub/both"},
+                                              Question{516, "source/file in source, folder in target",
+                                                       "target/file in source, folder in target"}));
+  EXPECT_EQ(questions.front(), (Question{516, "source", "target"}));
+}
+
+TEST_F(CopyItemTest, MergeGivesExistingFoldersTheModeAndTimesOfTheSource) {
+  answer = goesOnPastExistingFiles;
+  folder.makeFile("source/sub/file");
+  folder.makeFolder("source", 0711);
+  folder.makeFolder("source/sub", 0701);
+  folder.makeFolder("target/sub", 0777);
+  folder.makeFolder("target", 0770);
+  setTimes("source/sub", 1'000'000'000, 1'100'000'000);
+  setTimes("source", 1'000'000'000, 1'200'000'000);
+  EXPECT_EQ(codeOfCopy("source", "target"), 0);
+  EXPECT_EQ(folder.mode("target"), 0711U);
+  EXPECT_EQ(folder.mode("target/sub"), 0701U);
+  EXPECT_EQ(folder.attributes("target").st_mtim.tv_sec, 1'200'000'000);
+  EXPECT_EQ(folder.attributes("target/sub").st_mtim.tv_sec, 1'100'000'000);
+}
+
+TEST_F(CopyItemTest, FolderOntoItselfChangesNothing) {
+  answer = goesOnPastExistingFiles;
+  makeTree("source");
+  const auto before = snapshot("");
+  EXPECT_EQ(codeOfCopy("source", "source"), 0);
+  EXPECT_EQ(snapshot(""), before);
+}
+
+TEST_F(CopyItemTest, FolderIntoItselfEnds) {
+  answer = goesOnPastExistingFiles;
+  makeTree("source");
+  const auto before = snapshot("source");
+  EXPECT_EQ(codeOfCopy("source", "source/sub/copy"), 0);
+  auto copied = snapshot("source/sub/copy");
+  copied.erase("sub/copy");  // the copy may hold itself, empty
+  EXPECT_EQ(copied, before);
+}
+
+TEST_F(CopyItemTest, FolderOntoFileStopsAtTheFirstItemBelow) {
+  for (const bool isEmpty : {true, false}) {
+    questions.clear();
+    answer = goesOnPastExistingFiles;
+    folder.makeFolder("source");
+    if (!isEmpty) folder.makeFile("source/nested");
+    folder.makeFile("file", "old");
+    EXPECT_EQ(codeOfCopy("source", "file"), platform::kOtherWritingFailure);
+    ASSERT_EQ(questions.size(), 2U);
+    EXPECT_EQ(questions[0], (Question{platform::kFileExists, "source", "file"}));
+    EXPECT_EQ(questions[1].code, platform::kOtherWritingFailure);
+    EXPECT_EQ(folder.read("file"), "old");
+
+    answer = [](int) { return true; };
+    EXPECT_EQ(codeOfCopy("source", "file"), 0);
+    EXPECT_EQ(folder.read("file"), "old");
+  }
+}
+
+TEST_F(CopyItemTest, FolderOntoALinkToAFolderMergesThere) {
+  answer = goesOnPastExistingFiles;
+  makeTree("source");
+  folder.makeFile("elsewhere/old", "old");
+  folder.makeLink("target", "elsewhere");
+  EXPECT_EQ(codeOfCopy("source", "target"), 0);
+  EXPECT_EQ(snapshot("").at("target"), "link: elsewhere");
+  auto expected = snapshot("source");
+  expected["old"] = "file: old";
+  EXPECT_EQ(snapshot("elsewhere"), expected);
+}
+
+TEST_F(CopyItemTest, MergeNeverLeavesTheTargetThroughALinkInIt) {
+  answer = goesOnPastExistingFiles;
+  makeTree("source");
+  folder.makeFile("elsewhere/old", "old");
+  folder.makeLink("target/sub", folder / "elsewhere");
+  EXPECT_EQ(codeOfCopy("source", "target"), platform::kOtherWritingFailure);
+  EXPECT_EQ(questions.back().code, platform::kOtherWritingFailure);
+  answer = [](int) { return true; };
+  EXPECT_EQ(codeOfCopy("source", "target"), 0);
+  EXPECT_THAT(folder.names("elsewhere"), ElementsAre("old"));
+  EXPECT_EQ(snapshot("target").at("empty"), "folder");
+}
+
+TEST_F(CopyItemTest, MergeStaysInsideWhileFoldersAreExchangedForLinks) {
+  answer = [](int) { return true; };
+  folder.makeFile("source/sub/new", "new");
+  folder.makeFolder("target/sub");
+  folder.makeFile("elsewhere/old", "old");
+  folder.makeFolder("elsewhere", 0750);
+  folder.makeLink("target/spare", folder / "elsewhere");
+  if (!canExchange(folder / "target/sub", folder / "target/spare")) GTEST_SKIP() << "needs atomic exchanges";
+  const Exchanger exchanger(folder / "target/sub", folder / "target/spare");
+  while (exchanger.rounds() < 5000) {
+    platform::copyItem(folder / "source", folder / "target");
+    for (const char* copied : {"target/sub/new", "target/spare/new"}) {
+      if (!folder.has("elsewhere/new")) unlink((folder / copied).c_str());
+    }
+    ASSERT_THAT(folder.names("elsewhere"), ElementsAre("old"));
+  }
+  EXPECT_EQ(folder.mode("elsewhere"), 0750U);
+}
+
+// ----- The policy -----
+
+TEST_F(CopyItemTest, DeviceFifoAndSocketAreFailuresAndNeverOpened) {
+  folder.makeFifo("fifo");
+  EXPECT_EQ(codeOfCopy("fifo", "copy"), platform::kOtherWritingFailure);
+  EXPECT_THAT(questions, ElementsAre(Question{platform::kOtherWritingFailure, "fifo", "copy"}));
+  EXPECT_EQ(platform::copyItem("/dev/null", folder / "copy"), false);
+  EXPECT_FALSE(folder.has("copy"));
+}
+
+TEST_F(CopyItemTest, CopyGoesOnPastAFailedItemAndStillSucceeds) {
+  makeTree("source");
+  folder.makeFifo("source/sub/fifo");
+  answer = [](int) { return true; };
+  EXPECT_EQ(codeOfCopy("source", "copy"), 0);
+  EXPECT_THAT(questions, ElementsAre(Question{platform::kOtherWritingFailure, "source/sub/fifo", "copy/sub/fifo"}));
+  auto expected = snapshot("source");
+  expected.erase("sub/fifo");
+  EXPECT_EQ(snapshot("copy"), expected);
+}
+
+TEST_F(CopyItemTest, CopyStopsAtTheFailedItemAndKeepsWhatItMade) {
+  folder.makeFifo("source/a/b/fifo");
+  EXPECT_EQ(codeOfCopy("source", "copy"), platform::kOtherWritingFailure);
+  EXPECT_THAT(snapshot("copy"), ElementsAre(std::pair<const std::string, std::string>("a", "folder"),
+                                            std::pair<const std::string, std::string>("a/b", "folder")));
+}
+
+TEST_F(CopyItemTest, WithoutAPolicyEveryFailureStops) {
+  folder.makeFifo("source/fifo");
+  platform::setCopyPolicy(nullptr);
+  EXPECT_EQ(codeOfCopy("source", "copy"), platform::kOtherWritingFailure);
+  EXPECT_THAT(questions, IsEmpty());
+}
+
+TEST_F(CopyItemTest, PolicyIsThatOfTheWholeProcess) {
+  folder.makeFile("source", "new");
+  folder.makeFile("target", "old");
+  answer = goesOnPastExistingFiles;
+  std::thread([&] { EXPECT_EQ(codeOfCopy("source", "target"), 0); }).join();
+  std::thread([&] { platform::setCopyPolicy(nullptr); }).join();
+  EXPECT_EQ(codeOfCopy("source", "target"), platform::kFileExists);
+}
+
+TEST_F(CopyItemTest, FailuresAreAskedInTheOrderOfTheWalk) {
+  answer = goesOnPastExistingFiles;
+  makeTree("source");
+  makeTree("target");
+  EXPECT_EQ(codeOfCopy("source", "target"), 0);
+  std::vector<std::string> expected;
+  const std::function<void(const std::string&)> walk = [&](const std::string& path) {
+    expected.push_back(path);
+    struct stat status;
+    if (lstat((folder / path).c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return;
+    const auto names = platform::namesInFolder(folder / path);
+    ASSERT_TRUE(names);
+    for (const std::string& name : *names) walk(path + "/" + name);
+  };
+  walk("source");
+  std::vector<std::string> asked;
+  for (const Question& question : questions) asked.push_back(question.source);
+  EXPECT_EQ(asked, expected);
+}
+
+TEST_F(CopyItemTest, SourceThatVanishesIsAskedItemByItem) {
+  for (const char* name : {"a", "b", "c", "d"}) folder.makeFifo(std::string("source/") + name);
+  answer = [&](int) {
+    for (const char* name : {"a", "b", "c", "d"}) unlink((folder / (std::string("source/") + name)).c_str());
+    return true;
+  };
+  EXPECT_EQ(codeOfCopy("source", "copy"), 0);
+  ASSERT_EQ(questions.size(), 4U);
+  EXPECT_EQ(questions[0].code, platform::kOtherWritingFailure);
+  for (size_t i = 1; i < questions.size(); ++i) EXPECT_EQ(questions[i].code, platform::kNoSuchFileWhileReading);
+  EXPECT_THAT(folder.names("copy"), IsEmpty());
+}
+
+TEST_F(CopyItemTest, TargetThatVanishesIsAskedItemByItem) {
+  folder.makeFifo("source/fifo");
+  folder.makeFile("source/sub/file", "text");
+  answer = [&](int) {
+    platform::removeItem(folder / "copy");
+    return true;
+  };
+  const auto before = snapshot("source");
+  EXPECT_EQ(codeOfCopy("source", "copy"), 0);
+  EXPECT_GE(questions.size(), 1U);
+  EXPECT_FALSE(folder.has("copy"));
+  EXPECT_EQ(snapshot("source"), before);
+}
+
+}  // namespace

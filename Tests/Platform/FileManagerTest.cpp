@@ -1,0 +1,461 @@
+#include "Platform/FileManager.h"
+
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <cstring>
+#include <set>
+
+#include "Platform/UserIdentity.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/Outside.h"
+#include "Tests/Support/TreeSnapshot.h"
+
+namespace {
+
+using platform::Attributes;
+using platform::FileError;
+using platform::Parents;
+using ::testing::HasSubstr;
+using ::testing::UnorderedElementsAre;
+
+const std::string kTooLongName(300, 'n');
+
+/// One entry of every kind.
+class FileManagerTest : public OutsideTest {
+ protected:
+  FileManagerTest() {
+    folder.makeFile("file", "text");
+    folder.makeFile("folder/nested", "nested text");
+    folder.makeLink("link", "file");
+    folder.makeLink("broken", "nowhere");
+    folder.makeLink("folderLink", "folder");
+    folder.makeFifo("fifo");
+  }
+
+  /// Makes the folder, and answers 0 or the failure's code.
+  int codeOfCreateFolder(const std::string& relativePath, Parents parents) const {
+    FileError error;
+    const bool made = platform::createFolder(folder / relativePath, parents, {}, &error);
+    EXPECT_EQ(made, error.code == 0);
+    return error.code;
+  }
+
+  /// As readTrustedFile, with the answer about trust in one text: the bytes, "missing" or "distrusted".
+  std::string readTrusted(const std::string& relativePath) const {
+    bool isDistrusted = false;
+    bool isDistrustedAgain = true;
+    const OptionalString contents = platform::readTrustedFile(folder / relativePath, &isDistrusted);
+    EXPECT_EQ(platform::readTrustedFile(folder / relativePath, &isDistrustedAgain), contents);
+    EXPECT_EQ(isDistrusted, isDistrustedAgain) << "the answer was not set";
+    if (!contents) return isDistrusted ? "distrusted" : "missing";
+    EXPECT_FALSE(isDistrusted);
+    return *contents;
+  }
+};
+
+// ----- exists, isFolder -----
+
+TEST_F(FileManagerTest, ExistenceFollowsLinks) {
+  for (const char* there : {"file", "folder", "folder/", "folder/nested", "link", "folderLink", "folderLink/nested",
+                            "fifo"}) {
+    EXPECT_TRUE(platform::exists(folder / there)) << there;
+  }
+  for (const char* missing : {"broken", "nowhere", "file/below", "file/", "folder/other"}) {
+    EXPECT_FALSE(platform::exists(folder / missing)) << missing;
+  }
+  EXPECT_FALSE(platform::exists(""));
+  EXPECT_FALSE(platform::exists(folder / kTooLongName));
+}
+
+TEST_F(FileManagerTest, FoldersAndLinksToThemAreFolders) {
+  for (const char* there : {"folder", "folder/", "folderLink"}) EXPECT_TRUE(platform::isFolder(folder / there)) << there;
+  for (const char* other : {"file", "folder/nested", "link", "broken", "fifo", "nowhere"}) {
+    EXPECT_FALSE(platform::isFolder(folder / other)) << other;
+  }
+  EXPECT_FALSE(platform::isFolder(""));
+}
+
+TEST_F(FileManagerTest, LinkThatPointsToItselfIsNothing) {
+  folder.makeLink("loop", "loop");
+  EXPECT_FALSE(platform::exists(folder / "loop"));
+  EXPECT_FALSE(platform::isFolder(folder / "loop"));
+}
+
+// ----- namesInFolder -----
+
+TEST_F(FileManagerTest, NamesIncludeHiddenOnesAndNotTheFolderItself) {
+  folder.makeFile("many/.hidden");
+  folder.makeFile("many/..odd");
+  folder.makeFile("many/new\nline");
+  folder.makeFile("many/\xff");
+  folder.makeLink("many/broken", "nowhere");
+  folder.makeFile("many/sub/not listed");
+  const auto names = platform::namesInFolder(folder / "many");
+  ASSERT_TRUE(names);
+  EXPECT_THAT(*names, UnorderedElementsAre(".hidden", "..odd", "new\nline", "\xff", "broken", "sub"));
+}
+
+TEST_F(FileManagerTest, NamesOfLinkToFolderAreThoseOfTheFolder) {
+  const auto names = platform::namesInFolder(folder / "folderLink");
+  ASSERT_TRUE(names);
+  EXPECT_THAT(*names, UnorderedElementsAre("nested"));
+}
+
+TEST_F(FileManagerTest, EmptyFolderHasNoNames) {
+  folder.makeFolder("empty");
+  const auto names = platform::namesInFolder(folder / "empty");
+  ASSERT_TRUE(names);
+  EXPECT_TRUE(names->empty());
+}
+
+TEST_F(FileManagerTest, OnlyFoldersHaveNames) {
+  for (const char* other : {"file", "link", "broken", "fifo", "nowhere", "file/below"}) {
+    EXPECT_FALSE(platform::namesInFolder(folder / other)) << other;
+  }
+  EXPECT_FALSE(platform::namesInFolder(""));
+}
+
+TEST_F(FileManagerTest, UnreadableFolderHasNoNames) {
+  folder.makeFolder("unreadable", 0300);
+  asUnprivileged([&] { EXPECT_FALSE(platform::namesInFolder(folder / "unreadable")); });
+}
+
+TEST_F(FileManagerTest, LargeFolderIsListedWhole) {
+  for (int i = 0; i < 3000; ++i) folder.makeFile("large/entry number " + std::to_string(i));
+  const auto names = platform::namesInFolder(folder / "large");
+  ASSERT_TRUE(names);
+  EXPECT_EQ(std::set<std::string>(names->begin(), names->end()).size(), 3000U);
+  EXPECT_EQ(names->size(), 3000U);
+}
+
+// ----- createFolder -----
+
+TEST_F(FileManagerTest, FolderIsMadeWithAllRightsLessTheUmask) {
+  const ScopedUmask mask(027);
+  EXPECT_EQ(codeOfCreateFolder("new", Parents::Required), 0);
+  EXPECT_EQ(codeOfCreateFolder("a/b/c", Parents::Created), 0);
+  for (const char* made : {"new", "a", "a/b", "a/b/c"}) {
+    EXPECT_TRUE(platform::isFolder(folder / made)) << made;
+    EXPECT_EQ(folder.mode(made), 0750U) << made;
+  }
+}
+
+TEST_F(FileManagerTest, MissingParentIsFailureUnlessParentsAreCreated) {
+  EXPECT_EQ(codeOfCreateFolder("a/b", Parents::Required), platform::kNoSuchFileWhileWriting);
+  EXPECT_FALSE(folder.has("a"));
+  EXPECT_EQ(codeOfCreateFolder("a/b", Parents::Created), 0);
+}
+
+TEST_F(FileManagerTest, ExistingFolderIsFailureUnlessParentsAreCreated) {
+  for (const char* there : {"folder", "folderLink"}) {
+    EXPECT_EQ(codeOfCreateFolder(there, Parents::Required), platform::kFileExists) << there;
+    EXPECT_EQ(codeOfCreateFolder(there, Parents::Created), 0) << there;
+  }
+  EXPECT_EQ(folder.read("folder/nested"), "nested text");
+}
+
+TEST_F(FileManagerTest, FolderIsNotMadeWhereAFileIs) {
+  const auto before = treeSnapshot(folder.path());
+  for (const char* taken : {"file", "link", "fifo"}) {
+    EXPECT_EQ(codeOfCreateFolder(taken, Parents::Required), platform::kFileExists) << taken;
+    EXPECT_EQ(codeOfCreateFolder(taken, Parents::Created), platform::kFileExists) << taken;
+  }
+  EXPECT_NE(codeOfCreateFolder("broken", Parents::Required), 0);
+  EXPECT_NE(codeOfCreateFolder("broken", Parents::Created), 0);
+  EXPECT_EQ(treeSnapshot(folder.path()), before);
+}
+
+TEST_F(FileManagerTest, FolderIsNotMadeBelowAFile) {
+  const auto before = treeSnapshot(folder.path());
+  for (const char* path : {"file/new", "link/new"}) {
+    EXPECT_EQ(codeOfCreateFolder(path, Parents::Required), platform::kOtherWritingFailure) << path;
+    EXPECT_EQ(codeOfCreateFolder(path, Parents::Created), platform::kOtherWritingFailure) << path;
+  }
+  EXPECT_EQ(codeOfCreateFolder("file/a/b", Parents::Created), platform::kOtherWritingFailure);
+  EXPECT_EQ(treeSnapshot(folder.path()), before);
+}
+
+TEST_F(FileManagerTest, FolderIsMadeThroughALinkToAFolder) {
+  EXPECT_EQ(codeOfCreateFolder("folderLink/a/b", Parents::Created), 0);
+  EXPECT_TRUE(platform::isFolder(folder / "folder/a/b"));
+}
+
+TEST_F(FileManagerTest, SlashesAtTheEndAndInRowsDoNotMatter) {
+  EXPECT_EQ(codeOfCreateFolder("a//b///c//", Parents::Created), 0);
+  EXPECT_TRUE(platform::isFolder(folder / "a/b/c"));
+  EXPECT_EQ(codeOfCreateFolder("a//b///c//", Parents::Created), 0);
+  EXPECT_EQ(codeOfCreateFolder("d/", Parents::Required), 0);
+  EXPECT_TRUE(platform::isFolder(folder / "d"));
+}
+
+TEST_F(FileManagerTest, TildeIsAnOrdinaryCharacter) {
+  EXPECT_EQ(codeOfCreateFolder("~/~root", Parents::Created), 0);
+  EXPECT_EQ(folder.names("~"), (std::vector<std::string>{"~root"}));
+}
+
+TEST_F(FileManagerTest, ParentsStayWhenTheFolderCannotBeMade) {
+  EXPECT_EQ(codeOfCreateFolder("a/b/" + kTooLongName, Parents::Created), platform::kInvalidNameWhileWriting);
+  EXPECT_TRUE(platform::isFolder(folder / "a/b"));
+}
+
+TEST_F(FileManagerTest, FolderIsNotMadeWithoutPermission) {
+  folder.makeFolder("locked", 0555);
+  asUnprivileged([&] {
+    EXPECT_EQ(codeOfCreateFolder("locked/new", Parents::Required), platform::kNoWritePermission);
+    EXPECT_EQ(codeOfCreateFolder("locked/new", Parents::Created), platform::kNoWritePermission);
+    EXPECT_EQ(codeOfCreateFolder("locked/new/deep", Parents::Created), platform::kNoWritePermission);
+  });
+}
+
+TEST_F(FileManagerTest, EmptyPathIsNoFolder) {
+  FileError error;
+  EXPECT_FALSE(platform::createFolder("", Parents::Required, {}, &error));
+  EXPECT_EQ(error.code, platform::kNoSuchFileWhileWriting);
+  EXPECT_FALSE(platform::createFolder("", Parents::Created));
+}
+
+TEST_F(FileManagerTest, FailureNamesThePathAndTheReason) {
+  FileError error;
+  ASSERT_FALSE(platform::createFolder(folder / "missing/new", Parents::Required, {}, &error));
+  EXPECT_THAT(error.description, HasSubstr(folder / "missing/new"));
+  EXPECT_THAT(error.description, HasSubstr(std::strerror(ENOENT)));
+  EXPECT_THAT(log(), ::testing::IsEmpty());
+}
+
+TEST_F(FileManagerTest, AttributesGoToNewFoldersOnly) {
+  folder.makeFolder("there", 0711);
+  Attributes attributes;
+  attributes.mode = 02775;
+  EXPECT_TRUE(platform::createFolder(folder / "there/a/b", Parents::Created, attributes));
+  EXPECT_TRUE(platform::createFolder(folder / "there/c", Parents::Required, attributes));
+  EXPECT_EQ(folder.mode("there"), 0711U);
+  for (const char* made : {"there/a", "there/a/b", "there/c"}) EXPECT_EQ(folder.mode(made), 02775U) << made;
+  attributes.mode = 0700;
+  EXPECT_TRUE(platform::createFolder(folder / "there/a", Parents::Created, attributes));
+  EXPECT_EQ(folder.mode("there/a"), 02775U);
+}
+
+TEST_F(FileManagerTest, NewFolderGetsOwnerAndGroup) {
+  const auto other = otherAccount();
+  if (!isRoot() || !other) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
+  ASSERT_TRUE(platform::createFolder(folder / "a/b", Parents::Created, {other->name, other->group, 0750}));
+  for (const char* made : {"a", "a/b"}) {
+    EXPECT_EQ(folder.attributes(made).st_uid, other->uid);
+    EXPECT_EQ(folder.attributes(made).st_gid, other->gid);
+    EXPECT_EQ(folder.mode(made), 0750U);
+  }
+}
+
+TEST_F(FileManagerTest, RefusedAttributesAreNoFailure) {
+  EXPECT_TRUE(platform::createFolder(folder / "a/b", Parents::Created, {"no such user", "no such group", 0700}));
+  EXPECT_EQ(folder.mode("a/b"), 0700U);
+  folder.makeFolder("shared", 0777);
+  asUnprivileged([&] {
+    EXPECT_TRUE(platform::createFolder(folder / "shared/a/b", Parents::Created, {"root", {}, {}}));
+    EXPECT_TRUE(platform::isFolder(folder / "shared/a/b"));
+  });
+}
+
+// ----- createFile -----
+
+TEST_F(FileManagerTest, CreatedFileHasContentsAndAttributes) {
+  Attributes attributes;
+  attributes.mode = 0640;
+  EXPECT_TRUE(platform::createFile(folder / "new", std::string("a\0b", 3), attributes));
+  EXPECT_EQ(folder.read("new"), std::string("a\0b", 3));
+  EXPECT_EQ(folder.mode("new"), 0640U);
+  EXPECT_TRUE(platform::createFile(folder / "file", "", attributes));
+  EXPECT_EQ(folder.read("file"), "");
+  EXPECT_EQ(folder.mode("file"), 0640U);
+}
+
+TEST_F(FileManagerTest, CreatedFileReplacesALinkAndNotItsTarget) {
+  EXPECT_TRUE(platform::createFile(folder / "link", "new", {}));
+  EXPECT_TRUE(S_ISREG(folder.attributes("link").st_mode));
+  EXPECT_EQ(folder.read("link"), "new");
+  EXPECT_EQ(folder.read("file"), "text");
+}
+
+TEST_F(FileManagerTest, CreatedFileKeepsItsContentsWhenAttributesAreRefused) {
+  EXPECT_TRUE(platform::createFile(folder / "new", "text", {"no such user", "no such group", {}}));
+  folder.makeFolder("shared", 0777);
+  asUnprivileged([&] {
+    EXPECT_TRUE(platform::createFile(folder / "shared/new", "text", {"root", {}, {}}));
+    EXPECT_EQ(folder.read("shared/new"), "text");
+  });
+}
+
+TEST_F(FileManagerTest, FileIsNotCreatedWhereAFolderIsOrBelowAFile) {
+  const auto before = treeSnapshot(folder.path());
+  for (const char* path : {"folder", "file/below", "missing/below"}) {
+    EXPECT_FALSE(platform::createFile(folder / path, "new", {})) << path;
+  }
+  EXPECT_FALSE(platform::createFile("", "new", {}));
+  EXPECT_EQ(treeSnapshot(folder.path()), before);
+}
+
+// ----- readFile -----
+
+TEST_F(FileManagerTest, ReadGivesAllBytes) {
+  std::string bytes;
+  for (int i = 0; i < 300'000; ++i) bytes += static_cast<char>(i % 256);
+  folder.makeFile("bytes", bytes);
+  folder.makeFile("empty");
+  EXPECT_TRUE(platform::readFile(folder / "bytes") == bytes);
+  EXPECT_EQ(platform::readFile(folder / "empty"), "");
+  EXPECT_EQ(platform::readFile(folder / "link"), "text");
+  EXPECT_EQ(platform::readFile(folder / "folderLink/nested"), "nested text");
+}
+
+TEST_F(FileManagerTest, OnlyRegularFilesAreRead) {
+  for (const char* other : {"folder", "folderLink", "broken", "fifo", "nowhere", "file/below"}) {
+    EXPECT_FALSE(platform::readFile(folder / other)) << other;
+  }
+  EXPECT_FALSE(platform::readFile(""));
+  EXPECT_FALSE(platform::readFile("/dev/null"));
+  EXPECT_FALSE(platform::readFile("/dev/zero"));
+}
+
+TEST_F(FileManagerTest, LinkToAFifoIsNotRead) {
+  folder.makeLink("fifoLink", "fifo");
+  EXPECT_FALSE(platform::readFile(folder / "fifoLink"));
+}
+
+TEST_F(FileManagerTest, SocketIsNotRead) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  const std::string path = folder / "socket";
+  if (path.size() >= sizeof address.sun_path) GTEST_SKIP() << "the test's folder has too long a path for a socket";
+  std::memcpy(address.sun_path, path.c_str(), path.size());
+  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_FALSE(platform::readFile(path));
+  close(descriptor);
+}
+
+TEST_F(FileManagerTest, FileOfMoreThanAGibibyteIsNotRead) {
+  const std::string path = folder.makeFile("huge");
+  ASSERT_EQ(truncate(path.c_str(), (off_t{1} << 30) + 1), 0);
+  EXPECT_FALSE(platform::readFile(path));
+  ASSERT_EQ(truncate(path.c_str(), off_t{5} << 30), 0);  // more than 32 bits hold
+  EXPECT_FALSE(platform::readFile(path));
+}
+
+TEST_F(FileManagerTest, FileThatHoldsMoreThanItsSizeSaysIsReadWhole) {
+  if (!platform::exists("/proc/self/limits")) GTEST_SKIP() << "needs files whose size is not known";
+  const OptionalString limits = platform::readFile("/proc/self/limits");
+  ASSERT_TRUE(limits);
+  EXPECT_THAT(*limits, HasSubstr("Max realtime timeout"));
+}
+
+TEST_F(FileManagerTest, UnreadableFileIsNotRead) {
+  folder.makeFile("unreadable", "text", 0200);
+  asUnprivileged([&] { EXPECT_FALSE(platform::readFile(folder / "unreadable")); });
+}
+
+TEST_F(FileManagerTest, OperationsLeaveNoDescriptorOpen) {
+  const int before = openDescriptors();
+  bool isDistrusted = false;
+  for (const char* path : {"file", "folder", "link", "broken", "folderLink", "fifo", "nowhere"}) {
+    platform::readFile(folder / path);
+    platform::readTrustedFile(folder / path, &isDistrusted);
+    platform::isTrustedFolder(folder / path);
+    platform::namesInFolder(folder / path);
+    platform::createFolder(folder / path, Parents::Created);
+    platform::createFile(folder / path, "new", {});
+    platform::removeItem(folder / path);
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+// ----- readTrustedFile -----
+
+TEST_F(FileManagerTest, OwnRegularFileIsTrusted) {
+  folder.makeFile("group writable", "shared with the group", 0664);
+  EXPECT_EQ(readTrusted("file"), "text");
+  EXPECT_EQ(readTrusted("group writable"), "shared with the group");
+  EXPECT_EQ(readTrusted("folderLink/nested"), "nested text");
+}
+
+TEST_F(FileManagerTest, NothingThereIsMissingAndNotDistrusted) {
+  EXPECT_EQ(readTrusted("nowhere"), "missing");
+  EXPECT_EQ(readTrusted("missing/nowhere"), "missing");
+}
+
+TEST_F(FileManagerTest, WhatIsNoRegularFileIsDistrusted) {
+  for (const char* other : {"link", "broken", "folder", "folderLink", "fifo"}) {
+    EXPECT_EQ(readTrusted(other), "distrusted") << other;
+  }
+}
+
+TEST_F(FileManagerTest, FileThatEveryoneMayWriteIsDistrusted) {
+  folder.makeFile("open to all", "text", 0646);
+  EXPECT_EQ(readTrusted("open to all"), "distrusted");
+}
+
+TEST_F(FileManagerTest, FileOfRootIsTrustedByEveryone) {
+  const OptionalString contents = platform::readFile("/etc/passwd");
+  if (!contents) GTEST_SKIP() << "needs a file of root that everyone may read";
+  asUnprivileged([&] {
+    bool isDistrusted = true;
+    EXPECT_EQ(platform::readTrustedFile("/etc/passwd", &isDistrusted), contents);
+    EXPECT_FALSE(isDistrusted);
+  });
+}
+
+TEST_F(FileManagerTest, FileOfSomebodyElseIsDistrustedUnlessTheInvokingUserIsMeant) {
+  const auto other = otherAccount();
+  if (!isRoot() || !other) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
+  ASSERT_EQ(chown((folder / "file").c_str(), other->uid, 0), 0);
+  setEnvironment("SUDO_UID", {});
+  EXPECT_EQ(readTrusted("file"), "distrusted");
+  setEnvironment("USER", other->name);
+  EXPECT_EQ(readTrusted("file"), "text");
+  setEnvironment("USER", {});
+  EXPECT_EQ(readTrusted("file"), "distrusted");
+  setEnvironment("SUDO_UID", std::to_string(other->uid));
+  EXPECT_EQ(readTrusted("file"), "text");
+}
+
+TEST_F(FileManagerTest, DeviceIsDistrusted) {
+  if (mknod((folder / "device").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) {
+    GTEST_SKIP() << "needs the rights to make a device: " << std::strerror(errno);
+  }
+  EXPECT_EQ(readTrusted("device"), "distrusted");
+}
+
+// ----- isTrustedFolder -----
+
+TEST_F(FileManagerTest, OwnFolderIsTrustedAlsoWhenEveryoneMayWriteThere) {
+  folder.makeFolder("shared", 01777);
+  EXPECT_TRUE(platform::isTrustedFolder(folder / "folder"));
+  EXPECT_TRUE(platform::isTrustedFolder(folder / "shared"));
+}
+
+TEST_F(FileManagerTest, WhatIsNoFolderIsNoTrustedFolder) {
+  for (const char* other : {"file", "link", "broken", "folderLink", "fifo", "nowhere"}) {
+    EXPECT_FALSE(platform::isTrustedFolder(folder / other)) << other;
+  }
+  EXPECT_FALSE(platform::isTrustedFolder(""));
+}
+
+TEST_F(FileManagerTest, SlashAtTheEndMakesNoLinkATrustedFolder) {
+  EXPECT_TRUE(platform::isTrustedFolder(folder / "folder/"));
+  EXPECT_FALSE(platform::isTrustedFolder(folder / "folderLink/"));
+}
+
+TEST_F(FileManagerTest, FolderOfSomebodyElseIsTrustedOnlyWhenTheInvokingUserIsMeant) {
+  const auto other = otherAccount();
+  if (!isRoot() || !other) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
+  ASSERT_EQ(chown((folder / "folder").c_str(), other->uid, 0), 0);
+  setEnvironment("SUDO_UID", {});
+  EXPECT_FALSE(platform::isTrustedFolder(folder / "folder"));
+  setEnvironment("SUDO_UID", std::to_string(other->uid));
+  EXPECT_TRUE(platform::isTrustedFolder(folder / "folder"));
+}
+
+}  // namespace

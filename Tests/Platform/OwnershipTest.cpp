@@ -1,0 +1,522 @@
+#include "Platform/Ownership.h"
+
+#include <gmock/gmock.h>
+#include <sys/inotify.h>
+#include <sys/sysmacros.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+
+#include "Platform/FileManager.h"
+#include "Platform/UserIdentity.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/Outside.h"
+
+namespace {
+
+using platform::Attributes;
+using platform::isProtectedFolder;
+using platform::setAttributes;
+using platform::setAttributesBelow;
+
+constexpr char kNoSuchName[] = "no such account";
+
+class OwnershipTest : public OutsideTest {
+ protected:
+  /// What an entry has, in one text, for comparison: owner, group, mode.
+  std::string has(const std::string& relativePath) const {
+    const struct stat status = folder.attributes(relativePath);
+    return text(status.st_uid, status.st_gid, status.st_mode);
+  }
+  static std::string text(uid_t owner, gid_t group, mode_t mode) {
+    char octal[8];
+    std::snprintf(octal, sizeof octal, "%04o", mode & 07777U);
+    return std::to_string(owner) + ":" + std::to_string(group) + " " + octal;
+  }
+
+  timespec changeTime(const std::string& relativePath) const { return folder.attributes(relativePath).st_ctim; }
+
+  void own(const std::string& relativePath, uid_t owner, gid_t group) const {
+    ASSERT_EQ(lchown((folder / relativePath).c_str(), owner, group), 0) << std::strerror(errno);
+  }
+
+  static Attributes mode(mode_t bits) {
+    Attributes attributes;
+    attributes.mode = bits;
+    return attributes;
+  }
+
+  /// A tree with a file, folders, a link and a FIFO.
+  void makeTree() const {
+    folder.makeFile("tree/file", "text", 0600);
+    folder.makeFile("tree/.hidden", "", 0640);
+    folder.makeFile("tree/new\nline/\xff", "", 0400);
+    folder.makeFile("tree/sub/deeper/nested", "", 0644);
+    folder.makeFolder("tree/empty", 0700);
+    folder.makeFifo("tree/sub/fifo");
+    folder.makeFolder("tree", 0751);
+  }
+  std::vector<std::string> treeEntries() const {
+    return {"tree/file",      "tree/.hidden",         "tree/new\nline",         "tree/new\nline/\xff", "tree/sub",
+            "tree/sub/deeper", "tree/sub/deeper/nested", "tree/sub/fifo", "tree/empty"};
+  }
+};
+
+/// For what only root may do: give files to somebody else and back.
+class OwnershipByRootTest : public OwnershipTest {
+ protected:
+  void SetUp() override {
+    const auto account = otherAccount();
+    if (!isRoot() || !account) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
+    other = *account;
+  }
+
+  Attributes ofOther(std::optional<mode_t> bits = {}) const { return {other.name, other.group, bits}; }
+
+  static constexpr uid_t kStranger = 54321;  // neither root nor the other account
+  Account other;
+};
+
+// ----- One entry -----
+
+TEST_F(OwnershipTest, ModeHasTwelveBits) {
+  folder.makeFile("file");
+  folder.makeFolder("folder");
+  for (const mode_t bits : {0U, 0640U, 04755U, 02755U, 01777U, 07777U}) {
+    for (const char* path : {"file", "folder"}) {
+      EXPECT_TRUE(setAttributes(folder / path, mode(bits))) << path;
+      EXPECT_EQ(folder.mode(path), bits) << path;
+    }
+  }
+}
+
+TEST_F(OwnershipTest, AbsentAttributesChangeNothing) {
+  folder.makeFile("file", "", 0640);
+  const timespec before = changeTime("file");
+  EXPECT_TRUE(setAttributes(folder / "file", {}));
+  EXPECT_TRUE(setAttributesBelow(folder.path(), {}));
+  EXPECT_EQ(changeTime("file").tv_nsec, before.tv_nsec);
+  EXPECT_EQ(folder.mode("file"), 0640U);
+}
+
+TEST_F(OwnershipTest, UnknownNamesLeaveOwnerAndGroupAndAreNoFailure) {
+  folder.makeFile("file", "", 0600);
+  const struct stat before = folder.attributes("file");
+  EXPECT_TRUE(setAttributes(folder / "file", {kNoSuchName, kNoSuchName, 0640}));
+  EXPECT_EQ(has("file"), text(before.st_uid, before.st_gid, 0640));
+  EXPECT_TRUE(setAttributesBelow(folder.path(), {kNoSuchName, kNoSuchName, 0644}));
+  EXPECT_EQ(has("file"), text(before.st_uid, before.st_gid, 0644));
+}
+
+TEST_F(OwnershipTest, MissingEntryIsAFailure) {
+  folder.makeFile("file");
+  for (const char* path : {"nowhere", "missing/nowhere", "file/below"}) {
+    EXPECT_FALSE(setAttributes(folder / path, mode(0644))) << path;
+  }
+  EXPECT_FALSE(setAttributes("", mode(0644)));
+}
+
+TEST_F(OwnershipTest, FifoGetsAModeWithoutWaitingForItsOtherEnd) {
+  folder.makeFifo("fifo");
+  EXPECT_TRUE(setAttributes(folder / "fifo", mode(0600)));
+  EXPECT_EQ(folder.mode("fifo"), 0600U);
+}
+
+TEST_F(OwnershipTest, LinkDoesNotLeadToItsTarget) {
+  folder.makeFile("file", "", 0600);
+  folder.makeLink("link", "file");
+  (void)setAttributes(folder / "link", mode(0666));
+  EXPECT_EQ(folder.mode("file"), 0600U);
+}
+
+TEST_F(OwnershipTest, ModeOfAnothersFileIsRefused) {
+  folder.makeFile("file", "", 0644);
+  if (!isRoot()) GTEST_SKIP() << "needs a file of another owner";
+  asUnprivileged([&] { EXPECT_FALSE(setAttributes(folder / "file", mode(0666))); });
+  EXPECT_EQ(folder.mode("file"), 0644U);
+}
+
+TEST_F(OwnershipByRootTest, OneEntryGetsOwnerGroupAndMode) {
+  folder.makeFile("file", "", 0600);
+  EXPECT_TRUE(setAttributes(folder / "file", ofOther(0640)));
+  EXPECT_EQ(has("file"), text(other.uid, other.gid, 0640));
+}
+
+TEST_F(OwnershipByRootTest, OwnerOrGroupAloneLeavesTheRest) {
+  folder.makeFile("file", "", 0640);
+  EXPECT_TRUE(setAttributes(folder / "file", {other.name, {}, {}}));
+  EXPECT_EQ(has("file"), text(other.uid, 0, 0640));
+  EXPECT_TRUE(setAttributes(folder / "file", {"root", other.group, {}}));
+  EXPECT_EQ(has("file"), text(0, other.gid, 0640));
+}
+
+TEST_F(OwnershipByRootTest, SetIdBitsOfTheModeOutliveTheChangeOfOwner) {
+  folder.makeFile("tree/file", "", 0600);
+  folder.makeFile("single", "", 0600);
+  EXPECT_TRUE(setAttributes(folder / "single", ofOther(06755)));
+  EXPECT_EQ(has("single"), text(other.uid, other.gid, 06755));
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", ofOther(06755)));
+  EXPECT_EQ(has("tree/file"), text(other.uid, other.gid, 06755));
+}
+
+TEST_F(OwnershipByRootTest, FirstFailedStepLeavesTheOwner) {
+  folder.makeFile("file", "", 0600);
+  own("file", other.uid, other.gid);
+  asUnprivileged([&] { EXPECT_FALSE(setAttributes(folder / "file", {"root", {}, 0644})); });
+  EXPECT_EQ(has("file"), text(other.uid, other.gid, 0600));
+}
+
+// ----- All below a folder -----
+
+TEST_F(OwnershipTest, EverythingBelowGetsTheModeAndTheFolderKeepsItsOwn) {
+  makeTree();
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", mode(0775)));
+  for (const std::string& path : treeEntries()) EXPECT_EQ(folder.mode(path), 0775U) << path;
+  EXPECT_EQ(folder.mode("tree"), 0751U);
+}
+
+TEST_F(OwnershipTest, EmptyFolderIsASuccess) {
+  folder.makeFolder("empty", 0751);
+  EXPECT_TRUE(setAttributesBelow(folder / "empty", mode(0775)));
+  EXPECT_EQ(folder.mode("empty"), 0751U);
+}
+
+TEST_F(OwnershipTest, OnlyAFolderOrALinkToOneIsWalked) {
+  makeTree();
+  folder.makeLink("link", "tree");
+  folder.makeLink("broken", "nowhere");
+  for (const char* path : {"tree/file", "tree/sub/fifo", "broken", "nowhere"}) {
+    EXPECT_FALSE(setAttributesBelow(folder / path, mode(0775))) << path;
+  }
+  EXPECT_FALSE(setAttributesBelow("", mode(0775)));
+  EXPECT_EQ(folder.mode("tree/file"), 0600U);
+  EXPECT_TRUE(setAttributesBelow(folder / "link", mode(0775)));
+  for (const std::string& path : treeEntries()) EXPECT_EQ(folder.mode(path), 0775U) << path;
+}
+
+TEST_F(OwnershipTest, LinkBelowIsNoFailureAndWhatItPointsToIsNotLookedAt) {
+  folder.makeFile("elsewhere/file", "", 0600);
+  folder.makeFolder("elsewhere", 0700);
+  folder.makeFile("tree/file", "", 0600);
+  folder.makeLink("tree/link", "../elsewhere/file");
+  folder.makeLink("tree/folderLink", folder / "elsewhere");
+  folder.makeLink("tree/broken", "nowhere");
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", mode(0775)));
+  EXPECT_EQ(folder.mode("tree/file"), 0775U);
+  EXPECT_EQ(folder.mode("elsewhere"), 0700U);
+  EXPECT_EQ(folder.mode("elsewhere/file"), 0600U);
+}
+
+TEST_F(OwnershipTest, EntryThatIsRightAlreadyIsNotTouched) {
+  makeTree();
+  const Attributes attributes = mode(0775);
+  ASSERT_TRUE(setAttributesBelow(folder / "tree", attributes));
+  ASSERT_EQ(chmod((folder / "tree/file").c_str(), 0600), 0);
+  std::map<std::string, timespec> before;
+  for (const std::string& path : treeEntries()) before[path] = changeTime(path);
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", attributes));
+  EXPECT_EQ(folder.mode("tree/file"), 0775U);
+  for (const std::string& path : treeEntries()) {
+    const bool isTouched =
+        changeTime(path).tv_sec != before[path].tv_sec || changeTime(path).tv_nsec != before[path].tv_nsec;
+    EXPECT_EQ(isTouched, path == "tree/file") << path;
+  }
+}
+
+TEST_F(OwnershipTest, FolderClosedToItsOwnerIsOpenedByTheNewMode) {
+  folder.makeFolder("shared", 0777);
+  asUnprivileged([&] {
+    folder.makeFile("shared/tree/closed/file", "", 0600);
+    folder.makeFolder("shared/tree/closed", 0);
+    EXPECT_TRUE(setAttributesBelow(folder / "shared/tree", mode(0755)));
+    EXPECT_EQ(folder.mode("shared/tree/closed"), 0755U);
+    EXPECT_EQ(folder.mode("shared/tree/closed/file"), 0755U);
+  });
+}
+
+TEST_F(OwnershipTest, FolderThatCannotBeOpenedFailsAndTheWalkGoesOn) {
+  if (!isRoot()) GTEST_SKIP() << "needs a folder of another owner";
+  folder.makeFile("shared/tree/a/file");
+  folder.makeFile("shared/tree/closed/file", "", 0600);
+  folder.makeFile("shared/tree/z/file");
+  for (const char* name : {"shared/tree", "shared/tree/a", "shared/tree/a/file", "shared/tree/z",
+                           "shared/tree/z/file"}) {
+    own(name, 65534, 65534);
+  }
+  folder.makeFolder("shared/tree/closed", 0700);
+  asUnprivileged([&] { EXPECT_FALSE(setAttributesBelow(folder / "shared/tree", mode(0711))); });
+  EXPECT_EQ(folder.mode("shared/tree/a/file"), 0711U);
+  EXPECT_EQ(folder.mode("shared/tree/z/file"), 0711U);
+  EXPECT_EQ(folder.mode("shared/tree/closed"), 0700U);
+  EXPECT_EQ(folder.mode("shared/tree/closed/file"), 0600U);
+}
+
+TEST_F(OwnershipTest, RefusedEntryFailsAndTheWalkGoesOn) {
+  if (!isRoot()) GTEST_SKIP() << "needs a file of another owner";
+  folder.makeFile("tree/a", "", 0600);
+  folder.makeFile("tree/refused", "", 0600);
+  folder.makeFile("tree/z", "", 0600);
+  for (const char* name : {"tree", "tree/a", "tree/z"}) own(name, 65534, 65534);
+  asUnprivileged([&] { EXPECT_FALSE(setAttributesBelow(folder / "tree", mode(0644))); });
+  EXPECT_EQ(folder.mode("tree/a"), 0644U);
+  EXPECT_EQ(folder.mode("tree/z"), 0644U);
+  EXPECT_EQ(folder.mode("tree/refused"), 0600U);
+}
+
+TEST_F(OwnershipTest, DeepTreeIsWalkedWithFewDescriptors) {
+  const DeepFolder deep(folder / "deep");
+  {
+    const ScopedLimit limit(RLIMIT_NOFILE, 64);
+    EXPECT_TRUE(setAttributesBelow(folder / "deep", mode(0750)));
+  }
+  int wrong = 0;
+  const int levels = DeepFolder::visit(folder / "deep", [&](int level) {
+    for (const char* name : {"f", "d"}) {
+      struct stat status = {};
+      if (fstatat(level, name, &status, AT_SYMLINK_NOFOLLOW) != 0 || (status.st_mode & 07777U) != 0750) ++wrong;
+    }
+  });
+  EXPECT_EQ(levels, DeepFolder::kLevels);
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(OwnershipTest, LargeFolderIsWalkedWhole) {
+  for (int i = 0; i < 3000; ++i) folder.makeFile("tree/file number " + std::to_string(i), "", 0600);
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", mode(0664)));
+  int wrong = 0;
+  for (const std::string& name : folder.names("tree")) wrong += folder.mode("tree/" + name) != 0664;
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(OwnershipTest, DevicesAndFifosAreNeverOpened) {
+  folder.makeFifo("tree/fifo");
+  const bool hasDevice = mknod((folder / "tree/device").c_str(), S_IFCHR | 0600, makedev(1, 3)) == 0;
+  const int watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  ASSERT_GE(watch, 0);
+  ASSERT_GE(inotify_add_watch(watch, (folder / "tree/fifo").c_str(), IN_OPEN), 0);
+  if (hasDevice) ASSERT_GE(inotify_add_watch(watch, (folder / "tree/device").c_str(), IN_OPEN), 0);
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", mode(0644)));
+  EXPECT_EQ(folder.mode("tree/fifo"), 0644U);
+  if (hasDevice) EXPECT_EQ(folder.mode("tree/device"), 0644U);
+  char events[4096];
+  EXPECT_EQ(read(watch, events, sizeof events), -1) << "something was opened";
+  close(watch);
+}
+
+TEST_F(OwnershipTest, WalkLeavesNoDescriptorOpen) {
+  makeTree();
+  const int before = openDescriptors();
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", mode(0775)));
+  EXPECT_FALSE(setAttributesBelow(folder / "tree/file", mode(0775)));
+  EXPECT_FALSE(setAttributes(folder / "nowhere", mode(0775)));
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(OwnershipByRootTest, EverythingBelowGetsOwnerGroupAndMode) {
+  makeTree();
+  folder.makeLink("tree/link", "file");
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", ofOther(0750)));
+  for (const std::string& path : treeEntries()) EXPECT_EQ(has(path), text(other.uid, other.gid, 0750)) << path;
+  EXPECT_EQ(has("tree"), text(0, 0, 0751));
+}
+
+TEST_F(OwnershipByRootTest, LinkBelowIsReownedItselfAndItsTargetIsNot) {
+  folder.makeFile("elsewhere/file", "", 0600);
+  folder.makeLink("tree/link", "../elsewhere/file");
+  folder.makeLink("tree/folderLink", folder / "elsewhere");
+  folder.makeLink("tree/broken", "nowhere");
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", ofOther()));
+  for (const char* link : {"tree/link", "tree/folderLink", "tree/broken"}) {
+    EXPECT_EQ(folder.attributes(link).st_uid, other.uid) << link;
+    EXPECT_EQ(folder.attributes(link).st_gid, other.gid) << link;
+  }
+  EXPECT_EQ(folder.attributes("elsewhere").st_uid, 0U);
+  EXPECT_EQ(has("elsewhere/file"), text(0, 0, 0600));
+}
+
+TEST_F(OwnershipByRootTest, AnothersFileUnderASecondNameIsRefusedAndTheWalkGoesOn) {
+  for (const mode_t folderMode : {0755U, 0777U}) {  // one where only we can rename, one where everybody can
+    SCOPED_TRACE(folderMode);
+    const std::string tree = "tree" + std::to_string(folderMode);
+    const std::string precious = "precious" + std::to_string(folderMode);
+    folder.makeFile(tree + "/a", "", 0600);
+    folder.makeFile(precious, "", 0600);
+    own(precious, kStranger, kStranger);
+    ASSERT_EQ(link((folder / precious).c_str(), (folder / (tree + "/b")).c_str()), 0);
+    folder.makeFile(tree + "/c", "", 0600);
+    folder.makeFolder(tree, folderMode);
+    EXPECT_FALSE(setAttributesBelow(folder / tree, ofOther(0666)));
+    EXPECT_EQ(has(precious), text(kStranger, kStranger, 0600));
+    EXPECT_EQ(has(tree + "/a"), text(other.uid, other.gid, 0666));
+    EXPECT_EQ(has(tree + "/c"), text(other.uid, other.gid, 0666));
+  }
+}
+
+TEST_F(OwnershipByRootTest, FileOfRootUnderASecondNameIsRefusedForAnyoneElse) {
+  folder.makeFile("precious", "", 0600);
+  folder.makeFolder("tree");
+  ASSERT_EQ(link((folder / "precious").c_str(), (folder / "tree/second name").c_str()), 0);
+  EXPECT_FALSE(setAttributesBelow(folder / "tree", ofOther(0666)));
+  EXPECT_FALSE(setAttributesBelow(folder / "tree", {kNoSuchName, {}, 0666}));
+  EXPECT_EQ(has("precious"), text(0, 0, 0600));
+}
+
+TEST_F(OwnershipByRootTest, FileOfTheNewOwnerUnderTwoNamesIsChanged) {
+  folder.makeFile("tree/one", "", 0600);
+  own("tree/one", other.uid, 0);
+  ASSERT_EQ(link((folder / "tree/one").c_str(), (folder / "tree/two").c_str()), 0);
+  EXPECT_TRUE(setAttributesBelow(folder / "tree", ofOther(0640)));
+  EXPECT_EQ(has("tree/one"), text(other.uid, other.gid, 0640));
+}
+
+TEST_F(OwnershipByRootTest, DeepTreeChangesHands) {
+  const DeepFolder deep(folder / "deep");
+  {
+    const ScopedLimit limit(RLIMIT_NOFILE, 64);
+    EXPECT_TRUE(setAttributesBelow(folder / "deep", ofOther()));
+  }
+  int wrong = 0;
+  const int levels = DeepFolder::visit(folder / "deep", [&](int level) {
+    for (const char* name : {"f", "l", "d"}) {
+      struct stat status = {};
+      if (fstatat(level, name, &status, AT_SYMLINK_NOFOLLOW) != 0 || status.st_uid != other.uid) ++wrong;
+    }
+  });
+  EXPECT_EQ(levels, DeepFolder::kLevels);
+  EXPECT_EQ(wrong, 0);
+}
+
+// ----- While others change the tree -----
+
+TEST_F(OwnershipTest, NothingOutsideChangesWhileAFolderIsExchangedForALink) {
+  folder.makeFile("elsewhere/sub/file", "", 0600);
+  folder.makeFolder("elsewhere/sub", 0700);
+  folder.makeFolder("elsewhere", 0700);
+  folder.makeFile("tree/folder/sub/file", "", 0600);
+  folder.makeFolder("tree", 0777);
+  folder.makeLink("tree/link", folder / "elsewhere");
+  if (!canExchange(folder / "tree/folder", folder / "tree/link")) GTEST_SKIP() << "needs atomic exchanges";
+  const Exchanger exchanger(folder / "tree/folder", folder / "tree/link");
+  for (mode_t bits = 0755; exchanger.rounds() < 10'000; bits ^= 020U) {
+    (void)setAttributesBelow(folder / "tree", mode(bits));
+    ASSERT_EQ(folder.mode("elsewhere"), 0700U);
+    ASSERT_EQ(folder.mode("elsewhere/sub"), 0700U);
+    ASSERT_EQ(folder.mode("elsewhere/sub/file"), 0600U);
+  }
+}
+
+TEST_F(OwnershipTest, NothingOutsideChangesWhileAFileIsExchangedForALink) {
+  folder.makeFile("precious", "", 0600);
+  folder.makeFile("tree/file", "", 0644);
+  folder.makeLink("tree/link", folder / "precious");
+  folder.makeFolder("tree", 0777);
+  if (!canExchange(folder / "tree/file", folder / "tree/link")) GTEST_SKIP() << "needs atomic exchanges";
+  const Exchanger exchanger(folder / "tree/file", folder / "tree/link");
+  for (mode_t bits = 0644; exchanger.rounds() < 10'000; bits ^= 020U) {
+    (void)setAttributesBelow(folder / "tree", mode(bits));
+    ASSERT_EQ(folder.mode("precious"), 0600U);
+  }
+}
+
+TEST_F(OwnershipByRootTest, PreciousFileKeepsItsOwnerWhileAFileIsExchangedForItsSecondName) {
+  folder.makeFile("precious", "", 0600);
+  folder.makeFile("tree/file", "", 0600);
+  ASSERT_EQ(link((folder / "precious").c_str(), (folder / "tree/second name").c_str()), 0);
+  folder.makeFolder("tree", 0777);
+  if (!canExchange(folder / "tree/file", folder / "tree/second name")) GTEST_SKIP() << "needs atomic exchanges";
+  const Exchanger exchanger(folder / "tree/file", folder / "tree/second name");
+  // The file goes back and forth between two accounts, so that each walk has something to change.
+  for (bool isOthers = false; exchanger.rounds() < 10'000; isOthers = !isOthers) {
+    if (isOthers) {
+      (void)setAttributesBelow(folder / "tree", ofOther(0666));
+    } else {
+      for (const char* name : {"tree/file", "tree/second name"}) {
+        const int file = open((folder / name).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        struct stat status = {};
+        if (file >= 0 && fstat(file, &status) == 0 && status.st_nlink == 1) ASSERT_EQ(fchown(file, kStranger, 0), 0);
+        if (file >= 0) close(file);
+      }
+    }
+    ASSERT_EQ(has("precious"), text(0, 0, 0600));
+  }
+}
+
+TEST_F(OwnershipTest, WalkEndsAlthoughFoldersAreMovedAwayUnderIt) {
+  std::string deep;
+  for (int level = 0; level < 100; ++level) deep += "/d";
+  folder.makeFile("tree/a" + deep + "/file", "", 0600);
+  folder.makeFile("elsewhere/file", "", 0600);
+  folder.makeFolder("elsewhere", 0700);
+  folder.makeFolder("refuge", 0700);
+  const std::string middle = folder / ("tree/a" + deep.substr(0, 2 * 42));
+  folder.makeFolder("refuge/spare", 0700);
+  if (!canExchange(middle, folder / "refuge/spare")) GTEST_SKIP() << "needs atomic exchanges";
+  const Exchanger exchanger(middle, folder / "refuge/spare");
+  for (mode_t bits = 0755; exchanger.rounds() < 5000; bits ^= 020U) {
+    (void)setAttributesBelow(folder / "tree", mode(bits));
+    ASSERT_EQ(folder.mode("refuge"), 0700U);
+    ASSERT_EQ(folder.mode("elsewhere/file"), 0600U);
+    ASSERT_EQ(folder.mode("elsewhere"), 0700U);
+  }
+}
+
+// ----- Folders that are never walked -----
+
+TEST_F(OwnershipTest, SystemFoldersAreProtected) {
+  int found = 0;
+  for (const char* path : {"/etc", "/usr", "/home", "/bin", "/var", "/tmp", "/opt", "/root", "/Library", "/Users"}) {
+    if (!platform::isFolder(path)) continue;
+    ++found;
+    for (const char* end : {"", "/", "//", "/."}) EXPECT_TRUE(isProtectedFolder(path + std::string(end))) << path << end;
+  }
+  EXPECT_GE(found, 4);
+  for (const char* path : {"/", "//", "/.", "/..", "/etc/..", "/usr/../usr"}) EXPECT_TRUE(isProtectedFolder(path)) << path;
+}
+
+TEST_F(OwnershipTest, LinkToAProtectedFolderIsProtected) {
+  folder.makeLink("to root", "/");
+  folder.makeLink("to etc", "/etc");
+  folder.makeLink("to link", "to etc");
+  for (const char* link : {"to root", "to etc", "to etc/", "to link"}) {
+    EXPECT_TRUE(isProtectedFolder(folder / link)) << link;
+  }
+}
+
+TEST_F(OwnershipTest, HomeOfTheUserIsProtected) {
+  const OptionalString home = platform::homeFolder();
+  if (!home || !platform::isFolder(*home)) GTEST_SKIP() << "needs a user with a home folder";
+  EXPECT_TRUE(isProtectedFolder(*home));
+  folder.makeLink("home", *home);
+  EXPECT_TRUE(isProtectedFolder(folder / "home"));
+}
+
+TEST_F(OwnershipTest, HomeOfAnotherUserIsProtected) {
+  int found = 0;
+  setpwent();
+  while (const passwd* entry = getpwent()) {
+    struct stat status = {};
+    if (stat(entry->pw_dir, &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != entry->pw_uid) continue;
+    ++found;
+    EXPECT_TRUE(isProtectedFolder(entry->pw_dir)) << entry->pw_dir;
+  }
+  endpwent();
+  if (found == 0) GTEST_SKIP() << "needs a user with a home folder of his own";
+}
+
+TEST_F(OwnershipTest, OtherFoldersAreNotProtected) {
+  folder.makeFolder("Applications/Product.app/Contents/MacOS/rcp");
+  folder.makeFile("etc/file");
+  folder.makeFolder("home");
+  for (const char* path : {"Applications", "Applications/Product.app/Contents/MacOS/rcp", "etc", "home"}) {
+    EXPECT_FALSE(isProtectedFolder(folder / path)) << path;
+  }
+  EXPECT_FALSE(isProtectedFolder(folder.path()));
+}
+
+TEST_F(OwnershipTest, MissingFolderIsNotProtected) {
+  for (const char* path : {"/D", "/no such folder/x", ""}) EXPECT_FALSE(isProtectedFolder(path)) << path;
+  EXPECT_FALSE(isProtectedFolder(folder / "nowhere"));
+}
+
+}  // namespace

@@ -1,0 +1,189 @@
+#include <gmock/gmock.h>
+
+#include "Platform/FileManager.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/Outside.h"
+#include "Tests/Support/TreeSnapshot.h"
+
+namespace {
+
+using platform::removeItem;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class RemoveItemTest : public OutsideTest {
+ protected:
+  RemoveItemTest() {
+    rmdir((folder / "outside/tmp").c_str());
+    rmdir((folder / "outside").c_str());
+  }
+
+  /// A folder that nothing may happen to.
+  void makeBystander() const {
+    folder.makeFile("bystander/file", "text");
+    folder.makeFile("bystander/sub/nested", "text");
+  }
+  void expectBystanderUnharmed() const {
+    EXPECT_THAT(treeSnapshot(folder / "bystander"),
+                ElementsAre(std::pair<const std::string, std::string>("file", "file: text"),
+                            std::pair<const std::string, std::string>("sub", "folder"),
+                            std::pair<const std::string, std::string>("sub/nested", "file: text")));
+  }
+};
+
+TEST_F(RemoveItemTest, FileAndFifoAreRemoved) {
+  folder.makeFile("file", "text", 0);
+  folder.makeFifo("fifo");
+  EXPECT_TRUE(removeItem(folder / "file"));
+  EXPECT_TRUE(removeItem(folder / "fifo"));
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(RemoveItemTest, LinkIsRemovedAndNotWhatItPointsTo) {
+  makeBystander();
+  folder.makeLink("link", "bystander/file");
+  folder.makeLink("folderLink", "bystander");
+  folder.makeLink("broken", "nowhere");
+  for (const char* link : {"link", "folderLink", "broken"}) EXPECT_TRUE(removeItem(folder / link)) << link;
+  EXPECT_THAT(folder.names(), ElementsAre("bystander"));
+  expectBystanderUnharmed();
+}
+
+TEST_F(RemoveItemTest, SlashAtTheEndDoesNotLeadThroughALink) {
+  makeBystander();
+  folder.makeLink("folderLink", "bystander");
+  EXPECT_TRUE(removeItem(folder / "folderLink//"));
+  EXPECT_THAT(folder.names(), ElementsAre("bystander"));
+  expectBystanderUnharmed();
+}
+
+TEST_F(RemoveItemTest, FolderIsRemovedWithAllItHolds) {
+  makeBystander();
+  folder.makeFile("tree/file");
+  folder.makeFile("tree/.hidden");
+  folder.makeFile("tree/..odd");
+  folder.makeFile("tree/new\nline/\xff/-rf");
+  folder.makeFile("tree/a/b/c/d", "text", 0);
+  folder.makeFolder("tree/empty");
+  folder.makeLink("tree/a/link", folder / "bystander");
+  folder.makeLink("tree/broken", "nowhere");
+  folder.makeFifo("tree/fifo");
+  EXPECT_TRUE(removeItem(folder / "tree/"));
+  EXPECT_THAT(folder.names(), ElementsAre("bystander"));
+  expectBystanderUnharmed();
+}
+
+TEST_F(RemoveItemTest, FolderIsRemovedThroughALinkInTheMiddleOfItsPath) {
+  folder.makeFile("real/tree/file");
+  folder.makeLink("link", "real");
+  EXPECT_TRUE(removeItem(folder / "link/tree"));
+  EXPECT_THAT(folder.names("real"), IsEmpty());
+}
+
+TEST_F(RemoveItemTest, WhatIsNotThereCannotBeRemoved) {
+  folder.makeFile("file", "text");
+  for (const char* missing : {"nowhere", "missing/nowhere", "file/below"}) {
+    EXPECT_FALSE(removeItem(folder / missing)) << missing;
+  }
+  EXPECT_FALSE(removeItem(""));
+  EXPECT_EQ(folder.read("file"), "text");
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(RemoveItemTest, LargeFolderIsRemovedWhole) {
+  for (int i = 0; i < 3000; ++i) {
+    folder.makeFile("tree/sub/file number " + std::to_string(i));
+    if (i % 10 == 0) folder.makeFolder("tree/folder number " + std::to_string(i));
+  }
+  EXPECT_TRUE(removeItem(folder / "tree"));
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(RemoveItemTest, DeepTreeIsRemovedWithFewDescriptors) {
+  const DeepFolder deep(folder / "deep");
+  const ScopedLimit limit(RLIMIT_NOFILE, 64);
+  EXPECT_TRUE(removeItem(folder / "deep"));
+  EXPECT_FALSE(folder.has("deep"));
+}
+
+TEST_F(RemoveItemTest, FirstFailureStopsAndRemovedEntriesStayRemoved) {
+  makeBystander();
+  folder.makeFolder("shared", 0777);
+  asUnprivileged([&] {
+    folder.makeFile("shared/tree/removable/locked/file", "text");
+    folder.makeFolder("shared/tree/removable/locked", 0555);
+    EXPECT_FALSE(removeItem(folder / "shared/tree"));
+    EXPECT_TRUE(folder.has("shared/tree/removable/locked/file"));
+    folder.makeFolder("shared/tree/removable/locked", 0755);
+    EXPECT_TRUE(removeItem(folder / "shared/tree"));
+    EXPECT_FALSE(folder.has("shared/tree"));
+  });
+}
+
+TEST_F(RemoveItemTest, EmptyFolderIsRemovedAlsoWhenItCannotBeRead) {
+  folder.makeFolder("shared", 0777);
+  asUnprivileged([&] {
+    folder.makeFolder("shared/tree/empty", 0);
+    folder.makeFolder("shared/alone", 0);
+    EXPECT_TRUE(removeItem(folder / "shared/tree"));
+    EXPECT_TRUE(removeItem(folder / "shared/alone"));
+    EXPECT_THAT(folder.names("shared"), IsEmpty());
+  });
+}
+
+TEST_F(RemoveItemTest, FileInALockedFolderCannotBeRemoved) {
+  folder.makeFile("locked/file", "text");
+  folder.makeFolder("locked", 0555);
+  asUnprivileged([&] { EXPECT_FALSE(removeItem(folder / "locked/file")); });
+  EXPECT_EQ(folder.read("locked/file"), "text");
+}
+
+TEST_F(RemoveItemTest, RemovalLeavesNoDescriptorOpen) {
+  const int before = openDescriptors();
+  for (int depth = 1; depth < 100; depth *= 3) {
+    std::string path = "tree";
+    for (int level = 0; level < depth; ++level) path += "/d";
+    folder.makeFile(path + "/file");
+    EXPECT_TRUE(removeItem(folder / "tree"));
+    EXPECT_FALSE(removeItem(folder / "tree"));
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(RemoveItemTest, NothingOutsideIsRemovedWhileFoldersAreExchangedForLinks) {
+  makeBystander();
+  int rounds = 0;
+  while (rounds < 3000 && !HasFailure()) {
+    for (int i = 0; i < 20; ++i) folder.makeFile("tree/sub/" + std::to_string(i) + "/file");
+    folder.makeLink("tree/link", folder / "bystander");
+    if (!canExchange(folder / "tree/sub", folder / "tree/link")) GTEST_SKIP() << "needs atomic exchanges";
+    {
+      const Exchanger exchanger(folder / "tree/sub", folder / "tree/link");
+      while (exchanger.rounds() < 20 && folder.has("tree/link")) std::this_thread::yield();
+      removeItem(folder / "tree");
+      rounds += exchanger.rounds();
+    }
+    (void)removeItem(folder / "tree");
+    expectBystanderUnharmed();
+  }
+}
+
+TEST_F(RemoveItemTest, NothingOutsideIsRemovedWhileTheItemIsExchangedForALink) {
+  makeBystander();
+  int rounds = 0;
+  while (rounds < 3000 && !HasFailure()) {
+    for (int i = 0; i < 20; ++i) folder.makeFile("tree/" + std::to_string(i) + "/file");
+    folder.makeLink("link", folder / "bystander");
+    if (!canExchange(folder / "tree", folder / "link")) GTEST_SKIP() << "needs atomic exchanges";
+    {
+      const Exchanger exchanger(folder / "tree", folder / "link");
+      while (exchanger.rounds() < 20) std::this_thread::yield();
+      removeItem(folder / "tree");
+      rounds += exchanger.rounds();
+    }
+    for (const char* rest : {"tree", "link"}) (void)removeItem(folder / rest);
+    expectBystanderUnharmed();
+  }
+}
+
+}  // namespace

@@ -1,0 +1,611 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <libxml/parser.h>
+
+#include <clocale>
+#include <memory>
+#include <string>
+
+#include "Support/TextEncoding.h"
+#include "Support/XmlDocument.h"
+#include "Tests/Support/TemporaryFolder.h"
+
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+/// The first line of every printed document that declared UTF-8 and nothing else, with its newline.
+constexpr char kPrintedDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\n";
+
+/// The document printed again, or "<no document>", or "<not printed>".
+std::string printed(const std::string& source) {
+  const auto document = XmlDocument::parse(source);
+  if (!document) return "<no document>";
+  return document->prettyPrinted().value_or("<not printed>");
+}
+
+/// The same for a source that begins with a plain UTF-8 declaration, without that line of the result.
+std::string printedBody(const std::string& body) {
+  const std::string text = printed(kDeclaration + body);
+  const std::string line = kPrintedDeclaration;
+  EXPECT_THAT(text, StartsWith(line));
+  return text.substr(0, line.size()) == line ? text.substr(line.size()) : text;
+}
+
+OptionalString rootAttribute(const std::string& source, const std::string& name) {
+  const auto document = XmlDocument::parse(source);
+  return document && document->rootElement() ? document->rootElement()->attribute(name) : "<no document>";
+}
+
+/// Sets attribute "v" of the root of "<a v=''/>" in a given encoding, and reads it back from the printed text.
+OptionalString attributeAfterRoundTrip(const std::string& value, const std::string& encoding = "UTF-8") {
+  const auto document = XmlDocument::parse("<?xml version=\"1.0\" encoding=\"" + encoding + "\"?><a v=\"\"/>");
+  if (!document) return "<no document>";
+  document->rootElement()->setAttribute("v", value);
+  return rootAttribute(document->prettyPrinted().value_or(""), "v");
+}
+
+// ----- What is a document -----
+
+TEST(XmlDocumentTest, WhatIsNotWellFormedIsNoDocument) {
+  const char* const sources[] = {
+      "",
+      " ",
+      "text",
+      "<a>",
+      "<a></b>",
+      "<a/><b/>",
+      "<a/>text",
+      "text<a/>",
+      "<a b='1' b='2'/>",
+      "<a b=1/>",
+      "<a>&unknown;</a>",
+      "<a>&#0;</a>",
+      "<a>\x01</a>",
+      "<a>\xFF</a>",
+      "<a b='<'/>",
+      "<!--only a comment-->",
+      " <?xml version=\"1.0\"?><a/>",
+      "<?xml version=\"1.0\" encoding=\"no-such-encoding\"?><a/>",
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
+      "{ a = b; }",
+  };
+  for (const char* source : sources) EXPECT_EQ(XmlDocument::parse(source), nullptr) << source;
+}
+
+TEST(XmlDocumentTest, NulBytesAndBinaryAreNoDocument) {
+  EXPECT_EQ(XmlDocument::parse(std::string("<a>\0</a>", 8)), nullptr);
+  std::string bytes;
+  for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(static_cast<unsigned char>(byte));
+  EXPECT_EQ(XmlDocument::parse(bytes), nullptr);
+}
+
+TEST(XmlDocumentTest, EveryCutOfADocumentIsAnswered) {
+  const std::string source =
+      std::string(kDeclaration) + "<!DOCTYPE a [<!ENTITY e \"v\">]><!--c--><a x='&e;'><![CDATA[d]]>&e;<?p q?><b/></a>";
+  ASSERT_NE(XmlDocument::parse(source), nullptr);
+  for (size_t length = 0; length < source.size(); ++length) {
+    EXPECT_EQ(XmlDocument::parse(source.substr(0, length)), nullptr) << source.substr(0, length);
+  }
+}
+
+TEST(XmlDocumentTest, ByteOrderMarkIsAccepted) {
+  EXPECT_NE(XmlDocument::parse(std::string("\xEF\xBB\xBF") + kDeclaration + "<a/>"), nullptr);
+}
+
+TEST(XmlDocumentTest, FaultsArePassedOverInSilence) {
+  ::testing::internal::CaptureStderr();
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(XmlDocument::parse("<a>&x;</b>"), nullptr);
+  EXPECT_NE(XmlDocument::parse("<!DOCTYPE a SYSTEM 'nowhere.dtd'><a>&x;<p:b/></a>"), nullptr);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+}
+
+// ----- Elements and attributes -----
+
+TEST(XmlDocumentTest, ChildrenAreDirectOnesOfThatNameInDocumentOrder) {
+  const auto document = XmlDocument::parse(
+      "<r><a n='1'><a n='inner'/></a><b/>text<A n='upper'/><!--<a n='c'/>--><a n='2'/><ab/><?a n='p'?><a n='3'/></r>");
+  ASSERT_NE(document, nullptr);
+  std::string order;
+  for (const XmlElement& child : document->rootElement()->children("a")) {
+    order += child.attribute("n").value_or("?") + " ";
+  }
+  EXPECT_EQ(order, "1 2 3 ");
+  EXPECT_TRUE(document->rootElement()->children("c").empty());
+  EXPECT_TRUE(document->rootElement()->children("").empty());
+  EXPECT_TRUE(document->rootElement()->children("r").empty());
+}
+
+TEST(XmlDocumentTest, ChildrenAreFoundByTheirQualifiedName) {
+  const auto document = XmlDocument::parse(
+      "<r xmlns='u' xmlns:p='v' xmlns:q='v'><f n='1'/><p:f n='2'/><q:f n='3'/><f xmlns='w' n='4'/></r>");
+  ASSERT_NE(document, nullptr);
+  const XmlElement root = *document->rootElement();
+  EXPECT_EQ(root.children("f").size(), 2U);
+  ASSERT_EQ(root.children("p:f").size(), 1U);
+  EXPECT_EQ(root.children("p:f")[0].attribute("n"), "2");
+  EXPECT_EQ(root.children("x:f").size(), 0U);
+}
+
+TEST(XmlDocumentTest, UndeclaredPrefixIsPartOfTheName) {
+  const auto document = XmlDocument::parse("<r><p:f n='1'/><f n='2'/></r>");
+  ASSERT_NE(document, nullptr);
+  ASSERT_EQ(document->rootElement()->children("f").size(), 1U);
+  EXPECT_EQ(document->rootElement()->children("f")[0].attribute("n"), "2");
+  EXPECT_EQ(document->rootElement()->children("p:f").size(), 1U);
+}
+
+TEST(XmlDocumentTest, AttributeOfAnotherPrefixIsNotTheAttribute) {
+  const std::string source = "<a xmlns:p='u' p:url='1' Url='2'/>";
+  EXPECT_EQ(rootAttribute(source, "url"), std::nullopt);
+  EXPECT_EQ(rootAttribute("<a xmlns:p='u' p:url='1' url='3'/>", "url"), "3");
+}
+
+TEST(XmlDocumentTest, EmptyAttributeIsThere) { EXPECT_EQ(rootAttribute("<a b=''/>", "b"), ""); }
+
+TEST(XmlDocumentTest, DefaultOfTheDtdIsNotCarriedByTheElement) {
+  EXPECT_EQ(rootAttribute("<!DOCTYPE a [<!ATTLIST a b CDATA 'default'>]><a/>", "b"), std::nullopt);
+}
+
+TEST(XmlDocumentTest, AttributeValuesAreNormalised) {
+  EXPECT_EQ(rootAttribute("<a b='1\n2\t3\r\n4'/>", "b"), "1 2 3 4");
+  EXPECT_EQ(rootAttribute("<a b='&lt;&amp;&quot;&apos;&#65;&#x42;&#10;'/>", "b"), "<&\"'AB\n");
+}
+
+TEST(XmlDocumentTest, SettingAnAttributeReplacesItsValueInItsPlace) {
+  const auto document = XmlDocument::parse(std::string(kDeclaration) + "<a x='1' y='2' z='3'/>");
+  document->rootElement()->setAttribute("y", "new");
+  EXPECT_EQ(document->rootElement()->attribute("y"), "new");
+  EXPECT_EQ(document->prettyPrinted(), std::string(kPrintedDeclaration) + "<a x=\"1\" y=\"new\" z=\"3\"></a>");
+}
+
+TEST(XmlDocumentTest, SettingAMissingAttributeDoesNothing) {
+  const auto document = XmlDocument::parse(std::string(kDeclaration) + "<a x='1'/>");
+  document->rootElement()->setAttribute("y", "new");
+  EXPECT_EQ(document->prettyPrinted(), std::string(kPrintedDeclaration) + "<a x=\"1\"></a>");
+}
+
+TEST(XmlDocumentTest, SettingAnAttributeLeavesTheOneOfAPrefixAlone) {
+  const auto document = XmlDocument::parse(std::string(kDeclaration) + "<a xmlns:p='u' p:v='1' v='2'/>");
+  document->rootElement()->setAttribute("v", "new");
+  EXPECT_EQ(document->prettyPrinted(), std::string(kPrintedDeclaration) + "<a xmlns:p=\"u\" p:v=\"1\" v=\"new\"></a>");
+}
+
+TEST(XmlDocumentTest, AttributeValuesOfEveryKindSurviveSavingAndReading) {
+  const char* const values[] = {
+      "",
+      "plain",
+      "a&b",
+      "&amp;",
+      "&#65;",
+      "<a b=\"c\">",
+      "\"",
+      "'",
+      "\"'",
+      ">",
+      "]]>",
+      "a\tb",
+      "a\nb",
+      "a\rb",
+      " a  b ",
+      "$1 \\1 %s %n",
+      "${x}",
+      "\xC3\xA9",
+      "\xF0\x9F\x98\x80",
+      "\x7F",
+  };
+  for (const char* value : values) {
+    EXPECT_EQ(attributeAfterRoundTrip(value), value) << ::testing::PrintToString(value);
+    EXPECT_EQ(attributeAfterRoundTrip(value, "ISO-8859-1"), value) << ::testing::PrintToString(value);
+    EXPECT_EQ(attributeAfterRoundTrip(value, "us-ascii"), value) << ::testing::PrintToString(value);
+  }
+}
+
+// ----- Declaration -----
+
+TEST(XmlDocumentTest, DeclarationAlwaysSaysStandalone) {
+  const struct {
+    const char *source, *printed;
+  } rows[] = {
+      {"<?xml version=\"1.0\" encoding=\"UTF-8\"?><a/>",
+       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"},
+      {"<?xml version='1.0' encoding='UTF-8' standalone='yes'?><a/>",
+       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"},
+      {"<?xml version='1.0' encoding='UTF-8' standalone='no'?><a/>",
+       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>"},
+      {"<?xml version=\"1.0\" encoding=\"utf-8\"?><a/>",
+       "<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>"},
+      {"<a/>", "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(printed(row.source), std::string(row.printed) + "\n<a></a>") << row.source;
+}
+
+TEST(XmlDocumentTest, DeclarationWithoutAnEncodingStaysReadable) {
+  const std::string text = printed("<?xml version=\"1.0\"?><a b='\xC3\xA9'/>");
+  EXPECT_THAT(text, StartsWith("<?xml version=\"1.0\""));
+  EXPECT_THAT(text, HasSubstr("standalone=\"yes\"?>\n"));
+  EXPECT_EQ(rootAttribute(text, "b"), "\xC3\xA9");
+}
+
+// ----- Layout -----
+
+TEST(XmlDocumentTest, FourSpacesALevelAndNoNewlineAtTheEnd) {
+  EXPECT_EQ(
+      printedBody("<install><domain-object><feature url=\"${installer.root}/x\" id=\"f\"/></domain-object><!--c-->"
+                  "</install>"),
+      "<install>\n"
+      "    <domain-object>\n"
+      "        <feature url=\"${installer.root}/x\" id=\"f\"></feature>\n"
+      "    </domain-object>\n"
+      "    <!--c-->\n"
+      "</install>");
+}
+
+TEST(XmlDocumentTest, LayoutOfTheSourceDoesNotMatter) {
+  const std::string expected = printedBody("<a><b><c/></b><d>t</d></a>");
+  EXPECT_EQ(printedBody("\n\n<a>\r\n\t<b>\n<c  />\t\n</b>   <d>t</d>\n\n\n</a>\n\n"), expected);
+}
+
+TEST(XmlDocumentTest, PrintingTwiceIsPrintingOnce) {
+  const char* const bodies[] = {
+      "<a/>",
+      "<a>t<b/> <c> </c>u</a>",
+      "<!--x--><?p q?><a xml:space='preserve'> <b> </b>\n</a><!--y-->",
+      "<!DOCTYPE a [<!ENTITY e \"v\"><!ELEMENT a ANY>]><a b='&e;'>&e;</a>",
+      "<a xmlns='u' xmlns:p='v'><p:b p:c='&#9;&#10;&#13;'>&#13;</p:b></a>",
+      "<a><![CDATA[<x>&]]></a>",
+  };
+  for (const char* body : bodies) {
+    const std::string once = printed(std::string(kDeclaration) + body);
+    EXPECT_EQ(printed(once), once) << body;
+  }
+}
+
+TEST(XmlDocumentTest, EmptyElementHasAnEndTag) {
+  EXPECT_EQ(printedBody("<a/>"), "<a></a>");
+  EXPECT_EQ(printedBody("<a></a>"), "<a></a>");
+  EXPECT_EQ(printedBody("<a>\n  \n</a>"), "<a></a>");
+}
+
+TEST(XmlDocumentTest, TextAloneStaysOnTheLineOfItsElement) {
+  EXPECT_EQ(printedBody("<a><t>text</t></a>"), "<a>\n    <t>text</t>\n</a>");
+}
+
+TEST(XmlDocumentTest, TextKeepsItsOwnWhiteSpace) {
+  EXPECT_EQ(printedBody("<a>  two\n  lines\t</a>"), "<a>  two\n  lines\t</a>");
+}
+
+TEST(XmlDocumentTest, MixedContentStaysOnOneLine) {
+  EXPECT_EQ(printedBody("<p>Some <b>x</b> y</p>"), "<p>Some <b>x</b> y</p>");
+  EXPECT_EQ(printedBody("<d><p>Some <b><c/><c/></b></p></d>"), "<d>\n    <p>Some <b><c></c><c></c></b></p>\n</d>");
+}
+
+TEST(XmlDocumentTest, BlankBetweenElementsOfMixedContentStays) {
+  EXPECT_EQ(printedBody("<p>a <b>x</b> <c>y</c></p>"), "<p>a <b>x</b> <c>y</c></p>");
+}
+
+TEST(XmlDocumentTest, PreservedSpaceStaysAsItIs) {
+  EXPECT_EQ(printedBody("<a><b xml:space=\"preserve\"> <c/>\n<d> </d></b></a>"),
+            "<a>\n    <b xml:space=\"preserve\"> <c></c>\n<d> </d></b>\n</a>");
+}
+
+TEST(XmlDocumentTest, PreservedSpaceGetsNoneAdded) {
+  EXPECT_EQ(printedBody("<a xml:space=\"preserve\"><b><c/></b></a>"), "<a xml:space=\"preserve\"><b><c></c></b></a>");
+}
+
+TEST(XmlDocumentTest, SpaceBelowDefaultIsDroppedAgain) {
+  EXPECT_EQ(printedBody("<a xml:space=\"default\"> <b> </b> </a>"), "<a xml:space=\"default\">\n    <b></b>\n</a>");
+}
+
+TEST(XmlDocumentTest, CommentsAndInstructionsAroundTheRootHaveTheirOwnLines) {
+  EXPECT_EQ(printedBody("<!--one--><?two  three?>\n\n<!-- four\n --><a/><!--five--><?six?>\n"),
+            "<!--one-->\n<?two three?>\n<!-- four\n -->\n<a></a>\n<!--five-->\n<?six?>");
+}
+
+TEST(XmlDocumentTest, CommentsAndInstructionsInsideAreIndentedAndVerbatim) {
+  EXPECT_EQ(printedBody("<a><b/><!-- <&> --><?p <&>?><c/></a>"),
+            "<a>\n    <b></b>\n    <!-- <&> -->\n    <?p <&>?>\n    <c></c>\n</a>");
+}
+
+TEST(XmlDocumentTest, AttributesKeepTheirOrderAndGetDoubleQuotes) {
+  EXPECT_EQ(printedBody("<a z='1' y = \"2\"\n x='it&apos;s \"q\"'/>"),
+            "<a z=\"1\" y=\"2\" x=\"it's &quot;q&quot;\"></a>");
+}
+
+TEST(XmlDocumentTest, TextEscapes) {
+  EXPECT_EQ(printedBody("<a>&amp; &lt; &gt; &quot; &apos; ]]&gt; &#169;</a>"),
+            "<a>&amp; &lt; &gt; \" ' ]]&gt; \xC2\xA9</a>");
+}
+
+TEST(XmlDocumentTest, CarriageReturnInATextSurvives) {
+  const auto once = XmlDocument::parse(printed(std::string(kDeclaration) + "<a>1&#13;2</a>"));
+  ASSERT_NE(once, nullptr);
+  EXPECT_THAT(*once->prettyPrinted(), HasSubstr("1&#13;2"));
+}
+
+TEST(XmlDocumentTest, CdataBecomesEscapedText) {
+  EXPECT_EQ(printedBody("<a><![CDATA[<b> & ]]>c<![CDATA[\"d\"]]></a>"), "<a>&lt;b&gt; &amp; c\"d\"</a>");
+}
+
+TEST(XmlDocumentTest, NamespacesAreKept) {
+  EXPECT_EQ(printedBody("<a xmlns=\"u\" xmlns:p=\"v&amp;w\"><p:b p:c=\"1\" d=\"2\"/><e xmlns=\"\"/></a>"),
+            "<a xmlns=\"u\" xmlns:p=\"v&amp;w\">\n    <p:b p:c=\"1\" d=\"2\"></p:b>\n    <e xmlns=\"\"></e>\n</a>");
+}
+
+TEST(XmlDocumentTest, PrefixedXmlAttributesAreKept) {
+  EXPECT_EQ(printedBody("<a xml:lang=\"de\" xml:id=\"i\"/>"), "<a xml:lang=\"de\" xml:id=\"i\"></a>");
+}
+
+// ----- Document type and entities -----
+
+TEST(XmlDocumentTest, DocumentTypeHasItsOwnLine) {
+  EXPECT_EQ(printedBody("<!DOCTYPE install SYSTEM \"install.dtd\"><install/>"),
+            "<!DOCTYPE install SYSTEM \"install.dtd\">\n<install></install>");
+  EXPECT_EQ(printedBody("<!DOCTYPE a PUBLIC \"-//Q//DTD A//EN\" \"a.dtd\"><!--c--><a/>"),
+            "<!DOCTYPE a PUBLIC \"-//Q//DTD A//EN\" \"a.dtd\">\n<!--c-->\n<a></a>");
+}
+
+TEST(XmlDocumentTest, OwnEntitiesAreResolvedAndTheirDeclarationsStay) {
+  const std::string text =
+      printedBody("<!DOCTYPE a [<!ENTITY e \"one &amp; two\"><!ENTITY f \"&e;!\">]><a b=\"&e;\"><c>x&f;</c></a>");
+  EXPECT_THAT(text, HasSubstr("<!ENTITY e \"one &amp; two\">"));
+  EXPECT_THAT(text, HasSubstr("]>\n<a b=\"one &amp; two\">\n    <c>xone &amp; two!</c>\n</a>"));
+}
+
+TEST(XmlDocumentTest, EntityWithElementsIsResolved) {
+  EXPECT_THAT(printedBody("<!DOCTYPE a [<!ENTITY e \"<b>t</b>\">]><a>&e;&e;</a>"),
+              EndsWith("<a>\n    <b>t</b>\n    <b>t</b>\n</a>"));
+}
+
+TEST(XmlDocumentTest, OtherDeclarationsOfTheDocumentTypeStay) {
+  const std::string text = printedBody(
+      "<!DOCTYPE a [<!ELEMENT a (#PCDATA)><!ATTLIST a b CDATA #IMPLIED><!NOTATION n SYSTEM \"n\"><!--c-->]><a/>");
+  EXPECT_THAT(text, HasSubstr("<!ELEMENT a (#PCDATA)>"));
+  EXPECT_THAT(text, HasSubstr("<!ATTLIST a b CDATA #IMPLIED>"));
+  EXPECT_THAT(text, HasSubstr("<!NOTATION n SYSTEM \"n\""));
+  EXPECT_THAT(text, HasSubstr("<!--c-->"));
+}
+
+// Where a document names an external DTD that is not read, an entity that it does not declare itself is no fault.
+TEST(XmlDocumentTest, EntityThatOnlyTheExternalDtdCouldDeclareStaysAReference) {
+  EXPECT_EQ(printedBody("<!DOCTYPE a SYSTEM \"a.dtd\"><a><b>&x;</b><c> &x; </c></a>"),
+            "<!DOCTYPE a SYSTEM \"a.dtd\">\n<a>\n    <b>&x;</b>\n    <c> &x; </c>\n</a>");
+}
+
+/// Counts what libxml2 wants to load from outside, and loads it, as if nothing forbade that.
+class XmlOutsideTest : public ::testing::Test {
+ protected:
+  XmlOutsideTest() : _before(xmlGetExternalEntityLoader()) {
+    loads = 0;
+    loadAnything = _before;
+    xmlSetExternalEntityLoader(countingLoader);
+    secret = folder.makeFile("secret", "SECRET");
+    dtd = folder.makeFile("outside.dtd", "<!ENTITY e 'SECRET'><!ATTLIST a b CDATA 'SECRET'>");
+  }
+  ~XmlOutsideTest() override { xmlSetExternalEntityLoader(_before); }
+
+  static xmlParserInputPtr countingLoader(const char* url, const char* id, xmlParserCtxtPtr context) {
+    ++loads;
+    return loadAnything(url, id, context);
+  }
+
+  static int loads;
+  static xmlExternalEntityLoader loadAnything;
+  TemporaryFolder folder;
+  std::string secret;
+  std::string dtd;
+
+ private:
+  xmlExternalEntityLoader _before;
+};
+int XmlOutsideTest::loads;
+xmlExternalEntityLoader XmlOutsideTest::loadAnything;
+
+TEST_F(XmlOutsideTest, LoaderOfThisTestSeesLoads) {
+  const std::string source = "<!DOCTYPE a [<!ENTITY e SYSTEM '" + secret + "'>]><a>&e;</a>";
+  xmlFreeDoc(xmlReadMemory(source.data(), static_cast<int>(source.size()), nullptr, nullptr, XML_PARSE_NOENT));
+  EXPECT_EQ(loads, 1);
+}
+
+TEST_F(XmlOutsideTest, ExternalEntityInTheContentIsNoDocumentAndIsNotRead) {
+  for (const std::string& place : {secret, "file://" + secret, std::string("http://localhost:9/x"), std::string("x")}) {
+    EXPECT_EQ(XmlDocument::parse("<!DOCTYPE a [<!ENTITY e SYSTEM '" + place + "'>]><a>&e;</a>"), nullptr) << place;
+    EXPECT_EQ(XmlDocument::parse("<!DOCTYPE a [<!ENTITY e PUBLIC 'p' '" + place + "'>]><a>x<b>&e;</b></a>"), nullptr);
+    EXPECT_EQ(XmlDocument::parse("<!DOCTYPE a [<!ENTITY e SYSTEM '" + place + "'><!ENTITY f 'x&e;'>]><a>&f;</a>"),
+              nullptr);
+  }
+  EXPECT_EQ(loads, 0);
+}
+
+TEST_F(XmlOutsideTest, ExternalEntityThatNobodyUsesIsNotRead) {
+  const std::string text = printed("<!DOCTYPE a [<!ENTITY e SYSTEM '" + secret + "'>]><a/>");
+  EXPECT_THAT(text, HasSubstr("<!ENTITY e SYSTEM \"" + secret + "\">"));
+  EXPECT_EQ(loads, 0);
+}
+
+TEST_F(XmlOutsideTest, ParameterEntityIsNotRead) {
+  (void)XmlDocument::parse("<!DOCTYPE a [<!ENTITY % p SYSTEM '" + dtd + "'>%p;]><a>&e;</a>");
+  const auto document = XmlDocument::parse("<!DOCTYPE a [<!ENTITY % p SYSTEM '" + dtd + "'>%p;]><a/>");
+  EXPECT_EQ(loads, 0);
+  const OptionalString text = document ? document->prettyPrinted() : std::nullopt;
+  EXPECT_THAT(text.value_or(""), Not(HasSubstr("SECRET")));
+}
+
+TEST_F(XmlOutsideTest, ExternalDocumentTypeIsNotRead) {
+  for (const std::string& place : {dtd, "file://" + dtd, std::string("http://localhost:9/a.dtd")}) {
+    const std::string text = printed("<!DOCTYPE a SYSTEM \"" + place + "\"><a/>");
+    EXPECT_THAT(text, EndsWith("<!DOCTYPE a SYSTEM \"" + place + "\">\n<a></a>"));
+    EXPECT_THAT(text, Not(HasSubstr("SECRET")));
+  }
+  EXPECT_EQ(loads, 0);
+}
+
+TEST_F(XmlOutsideTest, XIncludeIsAnOrdinaryElement) {
+  const std::string text =
+      printed("<a xmlns:i=\"http://www.w3.org/2001/XInclude\"><i:include href=\"" + secret + "\" parse=\"text\"/></a>");
+  EXPECT_THAT(text, HasSubstr("<i:include href=\"" + secret + "\" parse=\"text\"></i:include>"));
+  EXPECT_EQ(loads, 0);
+}
+
+// ----- Encodings -----
+
+TEST(XmlDocumentTest, Latin1IsReadAndWritten) {
+  const std::string text = printed("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a b=\"\xE9\">\xFC</a>");
+  EXPECT_EQ(text, "<?xml version=\"1.0\" encoding=\"ISO-8859-1\" standalone=\"yes\"?>\n<a b=\"\xE9\">\xFC</a>");
+}
+
+TEST(XmlDocumentTest, CharactersThatTheEncodingLacksBecomeReferences) {
+  const std::string text =
+      printed("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a b=\"&#x20AC;&#xE9;\">&#x1F600;</a>");
+  EXPECT_EQ(text,
+            "<?xml version=\"1.0\" encoding=\"ISO-8859-1\" standalone=\"yes\"?>\n"
+            "<a b=\"&#8364;\xE9\">&#128512;</a>");
+}
+
+TEST(XmlDocumentTest, SetValuesThatTheEncodingLacksBecomeReferencesToo) {
+  for (const char* encoding : {"ISO-8859-1", "us-ascii", "UTF-16", "UTF-8", "windows-1252"}) {
+    EXPECT_EQ(attributeAfterRoundTrip("a\xE2\x82\xAC\xC3\xA9\xF0\x9F\x98\x80z",
+                                      encoding == std::string("UTF-16") ? "UTF-8" : encoding),
+              "a\xE2\x82\xAC\xC3\xA9\xF0\x9F\x98\x80z")
+        << encoding;
+  }
+}
+
+/// \a text as UTF-16 with a byte order mark.
+std::string utf16Bytes(const std::string& text, bool bigEndian) {
+  std::string bytes;
+  for (const char16_t unit : u"\uFEFF" + text::utf16FromUtf8(text)) {
+    const char high = static_cast<char>(static_cast<unsigned char>(unit >> 8));
+    const char low = static_cast<char>(static_cast<unsigned char>(unit & 0xFF));
+    bytes += bigEndian ? high : low;
+    bytes += bigEndian ? low : high;
+  }
+  return bytes;
+}
+
+/// UTF-8 of UTF-16 with a byte order mark.
+std::string fromUtf16Bytes(const std::string& bytes) {
+  const bool bigEndian = bytes.substr(0, 2) == "\xFE\xFF";
+  EXPECT_TRUE(bigEndian || bytes.substr(0, 2) == "\xFF\xFE");
+  EXPECT_EQ(bytes.size() % 2, 0U);
+  std::u16string units;
+  for (size_t at = 2; at + 1 < bytes.size(); at += 2) {
+    const auto first = static_cast<unsigned char>(bytes[at]);
+    const auto second = static_cast<unsigned char>(bytes[at + 1]);
+    units += static_cast<char16_t>(bigEndian ? first << 8 | second : second << 8 | first);
+  }
+  return text::utf8FromUtf16(units);
+}
+
+TEST(XmlDocumentTest, Utf16IsReadAndWrittenInEitherByteOrder) {
+  for (const bool bigEndian : {true, false}) {
+    const std::string source = utf16Bytes(
+        "<?xml version=\"1.0\" encoding=\"UTF-16\"?><a b=\"\xE2\x82\xAC\"><c>\xF0\x9F\x98\x80</c></a>", bigEndian);
+    EXPECT_EQ(fromUtf16Bytes(printed(source)),
+              "<?xml version=\"1.0\" encoding=\"UTF-16\" standalone=\"yes\"?>\n"
+              "<a b=\"\xE2\x82\xAC\">\n    <c>\xF0\x9F\x98\x80</c>\n</a>");
+    EXPECT_EQ(rootAttribute(printed(source), "b"), "\xE2\x82\xAC");
+  }
+}
+
+TEST(XmlDocumentTest, Utf16WithoutADeclarationStaysReadable) {
+  for (const bool bigEndian : {true, false}) {
+    EXPECT_EQ(rootAttribute(printed(utf16Bytes("<a b=\"\xE2\x82\xAC\"/>", bigEndian)), "b"), "\xE2\x82\xAC");
+  }
+}
+
+TEST(XmlDocumentTest, LocaleOfTheProcessDoesNotMatter) {
+  const std::string source = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a b=\"\xE9&#8364;\"/>";
+  const std::string expected = printed(source);
+  const std::string before = std::setlocale(LC_ALL, nullptr);
+  for (const char* locale : {"C", "C.UTF-8", ""}) {
+    std::setlocale(LC_ALL, locale);
+    EXPECT_EQ(printed(source), expected) << locale;
+  }
+  std::setlocale(LC_ALL, before.c_str());
+}
+
+// ----- Limits -----
+
+std::string nested(size_t levels) {
+  std::string opening;
+  std::string closing;
+  for (size_t level = 0; level < levels; ++level) {
+    opening += "<a>";
+    closing += "</a>";
+  }
+  return opening + closing;
+}
+
+TEST(XmlDocumentTest, DeepNestingIsNoDocument) {
+  EXPECT_NE(XmlDocument::parse(nested(250)), nullptr);
+  EXPECT_EQ(XmlDocument::parse(nested(10000)), nullptr);
+}
+
+TEST(XmlDocumentTest, DeepNestingThroughEntitiesIsNoDocument) {
+  std::string source = "<!DOCTYPE a [<!ENTITY e0 \"" + nested(200) + "\">";
+  for (int i = 1; i < 60; ++i) {
+    const std::string inner = "&e" + std::to_string(i - 1) + ";";
+    source += "<!ENTITY e" + std::to_string(i) + " \"<b><b><b><b><b>" + inner + "</b></b></b></b></b>\">";
+  }
+  EXPECT_EQ(XmlDocument::parse(source + "]><a>&e59;</a>"), nullptr);
+}
+
+TEST(XmlDocumentTest, TextPastTheLimitIsNeverCut) {
+  const std::string half(6000000, 'x');
+  const std::string sources[] = {
+      "<a>" + half + half + "</a>",
+      "<a>" + half + "&amp;" + half + "</a>",
+      "<a>" + half + "\n\xC3\xA9" + half + "</a>",
+      "<a><![CDATA[" + half + half + "]]></a>",
+      "<a><![CDATA[" + half + "]]><![CDATA[" + half + "]]></a>",
+      "<a b='" + half + half + "'/>",
+      "<a><!--" + half + half + "--></a>",
+      "<a><?p " + half + half + "?></a>",
+  };
+  ::testing::internal::CaptureStderr();
+  for (const std::string& source : sources) {
+    const std::string text = printed(source);
+    EXPECT_TRUE(text == "<no document>" || text.size() > 2 * half.size()) << source.substr(0, 20) << " " << text.size();
+  }
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(XmlDocumentTest, TextBelowTheLimitIsKeptWhole) {
+  EXPECT_GT(printed("<a>" + std::string(9000000, 'x') + "&amp;</a>").size(), 9000000U);
+}
+
+TEST(XmlDocumentTest, EntityBombIsNoDocument) {
+  std::string source = "<!DOCTYPE a [<!ENTITY e0 \"0123456789\">";
+  for (int i = 1; i < 12; ++i) {
+    const std::string inner = "&e" + std::to_string(i - 1) + ";";
+    source += "<!ENTITY e" + std::to_string(i) + " \"";
+    for (int times = 0; times < 10; ++times) source += inner;
+    source += "\">";
+  }
+  EXPECT_EQ(XmlDocument::parse(source + "]><a>&e11;</a>"), nullptr);
+  EXPECT_EQ(XmlDocument::parse(source + "]><a b='&e11;'/>"), nullptr);
+}
+
+TEST(XmlDocumentTest, EntityThatHoldsItselfIsNoDocument) {
+  EXPECT_EQ(XmlDocument::parse("<!DOCTYPE a [<!ENTITY e '&e;'>]><a>&e;</a>"), nullptr);
+  EXPECT_EQ(XmlDocument::parse("<!DOCTYPE a [<!ENTITY e '&f;'><!ENTITY f '&e;'>]><a b='&e;'/>"), nullptr);
+}
+
+TEST(XmlDocumentTest, BigDocumentOfManyElements) {
+  std::string source = "<a>";
+  for (int i = 0; i < 50000; ++i) source += "<b c='" + std::to_string(i) + "'/>";
+  const auto document = XmlDocument::parse(source + "</a>");
+  ASSERT_NE(document, nullptr);
+  EXPECT_EQ(document->rootElement()->children("b").size(), 50000U);
+  EXPECT_EQ(document->rootElement()->children("b").back().attribute("c"), "49999");
+}
+
+}  // namespace

@@ -1,0 +1,62 @@
+# shellcheck shell=bash
+# Shared by the scripts: where the tree is, installing what is missing, building. To be sourced by bash.
+
+# shellcheck disable=SC2034 # used by the scripts
+top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
+
+# Every Debian package that the scripts need, by what needs it. The one place where they are named.
+packages_build="g++ cmake ninja-build libxml2-dev libplist-dev libutf8proc-dev googletest"
+packages_32_bit="g++-multilib"
+packages_checks="clang-format clang-tidy shellcheck"
+
+fail() {
+  echo "${0##*/}: $*" >&2
+  exit 1
+}
+
+# Runs a command without its output, which is shown only when it fails.
+quietly() {
+  local output status=0
+  output=$("$@" 2>&1 </dev/null) || status=$?
+  if [ "$status" != 0 ]; then
+    printf '%s\n' "$output" >&2
+    fail "failed with status $status: $*"
+  fi
+}
+
+# Runs a command as root.
+as_root() {
+  if [ "$(id -u)" = 0 ]; then "$@"; else sudo -n "$@"; fi
+}
+
+# Installs those of the named packages that are missing. Does nothing, and needs no network, when all are there.
+install_packages() {
+  local package missing=()
+  for package in "$@"; do
+    if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
+      missing+=("$package")
+    fi
+  done
+  if [ ${#missing[@]} = 0 ]; then return; fi
+
+  if ! command -v apt-get >/dev/null; then fail "please install (Debian names): ${missing[*]}"; fi
+  if ! as_root true 2>/dev/null; then
+    fail "run this as root or with sudo, or install first: apt-get install ${missing[*]}"
+  fi
+  echo "Installing ${missing[*]} ..."
+  # A source that cannot be reached matters only if a package is then not found.
+  as_root apt-get -qq update >/dev/null 2>&1 </dev/null || true
+  quietly as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get -qq -y -o DPkg::Lock::Timeout=300 --no-install-recommends install "${missing[@]}"
+}
+
+# Configures a preset and builds it, or only the named targets of it.
+build() {
+  local preset=$1 targets=()
+  shift
+  if [ $# -gt 0 ]; then targets=(--target "$@"); fi
+  echo "Building build/$preset (the first time takes a minute or two) ..."
+  cd "$top" || return
+  quietly cmake --preset "$preset"
+  quietly cmake --build --preset "$preset" "${targets[@]}"
+}
