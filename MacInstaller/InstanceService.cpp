@@ -171,9 +171,11 @@ bool InstanceService::copyInstallManifest(const OptionalString& source, const st
     adoptDefaultHome();
   }
   const std::string target = path::appending(path::appending(*_pathToRcphome, kDeployFolder), toFile);
-  if (platform::exists(target)) (void)platform::removeItem(target);  // before the source is looked at, on purpose
+  // Before the source is looked at, on purpose. By the copy policy a target that could not be deleted would pass for a
+  // copy, and the caller would go on to consume its source.
+  const bool isCleared = platform::removeItem(target) || !platform::exists(target);
   platform::log(LogLevel::Info, kCopyManifest, target.c_str());
-  const bool isCopied = source && platform::copyItem(*source, target);
+  const bool isCopied = source && isCleared && platform::copyItem(*source, target);
   if (!isCopied || !existsAt(replaceInstallerRootWith)) return isCopied;
 
   platform::log(LogLevel::Info, kUpdateRoot);
@@ -202,8 +204,8 @@ bool InstanceService::copyManifest(const OptionalString& source) {
 bool InstanceService::copyHotfixUninstallManifest(const OptionalString& source) {
   if (!existsAt(source) || !existsAt(_pathToRcphome)) return false;
   const std::string target = *inHome(kHotfixUninstallManifest);
-  if (platform::exists(target)) (void)platform::removeItem(target);
-  return platform::copyItem(*source, target);
+  const bool isCleared = platform::removeItem(target) || !platform::exists(target);
+  return isCleared && platform::copyItem(*source, target);
 }
 
 void InstanceService::backupInstallManifest() {

@@ -113,7 +113,10 @@ JavaProperties::JavaProperties(const OptionalString& file) {
 
 void JavaProperties::initDictionary() {
   const OptionalString contents = platform::readFile(*_file);
-  if (!contents) return;
+  if (!contents) {
+    _isFileUnread = platform::exists(*_file);
+    return;
+  }
   LineReader reader;
   std::string_view rest = *contents;
   for (bool isLast = false; !isLast;) {
@@ -145,6 +148,8 @@ void JavaProperties::removePropertyForKey(const std::string& key) { _dict.erase(
 
 bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
   if (!path && !_file) return false;
+  const std::string target = path ? platform::expandingTilde(*path) : *_file;
+  if (_isFileUnread && target == *_file) return false;
   using Entry = std::pair<const std::string, std::string>;
   std::vector<const Entry*> entries;
   entries.reserve(_dict.size());
@@ -155,7 +160,7 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
   for (const Entry* entry : entries) {
     if (!entry->first.empty()) lines += escapedKey(entry->first) + "=" + escapedValue(entry->second) + "\n";
   }
-  return platform::writeFileAtomically(path ? platform::expandingTilde(*path) : *_file, lines);
+  return platform::writeFileAtomically(target, lines);
 }
 
 void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {

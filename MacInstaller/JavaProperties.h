@@ -21,7 +21,8 @@ class JavaProperties {
   JavaProperties() = default;
 
   /// Reads \a file ("~" expanded), which becomes the backing file also when it does not exist: a later save creates
-  /// it. An absent path means no backing file.
+  /// it. An absent path means no backing file. A file that is there but cannot be read (a failing disk, say) leaves the
+  /// map empty too, but is then never replaced by a save: that would lose what it holds.
   explicit JavaProperties(const OptionalString& file);
 
   JavaProperties(const JavaProperties&) = delete;
@@ -42,7 +43,8 @@ class JavaProperties {
   /// backing file when the path is absent. An entry with an empty key is not written.
   ///
   /// The lines are sorted by their keys, so equal entries give equal bytes. Atomic, see platform::writeFileAtomically.
-  /// \return true on success; false when the write failed or there is no file to write to. Nothing is logged.
+  /// \return true on success; false when the write failed, there is no file to write to, or the target is a backing
+  ///     file that could not be read. Nothing is logged.
   bool savePropertiesToFile(const OptionalString& path) const;
 
   /// Copies every entry of the properties file at the path over the entries here (the file's values win, nothing is
@@ -61,7 +63,8 @@ class JavaProperties {
   void initDictionary();
 
   std::unordered_map<std::string, std::string> _dict;
-  OptionalString _file;  // backing file, "~" expanded
+  OptionalString _file;        // backing file, "~" expanded
+  bool _isFileUnread = false;  // it is there, but what it holds is not known
 };
 
 #endif

@@ -87,7 +87,8 @@ void setCopyPolicy(CopyPolicy policy);
 /// in it | | device, FIFO or socket | any | kOtherWritingFailure; never opened |
 ///
 /// Each failure asks the copy policy. "Go on" continues with the next item and the whole copy counts as a success;
-/// "stop" ends it, and the items copied until then stay. Not atomic.
+/// "stop" ends it, and the items copied until then stay. Not atomic; the copy of a single file is durable (synced) when
+/// this returns, so that its source may be deleted.
 /// \return true on success. On false \a error, when given, holds the failure that stopped the copy.
 bool copyItem(const std::string& source, const std::string& target, FileError* error = nullptr);
 

@@ -201,7 +201,8 @@ class Writer {
 OptionalString writeXmlPropertyList(const PropertyListValue& value) {
   std::string text = kProlog;
   if (!Writer(&text).appendValue(value, 0)) return std::nullopt;
-  return text += kEpilog;
+  text += kEpilog;
+  return text;
 }
 
 }  // namespace platform

@@ -39,7 +39,7 @@ class Copy {
       return goesOn(readingError("Copy", source.path, errno), source, target);
     }
     if (S_ISDIR(status.st_mode)) return copyFolder(source, target, isTop);
-    const int error = S_ISREG(status.st_mode)   ? copyFile(source, target)
+    const int error = S_ISREG(status.st_mode)   ? copyFile(source, target, isTop)
                       : S_ISLNK(status.st_mode) ? copyLink(source, target, status)
                                                 : ENOTSUP;
     return error == 0 || goesOn(writingError("Copy to", target.path, error), source, target);
@@ -56,7 +56,7 @@ class Copy {
   }
 
  private:
-  static int copyFile(const Entry& source, const Entry& target) {
+  static int copyFile(const Entry& source, const Entry& target, bool isDurable) {
     const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_NOFOLLOW);
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0) return errno;
@@ -65,7 +65,11 @@ class Copy {
       return openat(target.folder, target.name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     }));
     if (!to) return errno;
-    const int error = copyFileAndAttributes(from.get(), to.get(), status);
+    int error = copyFileAndAttributes(from.get(), to.get(), status);
+    if (error == 0 && isDurable) {
+      if (fsync(to.get()) != 0) error = errno;
+      (void)fsync(target.folder);  // not every file system can
+    }
     if (error != 0) (void)unlinkat(target.folder, target.name.c_str(), 0);  // half a file is none
     return error;
   }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <new>
 #include <system_error>
 
 namespace platform {
@@ -40,7 +41,7 @@ std::optional<std::vector<std::string>> namesIn(ScopedFd folder) {
   return names;
 }
 
-OptionalString readToEnd(int descriptor, size_t limit) {
+OptionalString readToEnd(int descriptor, size_t limit) try {
   std::string bytes;
   constexpr size_t kChunk = 1U << 16;
   size_t used = 0;
@@ -55,6 +56,8 @@ OptionalString readToEnd(int descriptor, size_t limit) {
   }
   bytes.resize(used);
   return bytes;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;  // more than this machine can hold
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {

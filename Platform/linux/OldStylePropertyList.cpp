@@ -1,0 +1,231 @@
+#include "Platform/linux/OldStylePropertyList.h"
+
+#include <string>
+#include <utility>
+
+#include "Platform/linux/PropertyListGuard.h"
+#include "Support/TextEncoding.h"
+
+namespace platform {
+
+namespace {
+
+using Array = PropertyListValue::Array;
+using Data = PropertyListValue::Data;
+using Dictionary = PropertyListValue::Dictionary;
+
+/// The NeXTSTEP character set from 0x80 on (the Unicode Consortium's mapping table NEXTSTEP.TXT). Below it is ASCII.
+constexpr char16_t kNextstepUpperHalf[128] = {
+    0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB, 0x00CC,
+    0x00CD, 0x00CE, 0x00CF, 0x00D0, 0x00D1, 0x00D2, 0x00D3, 0x00D4, 0x00D5, 0x00D6, 0x00D9, 0x00DA, 0x00DB,
+    0x00DC, 0x00DD, 0x00DE, 0x00B5, 0x00D7, 0x00F7, 0x00A9, 0x00A1, 0x00A2, 0x00A3, 0x2044, 0x00A5, 0x0192,
+    0x00A7, 0x00A4, 0x2019, 0x201C, 0x00AB, 0x2039, 0x203A, 0xFB01, 0xFB02, 0x00AE, 0x2013, 0x2020, 0x2021,
+    0x00B7, 0x00A6, 0x00B6, 0x2022, 0x201A, 0x201E, 0x201D, 0x00BB, 0x2026, 0x2030, 0x00AC, 0x00BF, 0x00B9,
+    0x02CB, 0x00B4, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9, 0x00A8, 0x00B2, 0x02DA, 0x00B8, 0x00B3, 0x02DD,
+    0x02DB, 0x02C7, 0x2014, 0x00B1, 0x00BC, 0x00BD, 0x00BE, 0x00E0, 0x00E1, 0x00E2, 0x00E3, 0x00E4, 0x00E5,
+    0x00E7, 0x00E8, 0x00E9, 0x00EA, 0x00EB, 0x00EC, 0x00C6, 0x00ED, 0x00AA, 0x00EE, 0x00EF, 0x00F0, 0x00F1,
+    0x0141, 0x00D8, 0x0152, 0x00BA, 0x00F2, 0x00F3, 0x00F4, 0x00F5, 0x00F6, 0x00E6, 0x00F9, 0x00FA, 0x00FB,
+    0x0131, 0x00FC, 0x00FD, 0x0142, 0x00F8, 0x0153, 0x00DF, 0x00FE, 0x00FF, 0xFFFD, 0xFFFD};
+
+bool isBare(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '$' ||
+         c == '/' || c == ':' || c == '.' || c == '-';
+}
+
+/// The value of a digit, or -1 when \a c is none.
+int digitValue(char c, int base) {
+  int value = -1;
+  if (c >= '0' && c <= '9') value = c - '0';
+  if (c >= 'a' && c <= 'f') value = c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') value = c - 'A' + 10;
+  return value < base ? value : -1;
+}
+
+class Reader {
+ public:
+  explicit Reader(std::string_view text) : _text(text) {}
+
+  std::optional<PropertyListValue> readList() {
+    if (!skipBlanks()) return PropertyListValue(Dictionary());
+    std::optional<PropertyListValue> root = readValue(0);
+    if (!root || !skipBlanks()) return root;
+    if (root->asString() == nullptr) return std::nullopt;  // junk after the list
+
+    _position = 0;  // the string was the first key of a strings file
+    Dictionary dictionary;
+    if (!readEntries(1, dictionary) || skipBlanks()) return std::nullopt;
+    return PropertyListValue(std::move(dictionary));
+  }
+
+ private:
+  // ----- Characters -----
+
+  std::string_view rest() const { return _text.substr(_position); }
+  bool atEnd() const { return _position == _text.size(); }
+  bool isNext(std::string_view text) const { return rest().substr(0, text.size()) == text; }
+
+  /// Steps over \a text. \return false when something else is next.
+  bool take(std::string_view text) {
+    if (!isNext(text)) return false;
+    _position += text.size();
+    return true;
+  }
+
+  /// The next character's digit value, stepped over, or -1 when it is no digit.
+  int takeDigit(int base) {
+    const int value = atEnd() ? -1 : digitValue(_text[_position], base);
+    if (value >= 0) ++_position;
+    return value;
+  }
+
+  bool takeBlank() {
+    if (!atEnd() && ((_text[_position] >= '\t' && _text[_position] <= '\r') || _text[_position] == ' ')) {
+      ++_position;
+      return true;
+    }
+    return takeUnicodeLineEnd();
+  }
+
+  bool takeUnicodeLineEnd() { return take("\u2028") || take("\u2029"); }
+
+  /// Steps over blanks and comments. A comment that is not closed reaches to the end.
+  /// \return whether anything follows.
+  bool skipBlanks() {
+    while (!atEnd()) {
+      if (take("//")) {
+        while (!atEnd() && !take("\n") && !take("\r") && !takeUnicodeLineEnd()) ++_position;
+      } else if (take("/*")) {
+        while (!atEnd() && !take("*/")) ++_position;
+      } else if (!takeBlank()) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  // ----- Values -----
+
+  /// \param level how many collections the value lies in.
+  std::optional<PropertyListValue> readValue(int level) {
+    if (!skipBlanks()) return std::nullopt;
+    if (isNext("{") || isNext("(")) {
+      if (level == kDeepestPropertyList) return std::nullopt;
+      return take("{") ? readDictionary(level + 1) : readArray(level + 1);
+    }
+    if (take("<")) return readData();
+    OptionalString string = readString();
+    if (!string) return std::nullopt;
+    return PropertyListValue(std::move(*string));
+  }
+
+  std::optional<PropertyListValue> readArray(int level) {
+    Array array;
+    while (skipBlanks() && !isNext(")")) {
+      std::optional<PropertyListValue> element = readValue(level);
+      if (!element) return std::nullopt;
+      array.push_back(std::move(*element));
+      if (!skipBlanks() || !take(",")) break;
+    }
+    if (!take(")")) return std::nullopt;
+    return PropertyListValue(std::move(array));
+  }
+
+  std::optional<PropertyListValue> readDictionary(int level) {
+    Dictionary dictionary;
+    if (!readEntries(level, dictionary) || !take("}")) return std::nullopt;
+    return PropertyListValue(std::move(dictionary));
+  }
+
+  /// Reads "key = value;" and "key;" (which is its own value) up to something else.
+  bool readEntries(int level, Dictionary& dictionary) {
+    while (skipBlanks() && !isNext("}")) {
+      OptionalString key = readString();
+      if (!key || !skipBlanks()) return false;
+      std::optional<PropertyListValue> value = PropertyListValue(*key);
+      if (take("=")) value = readValue(level);
+      if (!value || !skipBlanks() || !take(";")) return false;
+      dictionary.insert_or_assign(std::move(*key), std::move(*value));
+    }
+    return true;
+  }
+
+  std::optional<PropertyListValue> readData() {
+    Data data;
+    while (!take(">")) {
+      if (take(" ") || take("\t") || take("\n") || take("\r") || takeUnicodeLineEnd()) continue;
+      const int high = takeDigit(16);
+      const int low = takeDigit(16);  // right behind it: blanks stand between bytes only
+      if (high < 0 || low < 0) return std::nullopt;
+      data.bytes += static_cast<char>(static_cast<unsigned char>(high << 4 | low));
+    }
+    return PropertyListValue(std::move(data));
+  }
+
+  OptionalString readString() {
+    if (take("\"")) return readQuoted('"');
+    if (take("'")) return readQuoted('\'');
+    const size_t start = _position;
+    while (!atEnd() && isBare(_text[_position])) ++_position;
+    if (_position == start) return std::nullopt;
+    return std::string(_text.substr(start, _position - start));
+  }
+
+  OptionalString readQuoted(char quote) {
+    std::string string;
+    std::u16string escaped;  // adjoining escapes may be the two halves of one character
+    while (!atEnd()) {
+      const char c = _text[_position++];
+      if (c == '\\' && atEnd()) return std::nullopt;
+      if (c == '\\' && static_cast<unsigned char>(_text[_position]) < 0x80) {
+        escaped += readEscape();
+        continue;
+      }
+      if (!escaped.empty()) {
+        string += text::utf8FromUtf16(escaped);
+        escaped.clear();
+      }
+      if (c == quote) return string;
+      if (c != '\\') string += c;
+    }
+    return std::nullopt;
+  }
+
+  /// The UTF-16 unit that the text behind a backslash stands for.
+  char16_t readEscape() {
+    const char c = _text[_position++];
+    switch (c) {
+      case 'a': return '\a';
+      case 'b': return '\b';
+      case 'f': return '\f';
+      case 'n': return '\n';
+      case 'r': return '\r';
+      case 't': return '\t';
+      case 'v': return '\v';
+      case 'U': return static_cast<char16_t>(readNumber(16, 4));
+      default: break;
+    }
+    if (digitValue(c, 8) < 0) return static_cast<unsigned char>(c);
+    --_position;
+    const unsigned code = readNumber(8, 3) & 0xFFU;
+    return code < 0x80 ? static_cast<char16_t>(code) : kNextstepUpperHalf[code - 0x80];
+  }
+
+  unsigned readNumber(int base, int mostDigits) {
+    unsigned number = 0;
+    for (int count = 0; count < mostDigits; ++count) {
+      const int digit = takeDigit(base);
+      if (digit < 0) break;
+      number = number * static_cast<unsigned>(base) + static_cast<unsigned>(digit);
+    }
+    return number;
+  }
+
+  std::string_view _text;
+  size_t _position = 0;
+};
+
+}  // namespace
+
+std::optional<PropertyListValue> parseOldStylePropertyList(std::string_view utf8) { return Reader(utf8).readList(); }
+
+}  // namespace platform

@@ -1,0 +1,282 @@
+#include "Platform/PropertyList.h"
+
+#include <iconv.h>
+#include <locale.h>
+#include <plist/plist.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "Platform/FileManager.h"
+#include "Platform/linux/OldStylePropertyList.h"
+#include "Platform/linux/PropertyListGuard.h"
+#include "Platform/linux/XmlPropertyListWriter.h"
+#include "Support/TextEncoding.h"
+
+namespace platform {
+
+namespace {
+
+struct Freer {
+  void operator()(void* memory) const { std::free(memory); }
+};
+template <typename Content>
+using ScopedMemory = std::unique_ptr<Content, Freer>;
+
+struct NodeFreer {
+  void operator()(void* node) const { plist_free(node); }
+};
+using ScopedNode = std::unique_ptr<void, NodeFreer>;
+
+/// Gives the calling thread the "C" locale while it lives: libplist reads and prints numbers by the thread's locale.
+class ScopedCLocale {
+ public:
+  ScopedCLocale() : _locale(newlocale(LC_ALL_MASK, "C", nullptr)), _before(uselocale(_locale)) {}
+  ScopedCLocale(const ScopedCLocale&) = delete;
+  ScopedCLocale& operator=(const ScopedCLocale&) = delete;
+  ~ScopedCLocale() {
+    uselocale(_before);
+    freelocale(_locale);
+  }
+
+ private:
+  locale_t _locale;
+  locale_t _before;
+};
+
+// ----- Text encodings -----
+
+/// The text in UTF-8, or none when it is not in the encoding of that name, or there is no such encoding. What is said to
+/// be UTF-8 comes back unchecked.
+OptionalString converted(std::string_view bytes, const char* encoding) {
+  if (strcasecmp(encoding, "UTF-8") == 0) return std::string(bytes);
+  const iconv_t conversion = iconv_open("UTF-8", encoding);
+  if (conversion == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
+  const auto close = [](void* opened) { iconv_close(static_cast<iconv_t>(opened)); };
+  const std::unique_ptr<void, decltype(close)> owner(conversion, close);
+
+  std::string utf8;
+  char* input = const_cast<char*>(bytes.data());  // iconv does not write to it
+  size_t inputLeft = bytes.size();
+  bool isFlushed = false;
+  while (!isFlushed) {
+    char chunk[16384];
+    char* output = chunk;
+    size_t outputLeft = sizeof chunk;
+    isFlushed = inputLeft == 0;  // a last call, without input, ends a sequence of shifts
+    const size_t result = iconv(conversion, isFlushed ? nullptr : &input, &inputLeft, &output, &outputLeft);
+    if (result == static_cast<size_t>(-1) && errno != E2BIG) return std::nullopt;
+    utf8.append(chunk, sizeof chunk - outputLeft);
+  }
+  return utf8;
+}
+
+/// The name in <?xml … encoding="name"?>, or the empty text when the bytes begin otherwise.
+std::string declaredEncoding(std::string_view bytes) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  if (bytes.substr(0, 5) != "<?xml") return "";
+  std::string_view declaration = bytes.substr(0, bytes.find("?>"));
+  const auto skipBlanks = [&declaration, kBlanks] {
+    declaration.remove_prefix(std::min(declaration.find_first_not_of(kBlanks), declaration.size()));
+  };
+  constexpr std::string_view kName = "encoding";
+  const size_t name = declaration.find(kName);
+  if (name == std::string_view::npos) return "";
+  declaration.remove_prefix(name + kName.size());
+  skipBlanks();
+  if (declaration.substr(0, 1) != "=") return "";
+  declaration.remove_prefix(1);
+  skipBlanks();
+  const std::string_view quote = declaration.substr(0, 1);
+  if (quote != "\"" && quote != "'") return "";
+  declaration.remove_prefix(1);
+  return std::string(declaration.substr(0, declaration.find(quote)));
+}
+
+/// The text of a list that is not binary, as UTF-8 without a byte order mark.
+OptionalString decodedText(std::string_view bytes) {
+  struct Mark {
+    std::string_view bytes;
+    const char* encoding;
+  };
+  constexpr Mark kMarks[] = {{{"\xFF\xFE\0\0", 4}, "UTF-32LE"}, {{"\0\0\xFE\xFF", 4}, "UTF-32BE"},
+                             {{"\xFF\xFE", 2}, "UTF-16LE"},     {{"\xFE\xFF", 2}, "UTF-16BE"},
+                             {{"\xEF\xBB\xBF", 3}, "UTF-8"}};
+  for (const Mark& mark : kMarks) {
+    if (bytes.substr(0, mark.bytes.size()) == mark.bytes) {
+      return converted(bytes.substr(mark.bytes.size()), mark.encoding);
+    }
+  }
+  if (bytes.size() >= 2 && bytes[0] == 0) return converted(bytes, "UTF-16BE");
+  if (bytes.size() >= 2 && bytes[1] == 0) return converted(bytes, "UTF-16LE");
+
+  std::string encoding = declaredEncoding(bytes);
+  if (encoding.empty()) encoding = "UTF-8";
+  if (encoding.find('/') != std::string::npos) return std::nullopt;  // would tell iconv to guess
+  return converted(bytes, encoding.c_str());
+}
+
+// ----- From libplist's tree -----
+
+std::optional<PropertyListValue> valueFrom(plist_t node);
+
+/// An integer with its sign, which libplist gives away only in its text.
+PropertyListValue::Integer integerFrom(plist_t node) {
+  PropertyListValue::Integer integer;
+  plist_get_uint_val(node, &integer.bits);
+  if (integer.bits >> 63 == 0) return integer;
+  char* text = nullptr;
+  std::uint32_t size = 0;
+  plist_to_xml(node, &text, &size);
+  const ScopedMemory<char> owner(text);
+  integer.isNegative = std::string_view(text, size).find("<integer>-") != std::string_view::npos;
+  return integer;
+}
+
+/// A date with its fraction and of any year: libplist's accessor has microseconds and 32 bits of seconds.
+std::optional<PropertyListValue::Date> dateFrom(plist_t node) {
+  char* bytes = nullptr;
+  std::uint32_t size = 0;
+  plist_to_bin(node, &bytes, &size);  // the mark, then the date: a byte for its kind and a big-endian double
+  const ScopedMemory<char> owner(bytes);
+  constexpr size_t kStart = 9;
+  constexpr size_t kSize = 8;
+  if (bytes == nullptr || size < kStart + kSize || bytes[kStart - 1] != 0x33) return std::nullopt;
+  std::uint64_t bits = 0;
+  for (size_t index = 0; index < kSize; ++index) {
+    bits = bits << 8 | static_cast<unsigned char>(bytes[kStart + index]);
+  }
+  PropertyListValue::Date date;
+  static_assert(sizeof date.secondsSince2001 == sizeof bits);
+  std::memcpy(&date.secondsSince2001, &bits, sizeof bits);
+  return date;
+}
+
+std::optional<PropertyListValue> arrayFrom(plist_t node) {
+  PropertyListValue::Array array;
+  array.reserve(plist_array_get_size(node));
+  plist_array_iter iterator = nullptr;
+  plist_array_new_iter(node, &iterator);
+  const ScopedMemory<void> owner(iterator);
+  plist_t element = nullptr;
+  for (plist_array_next_item(node, iterator, &element); element; plist_array_next_item(node, iterator, &element)) {
+    std::optional<PropertyListValue> value = valueFrom(element);
+    if (!value) return std::nullopt;
+    array.push_back(std::move(*value));
+  }
+  return PropertyListValue(std::move(array));
+}
+
+std::optional<PropertyListValue> dictionaryFrom(plist_t node) {
+  PropertyListValue::Dictionary dictionary;
+  plist_dict_iter iterator = nullptr;
+  plist_dict_new_iter(node, &iterator);
+  const ScopedMemory<void> owner(iterator);
+  while (true) {
+    char* key = nullptr;
+    plist_t element = nullptr;
+    plist_dict_next_item(node, iterator, &key, &element);
+    const ScopedMemory<char> keyOwner(key);
+    if (!element) return PropertyListValue(std::move(dictionary));
+    std::optional<PropertyListValue> value = valueFrom(element);
+    if (!value) return std::nullopt;
+    dictionary.insert_or_assign(key, std::move(*value));
+  }
+}
+
+std::optional<PropertyListValue> valueFrom(plist_t node) {
+  std::uint64_t size = 0;
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+      std::uint8_t boolean = 0;
+      plist_get_bool_val(node, &boolean);
+      return PropertyListValue(boolean != 0);
+    }
+    case PLIST_UINT: return PropertyListValue(integerFrom(node));
+    case PLIST_REAL: {
+      double real = 0;
+      plist_get_real_val(node, &real);
+      return PropertyListValue(real);
+    }
+    case PLIST_STRING: {
+      const char* text = plist_get_string_ptr(node, &size);
+      return PropertyListValue(std::string(text, static_cast<size_t>(size)));
+    }
+    case PLIST_DATA: {
+      const char* bytes = plist_get_data_ptr(node, &size);
+      if (size == 0) return PropertyListValue(PropertyListValue::Data());  // bytes may be null
+      return PropertyListValue(PropertyListValue::Data{std::string(bytes, static_cast<size_t>(size))});
+    }
+    case PLIST_DATE: {
+      const std::optional<PropertyListValue::Date> date = dateFrom(node);
+      if (!date) return std::nullopt;
+      return PropertyListValue(*date);
+    }
+    case PLIST_UID: {  // as it stands in XML
+      std::uint64_t number = 0;
+      plist_get_uid_val(node, &number);
+      return PropertyListValue(
+          PropertyListValue::Dictionary{{"CF$UID", PropertyListValue(PropertyListValue::Integer{number, false})}});
+    }
+    case PLIST_ARRAY: return arrayFrom(node);
+    case PLIST_DICT: return dictionaryFrom(node);
+    case PLIST_KEY:
+    case PLIST_NONE: break;
+  }
+  return std::nullopt;
+}
+
+/// Has libplist read a list that the guard has let pass.
+std::optional<PropertyListValue> readByLibPlist(void (*read)(const char*, std::uint32_t, plist_t*),
+                                                std::string_view list) {
+  const ScopedCLocale cLocale;
+  plist_t root = nullptr;
+  read(list.data(), static_cast<std::uint32_t>(list.size()), &root);
+  const ScopedNode owner(root);
+  if (root == nullptr) return std::nullopt;
+  return valueFrom(root);
+}
+
+std::optional<PropertyListValue> parseBinary(std::string_view bytes) {
+  if (!isSafeBinaryPropertyList(bytes)) return std::nullopt;
+  if (bytes[7] == '0') return readByLibPlist(plist_from_bin, bytes);
+  std::string list(bytes);  // any last character of the mark will do, but libplist insists on this one
+  list[7] = '0';
+  return readByLibPlist(plist_from_bin, list);
+}
+
+}  // namespace
+
+std::optional<PropertyListValue> parsePropertyList(const std::string& bytes) {
+  if (bytes.empty()) return std::nullopt;
+  if (isBinaryPropertyList(bytes)) return parseBinary(bytes);
+  const OptionalString text = decodedText(bytes);
+  if (!text || !text::isValidUtf8(*text)) return std::nullopt;
+  const OptionalString xml = plainXmlPropertyList(*text);
+  if (xml) return readByLibPlist(plist_from_xml, *xml);
+  return parseOldStylePropertyList(*text);
+}
+
+OptionalString xmlPropertyList(const PropertyListValue& value) { return writeXmlPropertyList(value); }
+
+std::optional<PropertyListValue::Dictionary> readDictionary(const std::string& path) {
+  const OptionalString bytes = readFile(path);
+  if (!bytes) return std::nullopt;
+  std::optional<PropertyListValue> list = parsePropertyList(*bytes);
+  if (!list || list->asDictionary() == nullptr) return std::nullopt;
+  return std::move(*list->asDictionary());
+}
+
+bool writeDictionary(const std::string& path, const PropertyListValue::Dictionary& dictionary) {
+  const OptionalString list = xmlPropertyList(PropertyListValue(dictionary));
+  return list && writeFileAtomically(path, *list);
+}
+
+}  // namespace platform

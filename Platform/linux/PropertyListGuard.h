@@ -1,0 +1,43 @@
+#ifndef PLATFORM_LINUX_PROPERTY_LIST_GUARD_H_
+#define PLATFORM_LINUX_PROPERTY_LIST_GUARD_H_
+
+#include <string_view>
+
+#include "Support/OptionalString.h"
+
+/// Stands between foreign bytes and libplist, which unfolds whatever a binary list refers to, recurses as deep as a list
+/// is nested, and reads many things in XML otherwise than CoreFoundation does or than they are written.
+namespace platform {
+
+/// How many collections may lie in one another, in any form of a property list.
+inline constexpr int kDeepestPropertyList = 512;
+
+/// To how many values a binary list may unfold. It may name the same object in many places.
+inline constexpr unsigned kMostPropertyListValues = 4'000'000;
+
+/// How many more bytes of strings and data a binary list may unfold to than it has itself.
+inline constexpr unsigned kMostRepeatedPropertyListBytes = 64U << 20U;
+
+/// Whether the bytes begin as a binary property list, and end with a trailer and a table of offsets that fit them.
+bool isBinaryPropertyList(std::string_view bytes);
+
+/// Whether libplist can read such a binary list: all that can be reached from its root is within the limits above,
+/// has no cycle, lies inside the list, and is of a kind that is kept without loss.
+///
+/// Refused though a list could hold them: null and sets, which are no property list values; integers of more than 64
+/// bits; UIDs of more than 32; and what libplist loses: a U+0000 or half a surrogate pair in a string, and an empty
+/// string written as UTF-16.
+bool isSafeBinaryPropertyList(std::string_view bytes);
+
+/// The property list in an XML text, written so plainly that libplist reads just what is there.
+///
+/// Only the list itself is left: no prolog, no attribute, no comment, no entity, nothing after its end. Numbers and
+/// base64 are written in one way, strings as CDATA (libplist takes quadratic time to resolve entities).
+/// \param utf8 well-formed UTF-8, whatever encoding the text declares.
+/// \return none when the text is no XML property list, or one that is nested too deep. Also for what libplist cannot
+///     read without loss: a U+0000, and a date before the year 0 or after 9999.
+OptionalString plainXmlPropertyList(std::string_view utf8);
+
+}  // namespace platform
+
+#endif
