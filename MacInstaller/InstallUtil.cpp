@@ -115,7 +115,7 @@ std::string InstallUtil::getTargetNameBy(const OptionalString& path) {
     component = path::lastComponent(current);
   }
   if (hasSuffix(component, kApplicationSuffix)) {
-    const std::string name = component.substr(0, component.find('.'));
+    std::string name = component.substr(0, component.find('.'));
     platform::log(LogLevel::Info, kTargetName, name.c_str());
     return name;
   }

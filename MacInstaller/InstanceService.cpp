@@ -426,7 +426,7 @@ OptionalString InstanceService::getWorkspace() const {
 // ----- Log collection -----
 
 std::string InstanceService::getAddonLogFile(const OptionalString& name, const std::string& action) {
-  const std::string file =
+  std::string file =
       path::appending(platform::kAddonLogFolder, "rcp_" + name.value_or("addon") + "_" + action + ".log");
   platform::log(LogLevel::Info, kAddonLogFile, file.c_str());
   return file;

@@ -29,7 +29,7 @@ std::string deletingLastComponent(const std::string& path) {
 }
 
 std::string lastComponent(const std::string& path) {
-  const std::string whole = squeezed(path);
+  std::string whole = squeezed(path);
   if (whole == "/") return whole;
   const size_t slash = whole.rfind('/');
   return slash == std::string::npos ? whole : whole.substr(slash + 1);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Platform/linux/PropertyListGuard.h"
+#include "Support/OptionalString.h"
 #include "Support/TextEncoding.h"
 
 namespace platform {
@@ -108,10 +109,9 @@ class Reader {
   /// \param level how many collections the value lies in.
   std::optional<PropertyListValue> readValue(int level) {
     if (!skipBlanks()) return std::nullopt;
-    if (isNext("{") || isNext("(")) {
-      if (level == kDeepestPropertyList) return std::nullopt;
-      return take("{") ? readDictionary(level + 1) : readArray(level + 1);
-    }
+    if (level == kDeepestPropertyList && (isNext("{") || isNext("("))) return std::nullopt;
+    if (take("{")) return readDictionary(level + 1);
+    if (take("(")) return readArray(level + 1);
     if (take("<")) return readData();
     OptionalString string = readString();
     if (!string) return std::nullopt;
@@ -194,15 +194,24 @@ class Reader {
   char16_t readEscape() {
     const char c = _text[_position++];
     switch (c) {
-      case 'a': return '\a';
-      case 'b': return '\b';
-      case 'f': return '\f';
-      case 'n': return '\n';
-      case 'r': return '\r';
-      case 't': return '\t';
-      case 'v': return '\v';
-      case 'U': return static_cast<char16_t>(readNumber(16, 4));
-      default: break;
+      case 'a':
+        return '\a';
+      case 'b':
+        return '\b';
+      case 'f':
+        return '\f';
+      case 'n':
+        return '\n';
+      case 'r':
+        return '\r';
+      case 't':
+        return '\t';
+      case 'v':
+        return '\v';
+      case 'U':
+        return static_cast<char16_t>(readNumber(16, 4));
+      default:
+        break;
     }
     if (digitValue(c, 8) < 0) return static_cast<unsigned char>(c);
     --_position;

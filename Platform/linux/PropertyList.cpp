@@ -11,8 +11,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Platform/FileManager.h"
 #include "Platform/linux/OldStylePropertyList.h"
@@ -53,8 +55,8 @@ class ScopedCLocale {
 
 // ----- Text encodings -----
 
-/// The text in UTF-8, or none when it is not in the encoding of that name, or there is no such encoding. What is said to
-/// be UTF-8 comes back unchecked.
+/// The text in UTF-8, or none when it is not in the encoding of that name, or there is no such encoding. What is said
+/// to be UTF-8 comes back unchecked.
 OptionalString converted(std::string_view bytes, const char* encoding) {
   if (strcasecmp(encoding, "UTF-8") == 0) return std::string(bytes);
   const iconv_t conversion = iconv_open("UTF-8", encoding);
@@ -106,8 +108,10 @@ OptionalString decodedText(std::string_view bytes) {
     std::string_view bytes;
     const char* encoding;
   };
-  constexpr Mark kMarks[] = {{{"\xFF\xFE\0\0", 4}, "UTF-32LE"}, {{"\0\0\xFE\xFF", 4}, "UTF-32BE"},
-                             {{"\xFF\xFE", 2}, "UTF-16LE"},     {{"\xFE\xFF", 2}, "UTF-16BE"},
+  constexpr Mark kMarks[] = {{{"\xFF\xFE\0\0", 4}, "UTF-32LE"},
+                             {{"\0\0\xFE\xFF", 4}, "UTF-32BE"},
+                             {{"\xFF\xFE", 2}, "UTF-16LE"},
+                             {{"\xFE\xFF", 2}, "UTF-16BE"},
                              {{"\xEF\xBB\xBF", 3}, "UTF-8"}};
   for (const Mark& mark : kMarks) {
     if (bytes.substr(0, mark.bytes.size()) == mark.bytes) {
@@ -124,8 +128,6 @@ OptionalString decodedText(std::string_view bytes) {
 }
 
 // ----- From libplist's tree -----
-
-std::optional<PropertyListValue> valueFrom(plist_t node);
 
 /// An integer with its sign, which libplist gives away only in its text.
 PropertyListValue::Integer integerFrom(plist_t node) {
@@ -159,109 +161,125 @@ std::optional<PropertyListValue::Date> dateFrom(plist_t node) {
   return date;
 }
 
-std::optional<PropertyListValue> arrayFrom(plist_t node) {
-  PropertyListValue::Array array;
-  array.reserve(plist_array_get_size(node));
-  plist_array_iter iterator = nullptr;
-  plist_array_new_iter(node, &iterator);
-  const ScopedMemory<void> owner(iterator);
-  plist_t element = nullptr;
-  for (plist_array_next_item(node, iterator, &element); element; plist_array_next_item(node, iterator, &element)) {
-    std::optional<PropertyListValue> value = valueFrom(element);
-    if (!value) return std::nullopt;
-    array.push_back(std::move(*value));
-  }
-  return PropertyListValue(std::move(array));
-}
+/// Turns libplist's tree into a value.
+class TreeReader {
+ public:
+  /// \param keys what the keys in the tree are numbers of, or null when they stand for themselves.
+  explicit TreeReader(const std::vector<std::string>* keys) : _keys(keys) {}
 
-std::optional<PropertyListValue> dictionaryFrom(plist_t node) {
-  PropertyListValue::Dictionary dictionary;
-  plist_dict_iter iterator = nullptr;
-  plist_dict_new_iter(node, &iterator);
-  const ScopedMemory<void> owner(iterator);
-  while (true) {
-    char* key = nullptr;
+  std::optional<PropertyListValue> valueFrom(plist_t node) const {
+    std::uint64_t size = 0;
+    switch (plist_get_node_type(node)) {
+      case PLIST_BOOLEAN: {
+        std::uint8_t boolean = 0;
+        plist_get_bool_val(node, &boolean);
+        return PropertyListValue(boolean != 0);
+      }
+      case PLIST_UINT:
+        return PropertyListValue(integerFrom(node));
+      case PLIST_REAL: {
+        double real = 0;
+        plist_get_real_val(node, &real);
+        return PropertyListValue(real);
+      }
+      case PLIST_STRING: {
+        const char* text = plist_get_string_ptr(node, &size);
+        return PropertyListValue(std::string(text, static_cast<size_t>(size)));
+      }
+      case PLIST_DATA: {
+        const char* bytes = plist_get_data_ptr(node, &size);
+        if (size == 0) return PropertyListValue(PropertyListValue::Data());  // bytes may be null
+        return PropertyListValue(PropertyListValue::Data{std::string(bytes, static_cast<size_t>(size))});
+      }
+      case PLIST_DATE: {
+        const std::optional<PropertyListValue::Date> date = dateFrom(node);
+        if (!date) return std::nullopt;
+        return PropertyListValue(*date);
+      }
+      case PLIST_UID: {  // as it stands in XML
+        PropertyListValue::Integer number;
+        plist_get_uid_val(node, &number.bits);
+        return PropertyListValue(PropertyListValue::Dictionary{{"CF$UID", PropertyListValue(number)}});
+      }
+      case PLIST_ARRAY:
+        return arrayFrom(node);
+      case PLIST_DICT:
+        return dictionaryFrom(node);
+      case PLIST_KEY:
+      case PLIST_NONE:
+        break;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  std::optional<PropertyListValue> arrayFrom(plist_t node) const {
+    PropertyListValue::Array array;
+    array.reserve(plist_array_get_size(node));
+    plist_array_iter iterator = nullptr;
+    plist_array_new_iter(node, &iterator);
+    const ScopedMemory<void> owner(iterator);
     plist_t element = nullptr;
-    plist_dict_next_item(node, iterator, &key, &element);
-    const ScopedMemory<char> keyOwner(key);
-    if (!element) return PropertyListValue(std::move(dictionary));
-    std::optional<PropertyListValue> value = valueFrom(element);
-    if (!value) return std::nullopt;
-    dictionary.insert_or_assign(key, std::move(*value));
+    for (plist_array_next_item(node, iterator, &element); element; plist_array_next_item(node, iterator, &element)) {
+      std::optional<PropertyListValue> value = valueFrom(element);
+      if (!value) return std::nullopt;
+      array.push_back(std::move(*value));
+    }
+    return PropertyListValue(std::move(array));
   }
-}
 
-std::optional<PropertyListValue> valueFrom(plist_t node) {
-  std::uint64_t size = 0;
-  switch (plist_get_node_type(node)) {
-    case PLIST_BOOLEAN: {
-      std::uint8_t boolean = 0;
-      plist_get_bool_val(node, &boolean);
-      return PropertyListValue(boolean != 0);
+  std::optional<PropertyListValue> dictionaryFrom(plist_t node) const {
+    PropertyListValue::Dictionary dictionary;
+    plist_dict_iter iterator = nullptr;
+    plist_dict_new_iter(node, &iterator);
+    const ScopedMemory<void> owner(iterator);
+    while (true) {
+      char* key = nullptr;
+      plist_t element = nullptr;
+      plist_dict_next_item(node, iterator, &key, &element);
+      const ScopedMemory<char> keyOwner(key);
+      if (!element) return PropertyListValue(std::move(dictionary));
+      std::optional<PropertyListValue> value = valueFrom(element);
+      if (!value) return std::nullopt;
+      // The tree keeps the order of the list: the last one of equal keys counts.
+      dictionary.insert_or_assign(_keys == nullptr ? key : (*_keys)[std::strtoul(key, nullptr, 10)], std::move(*value));
     }
-    case PLIST_UINT: return PropertyListValue(integerFrom(node));
-    case PLIST_REAL: {
-      double real = 0;
-      plist_get_real_val(node, &real);
-      return PropertyListValue(real);
-    }
-    case PLIST_STRING: {
-      const char* text = plist_get_string_ptr(node, &size);
-      return PropertyListValue(std::string(text, static_cast<size_t>(size)));
-    }
-    case PLIST_DATA: {
-      const char* bytes = plist_get_data_ptr(node, &size);
-      if (size == 0) return PropertyListValue(PropertyListValue::Data());  // bytes may be null
-      return PropertyListValue(PropertyListValue::Data{std::string(bytes, static_cast<size_t>(size))});
-    }
-    case PLIST_DATE: {
-      const std::optional<PropertyListValue::Date> date = dateFrom(node);
-      if (!date) return std::nullopt;
-      return PropertyListValue(*date);
-    }
-    case PLIST_UID: {  // as it stands in XML
-      std::uint64_t number = 0;
-      plist_get_uid_val(node, &number);
-      return PropertyListValue(
-          PropertyListValue::Dictionary{{"CF$UID", PropertyListValue(PropertyListValue::Integer{number, false})}});
-    }
-    case PLIST_ARRAY: return arrayFrom(node);
-    case PLIST_DICT: return dictionaryFrom(node);
-    case PLIST_KEY:
-    case PLIST_NONE: break;
   }
-  return std::nullopt;
-}
+
+  const std::vector<std::string>* _keys;
+};
 
 /// Has libplist read a list that the guard has let pass.
 std::optional<PropertyListValue> readByLibPlist(void (*read)(const char*, std::uint32_t, plist_t*),
-                                                std::string_view list) {
+                                                std::string_view list, const std::vector<std::string>* keys) {
   const ScopedCLocale cLocale;
   plist_t root = nullptr;
   read(list.data(), static_cast<std::uint32_t>(list.size()), &root);
   const ScopedNode owner(root);
   if (root == nullptr) return std::nullopt;
-  return valueFrom(root);
+  return TreeReader(keys).valueFrom(root);
 }
 
 std::optional<PropertyListValue> parseBinary(std::string_view bytes) {
   if (!isSafeBinaryPropertyList(bytes)) return std::nullopt;
-  if (bytes[7] == '0') return readByLibPlist(plist_from_bin, bytes);
+  if (bytes[7] == '0') return readByLibPlist(plist_from_bin, bytes, nullptr);
   std::string list(bytes);  // any last character of the mark will do, but libplist insists on this one
   list[7] = '0';
-  return readByLibPlist(plist_from_bin, list);
+  return readByLibPlist(plist_from_bin, list, nullptr);
 }
 
 }  // namespace
 
-std::optional<PropertyListValue> parsePropertyList(const std::string& bytes) {
+std::optional<PropertyListValue> parsePropertyList(const std::string& bytes) try {
   if (bytes.empty()) return std::nullopt;
   if (isBinaryPropertyList(bytes)) return parseBinary(bytes);
   const OptionalString text = decodedText(bytes);
   if (!text || !text::isValidUtf8(*text)) return std::nullopt;
-  const OptionalString xml = plainXmlPropertyList(*text);
-  if (xml) return readByLibPlist(plist_from_xml, *xml);
+  const std::optional<PlainXmlPropertyList> xml = plainXmlPropertyList(*text);
+  if (xml) return readByLibPlist(plist_from_xml, xml->text, &xml->keys);
   return parseOldStylePropertyList(*text);
+} catch (const std::bad_alloc&) {
+  return std::nullopt;  // more than this machine can hold
 }
 
 OptionalString xmlPropertyList(const PropertyListValue& value) { return writeXmlPropertyList(value); }

@@ -5,10 +5,9 @@
 #include <iterator>
 #include <limits>
 #include <optional>
-#include <string>
 #include <utility>
-#include <vector>
 
+#include "Support/OptionalString.h"
 #include "Support/TextEncoding.h"
 
 namespace platform {
@@ -140,20 +139,31 @@ class BinaryList {
     Object object{byteAt(start) >> 4, byteAt(start) & 0xFU, 0, start + 1};
     unsigned unit = 1;  // bytes for each that is counted
     switch (object.kind) {
-      case kSimple: break;
+      case kSimple:
+        break;
       case kInteger:
       case kReal:
       case kDate:
         if (object.nibble > 4) return std::nullopt;
         object.count = 1U << object.nibble;
         break;
-      case kUid: object.count = object.nibble + 1; break;
+      case kUid:
+        object.count = object.nibble + 1;
+        break;
       case kData:
-      case kAscii: break;
-      case kUtf16: unit = 2; break;
-      case kArray: unit = _referenceSize; break;
-      case kDictionary: unit = 2 * _referenceSize; break;
-      default: return std::nullopt;
+      case kAscii:
+        break;
+      case kUtf16:
+        unit = 2;
+        break;
+      case kArray:
+        unit = _referenceSize;
+        break;
+      case kDictionary:
+        unit = 2 * _referenceSize;
+        break;
+      default:
+        return std::nullopt;
     }
     const bool isCounted = object.isCollection() || object.isString() || object.kind == kData;
     if (isCounted && !readCount(&object)) return std::nullopt;
@@ -230,15 +240,22 @@ class BinaryList {
 
   bool isKeptByLibPlist(const Object& object) const {
     switch (object.kind) {
-      case kSimple: return object.nibble == 8 || object.nibble == 9;  // false, true
-      case kInteger: return object.nibble < 4 || numberAt(object.content, 8) == 0;
-      case kReal: return object.nibble == 2 || object.nibble == 3;
-      case kDate: return object.nibble == 3;
+      case kSimple:
+        return object.nibble == 8 || object.nibble == 9;  // false, true
+      case kInteger:
+        return object.nibble < 4 || numberAt(object.content, 8) == 0;
+      case kReal:
+        return object.nibble == 2 || object.nibble == 3;
+      case kDate:
+        return object.nibble == 3;
       case kUid:
         return numberAt(object.content, static_cast<size_t>(object.count)) <= std::numeric_limits<std::uint32_t>::max();
-      case kAscii: return isKeptAscii(_bytes.substr(object.content, static_cast<size_t>(object.count)));
-      case kUtf16: return isKeptUtf16(object);
-      default: return true;
+      case kAscii:
+        return isKeptAscii(_bytes.substr(object.content, static_cast<size_t>(object.count)));
+      case kUtf16:
+        return isKeptUtf16(object);
+      default:
+        return true;
     }
   }
 
@@ -379,8 +396,8 @@ class XmlList {
  public:
   explicit XmlList(std::string_view text) : _text(text) {}
 
-  OptionalString plain() {
-    if (_text.find('\0') != std::string_view::npos || !copyList() || isTooLongForLibPlist(_output.size())) {
+  std::optional<PlainXmlPropertyList> plain() {
+    if (_text.find('\0') != std::string_view::npos || !copyList() || isTooLongForLibPlist(_output.text.size())) {
       return std::nullopt;
     }
     return std::move(_output);
@@ -426,7 +443,7 @@ class XmlList {
       const bool isKey = tag.name == "key";
       if (isKey == _open.back().hasKey) return false;
       _open.back().hasKey = isKey;
-      if (isKey) return copyText(tag);
+      if (isKey) return copyKey(tag);
     }
     if (tag.name == "dict" || tag.name == "array") return copyStart(tag);
     return copyScalar(tag);
@@ -440,14 +457,15 @@ class XmlList {
   }
 
   bool copyEnd(const Tag& tag) {
-    if (_open.empty() || _open.back().hasKey || tag.name != (_open.back().isDictionary ? "dict" : "array")) return false;
+    if (_open.empty() || _open.back().hasKey || tag.name != (_open.back().isDictionary ? "dict" : "array"))
+      return false;
     write("</", tag.name, ">");
     _open.pop_back();
     return true;
   }
 
   bool copyScalar(const Tag& tag) {
-    if (tag.name == "string") return copyText(tag);
+    if (tag.name == "string") return copyString(tag);
     if (tag.name == "true" || tag.name == "false") {
       write("<", tag.name, "/>");
       return tag.isEmpty || readEnd(tag.name);
@@ -462,10 +480,17 @@ class XmlList {
     return content && readEnd(tag.name) && writeElement(tag.name, *content);
   }
 
-  /// Copies a string or a key.
-  bool copyText(const Tag& tag) {
-    const OptionalString text = tag.isEmpty ? "" : readText();
-    if (!text || (!tag.isEmpty && !readEnd(tag.name))) return false;
+  bool copyKey(const Tag& tag) {
+    OptionalString key = readTextOf(tag);
+    if (!key) return false;
+    writeElement(tag.name, std::to_string(_output.keys.size()));
+    _output.keys.push_back(std::move(*key));
+    return true;
+  }
+
+  bool copyString(const Tag& tag) {
+    const OptionalString text = readTextOf(tag);
+    if (!text) return false;
     constexpr std::string_view kEnd = "]]>";  // would end the CDATA section: its halves go into two
     std::string content = "<![CDATA[";
     size_t start = 0;
@@ -478,13 +503,13 @@ class XmlList {
 
   bool writeElement(std::string_view name, std::string_view content) {
     write("<", name, ">");
-    _output += content;
+    _output.text += content;
     write("</", name, ">");
     return true;
   }
 
   void write(std::string_view before, std::string_view name, std::string_view after) {
-    _output.append(before).append(name).append(after);
+    _output.text.append(before).append(name).append(after);
   }
 
   // ----- Reading -----
@@ -573,6 +598,14 @@ class XmlList {
     return skip(&_text, ">");
   }
 
+  /// The text of a string or a key, up to its closing tag and with that.
+  OptionalString readTextOf(const Tag& tag) {
+    if (tag.isEmpty) return "";
+    OptionalString text = readText();
+    if (!text || !readEnd(tag.name)) return std::nullopt;
+    return text;
+  }
+
   /// The text up to the next tag, with its CDATA sections and entities resolved.
   OptionalString readText() {
     std::string text;
@@ -614,7 +647,7 @@ class XmlList {
   }
 
   std::string_view _text;  // what is left of it
-  std::string _output;
+  PlainXmlPropertyList _output;
   std::vector<OpenCollection> _open;
 };
 
@@ -627,6 +660,6 @@ bool isSafeBinaryPropertyList(std::string_view bytes) {
   return list.readTrailer() && list.isSafe();
 }
 
-OptionalString plainXmlPropertyList(std::string_view utf8) { return XmlList(utf8).plain(); }
+std::optional<PlainXmlPropertyList> plainXmlPropertyList(std::string_view utf8) { return XmlList(utf8).plain(); }
 
 }  // namespace platform

@@ -1,12 +1,13 @@
 #ifndef PLATFORM_LINUX_PROPERTY_LIST_GUARD_H_
 #define PLATFORM_LINUX_PROPERTY_LIST_GUARD_H_
 
+#include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
-#include "Support/OptionalString.h"
-
-/// Stands between foreign bytes and libplist, which unfolds whatever a binary list refers to, recurses as deep as a list
-/// is nested, and reads many things in XML otherwise than CoreFoundation does or than they are written.
+/// Stands between foreign bytes and libplist, which unfolds whatever a binary list refers to, recurses as deep as a
+/// list is nested, and reads many things in XML otherwise than CoreFoundation does or than they are written.
 namespace platform {
 
 /// How many collections may lie in one another, in any form of a property list.
@@ -29,14 +30,23 @@ bool isBinaryPropertyList(std::string_view bytes);
 /// string written as UTF-16.
 bool isSafeBinaryPropertyList(std::string_view bytes);
 
-/// The property list in an XML text, written so plainly that libplist reads just what is there.
+/// A property list in XML that libplist cannot misread, and does not take quadratic time for.
 ///
 /// Only the list itself is left: no prolog, no attribute, no comment, no entity, nothing after its end. Numbers and
-/// base64 are written in one way, strings as CDATA (libplist takes quadratic time to resolve entities).
+/// base64 are written in one way, strings as CDATA. Each key is the number of its place in \a keys: libplist looks keys
+/// up in a table that never grows, by a hash for which colliding keys are easy to make, and walks the whole dictionary
+/// for a key that comes again.
+struct PlainXmlPropertyList {
+  std::string text;
+  std::vector<std::string> keys;
+};
+
+/// The property list in an XML text, made plain.
+///
 /// \param utf8 well-formed UTF-8, whatever encoding the text declares.
 /// \return none when the text is no XML property list, or one that is nested too deep. Also for what libplist cannot
 ///     read without loss: a U+0000, and a date before the year 0 or after 9999.
-OptionalString plainXmlPropertyList(std::string_view utf8);
+std::optional<PlainXmlPropertyList> plainXmlPropertyList(std::string_view utf8);
 
 }  // namespace platform
 

@@ -111,9 +111,7 @@ class Writer {
   }
 
  private:
-  void appendLine(std::string_view line, size_t level) {
-    _output.append(level, '\t').append(line) += '\n';
-  }
+  void appendLine(std::string_view line, size_t level) { _output.append(level, '\t').append(line) += '\n'; }
 
   void appendElement(const std::string& name, const std::string& content, size_t level) {
     appendLine("<" + name + ">" + content + "</" + name + ">", level);
@@ -125,10 +123,17 @@ class Writer {
     escaped.reserve(text.size());
     for (const char c : text) {
       switch (c) {
-        case '&': escaped += "&amp;"; break;
-        case '<': escaped += "&lt;"; break;
-        case '>': escaped += "&gt;"; break;
-        default: escaped += c;
+        case '&':
+          escaped += "&amp;";
+          break;
+        case '<':
+          escaped += "&lt;";
+          break;
+        case '>':
+          escaped += "&gt;";
+          break;
+        default:
+          escaped += c;
       }
     }
     appendElement(name, escaped, level);

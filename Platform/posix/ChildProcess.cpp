@@ -6,11 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "Platform/SystemLog.h"
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/SpawnLimits.h"
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): no header of macOS declares it
 
 namespace platform {
 
@@ -131,7 +133,8 @@ OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t li
   waitFor(pid);
   if (length == 0) return std::nullopt;
   line.resize(length);
-  return std::string(line.substr(0, line.find('\n')).c_str());  // up to a NUL, if there is one
+  line.resize(std::min({length, line.find('\n'), line.find('\0')}));
+  return line;
 }
 
 }  // namespace platform

@@ -107,6 +107,7 @@ std::vector<CommandLine> Outcome::commandLines() const {
 void MachineTest::SetUp() {
   _root = std::make_unique<ThrowAwayRoot>();
   if (!root().obstacle().empty()) GTEST_SKIP() << "no throw-away root on this machine: " << root().obstacle();
+  files().makeFolder(inside("/stand-ins"), 0777);
   files().makeFolder(inside("/stand-ins/seen"), 0777);
   makeInstance("/Applications/Product.app", "/Users/alice/Client Data");
   makeStandIn(kPkgutil);
@@ -122,11 +123,13 @@ void MachineTest::makeInstance(const std::string& bundlePath, const std::string&
   bundle = bundlePath;
   home = bundle + "/Contents/MacOS/rcp";
   data = dataPath;
-  files().makeFile(
-      inside(kNote),
-      "printf '%s\\0' $$ $# \"$0\" \"$@\" >> " + std::string(kRecord) + "\nmkdir /stand-ins/seen/$$\ncp -a " +
-          shellQuoted(bundle) + " " + shellQuoted(data) + " " + kTraceFile + " " + kOutput +
-          " /proc/$$/fd /proc/$$/stat /proc/$$/status /proc/$$/environ /proc/$$/cwd /stand-ins/seen/$$ 2>/dev/null\n");
+  files().makeFile(inside(kNote), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> " + std::string(kRecord) +
+                                      "\nmkdir /stand-ins/seen/$$\ncp -a " + shellQuoted(bundle) + " " +
+                                      shellQuoted(data) + " " + kTraceFile + " " + kOutput +
+                                      " /proc/$$/fd /proc/$$/stat /proc/$$/environ /proc/$$/cwd /stand-ins/seen/$$\n"
+                                      // By the shell itself: while it waits for another program, it blocks signals.
+                                      "while IFS= read -r line; do printf '%s\\n' \"$line\"; done"
+                                      " < /proc/$$/status > /stand-ins/seen/$$/status\n");
 
   files().makeFile(inside(bundle + "/Contents/Info.plist"),
                    "{ CFBundleIdentifier = \"com.qor.product\"; CFBundleShortVersionString = \"6.2.1\"; }\n");
@@ -150,7 +153,6 @@ void MachineTest::makeInstance(const std::string& bundlePath, const std::string&
                    0600);
   files().makeFile(inside(data + "/logs/one.log"), "one\n");
   files().makeFolder(inside(data + "/logs"), 0700);
-  giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), "/Users/alice");
 }
 
 void MachineTest::giveTo(uid_t user, gid_t group, const std::string& path) {
@@ -351,9 +353,18 @@ void MachineTest::listenToSystemLog() {
 
 CommandLine MachineTest::launch(const std::string& operation, const std::optional<std::string>& dataFolder,
                                 const std::string& locale) {
-  CommandLine line = {home + "/rcplauncher", "-rcpLauncherWait", "-provManifest", "-noSplash",
-                      "-provisioningOperation", operation,          "-nl",           locale,
-                      "-vmargs",         "-Dfile.encoding=UTF-8", "-Xms32m",       "-Xmx256m"};
+  CommandLine line = {home + "/rcplauncher",
+                      "-rcpLauncherWait",
+                      "-provManifest",
+                      "-noSplash",
+                      "-provisioningOperation",
+                      operation,
+                      "-nl",
+                      locale,
+                      "-vmargs",
+                      "-Dfile.encoding=UTF-8",
+                      "-Xms32m",
+                      "-Xmx256m"};
   if (dataFolder) line.insert(line.end(), {"-data", *dataFolder});
   return line;
 }
@@ -361,20 +372,29 @@ CommandLine MachineTest::launch(const std::string& operation, const std::optiona
 CommandLine MachineTest::collect(const std::string& workspace, const std::string& javaHome,
                                  const std::string& version) {
   const std::string name = lastComponent(bundle);
-  return {javaHome + "/bin/java", "-jar",         home + "/collectionutility.jar",
-          "-productName",         name.substr(0, name.find('.')), "-productVersion",
-          version,                "-action",      "HOTFIX_UNINSTALL",
-          "-workspace",           workspace,      "-logLocation",
-          kTraceFile,             "-s"};
+  return {javaHome + "/bin/java",
+          "-jar",
+          home + "/collectionutility.jar",
+          "-productName",
+          name.substr(0, name.find('.')),
+          "-productVersion",
+          version,
+          "-action",
+          "HOTFIX_UNINSTALL",
+          "-workspace",
+          workspace,
+          "-logLocation",
+          kTraceFile,
+          "-s"};
 }
 
 std::vector<CommandLine> MachineTest::allChildren() {
-  return {uninstallLaunch(), uninstallLaunch(),      forget(),               findJava(),
-          collect(data),     launch("cleanup", data), launch("update", data)};
+  return {uninstallLaunch(),       uninstallLaunch(),     forget(), findJava(), collect(data),
+          launch("cleanup", data), launch("update", data)};
 }
 
 std::vector<CommandLine> MachineTest::failedUninstall() {
-  return {uninstallLaunch(), uninstallLaunch(),      findJava(),
+  return {uninstallLaunch(), uninstallLaunch(),       findJava(),
           collect(data),     launch("cleanup", data), launch("update", data)};
 }
 
@@ -390,11 +410,12 @@ Lines MachineTest::serviceMade(const std::string& home) {
 Lines MachineTest::serviceMade() { return serviceMade(home); }
 
 Lines MachineTest::checked() {
-  return joined({{"<Info>: RCP Home : " + home + " .", "<Info>: Check whether the unsupported characters are contained.",
-                  "<Info>: Check whether the target platform is installed."},
-                 serviceMade(),
-                 {"<Info>: Check whether platform is running.",
-                  "<Info>: >>>> current is " + std::string(ThrowAwayRoot::kFirstProcess) + "."}});
+  return joined(
+      {{"<Info>: RCP Home : " + home + " .", "<Info>: Check whether the unsupported characters are contained.",
+        "<Info>: Check whether the target platform is installed."},
+       serviceMade(),
+       {"<Info>: Check whether platform is running.",
+        "<Info>: >>>> current is " + std::string(ThrowAwayRoot::kFirstProcess) + "."}});
 }
 
 Lines MachineTest::uninstalled() {
@@ -426,7 +447,8 @@ Lines MachineTest::successChanges(const Snapshot& before) {
   after[home + "/deploy/install." + kOldStamp + ".xml"] = "0644 " + ofRoot + " file: " + kInstallManifest;
   after[home + "/rcplauncher.properties"] =
       "0664 " + ofAlice +
-      " file: provisioning.manifest.version=<now>\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\nvm=/opt/java\n";
+      " file: "
+      "provisioning.manifest.version=<now>\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\nvm=/opt/java\n";
   after[home + "/installInfo.plist"] = "0640 " + ofAlice + " file: " + recordsText({{"version", "6.2.1"}});
   after[bundle + "/Contents/MacOS/.provisioning_rc"] = "0644 " + ofRoot + " file: rc=0\n";
   after[data + "/.config"] = "0775 " + ofAlice + " folder";

@@ -141,16 +141,16 @@ class MachineTest : public ::testing::Test {
   CommandLine findJava() { return {kJavaHomeFinder}; }
   CommandLine collect(const std::string& workspace, const std::string& javaHome = kJavaHome,
                       const std::string& version = "6.2.1");
-  std::vector<CommandLine> allChildren();     ///< of a successful run
+  std::vector<CommandLine> allChildren();      ///< of a successful run
   std::vector<CommandLine> failedUninstall();  ///< two launches, log collection, two passes
   std::vector<CommandLine> refusal();          ///< log collection, two passes
 
-  Lines checked();          ///< trace of all checks, with nothing running but the first process
-  Lines uninstalled();      ///< trace of the uninstall sequence up to the launches
-  Lines collected();        ///< trace of the log collection
-  Lines serviceMade();      ///< trace of a new instance service
+  Lines checked();      ///< trace of all checks, with nothing running but the first process
+  Lines uninstalled();  ///< trace of the uninstall sequence up to the launches
+  Lines collected();    ///< trace of the log collection
+  Lines serviceMade();  ///< trace of a new instance service
   static Lines serviceMade(const std::string& home);
-  Lines allTrace();         ///< trace of a successful run
+  Lines allTrace();  ///< trace of a successful run
   static std::string cannotLaunch(const std::string& path, const std::string& reason) {
     return "<Error>: Failed to launch " + path + ": " + reason + ".";
   }

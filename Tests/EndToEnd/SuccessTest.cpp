@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include "Tests/EndToEnd/MachineTest.h"
 
 namespace {
@@ -13,10 +15,20 @@ TEST_F(SuccessTest, EveryStepOfTheRunInItsOrder) {
   EXPECT_EQ(outcome.errors, "");
 
   const std::string rcp = "/Applications/Product.app/Contents/MacOS/rcp";
-  const CommandLine update = {rcp + "/rcplauncher", "-rcpLauncherWait", "-provManifest", "-noSplash",
-                              "-provisioningOperation", "update", "-nl", "en_US",
-                              "-vmargs", "-Dfile.encoding=UTF-8", "-Xms32m", "-Xmx256m",
-                              "-data", "/Users/alice/Client Data"};
+  const CommandLine update = {rcp + "/rcplauncher",
+                              "-rcpLauncherWait",
+                              "-provManifest",
+                              "-noSplash",
+                              "-provisioningOperation",
+                              "update",
+                              "-nl",
+                              "en_US",
+                              "-vmargs",
+                              "-Dfile.encoding=UTF-8",
+                              "-Xms32m",
+                              "-Xmx256m",
+                              "-data",
+                              "/Users/alice/Client Data"};
   CommandLine cleanUp = update;
   cleanUp[5] = "cleanup";
   EXPECT_EQ(outcome.commandLines(),
@@ -70,6 +82,10 @@ TEST_F(SuccessTest, EveryStepOfTheRunInItsOrder) {
 TEST_F(SuccessTest, EveryChildFindsTheStepsBeforeItDone) {
   // A result of an earlier run, which must not be taken for this one's.
   files().makeFile(inside(bundle + "/Contents/MacOS/.provisioning_rc"), "rc=1\n");
+  // The utility runs while its success is already being told; this one waits for that line before it looks.
+  files().makeScript(inside(std::string(kJavaHome) + "/bin/java"),
+                     "tries=0\nuntil grep -q Successfully " + std::string(kTraceFile) +
+                         " || [ $tries = 100 ]; do sleep 0.1; tries=$((tries + 1)); done\n. /stand-ins/note");
   const std::string plain = " data=0644 " + owners("root:root"), repaired = " data=0775 " + owners("alice:admin");
   const std::string prepared = "uninstall=no update=yes backup=yes";
   const std::string records = " package=com.qor.hotfix.pkg skip=false";
@@ -83,7 +99,7 @@ TEST_F(SuccessTest, EveryChildFindsTheStepsBeforeItDone) {
                 prepared + " result=none version=now id=old hotfix=none" + records + plain + " printed=1 traced=14",
                 // java_home and java: all is done but the passes.
                 prepared + " result=none version=now id=old" + noRecords + repaired + " printed=1 traced=17",
-                prepared + " result=none version=now id=old" + noRecords + repaired + " printed=1 traced=19",
+                prepared + " result=none version=now id=old" + noRecords + repaired + " printed=1 traced=20",
                 // The clean-up pass, then the update pass with the new install id.
                 prepared + " result=none version=now id=old" + noRecords + repaired + " printed=1 traced=23",
                 prepared + " result=rc=0 version=now id=now" + noRecords + repaired + " printed=1 traced=23",
@@ -91,8 +107,8 @@ TEST_F(SuccessTest, EveryChildFindsTheStepsBeforeItDone) {
 }
 
 TEST_F(SuccessTest, PermissionsAreRepairedAfterThePasses) {
-  setLauncher("echo rc=0 > \"$result\"\nmkdir -p '" + data + "/made'; touch '" + data + "/made/by the pass'; chmod 0600 '" +
-              data + "/made/by the pass'");
+  setLauncher("echo rc=0 > \"$result\"\nmkdir -p '" + data + "/made'; touch '" + data +
+              "/made/by the pass'; chmod 0600 '" + data + "/made/by the pass'");
   run(uninstall());
   const Snapshot after = state();
   EXPECT_EQ(after.at(data + "/made"), "0775 " + owners("alice:admin") + " folder");
@@ -111,7 +127,8 @@ TEST_F(SuccessTest, LauncherGetsTheUninstallManifestUnchanged) {
 }
 
 TEST_F(SuccessTest, SecondLaunchCountsWhenTheFirstFailed) {
-  setLauncher("if [ -e \"$result\" ]; then echo rc=0; else echo rc=1; fi > \"$result.new\"; mv \"$result.new\" \"$result\"");
+  setLauncher(
+      "if [ -e \"$result\" ]; then echo rc=0; else echo rc=1; fi > \"$result.new\"; mv \"$result.new\" \"$result\"");
   const Snapshot before = state();
   expectSuccess(run(uninstall()), before);
 }

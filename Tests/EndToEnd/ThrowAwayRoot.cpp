@@ -5,6 +5,7 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -102,14 +103,14 @@ void ThrowAwayRoot::mountAll() {
   mount("tmpfs", "tmpfs", _folder.path(), 0, "mode=0755");
   if (!_obstacle.empty()) return;
   // Made in the upper layer beforehand, the folders that tests write to belong to us also in a user namespace.
-  for (const char* path : {"upper/Applications", "upper/Users", "upper/Library", "upper/dev", "upper/etc", "upper/root",
-                           "upper/usr/libexec", "upper/usr/sbin", "upper/stand-ins", "work", "root"}) {
+  for (const char* path :
+       {"upper/Applications", "upper/Users", "upper/Library", "upper/dev", "upper/etc", "upper/proc", "upper/root",
+        "upper/tmp", "upper/usr/libexec", "upper/usr/sbin", "upper/stand-ins", "work", "root"}) {
     _folder.makeFolder(path);
   }
   makeAccounts();
-  mount("overlay", "overlay", _folder / "root", 0,
-        "lowerdir=/,upperdir=" + (_folder / "upper") + ",workdir=" + (_folder / "work"));
-  mount("tmpfs", "tmpfs", _folder / inside("/tmp"), MS_NOSUID | MS_NODEV, "mode=1777");
+  mountCopy();
+  mount("tmpfs", "tmpfs", _folder / inside("/tmp"), MS_NOSUID | MS_NODEV, "mode=1777,size=16m");
   mount("tmpfs", "tmpfs", _folder / inside("/dev"), 0, "mode=0755");
   if (!_obstacle.empty()) return;
   for (const char* device : {"/dev/null", "/dev/zero", "/dev/full", "/dev/tty"}) {
@@ -118,6 +119,28 @@ void ThrowAwayRoot::mountAll() {
   showReadOnly(HOTFIX_SOURCE_FOLDER);
   showReadOnly(HOTFIX_BUILD_FOLDER);
   if (access((_folder / inside("/bin/sh")).c_str(), X_OK) != 0) noteObstacle("/bin/sh in the copy of the root");
+}
+
+void ThrowAwayRoot::mountCopy() {
+  const auto mountOverlay = [this](const std::string& folder) {
+    mount("overlay", "overlay", _folder / ("root" + folder), 0,
+          "lowerdir=" + (folder.empty() ? "/" : folder) + ",upperdir=" + (_folder / ("upper" + folder)) +
+              ",workdir=" + _folder.makeFolder("work" + folder));
+  };
+  if (hasAccounts()) return mountOverlay("");
+  // A user namespace may not look below what is mounted on "/", so the folders with programs are copied one by one.
+  mount("", _folder / "upper", _folder / "root", MS_BIND);
+  for (const char* folder : {"/bin", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/sbin", "/usr"}) {
+    struct stat status = {};
+    if (lstat(folder, &status) != 0) continue;
+    if (S_ISLNK(status.st_mode)) {
+      char target[256] = {};
+      if (readlink(folder, target, sizeof target - 1) > 0) _folder.makeLink(inside(folder), target);
+    } else {
+      _folder.makeFolder(inside(folder));
+      mountOverlay(folder);
+    }
+  }
 }
 
 void ThrowAwayRoot::makeAccounts() {
@@ -130,9 +153,19 @@ void ThrowAwayRoot::makeAccounts() {
                                            "::/Users/bob:/bin/sh\n" + readText("/etc/passwd"));
   _folder.makeFile("upper/etc/group", "root:x:0:\nadmin:x:" + admin + ":\nalice:x:" + alice + ":\nbob:x:" + bob +
                                           ":\n" + readText("/etc/group"));
+  const auto makeHome = [this](const std::string& name, uid_t user) {
+    if (chown(_folder.makeFolder("upper/Users/" + name).c_str(), user, user) != 0) noteObstacle("home of " + name);
+  };
+  makeHome("alice", ThrowAwayRoot::alice());
+  makeHome("bob", ThrowAwayRoot::bob());
 }
 
 void ThrowAwayRoot::showReadOnly(const std::string& folder) {
+  struct stat there = {}, here = {};
+  if (stat(folder.c_str(), &there) == 0 && stat((_folder / inside(folder)).c_str(), &here) == 0 &&
+      there.st_dev == here.st_dev && there.st_ino == here.st_ino) {
+    return;  // in a folder that is shown already
+  }
   const std::string place = _folder.makeFolder(inside(folder));
   mount("", folder, place, MS_BIND | MS_REC);
   mount("", "", place, MS_BIND | MS_REMOUNT | MS_RDONLY | keptFlags(folder));
@@ -177,8 +210,10 @@ void ThrowAwayRoot::startFirstProcess() {
   if (process > 0) {
     _processes.push_back(process);
     int error = 0;
-    if (read(result[0], &error, sizeof error) > 0) errno = error;  // nothing to read once it has become the program
-    else error = 0;
+    if (read(result[0], &error, sizeof error) > 0)
+      errno = error;  // nothing to read once it has become the program
+    else
+      error = 0;
     if (error != 0) noteObstacle("the first process of a process namespace");
     _processNamespace = open(("/proc/" + std::to_string(process) + "/ns/pid").c_str(), O_RDONLY | O_CLOEXEC);
     if (_processNamespace == -1) noteObstacle("the process namespace");
@@ -189,16 +224,24 @@ void ThrowAwayRoot::startFirstProcess() {
 }
 
 pid_t ThrowAwayRoot::start(const std::function<void()>& program) {
-  static const int ownNamespace = open("/proc/self/ns/pid", O_RDONLY | O_CLOEXEC);
-  if (setns(_processNamespace, CLONE_NEWPID) != 0) ADD_FAILURE() << reason("setns");
-  const pid_t process = fork();
-  if (process == 0) {
+  // A process cannot be moved to another process namespace, only its children can be born there; and one that has set
+  // this up may be unable to go back. So a helper does it, and gives us its child for our own.
+  int result[2];
+  if (pipe2(result, O_CLOEXEC) != 0) ADD_FAILURE() << reason("pipe");
+  const pid_t helper = fork();
+  if (helper == 0) {
+    if (setns(_processNamespace, CLONE_NEWPID) != 0) _exit(1);
+    const auto process = static_cast<pid_t>(syscall(SYS_clone, CLONE_PARENT | SIGCHLD, 0, 0, 0, 0));
+    if (process != 0) _exit(write(result[1], &process, sizeof process) == sizeof process ? 0 : 1);
     const std::string root = _folder / "root";
     if (chroot(root.c_str()) == 0 && chdir("/") == 0) program();
     _exit(126);
   }
-  if (setns(ownNamespace, CLONE_NEWPID) != 0) ADD_FAILURE() << reason("setns");
-  if (process == -1) ADD_FAILURE() << reason("fork");
-  else _processes.push_back(process);
+  close(result[1]);
+  pid_t process = -1;
+  if (read(result[0], &process, sizeof process) != sizeof process || process < 0) ADD_FAILURE() << "no process";
+  close(result[0]);
+  waitpid(helper, nullptr, 0);
+  _processes.push_back(process);
   return process;
 }

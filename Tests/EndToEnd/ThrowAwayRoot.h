@@ -59,6 +59,7 @@ class ThrowAwayRoot {
  private:
   void makeAccounts();
   void mountAll();
+  void mountCopy();
   void mount(const char* type, const std::string& source, const std::string& path, unsigned long flags,
              const std::string& options = "");
   void showReadOnly(const std::string& folder);

@@ -1,5 +1,3 @@
-#include "Tests/EndToEnd/ThrowAwayRoot.h"
-
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -8,6 +6,7 @@
 #include <memory>
 
 #include "Tests/EndToEnd/Snapshot.h"
+#include "Tests/EndToEnd/ThrowAwayRoot.h"
 
 namespace {
 

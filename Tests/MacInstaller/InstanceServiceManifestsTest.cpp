@@ -226,6 +226,7 @@ TEST_F(InstanceServiceManifestsTest, StagingFolderBehindALinkCountsAsMissing) {
   setNewInstallLocation(folder / "target");
   const InstanceService instance(home(), data());
   EXPECT_EQ(log(platform::LogLevel::Warning).size(), 1U);
+  EXPECT_THAT(log(platform::LogLevel::Error), ElementsAre(StartsWith("Error copying files: ")));
   EXPECT_FALSE(folder.has("target"));
 }
 
@@ -236,6 +237,7 @@ TEST_F(InstanceServiceManifestsTest, StagingFolderOfSomebodyElseCountsAsMissing)
   setNewInstallLocation(folder / "target");
   const InstanceService instance(home(), data());
   EXPECT_EQ(log(platform::LogLevel::Warning).size(), 1U);
+  EXPECT_THAT(log(platform::LogLevel::Error), ElementsAre(StartsWith("Error copying files: ")));
   EXPECT_FALSE(folder.has("target"));
 }
 
@@ -319,6 +321,18 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyReplacesALinkAndNotWhatItNames)
   EXPECT_TRUE(instance.copyInstallManifest(inDeploy("install.xml"), "target.xml", kNone));
   EXPECT_EQ(folder.read("elsewhere"), "kept");
   EXPECT_EQ(homeTree()["deploy/target.xml"], "file: <install/>\n");
+}
+
+TEST_F(InstanceServiceManifestsTest, ManifestCopiesReplaceALinkThatLeadsNowhere) {
+  InstanceService instance(home(), data());
+  ASSERT_EQ(unlink(inDeploy("uninstall.hotfix.xml").c_str()), 0);
+  folder.makeLink(inHome("deploy/uninstall.hotfix.xml"), folder / "missing");
+  folder.makeLink(inHome("deploy/target.xml"), folder / "missing");
+  EXPECT_TRUE(instance.copyInstallManifest(inDeploy("install.xml"), "target.xml", kNone));
+  EXPECT_TRUE(instance.copyHotfixUninstallManifest(inDeploy("install.xml")));
+  EXPECT_EQ(homeTree()["deploy/target.xml"], "file: <install/>\n");
+  EXPECT_EQ(homeTree()["deploy/uninstall.hotfix.xml"], "file: <install/>\n");
+  EXPECT_FALSE(folder.has("missing"));
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyWithMissingSourceLosesTheOldTarget) {

@@ -7,14 +7,19 @@
 #include <algorithm>
 #include <csignal>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "MacInstaller/JavaProperties.h"
+#include "Platform/FileManager.h"
+#include "Platform/UserIdentity.h"
+#include "Support/TextEncoding.h"
 #include "Tests/Support/Outside.h"
 
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::HasSubstr;
 using Entries = std::map<std::string, std::string>;
 using Lines = std::vector<std::string>;
@@ -50,6 +55,8 @@ class JavaPropertiesTest : public OutsideTest {
     EXPECT_TRUE(properties.savePropertiesToFile(folder / "file"));
     return folder.read("file");
   }
+
+  static bool hasHome() { return platform::exists(platform::homeFolder().value_or("")); }
 
   /// The same file by a path that begins with "~".
   std::string throughHome(const std::string& relativePath) const {
@@ -122,6 +129,7 @@ TEST_F(JavaPropertiesTest, AbsentPathMeansNoBackingFile) {
 }
 
 TEST_F(JavaPropertiesTest, TildeInThePathIsExpanded) {
+  if (!hasHome()) GTEST_SKIP() << "the user has no home folder";
   folder.makeFile("file", "k=v");
   EXPECT_EQ(JavaProperties(throughHome("file")).getPropertyForKey("k"), "v");
 }
@@ -146,7 +154,7 @@ TEST_F(JavaPropertiesTest, SetOfAnAbsentValueIsRefusedAndLogged) {
   EXPECT_EQ(entriesOf(properties), (Entries{{"k", "1"}}));
   ASSERT_EQ(log().size(), 1U);
   EXPECT_EQ(log()[0].first, 3);
-  EXPECT_THAT(log()[0].second, HasSubstr("value"));
+  EXPECT_THAT(log()[0].second, AnyOf(HasSubstr("value"), HasSubstr("object")));
 }
 
 TEST_F(JavaPropertiesTest, SetUnderAnAbsentKeyIsRefusedAndLogged) {
@@ -425,15 +433,17 @@ TEST_F(JavaPropertiesTest, OptionLineLosesTheBackslashOfAnEscapedSeparator) {
 }
 
 TEST_F(JavaPropertiesTest, OnlyMinusAndCapitalXMakeAnOptionLine) {
-  for (const char* start : {"-x", "X", "--X", "- X", "a-X", "-", "\\-X"}) {
-    EXPECT_EQ(read(std::string(start) + "a=b").count("=b"), 0U) << start;
-    for (const auto& [key, value] : read(std::string(start) + "y:b")) EXPECT_NE(value, ":b") << start;
-  }
+  EXPECT_EQ(read("-xa:b"), (Entries{{"-xa", "b"}}));
+  EXPECT_EQ(read("Xa:b"), (Entries{{"Xa", "b"}}));
+  EXPECT_EQ(read("--Xa:b"), (Entries{{"--Xa", "b"}}));
+  EXPECT_EQ(read("-a:b"), (Entries{{"-a", "b"}}));
+  EXPECT_EQ(read("- Xa:b"), (Entries{{"-", "Xa:b"}}));
+  EXPECT_EQ(read("\\-Xa:b"), (Entries{{"\\-Xa", "b"}}));
 }
 
 TEST_F(JavaPropertiesTest, LineOfOneCharacterAfterAnOptionLineIsReadAsOne) {
   EXPECT_EQ(read("-Xa\n="), (Entries{{"-Xa", ""}, {"", "="}}));
-  EXPECT_EQ(read("-Xa\n="), read("-Xa\n:\n=\n="));
+  EXPECT_EQ(read("-Xa\n:\n="), (Entries{{"-Xa", ""}, {"", "="}}));
   EXPECT_EQ(read("-X\n:"), (Entries{{"-X", ""}, {"", ":"}}));
 }
 
@@ -482,25 +492,14 @@ TEST_F(JavaPropertiesTest, NulByteIsOrdinary) {
 }
 
 TEST_F(JavaPropertiesTest, AllBytesAreRead) {
-  std::string bytes;
-  for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(static_cast<unsigned char>(byte));
-  std::string key;
-  for (int byte = 0; byte < 9; ++byte) key += static_cast<char>(byte);
-  // The tab ends the key of the first line, the line feed the line; the space that of the second.
-  std::string secondKey;
-  for (int byte = 14; byte < 32; ++byte) secondKey += static_cast<char>(byte);
-  std::string value;
-  for (int byte = '!'; byte < 256; ++byte) {
-    if (byte == '\\') continue;  // stands before "]" and stays: added below
-    if (byte == ']') value += '\\';
-    if (byte < 0x80) {
-      value += static_cast<char>(byte);
-    } else {
-      value += static_cast<char>(static_cast<unsigned char>(0xC0 | byte >> 6));
-      value += static_cast<char>(static_cast<unsigned char>(0x80 | (byte & 0x3F)));
-    }
-  }
-  EXPECT_EQ(read(bytes), (Entries{{key, ""}, {secondKey, value}}));
+  const auto bytes = [](int from, int to) {
+    std::string text;
+    for (int byte = from; byte <= to; ++byte) text += static_cast<char>(static_cast<unsigned char>(byte));
+    return text;
+  };
+  // The tab at the end of the first line and the blanks at the start of the second are trimmed; the space separates.
+  EXPECT_EQ(read(bytes(0, 0xFF)),
+            (Entries{{bytes(0, 0x08), ""}, {bytes(0x0E, 0x1F), text::utf8FromLatin1(bytes('!', 0xFF))}}));
 }
 
 TEST_F(JavaPropertiesTest, HostileFilesAreAnswered) {
@@ -593,6 +592,7 @@ TEST_F(JavaPropertiesTest, SaveToAPathLeavesTheBackingFileAlone) {
 }
 
 TEST_F(JavaPropertiesTest, SaveExpandsTheTilde) {
+  if (!hasHome()) GTEST_SKIP() << "the user has no home folder";
   JavaProperties properties;
   properties.setProperty("v", "k");
   EXPECT_TRUE(properties.savePropertiesToFile(throughHome("file")));
@@ -600,6 +600,7 @@ TEST_F(JavaPropertiesTest, SaveExpandsTheTilde) {
 }
 
 TEST_F(JavaPropertiesTest, BackingFileOfATildePathIsWrittenInItsPlace) {
+  if (!hasHome()) GTEST_SKIP() << "the user has no home folder";
   JavaProperties properties(throughHome("file"));
   properties.setProperty("v", "k");
   EXPECT_TRUE(properties.savePropertiesToFile(std::nullopt));
@@ -681,6 +682,17 @@ TEST_F(JavaPropertiesTest, SaveOverAFolderFailsAndLeavesNothing) {
   EXPECT_FALSE(properties.savePropertiesToFile(folder / "folder"));
   EXPECT_EQ(folder.names("folder"), (Lines{"inside"}));
   EXPECT_EQ(folder.names(), (Lines{"folder", "outside"}));
+}
+
+TEST_F(JavaPropertiesTest, BackingFileThatCouldNotBeReadIsNotReplaced) {
+  const std::string fifo = folder.makeFifo("fifo");  // there, but nothing to read from
+  JavaProperties properties(fifo);
+  properties.setProperty("v", "k");
+  EXPECT_FALSE(properties.savePropertiesToFile(std::nullopt));
+  EXPECT_FALSE(properties.savePropertiesToFile(fifo));
+  EXPECT_TRUE(S_ISFIFO(folder.attributes("fifo").st_mode));
+  EXPECT_TRUE(properties.savePropertiesToFile(folder / "other"));
+  EXPECT_EQ(folder.read("other"), "k=v\n");
 }
 
 TEST_F(JavaPropertiesTest, SaveWithoutAFolderFails) {
@@ -766,23 +778,30 @@ TEST_F(JavaPropertiesTest, MergeWithItselfSaves) {
 
 // ----- Laws -----
 
-/// Every line of up to five characters that begins with the parameter, in six shares so that they can run side by side.
-class JavaPropertiesLawTest : public JavaPropertiesTest, public ::testing::WithParamInterface<char> {
+/// Thousands of saves, each of which waits for the disk: in a folder in memory, where the host has one.
+class JavaPropertiesLawTest : public JavaPropertiesTest {
  protected:
-  static constexpr char kAlphabet[] = "a=\\ #u";
+  JavaPropertiesLawTest() {
+    if (access("/dev/shm", W_OK) == 0) setEnvironment("TMPDIR", "/dev/shm");
+    _folder = std::make_unique<TemporaryFolder>();
+  }
 
-  /// savedAgain, remembered: few texts are different after the first round.
+  /// The text that a file of this text becomes when it is read and saved.
   const std::string& round(const std::string& text) {
     const auto known = _rounds.find(text);
-    return known != _rounds.end() ? known->second : _rounds.emplace(text, savedAgain(text)).first->second;
+    if (known != _rounds.end()) return known->second;
+    _folder->makeFile("file", text);
+    EXPECT_TRUE(JavaProperties(*_folder / "file").savePropertiesToFile(std::nullopt));
+    return _rounds.emplace(text, _folder->read("file")).first->second;
   }
 
  private:
+  std::unique_ptr<TemporaryFolder> _folder;
   std::map<std::string, std::string> _rounds;
 };
 
-TEST_P(JavaPropertiesLawTest, SavedTextIsAsciiAndSettlesAfterOneMoreRound) {
-  Lines lines = {std::string(1, GetParam())};
+TEST_F(JavaPropertiesLawTest, EveryShortLineIsSavedAsAsciiAndSettlesAfterOneMoreRound) {
+  Lines lines = {""};
   for (size_t at = 0; at < lines.size(); ++at) {
     const std::string line = lines[at];
     const std::string first = round(line);
@@ -790,13 +809,9 @@ TEST_P(JavaPropertiesLawTest, SavedTextIsAsciiAndSettlesAfterOneMoreRound) {
     ASSERT_EQ(round(second), second) << line;
     for (const char character : first) ASSERT_TRUE(character == '\n' || (character >= ' ' && character <= '~')) << line;
     if (line.size() == 5) continue;
-    for (const char* next = kAlphabet; *next != '\0'; ++next) lines.push_back(line + *next);
+    for (const char next : std::string("a=\\ #u")) lines.push_back(line + next);
   }
-  EXPECT_EQ(lines.size(), 1U + 6 + 36 + 216 + 1296);
+  EXPECT_EQ(lines.size(), 1U + 6 + 36 + 216 + 1296 + 7776);
 }
-
-INSTANTIATE_TEST_SUITE_P(FirstCharacter, JavaPropertiesLawTest, ::testing::Values('a', '=', '\\', ' ', '#', 'u'));
-
-TEST_F(JavaPropertiesTest, AnEmptyFileSettlesAtOnce) { EXPECT_EQ(savedAgain(""), ""); }
 
 }  // namespace

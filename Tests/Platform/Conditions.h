@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
@@ -210,6 +211,10 @@ class DeepFolder {
 
   std::string _path;
 };
+
+/// What a test does when a file or folder is about to be synced: called with its descriptor by the stand-in for
+/// fsync(2), which is in AtomicWriteTest.cpp.
+extern std::function<void(int descriptor)> beforeSync;
 
 /// Whether the file system of the two entries can exchange them.
 inline bool canExchange(const std::string& left, const std::string& right) {

@@ -134,6 +134,22 @@ TEST_F(CopyItemTest, FileIsCopiedWithModeAndTimes) {
   EXPECT_THAT(questions, IsEmpty());
 }
 
+TEST_F(CopyItemTest, CopyOfAFileIsOnTheDiskBeforeTheReturn) {
+  folder.makeFile("file", "text");
+  folder.makeFolder("here");
+  std::vector<std::string> synced;
+  beforeSync = [&](int descriptor) {
+    struct stat status = {};
+    ASSERT_EQ(fstat(descriptor, &status), 0);
+    const bool isCopy = status.st_ino == folder.attributes("here/copy").st_ino && status.st_size == 4;
+    const bool isFolder = status.st_ino == folder.attributes("here").st_ino;
+    synced.push_back(isCopy ? "copy" : isFolder ? "folder" : "something else");
+  };
+  EXPECT_EQ(codeOfCopy("file", "here/copy"), 0);
+  beforeSync = nullptr;
+  EXPECT_THAT(synced, ElementsAre("copy", "folder"));
+}
+
 TEST_F(CopyItemTest, EmptyFileIsCopied) {
   folder.makeFile("file");
   EXPECT_EQ(codeOfCopy("file", "copy"), 0);
@@ -213,8 +229,7 @@ TEST_F(CopyItemTest, MissingFolderOfTheTargetIsAsked) {
   for (const char* source : {"file", "source"}) {
     questions.clear();
     EXPECT_EQ(codeOfCopy(source, "missing/copy"), platform::kNoSuchFileWhileWriting);
-    EXPECT_THAT(questions,
-                ElementsAre(Question{platform::kNoSuchFileWhileWriting, source, "missing/copy"}));
+    EXPECT_THAT(questions, ElementsAre(Question{platform::kNoSuchFileWhileWriting, source, "missing/copy"}));
   }
   answer = [](int) { return true; };
   EXPECT_EQ(codeOfCopy("file", "missing/copy"), 0);
@@ -250,7 +265,8 @@ TEST_F(CopyItemTest, ExtendedAttributesAreCopied) {
 
 TEST_F(CopyItemTest, FileCapabilitiesAreCopied) {
   folder.makeFile("file", "code", 0755);
-  const unsigned char capability[] = {1, 0, 0, 2, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};  // CAP_NET_BIND_SERVICE
+  const unsigned char capability[] = {1, 0, 0, 2, 0, 4, 0, 0, 0, 0,
+                                      0, 0, 0, 0, 0, 0, 0, 0, 0, 0};  // CAP_NET_BIND_SERVICE
   if (setxattr((folder / "file").c_str(), "security.capability", capability, sizeof capability, 0) != 0) {
     GTEST_SKIP() << "needs the rights to give a file capabilities: " << std::strerror(errno);
   }
@@ -443,12 +459,11 @@ TEST_F(CopyItemTest, FolderOntoFolderMergesWhenThePolicyGoesOn) {
                                     {"file in source, folder in target/nested", "file: old"},
                                 }));
   EXPECT_EQ(folder.mode("target/both"), 0600U);
-  EXPECT_THAT(questions, UnorderedElementsAre(Question{516, "source", "target"},
-                                              Question{516, "source/both", "target/both"},
-                                              Question{516, "source/sub", "target/sub"},
-                                              Question{516, "source/sub/both", "target/sub/both"},
-                                              Question{516, "source/file in source, folder in target",
-                                                       "target/file in source, folder in target"}));
+  EXPECT_THAT(questions,
+              UnorderedElementsAre(
+                  Question{516, "source", "target"}, Question{516, "source/both", "target/both"},
+                  Question{516, "source/sub", "target/sub"}, Question{516, "source/sub/both", "target/sub/both"},
+                  Question{516, "source/file in source, folder in target", "target/file in source, folder in target"}));
   EXPECT_EQ(questions.front(), (Question{516, "source", "target"}));
 }
 

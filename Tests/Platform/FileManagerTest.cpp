@@ -1,5 +1,3 @@
-#include "Platform/FileManager.h"
-
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/sysmacros.h>
@@ -9,6 +7,7 @@
 #include <cstring>
 #include <set>
 
+#include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/Outside.h"
@@ -60,8 +59,8 @@ class FileManagerTest : public OutsideTest {
 // ----- exists, isFolder -----
 
 TEST_F(FileManagerTest, ExistenceFollowsLinks) {
-  for (const char* there : {"file", "folder", "folder/", "folder/nested", "link", "folderLink", "folderLink/nested",
-                            "fifo"}) {
+  for (const char* there :
+       {"file", "folder", "folder/", "folder/nested", "link", "folderLink", "folderLink/nested", "fifo"}) {
     EXPECT_TRUE(platform::exists(folder / there)) << there;
   }
   for (const char* missing : {"broken", "nowhere", "file/below", "file/", "folder/other"}) {
@@ -72,7 +71,8 @@ TEST_F(FileManagerTest, ExistenceFollowsLinks) {
 }
 
 TEST_F(FileManagerTest, FoldersAndLinksToThemAreFolders) {
-  for (const char* there : {"folder", "folder/", "folderLink"}) EXPECT_TRUE(platform::isFolder(folder / there)) << there;
+  for (const char* there : {"folder", "folder/", "folderLink"})
+    EXPECT_TRUE(platform::isFolder(folder / there)) << there;
   for (const char* other : {"file", "folder/nested", "link", "broken", "fifo", "nowhere"}) {
     EXPECT_FALSE(platform::isFolder(folder / other)) << other;
   }

@@ -84,8 +84,8 @@ void InstanceTest::setLauncherResult(const std::string& code) const {
   makeNotingProgram(inHome("rcplauncher"), code.empty() ? "" : "echo 'rc=" + code + "' > '" + resultFile + "'");
 }
 
-std::vector<std::vector<std::string>> InstanceTest::children() const {
-  std::vector<std::vector<std::string>> result;
+Children InstanceTest::children() const {
+  Children result;
   std::vector<std::string> child;
   for (const std::string& line : folder.lines(kRecord)) {
     if (line == "=====") {
@@ -96,6 +96,24 @@ std::vector<std::vector<std::string>> InstanceTest::children() const {
     }
   }
   return result;
+}
+
+std::vector<std::string> InstanceTest::launch(const std::string& operation, const OptionalString& dataFolder,
+                                              const std::string& locale) const {
+  std::vector<std::string> run = {home() + "/rcplauncher",
+                                  "-rcpLauncherWait",
+                                  "-provManifest",
+                                  "-noSplash",
+                                  "-provisioningOperation",
+                                  operation,
+                                  "-nl",
+                                  locale,
+                                  "-vmargs",
+                                  "-Dfile.encoding=UTF-8",
+                                  "-Xms32m",
+                                  "-Xmx256m"};
+  if (dataFolder) run.insert(run.end(), {"-data", *dataFolder});
+  return run;
 }
 
 std::vector<std::string> InstanceTest::history() const {

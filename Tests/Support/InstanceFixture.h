@@ -6,10 +6,12 @@
 #include <utility>
 #include <vector>
 
+#include "Support/OptionalString.h"
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
-using Tree = std::map<std::string, std::string>;  // as treeSnapshot answers it
+using Tree = std::map<std::string, std::string>;         // as treeSnapshot answers it
+using Children = std::vector<std::vector<std::string>>;  // as InstanceTest::children answers them
 
 /// A small instance in the test's folder, with an installed hotfix, and stand-ins for the programs around it.
 ///
@@ -57,7 +59,11 @@ class InstanceTest : public OutsideTest {
   void setLauncherResult(const std::string& code) const;
 
   /// Every noting program started so far, in order: the path it was started by, then its arguments.
-  std::vector<std::vector<std::string>> children() const;
+  Children children() const;
+
+  /// What a provisioning run of the launcher in the home folder is started with.
+  std::vector<std::string> launch(const std::string& operation, const OptionalString& dataFolder,
+                                  const std::string& locale = "en_US") const;
 
   /// Where the copy of something that lies in Apps or data is, made when the child of this number (from 0) started.
   /// Relative to the test's folder, like \a path.

@@ -1,0 +1,249 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "Tests/EndToEnd/MachineTest.h"
+
+namespace {
+
+/// The checks before an uninstall. Whatever they say, the passes run.
+class ChecksTest : public MachineTest {
+ protected:
+  /// Starts a copy of a program at a path of the root, and waits until it runs there.
+  void startProgram(const std::string& path) {
+    files().makeFile(inside(path), files().read(inside(ThrowAwayRoot::kFirstProcess)), 0755);
+    int started[2];
+    ASSERT_EQ(pipe(started), 0);
+    root().start([&] {
+      // The pipe closes when the program has taken over.
+      for (const int end : started) fcntl(end, F_SETFD, FD_CLOEXEC);
+      execl(path.c_str(), path.c_str(), "infinity", nullptr);
+    });
+    close(started[1]);
+    char byte;
+    EXPECT_EQ(read(started[0], &byte, 1), 0);
+    close(started[0]);
+  }
+
+  Lines running(const std::string& path) { return {"<Info>: >>>> current is " + path + "."}; }
+
+  void expectRefused(const Outcome& outcome, const std::vector<CommandLine>& children, const Lines& trace) {
+    EXPECT_EQ(outcome.ending, "exit 1");
+    EXPECT_EQ(outcome.output, kUsage);
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(outcome.commandLines(), children);
+    EXPECT_EQ(outcome.trace, trace);
+  }
+
+  /// What the passes alone change.
+  Lines passChanges(const Snapshot& before) {
+    Snapshot after = before;
+    const std::string launcherProperties = home + "/rcplauncher.properties";
+    after[launcherProperties] = "0664 " + owners("alice:admin") + " file: provisioning.manifest.version=" + kOldStamp +
+                                "\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\nvm=/opt/java\n";
+    after[bundle + "/Contents/MacOS/.provisioning_rc"] = "0644 " + owners("root:root") + " file: rc=0\n";
+    for (const char* folder : {"/.config", "/logs"}) {
+      after[data + folder] = "0775 " + owners("alice:admin") + " folder";
+    }
+    after[data + "/.config/rcpinstall.properties"] =
+        "0775 " + owners("alice:admin") + " file: rcp.install.id=" + kOldStamp + "\n";
+    after[data + "/logs/one.log"] = "0775 " + owners("alice:admin") + " file: one\n";
+    after[kTraceFile] = "0644 " + owners("root:root") + " file:";
+    return differences(before, after);
+  }
+};
+
+TEST_F(ChecksTest, MissingHomeIsRefusedThenMade) {
+  home = "/Applications/Other.app/Contents/MacOS/rcp";
+  const Snapshot before = state();
+  expectRefused(run(uninstall()), {},
+                joined({{"<Info>: RCP Home : " + home + " .",  //
+                         "<Info>: pathToRCPHome is " + home + ".", "<Info>: targetName is Other."},
+                        serviceMade(),
+                        {cannotLaunch(home + "/rcplauncher", "No such file or directory"),
+                         cannotLaunch(home + "/rcplauncher", "No such file or directory")}}));
+  Snapshot after = before;
+  std::string made = "/Applications/Other.app";
+  for (const char* name : {"", "/Contents", "/MacOS", "/rcp"}) {
+    after[made += name] = "0755 " + owners("root:root") + " folder";
+  }
+  for (const char* folder : {"/.config", "/logs"}) after[data + folder] = "0775 " + owners("alice:admin") + " folder";
+  after[data + "/.config/rcpinstall.properties"] =
+      "0775 " + owners("alice:admin") + " file: rcp.install.id=" + kOldStamp + "\n";
+  after[data + "/logs/one.log"] = "0775 " + owners("alice:admin") + " file: one\n";
+  after[kTraceFile] = "0644 " + owners("root:root") + " file:";
+  EXPECT_EQ(differences(before, state()), differences(before, after));
+}
+
+class RefusedCharacterTest : public ChecksTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(RefusedCharacterTest, EndsTheUninstallBeforeAnythingIsTouched) {
+  makeInstance("/Applications/Pro" + std::string(GetParam()) + "duct.app", "/Users/alice/Client Data");
+  const std::string product = "Pro" + std::string(GetParam()) + "duct";
+  const Snapshot before = state();
+  // No instance service yet, so the log collection is left out.
+  expectRefused(
+      run(uninstall()), {launch("cleanup", data), launch("update", data)},
+      joined({{"<Info>: RCP Home : " + home + " .", "<Info>: Check whether the unsupported characters are contained.",
+               "<Info>: pathToRCPHome is " + home + ".", "<Info>: targetName is " + product + "."},
+              serviceMade()}));
+  EXPECT_EQ(differences(before, state()), passChanges(before));
+}
+
+INSTANTIATE_TEST_SUITE_P(Characters, RefusedCharacterTest,
+                         ::testing::Values("!", "\"", "'", ";", "\\", "#", "%", "|", "=", "?", ":"));
+
+TEST_F(ChecksTest, HomeWithoutInstanceIsRefused) {
+  unlink((files() / inHome("deploy/install.xml")).c_str());
+  const Snapshot before = state();
+  expectRefused(
+      run(uninstall()), refusal(),
+      joined({{"<Info>: RCP Home : " + home + " .", "<Info>: Check whether the unsupported characters are contained.",
+               "<Info>: Check whether the target platform is installed."},
+              serviceMade(),
+              collected(),
+              serviceMade()}));
+  EXPECT_EQ(differences(before, state()), passChanges(before));
+}
+
+TEST_F(ChecksTest, FolderInTheInstallManifestsPlaceIsAnInstance) {
+  unlink((files() / inHome("deploy/install.xml")).c_str());
+  files().makeFolder(inHome("deploy/install.xml"));
+  EXPECT_EQ(run(uninstall()).ending, "exit 0");
+}
+
+TEST_F(ChecksTest, HomeOutsideAnApplicationBundleIsRefused) {
+  makeInstance("/Applications/product", data);
+  const Snapshot before = state();
+  const Outcome outcome = run(uninstall());
+  ASSERT_EQ(outcome.children.size(), 4U);
+  const CommandLine& collection = outcome.children[1].commandLine;
+  ASSERT_EQ(collection.size(), 14U);
+  const std::string version = collection[6];  // no bundle, so no version of it: a stamp
+  EXPECT_TRUE(isStampOfNow(version)) << version;
+  CommandLine expected = collect(data, kJavaHome, version);
+  expected[4] = "/";
+  expectRefused(
+      outcome, {findJava(), expected, launch("cleanup", data), launch("update", data)},
+      joined({{"<Info>: RCP Home : " + home + " .", "<Info>: Check whether the unsupported characters are contained.",
+               "<Info>: Check whether the target platform is installed."},
+              serviceMade(),
+              {"<Info>: Check whether platform is running.",  //
+               "<Info>: pathToRCPHome is " + home + ".",
+               "<Error>: Error path value, please provide a valid path value for rcp home.",
+               "<Notice>: Begin to call collection utility to gather log files for the HOTFIX_UNINSTALL "
+               "operaton of / project.",
+               "<Info>: _pathToRcphome is " + home + ".", "<Info>: productVersion is " + version + ".",
+               "<Notice>: Successfully collect the log files and place them under " + home +
+                   "/deploy/installHistory for the HOTFIX_UNINSTALL operaton of / project."},
+              serviceMade()}));
+  EXPECT_EQ(differences(before, state()), passChanges(before));
+}
+
+TEST_F(ChecksTest, BundleOfTheSuffixAppWithoutDotGivesTheTargetNameOnly) {
+  makeInstance("/Applications/myapp", data);
+  const Lines trace = run(uninstall()).trace;
+  EXPECT_NE(std::find(trace.begin(), trace.end(), "<Info>: targetName is myapp."), trace.end());
+  EXPECT_EQ(std::find(trace.begin(), trace.end(), "<Info>: Remove hotfix."), trace.end());
+}
+
+TEST_F(ChecksTest, ProgramRunningFromTheBundleStopsTheUninstall) {
+  const std::string program = bundle + "/Contents/MacOS/product";
+  startProgram(program);
+  const Snapshot before = state();
+  expectRefused(run(uninstall()), refusal(), joined({checked(), running(program), collected(), serviceMade()}));
+  EXPECT_EQ(differences(before, state()), passChanges(before));
+}
+
+TEST_F(ChecksTest, RunningProgramIsFoundWhateverTheCaseOfItsPath) {
+  const std::string program = "/applications/PRODUCT.APP/product";
+  startProgram(program);
+  expectRefused(run(uninstall()), refusal(), joined({checked(), running(program), collected(), serviceMade()}));
+}
+
+TEST_F(ChecksTest, ProgramOfABundleWithALongerNameStopsTheUninstallToo) {
+  const std::string program = "/Applications/Product.app2/product";
+  startProgram(program);
+  expectRefused(run(uninstall()), refusal(), joined({checked(), running(program), collected(), serviceMade()}));
+}
+
+TEST_F(ChecksTest, ProgramsAfterTheFirstMatchAreNotLookedAt) {
+  const std::string program = bundle + "/Contents/MacOS/product";
+  startProgram(program);
+  startProgram("/Applications/later");
+  expectRefused(run(uninstall()), refusal(), joined({checked(), running(program), collected(), serviceMade()}));
+}
+
+TEST_F(ChecksTest, ProgramElsewhereDoesNotMatter) {
+  startProgram("/Applications/Product");
+  startProgram("/Applications/Other.app/Contents/MacOS/other");
+  const Snapshot before = state();
+  const Outcome outcome = run(uninstall());
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(outcome.trace, joined({checked(), running("/Applications/Product"),
+                                   running("/Applications/Other.app/Contents/MacOS/other"), uninstalled(), collected(),
+                                   serviceMade()}));
+  EXPECT_EQ(differences(before, state()), successChanges(before));
+}
+
+TEST_F(ChecksTest, ToolInsideTheBundleDoesNotFindItself) {
+  const std::string tool = bundle + "/Contents/MacOS/hotfixUninstall";
+  files().makeFile(inside(tool), files().read(inside(HOTFIX_TOOL)), 0755);
+  const Snapshot before = state();
+  Call call = uninstall();
+  call.program = call.commandLine.front() = tool;
+  expectSuccess(run(call), before);
+}
+
+class SkipRunningCheckTest : public ChecksTest {
+ protected:
+  /// Trace of a whole run that does not look for running programs.
+  Lines traceWithoutCheck() {
+    Lines checks = checked();
+    checks.pop_back();
+    return joined({checks, uninstalled(), collected(), serviceMade()});
+  }
+  Records records = {{"hotfixVersion", "6.2.1.1"}, {"installedHotfixBundleID", kPackage}, {"version", "6.2.1"}};
+};
+
+TEST_F(SkipRunningCheckTest, RecordedTrueSkipsTheCheck) {
+  startProgram(bundle + "/Contents/MacOS/product");
+  records["SKIPRUNNINGCHECK"] = "true";
+  setRecords(records);
+  const Snapshot before = state();
+  const Outcome outcome = run(uninstall());
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(outcome.commandLines(), allChildren());
+  EXPECT_EQ(outcome.trace, traceWithoutCheck());
+  EXPECT_EQ(differences(before, state()), successChanges(before));
+}
+
+TEST_F(SkipRunningCheckTest, AbsentRecordSkipsTheCheck) {
+  startProgram(bundle + "/Contents/MacOS/product");
+  setRecords(records);
+  const Outcome outcome = run(uninstall());
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(outcome.trace, traceWithoutCheck());
+}
+
+TEST_F(SkipRunningCheckTest, MissingRecordsDoNotSkipTheCheck) {
+  const std::string program = bundle + "/Contents/MacOS/product";
+  startProgram(program);
+  unlink((files() / inHome("installInfo.plist")).c_str());
+  expectRefused(run(uninstall()), refusal(), joined({checked(), running(program), collected(), serviceMade()}));
+}
+
+class NotTrueTest : public SkipRunningCheckTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(NotTrueTest, DoesNotSkipTheCheck) {
+  const std::string program = bundle + "/Contents/MacOS/product";
+  startProgram(program);
+  records["SKIPRUNNINGCHECK"] = GetParam();
+  setRecords(records);
+  expectRefused(run(uninstall()), refusal(), joined({checked(), running(program), collected(), serviceMade()}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, NotTrueTest, ::testing::Values("TRUE", "yes", "1", " true", ""));
+
+}  // namespace

@@ -1,0 +1,65 @@
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "Tests/EndToEnd/MachineTest.h"
+
+namespace {
+
+class SystemLogTest : public MachineTest {
+ protected:
+  /// The messages as the trace has them. The facility must be that of user programs.
+  Lines asInTrace() {
+    static const std::map<std::string, std::string> levels = {
+        {"<11>", "<Error>: "}, {"<12>", "<Warning>: "}, {"<13>", "<Notice>: "}, {"<14>", "<Info>: "}};
+    Lines result;
+    for (const std::string& message : systemLog) {
+      // Priority, time ("Nov  3 09:05:07 "), sender with or without process id, text.
+      const auto level = levels.find(message.substr(0, 4));
+      const size_t sender = 4 + 16, text = message.find(": ", sender);
+      const bool fits = level != levels.end() && message.compare(sender, 15, "hotfixUninstall") == 0;
+      result.push_back(fits ? level->second + message.substr(text + 2) : "? " + message);
+    }
+    return result;
+  }
+};
+
+TEST_F(SystemLogTest, HoldsTheSameMessagesAsTheTrace) {
+  ASSERT_NO_FATAL_FAILURE(listenToSystemLog());
+  const Snapshot before = state();
+  const Outcome outcome = run(uninstall());
+  EXPECT_EQ(asInTrace(), allTrace());
+  expectSuccess(outcome, before);
+}
+
+TEST_F(SystemLogTest, HoldsFailuresAsErrors) {
+  ASSERT_NO_FATAL_FAILURE(listenToSystemLog());
+  unlink((files() / inHome("rcplauncher")).c_str());
+  const Outcome outcome = run(uninstall());
+  EXPECT_EQ(outcome.ending, "exit 1");
+  EXPECT_EQ(asInTrace(), outcome.trace);
+  const std::string failure = cannotLaunch(home + "/rcplauncher", "No such file or directory");
+  EXPECT_EQ(std::count(outcome.trace.begin(), outcome.trace.end(), failure), 4);
+}
+
+TEST_F(SystemLogTest, HoldsMessagesAlsoWithoutTraceFile) {
+  ASSERT_NO_FATAL_FAILURE(listenToSystemLog());
+  files().makeFolder(inside(std::string(kTraceFile) + "/in the way"));
+  const Outcome outcome = run(uninstall());
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(systemLog.size(), allTrace().size());
+}
+
+TEST_F(SystemLogTest, TakesNoPartInClosedDescriptors) {
+  // The connection must not become a standard descriptor of the children, nor standard output the connection.
+  ASSERT_NO_FATAL_FAILURE(listenToSystemLog());
+  Call call = uninstall();
+  call.prepare = [] {
+    for (int descriptor = 0; descriptor < 3; ++descriptor) close(descriptor);
+  };
+  const Outcome outcome = run(call);
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(asInTrace(), allTrace());
+}
+
+}  // namespace

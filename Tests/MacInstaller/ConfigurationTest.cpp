@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "MacInstaller/Configuration.h"
+#include "Platform/SystemPaths.h"
+#include "Tests/Support/Outside.h"
+
+namespace {
+
+constexpr uid_t kStranger = 12345;
+
+class ConfigurationTest : public OutsideTest {
+ protected:
+  const std::string file = outside(platform::kInternalConfigurationFile);
+
+  void makeConfiguration(mode_t mode = 0644) const { folder.makeFile(file, "{ productName = P; }", mode); }
+
+  /// Makes the file, owned by somebody who is neither root nor the user that runs the tests.
+  void makeConfigurationOf(uid_t owner, mode_t mode = 0644) const {
+    makeConfiguration(mode);
+    ASSERT_EQ(chown((folder / file).c_str(), owner, owner), 0);
+  }
+
+  static OptionalString productName() {
+    const auto value = Configuration().getPropertyValueForKey("productName");
+    return value && value->asString() != nullptr ? OptionalString(*value->asString()) : std::nullopt;
+  }
+
+  /// The file counts as missing, and one line at level 4 says so.
+  void expectDistrusted() const {
+    clearLog();
+    EXPECT_EQ(productName(), std::nullopt);
+    EXPECT_EQ(log().size(), 1U);
+    EXPECT_EQ(log(platform::LogLevel::Warning).size(), 1U);
+  }
+};
+
+// ----- Reading -----
+
+TEST_F(ConfigurationTest, FileIsAtItsFixedPath) {
+  EXPECT_STREQ(platform::kInternalConfigurationFile, "/tmp/com.qor.rcp.platform.internal.configuration");
+  makeConfiguration();
+  EXPECT_EQ(productName(), "P");
+  EXPECT_TRUE(log().empty());
+}
+
+TEST_F(ConfigurationTest, MissingFileIsAnEmptySet) {
+  EXPECT_EQ(productName(), std::nullopt);
+  EXPECT_TRUE(log().empty());
+}
+
+TEST_F(ConfigurationTest, KeyThatIsNotThereIsNone) {
+  makeConfiguration();
+  EXPECT_EQ(Configuration().getPropertyValueForKey("newInstallLocation"), std::nullopt);
+  EXPECT_EQ(Configuration().getPropertyValueForKey(std::nullopt), std::nullopt);
+}
+
+TEST_F(ConfigurationTest, EachObjectReadsTheFileAnew) {
+  const Configuration before;
+  makeConfiguration();
+  EXPECT_EQ(before.getPropertyValueForKey("productName"), std::nullopt);
+  EXPECT_EQ(productName(), "P");
+  folder.makeFile(file, "{ productName = Q; }");
+  EXPECT_EQ(productName(), "Q");
+}
+
+TEST_F(ConfigurationTest, FileThatIsNoDictionaryIsInert) {
+  folder.makeFile(file, "( a )");
+  Configuration configuration;
+  EXPECT_EQ(configuration.getPropertyValueForKey("k"), std::nullopt);
+  EXPECT_FALSE(configuration.setProperty("v", "k"));
+  EXPECT_FALSE(configuration.saveConfiguration());
+  EXPECT_EQ(folder.read(file), "( a )");
+}
+
+// ----- Trust -----
+
+TEST_F(ConfigurationTest, FileThatEverybodyCanWriteToIsNotTrusted) {
+  makeConfiguration(0666);
+  expectDistrusted();
+  makeConfiguration(0602);
+  expectDistrusted();
+}
+
+TEST_F(ConfigurationTest, FileThatTheGroupCanWriteToIsTrusted) {
+  makeConfiguration(0664);
+  EXPECT_EQ(productName(), "P");
+}
+
+TEST_F(ConfigurationTest, LinkIsNotTrusted) {
+  folder.makeFile("elsewhere", "{ productName = P; }");
+  folder.makeLink(file, folder / "elsewhere");
+  expectDistrusted();
+}
+
+TEST_F(ConfigurationTest, FolderIsNotTrusted) {
+  folder.makeFolder(file);
+  expectDistrusted();
+}
+
+TEST_F(ConfigurationTest, FifoIsNotTrustedAndNotWaitedFor) {
+  folder.makeFifo(file);
+  expectDistrusted();
+}
+
+TEST_F(ConfigurationTest, FileOfAStrangerIsNotTrusted) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
+  setEnvironment("SUDO_UID", std::nullopt);
+  makeConfigurationOf(kStranger);
+  expectDistrusted();
+}
+
+TEST_F(ConfigurationTest, FileOfTheUserThatSudoNamesIsTrusted) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
+  makeConfigurationOf(kStranger);
+  setEnvironment("SUDO_UID", std::to_string(kStranger));
+  EXPECT_EQ(productName(), "P");
+  EXPECT_TRUE(log().empty());
+}
+
+TEST_F(ConfigurationTest, FileOfTheUserThatTheEnvironmentNamesIsTrusted) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
+  const struct passwd* const nobody = getpwnam("nobody");
+  if (nobody == nullptr) GTEST_SKIP() << "no account nobody";
+  setEnvironment("SUDO_UID", std::nullopt);
+  makeConfigurationOf(nobody->pw_uid);
+  expectDistrusted();
+  clearLog();
+  setEnvironment("USER", "nobody");
+  EXPECT_EQ(productName(), "P");
+  EXPECT_TRUE(log().empty());
+}
+
+TEST_F(ConfigurationTest, TrustedOwnerDoesNotMakeUpForAnOpenFile) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
+  makeConfigurationOf(kStranger, 0666);
+  setEnvironment("SUDO_UID", std::to_string(kStranger));
+  expectDistrusted();
+}
+
+TEST_F(ConfigurationTest, SenselessUserIdFromSudoTrustsNobody) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
+  makeConfigurationOf(kStranger);
+  for (const char* text : {"", "12345x", "x", "-1", " ", "99999999999999999999"}) {
+    setEnvironment("SUDO_UID", text);
+    SCOPED_TRACE(text);
+    expectDistrusted();
+  }
+}
+
+// ----- Changing and saving -----
+
+TEST_F(ConfigurationTest, SetChangesMemoryOnly) {
+  makeConfiguration();
+  Configuration configuration;
+  EXPECT_TRUE(configuration.setProperty("Q", "productName"));
+  EXPECT_EQ(configuration.getPropertyValueForKey("productName"), PropertyListValue("Q"));
+  EXPECT_EQ(productName(), "P");
+}
+
+TEST_F(ConfigurationTest, SetPassesOnTheAnswersOfTheList) {
+  Configuration configuration;
+  EXPECT_TRUE(configuration.setProperty("v", "k"));
+  EXPECT_FALSE(configuration.setProperty("v", std::nullopt));
+  EXPECT_TRUE(configuration.setProperty(std::nullopt, "k"));
+  EXPECT_EQ(configuration.getPropertyValueForKey("k"), std::nullopt);
+}
+
+TEST_F(ConfigurationTest, SaveCreatesAMissingFile) {
+  Configuration configuration;
+  configuration.setProperty("P", "productName");
+  EXPECT_TRUE(configuration.saveConfiguration());
+  EXPECT_EQ(productName(), "P");
+}
+
+TEST_F(ConfigurationTest, SaveWritesAllThatTheFileHeld) {
+  folder.makeFile(file, "{ productName = P; other = ( 1, 2 ); }");
+  Configuration configuration;
+  configuration.setProperty("/x", "newInstallLocation");
+  EXPECT_TRUE(configuration.saveConfiguration());
+  const Configuration saved;
+  EXPECT_EQ(saved.getPropertyValueForKey("productName"), PropertyListValue("P"));
+  EXPECT_EQ(saved.getPropertyValueForKey("other"), PropertyListValue(PropertyListValue::Array{"1", "2"}));
+  EXPECT_EQ(saved.getPropertyValueForKey("newInstallLocation"), PropertyListValue("/x"));
+}
+
+TEST_F(ConfigurationTest, FailedSaveIsNotTold) {
+  folder.makeFolder(file + "/inside");
+  EXPECT_TRUE(Configuration().saveConfiguration());
+  EXPECT_EQ(folder.names(file), (std::vector<std::string>{"inside"}));
+}
+
+TEST_F(ConfigurationTest, SaveInPlaceOfALinkLeavesItsTargetAlone) {
+  folder.makeFile("elsewhere", "{ productName = P; }");
+  folder.makeLink(file, folder / "elsewhere");
+  Configuration configuration;
+  configuration.setProperty("Q", "productName");
+  EXPECT_TRUE(configuration.saveConfiguration());
+  EXPECT_EQ(folder.read("elsewhere"), "{ productName = P; }");
+  EXPECT_TRUE(S_ISREG(folder.attributes(file).st_mode));
+}
+
+// ----- Cleaning up -----
+
+TEST_F(ConfigurationTest, CleanupDeletesTheFileAndEmptiesTheSettings) {
+  makeConfiguration();
+  Configuration configuration;
+  configuration.cleanupConfiguration();
+  EXPECT_FALSE(folder.has(file));
+  EXPECT_EQ(configuration.getPropertyValueForKey("productName"), std::nullopt);
+}
+
+TEST_F(ConfigurationTest, CleanupWithoutAFileEmptiesTheSettings) {
+  Configuration configuration;
+  configuration.setProperty("v", "k");
+  configuration.cleanupConfiguration();
+  EXPECT_EQ(configuration.getPropertyValueForKey("k"), std::nullopt);
+  EXPECT_FALSE(folder.has(file));
+  EXPECT_TRUE(log().empty());
+}
+
+TEST_F(ConfigurationTest, SettingsCanBeUsedAfterACleanup) {
+  makeConfiguration();
+  Configuration configuration;
+  configuration.cleanupConfiguration();
+  EXPECT_TRUE(configuration.setProperty("Q", "productName"));
+  EXPECT_TRUE(configuration.saveConfiguration());
+  EXPECT_EQ(productName(), "Q");
+}
+
+TEST_F(ConfigurationTest, CleanupOfALinkLeavesItsTargetAlone) {
+  folder.makeFile("elsewhere", "{ productName = P; }");
+  folder.makeLink(file, folder / "elsewhere");
+  Configuration().cleanupConfiguration();
+  EXPECT_FALSE(folder.has(file));
+  EXPECT_EQ(folder.read("elsewhere"), "{ productName = P; }");
+}
+
+}  // namespace

@@ -1,0 +1,458 @@
+#include <dirent.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+#include "MacInstaller/hotifxUninstallLibrary.h"
+#include "Platform/SystemPaths.h"
+#include "Tests/Support/InstanceFixture.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+
+using Lines = std::vector<LogLine>;
+
+constexpr char kCompleted[] = "The provisioning operations have completed successfully.\n";
+constexpr char kUnexpected[] =
+    "Unexpected results have occurred during the provisioning operation. For additional information, please refer to "
+    "the logs.\n";
+constexpr char kTrace[] = "/tmp/install_trace.log";
+
+class HotfixUninstallLibraryTest : public InstanceTest {
+ protected:
+  /// What both entries return and print.
+  struct Call {
+    std::int32_t status = -1;
+    std::string printed;
+  };
+  static Call callEx(const char* homeFolder, const char* dataFolder) {
+    testing::internal::CaptureStdout();
+    Call call;
+    call.status = RCPUninstallHotfixEx(homeFolder, dataFolder);
+    call.printed = testing::internal::GetCapturedStdout();
+    return call;
+  }
+  Call callEx() const { return callEx(home().c_str(), data().c_str()); }
+  static Call callShort(const char* homeFolder) {
+    testing::internal::CaptureStdout();
+    Call call;
+    call.status = RCPUninstallHotfix(homeFolder);
+    call.printed = testing::internal::GetCapturedStdout();
+    return call;
+  }
+
+  // ----- Expected lines, in the order of the checks -----
+
+  static void add(Lines& lines, const Lines& more) { lines.insert(lines.end(), more.begin(), more.end()); }
+
+  static Lines linesToCharacterCheck(const std::string& homeFolder) {
+    return {{6, "RCP Home : " + homeFolder + " ."}, {6, "Check whether the unsupported characters are contained."}};
+  }
+  static Lines linesToInstanceCheck(const std::string& homeFolder) {
+    Lines lines = linesToCharacterCheck(homeFolder);
+    lines.emplace_back(6, "Check whether the target platform is installed.");
+    add(lines, creationLines(homeFolder));
+    return lines;
+  }
+  static Lines linesToRunningCheck(const std::string& homeFolder) {
+    Lines lines = linesToInstanceCheck(homeFolder);
+    lines.emplace_back(6, "Check whether platform is running.");
+    return lines;
+  }
+  Lines linesOfUninstall() const {
+    Lines lines{{6, "Remove hotfix."}};
+    add(lines, creationLines(home()));
+    lines.emplace_back(6, "Copy install manifest to " + home() + "/deploy/install.update.xml.");
+    lines.emplace_back(6, "Launch platform to uninstall provisioned features...");
+    return lines;
+  }
+  static Lines linesOfTargetName(const std::string& homeFolder, const std::string& name) {
+    Lines lines{{6, "pathToRCPHome is " + homeFolder + "."}};
+    if (name == "/") {
+      lines.emplace_back(3, "Error path value, please provide a valid path value for rcp home.");
+    } else {
+      lines.emplace_back(6, "targetName is " + name + ".");
+    }
+    return lines;
+  }
+  static Lines linesOfCollection(const std::string& homeFolder, const std::string& product,
+                                 const std::string& version) {
+    const std::string operation = "HOTFIX_UNINSTALL operaton of " + product + " project.";
+    return {{5, "Begin to call collection utility to gather log files for the " + operation},
+            {6, "_pathToRcphome is " + homeFolder + "."},
+            {6, "productVersion is " + version + "."},
+            {5, "Successfully collect the log files and place them under " + homeFolder +
+                    "/deploy/installHistory for the " + operation}};
+  }
+  Lines linesOfCollection() const {
+    Lines lines = linesOfTargetName(home(), "Product");
+    add(lines, linesOfCollection(home(), "Product", "6.2.1"));
+    return lines;
+  }
+  Lines linesOfSuccess() const {
+    Lines lines = linesToRunningCheck(home());
+    add(lines, linesOfUninstall());
+    add(lines, linesOfCollection());
+    return lines;
+  }
+
+  // ----- Expected children -----
+
+  std::vector<std::string> launch(const std::string& dataFolder) const {
+    return InstanceTest::launch("update", dataFolder);
+  }
+  std::vector<std::string> forget() const {
+    return {folder / outside(platform::kPkgutil), "--forget", "com.qor.hotfix.pkg"};
+  }
+  std::vector<std::string> collect(const std::string& homeFolder, const std::string& product,
+                                   const std::string& version, const std::string& workspace) const {
+    return {folder / "java/bin/java",
+            "-jar",
+            homeFolder + "/collectionutility.jar",
+            "-productName",
+            product,
+            "-productVersion",
+            version,
+            "-action",
+            "HOTFIX_UNINSTALL",
+            "-workspace",
+            workspace,
+            "-logLocation",
+            kTrace,
+            "-s"};
+  }
+  std::vector<std::string> collect(const std::string& workspace) const {
+    return collect(home(), "Product", "6.2.1", workspace);
+  }
+
+  void removeFile(const std::string& relativePath) const {
+    EXPECT_EQ(unlink((folder / relativePath).c_str()), 0) << relativePath;
+  }
+
+  /// A failed check: status 1, nothing printed, nothing changed in the tree that holds the home.
+  void expectRefusal(const Call& call, const Lines& expectedLog) const {
+    EXPECT_EQ(call.status, 1);
+    EXPECT_EQ(call.printed, "");
+    EXPECT_EQ(log(), expectedLog);
+  }
+};
+
+// ----- Success -----
+
+TEST_F(HotfixUninstallLibraryTest, HotfixIsRemovedAndLogsAreCollected) {
+  Tree expected = homeTree();
+  expected["deploy/install.update.xml"] = "file: " + uninstallManifest();
+  expected.erase("deploy/uninstall.hotfix.xml");
+  expected["deploy/install.0101260000.xml"] = "file: <install/>\n";
+  expected["rcplauncher.properties"] =
+      "file: provisioning.manifest.version=1511262125\nrcp.data=${env.HOME}/workspace\nrcp.install.id=0101260000\n";
+  expected["installInfo.plist"] = "file: " + xmlRecords({{"version", "6.2.1"}});
+
+  const Call call = callEx();
+
+  EXPECT_EQ(call.status, 0);
+  EXPECT_EQ(call.printed, kCompleted);
+  EXPECT_EQ(log(), linesOfSuccess());
+  EXPECT_EQ(children(), (Children{launch(data()), launch(data()), forget(), collect(data())}));
+  EXPECT_EQ(homeTree(), expected);
+  EXPECT_EQ(folder.mode("data/.config/rcpinstall.properties"), 0775U);
+}
+
+TEST_F(HotfixUninstallLibraryTest, CollectionComesAfterTheWholeUninstall) {
+  EXPECT_EQ(callEx().status, 0);
+  ASSERT_EQ(children().size(), 4U);
+  EXPECT_EQ(homeTreeAtStart(3), homeTree());
+  EXPECT_EQ(folder.mode(atStart(3, "data/.config/rcpinstall.properties")), 0775U);
+}
+
+TEST_F(HotfixUninstallLibraryTest, ShortEntryTakesTheDefaultDataFolder) {
+  folder.makeFile(inHome("systemdata/file"), "", 0600);
+  setEnvironment("HOME", "/Users/me");
+  const Call call = callShort(home().c_str());
+  EXPECT_EQ(call.status, 0);
+  EXPECT_EQ(call.printed, kCompleted);
+  EXPECT_EQ(log(), linesOfSuccess());
+  // The service that collects the logs was made without a data folder: its workspace is that of the properties.
+  EXPECT_EQ(children(), (Children{launch(home() + "/systemdata"), launch(home() + "/systemdata"), forget(),
+                                  collect("/Users/me/workspace")}));
+  EXPECT_EQ(folder.mode(inHome("systemdata/file")), 0775U);
+}
+
+TEST_F(HotfixUninstallLibraryTest, LongEntryWithoutDataFolderIsTheShortOne) {
+  setEnvironment("HOME", "/Users/me");
+  const Call call = callEx(home().c_str(), nullptr);
+  EXPECT_EQ(call.status, 0);
+  EXPECT_EQ(log(), linesOfSuccess());
+  EXPECT_EQ(children(), (Children{launch(home() + "/systemdata"), launch(home() + "/systemdata"), forget(),
+                                  collect("/Users/me/workspace")}));
+}
+
+TEST_F(HotfixUninstallLibraryTest, ResultTwoIsSuccess) {
+  setLauncherResult("2");
+  EXPECT_EQ(callEx().status, 0);
+}
+
+// ----- Failed checks -----
+
+TEST_F(HotfixUninstallLibraryTest, AbsentHomeIsRefused) {
+  Lines expected{{6, "RCP Home : (null) ."}};
+  add(expected, linesOfTargetName("(null)", "/"));
+  const Tree before = treeSnapshot(folder / "outside");
+  expectRefusal(callEx(nullptr, nullptr), expected);
+  clearLog();
+  expectRefusal(callEx(nullptr, data().c_str()), expected);
+  clearLog();
+  expectRefusal(callShort(nullptr), expected);
+  EXPECT_THAT(children(), IsEmpty()) << "nobody can collect logs without an instance service";
+  EXPECT_EQ(treeSnapshot(folder / "outside"), before);
+}
+
+TEST_F(HotfixUninstallLibraryTest, EmptyHomeIsRefused) {
+  Lines expected{{6, "RCP Home :  ."}};
+  add(expected, linesOfTargetName("", "/"));
+  expectRefusal(callEx("", data().c_str()), expected);
+  EXPECT_THAT(children(), IsEmpty());
+}
+
+TEST_F(HotfixUninstallLibraryTest, MissingHomeIsRefusedAndNotMade) {
+  const std::string missing = folder / "Other.app/Contents/MacOS/rcp";
+  Lines expected{{6, "RCP Home : " + missing + " ."}};
+  add(expected, linesOfTargetName(missing, "Other"));
+  expectRefusal(callEx(missing.c_str(), data().c_str()), expected);
+  EXPECT_THAT(children(), IsEmpty());
+  EXPECT_FALSE(folder.has("Other.app"));
+}
+
+TEST_F(HotfixUninstallLibraryTest, MissingRelativeHomeIsRefused) {
+  Lines expected{{6, "RCP Home : no/such/home ."}};
+  add(expected, linesOfTargetName("no/such/home", "/"));
+  expectRefusal(callEx("no/such/home", data().c_str()), expected);
+  clearLog();
+  expected = {{6, "RCP Home : no/such/Thing.app/rcp ."}};
+  add(expected, linesOfTargetName("no/such/Thing.app/rcp", "Thing"));
+  expectRefusal(callShort("no/such/Thing.app/rcp"), expected);
+  EXPECT_THAT(children(), IsEmpty());
+}
+
+TEST_F(HotfixUninstallLibraryTest, TildeIsNotExpanded) {
+  Lines expected{{6, "RCP Home : ~ ."}};
+  add(expected, linesOfTargetName("~", "/"));
+  expectRefusal(callEx("~", nullptr), expected);
+}
+
+TEST_F(HotfixUninstallLibraryTest, HomeWithRefusedCharactersIsRefusedBeforeAnInstanceIsMade) {
+  for (const std::string name : {"A=B", "A!", "A\"", "A'", "A;", "A\\", "A#", "A%", "A|", "A?", "A:B"}) {
+    folder.makeFile(name + ".app/Contents/MacOS/rcp/deploy/install.xml");
+    folder.makeFile(name + ".app/Contents/MacOS/rcp/collectionutility.jar");
+    const std::string refused = folder / (name + ".app/Contents/MacOS/rcp");
+    Lines expected = linesToCharacterCheck(refused);
+    add(expected, linesOfTargetName(refused, name));
+    clearLog();
+    expectRefusal(callEx(refused.c_str(), data().c_str()), expected);
+  }
+  EXPECT_THAT(children(), IsEmpty());
+}
+
+TEST_F(HotfixUninstallLibraryTest, RefusedCharactersInTheDataFolderDoNotMatter) {
+  EXPECT_EQ(callEx(home().c_str(), "/a=b;c").status, 0);
+  EXPECT_EQ(children()[0], launch("/a=b;c"));
+}
+
+TEST_F(HotfixUninstallLibraryTest, HomeWithoutAnInstanceIsRefusedAndLogsAreCollected) {
+  removeFile(inHome("deploy/install.xml"));
+  const Tree before = treeSnapshot(folder / "Apps");
+  Lines expected = linesToInstanceCheck(home());
+  add(expected, linesOfCollection());
+  expectRefusal(callEx(), expected);
+  EXPECT_EQ(children(), (Children{collect(data())}));
+  EXPECT_EQ(treeSnapshot(folder / "Apps"), before);
+}
+
+TEST_F(HotfixUninstallLibraryTest, EmptyHomeFolderIsRefusedAndHasNoUtility) {
+  const std::string bare = folder.makeFolder("Bare.app/Contents/MacOS/rcp");
+  Lines expected = linesToInstanceCheck(bare);
+  add(expected, linesOfTargetName(bare, "Bare"));
+  add(expected,
+      {{5, "Begin to call collection utility to gather log files for the HOTFIX_UNINSTALL operaton of Bare project."},
+       {6, "_pathToRcphome is " + bare + "."},
+       {6, "No log files are gathered as there is no collectionutility.jar under " + bare + ". "}});
+  expectRefusal(callEx(bare.c_str(), nullptr), expected);
+  EXPECT_THAT(children(), IsEmpty());
+  EXPECT_EQ(treeSnapshot(bare), Tree());
+}
+
+TEST_F(HotfixUninstallLibraryTest, HomeOutsideABundleIsRefusedAndLogsAreCollected) {
+  folder.makeFile("plain/rcp/deploy/install.xml");
+  folder.makeFile("plain/rcp/deploy/uninstall.hotfix.xml");
+  folder.makeFile("plain/rcp/collectionutility.jar");
+  const std::string plain = folder / "plain/rcp";
+  const Tree before = treeSnapshot(plain);
+  Lines expected = linesToRunningCheck(plain);
+  add(expected, linesOfTargetName(plain, "/"));
+  add(expected, linesOfCollection(plain, "/", "1511262125"));
+  expectRefusal(callEx(plain.c_str(), data().c_str()), expected);
+  EXPECT_EQ(children(), (Children{collect(plain, "/", "1511262125", data())}));
+  EXPECT_EQ(treeSnapshot(plain), before);
+}
+
+TEST_F(HotfixUninstallLibraryTest, RunningPlatformIsRefusedAndLogsAreCollected) {
+  const std::string running = folder / (std::string(kBundle) + "/Contents/MacOS/anything");
+  runProcess(1, running);
+  const Tree before = treeSnapshot(folder / "Apps");
+  Lines expected = linesToRunningCheck(home());
+  expected.emplace_back(6, ">>>> current is " + running + ".");
+  add(expected, linesOfCollection());
+  expectRefusal(callEx(), expected);
+  EXPECT_EQ(children(), (Children{collect(data())}));
+  EXPECT_EQ(treeSnapshot(folder / "Apps"), before);
+}
+
+TEST_F(HotfixUninstallLibraryTest, RunningPlatformIsFoundWhateverTheCaseOfItsPath) {
+  std::string running = folder / (std::string(kBundle) + "/Contents/MacOS/anything");
+  for (char& letter : running) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+  runProcess(1, running);
+  EXPECT_EQ(callEx().status, 1);
+  EXPECT_EQ(children(), (Children{collect(data())}));
+}
+
+TEST_F(HotfixUninstallLibraryTest, OtherProgramsMayRun) {
+  const std::string other = folder / "Apps/Other.app/Contents/MacOS/other";
+  runProcess(1, other);
+  Lines expected = linesToRunningCheck(home());
+  expected.emplace_back(6, ">>>> current is " + other + ".");
+  add(expected, linesOfUninstall());
+  add(expected, linesOfCollection());
+  EXPECT_EQ(callEx().status, 0);
+  EXPECT_EQ(log(), expected);
+}
+
+TEST_F(HotfixUninstallLibraryTest, RunningCheckIsNotMadeWhenTheHotfixRecordedSo) {
+  runProcess(1, folder / (std::string(kBundle) + "/Contents/MacOS/anything"));
+  writeInstallInfo(
+      {{"version", "6.2.1"}, {"SKIPRUNNINGCHECK", "true"}, {"installedHotfixBundleID", "com.qor.hotfix.pkg"}});
+  const Call call = callEx();
+  EXPECT_EQ(call.status, 0);
+  EXPECT_EQ(log(), linesOfSuccess()) << "no process is looked at";
+  EXPECT_EQ(children(), (Children{launch(data()), launch(data()), forget(), collect(data())}));
+}
+
+TEST_F(HotfixUninstallLibraryTest, RunningCheckIsNotMadeWhenNothingIsRecorded) {
+  runProcess(1, folder / (std::string(kBundle) + "/Contents/MacOS/anything"));
+  writeInstallInfo({{"version", "6.2.1"}});
+  EXPECT_EQ(callEx().status, 0);
+}
+
+TEST_F(HotfixUninstallLibraryTest, RunningCheckIsMadeWithoutAnyRecords) {
+  runProcess(1, folder / (std::string(kBundle) + "/Contents/MacOS/anything"));
+  removeFile(inHome("installInfo.plist"));
+  EXPECT_EQ(callEx().status, 1);
+  EXPECT_EQ(children(), (Children{collect(data())}));
+}
+
+// ----- Failed uninstall -----
+
+TEST_F(HotfixUninstallLibraryTest, FailedProvisioningIsAFailureAndLogsAreCollected) {
+  setLauncherResult("1");
+  const Call call = callEx();
+  EXPECT_EQ(call.status, 1);
+  EXPECT_EQ(call.printed, kUnexpected);
+  EXPECT_EQ(children(), (Children{launch(data()), launch(data()), collect(data())}));
+  Lines expected = linesToRunningCheck(home());
+  add(expected, linesOfUninstall());
+  expected.emplace_back(3, std::string(kUnexpected, std::strlen(kUnexpected) - 1));
+  add(expected, linesOfCollection());
+  EXPECT_EQ(log(), expected);
+  EXPECT_EQ(folder.read(kResultFile), "rc=1\n");
+}
+
+TEST_F(HotfixUninstallLibraryTest, SecondCallFailsForTheManifestIsConsumed) {
+  ASSERT_EQ(callEx().status, 0);
+  const size_t childrenBefore = children().size();
+  clearLog();
+  const Call call = callEx();
+  const std::string message =
+      "File " + home() +
+      "/deploy/uninstall.hotfix.xml was not found. Provisioning process failed to launch or was terminated before "
+      "status could be determined.";
+  EXPECT_EQ(call.status, 1);
+  EXPECT_EQ(call.printed, message + "\n");
+  Lines expected = linesToRunningCheck(home());
+  expected.emplace_back(6, "Remove hotfix.");
+  add(expected, creationLines(home()));
+  expected.emplace_back(3, message);
+  add(expected, linesOfCollection());
+  EXPECT_EQ(log(), expected);
+  ASSERT_EQ(children().size(), childrenBefore + 1);
+  EXPECT_EQ(children().back(), collect(data()));
+}
+
+TEST_F(HotfixUninstallLibraryTest, HotfixCanBeRemovedAgainAndAgainInOneProcess) {
+  for (int round = 0; round < 3; ++round) {
+    folder.makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest());
+    clearLog();
+    EXPECT_EQ(callEx().status, 0);
+    EXPECT_EQ(log(), linesOfSuccess());
+    EXPECT_EQ(callShort(nullptr).status, 1);
+  }
+}
+
+TEST_F(HotfixUninstallLibraryTest, JavaThatIsMissingDoesNotChangeTheStatus) {
+  removeFile("java/bin/java");
+  EXPECT_EQ(callEx().status, 0);
+  EXPECT_THAT(log(), testing::Contains(Pair(3, HasSubstr(folder / "java/bin/java"))));
+}
+
+// ----- The caller's process -----
+
+TEST_F(HotfixUninstallLibraryTest, ProcessOfTheCallerIsLeftAsItWas) {
+  const auto openDescriptors = [] {
+    std::vector<std::string> names;
+    DIR* stream = opendir("/proc/self/fd");
+    if (stream == nullptr) return names;
+    while (const dirent* entry = readdir(stream)) names.emplace_back(entry->d_name);
+    closedir(stream);
+    return names;
+  };
+  const std::vector<std::string> descriptorsBefore = openDescriptors();
+  if (descriptorsBefore.empty()) GTEST_SKIP() << "open descriptors cannot be listed here";
+  const auto handlers = [] {
+    std::vector<void (*)(int)> result;
+    for (const int number : {SIGPIPE, SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}) {
+      struct sigaction action = {};
+      sigaction(number, nullptr, &action);
+      result.push_back(action.sa_handler);
+    }
+    return result;
+  };
+  const auto handlersBefore = handlers();
+  sigset_t maskBefore;
+  sigprocmask(SIG_SETMASK, nullptr, &maskBefore);
+  char* const folderBefore = getcwd(nullptr, 0);
+  const uid_t userBefore = geteuid();
+
+  EXPECT_EQ(callEx().status, 0);
+  EXPECT_EQ(callShort(nullptr).status, 1);
+
+  EXPECT_EQ(openDescriptors(), descriptorsBefore);
+  EXPECT_EQ(handlers(), handlersBefore);
+  sigset_t maskAfter;
+  sigprocmask(SIG_SETMASK, nullptr, &maskAfter);
+  for (int number = 1; number < 32; ++number) {
+    EXPECT_EQ(sigismember(&maskAfter, number), sigismember(&maskBefore, number)) << number;
+  }
+  char* const folderAfter = getcwd(nullptr, 0);
+  EXPECT_STREQ(folderAfter, folderBefore);
+  free(folderAfter);
+  free(folderBefore);
+  EXPECT_EQ(geteuid(), userBefore);
+}
+
+}  // namespace

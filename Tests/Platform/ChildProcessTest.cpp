@@ -1,0 +1,384 @@
+#include <gmock/gmock.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "Platform/ChildProcess.h"
+#include "Platform/UserIdentity.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/Outside.h"
+
+namespace {
+
+using platform::ChildProcess;
+using platform::firstLineOfShellCommand;
+using platform::runAndWait;
+using platform::runShellCommand;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+constexpr char kShell[] = "/bin/sh";
+
+/// Sets what a signal does, for this test.
+class ScopedSignalAction {
+ public:
+  ScopedSignalAction(int signal, void (*action)(int)) : _signal(signal) {
+    struct sigaction changed = {};
+    changed.sa_handler = action;  // without SA_RESTART: calls are interrupted
+    EXPECT_EQ(sigaction(signal, &changed, &_before), 0);
+  }
+  ScopedSignalAction(const ScopedSignalAction&) = delete;
+  ScopedSignalAction& operator=(const ScopedSignalAction&) = delete;
+  ~ScopedSignalAction() { sigaction(_signal, &_before, nullptr); }
+
+ private:
+  int _signal;
+  struct sigaction _before = {};
+};
+
+class ChildProcessTest : public OutsideTest {
+ protected:
+  /// Quoted for the shell; the test's folder has no apostrophe in its path.
+  std::string quoted(const std::string& relativePath) const { return "'" + (folder / relativePath) + "'"; }
+
+  /// Runs shell text as a ChildProcess.
+  static void runScript(const std::string& text) { runAndWait(kShell, {"-c", text}); }
+
+  std::string readIfThere(const std::string& relativePath) const {
+    return folder.has(relativePath) ? folder.read(relativePath) : "<missing>";
+  }
+};
+
+// ----- What a child gets -----
+
+TEST_F(ChildProcessTest, ArgumentZeroIsThePath) {
+  runScript("printf %s \"$0\" > " + quoted("zero"));
+  EXPECT_EQ(readIfThere("zero"), kShell);
+  folder.makeLink("other shell", kShell);
+  runAndWait(folder / "other shell", {"-c", "printf %s \"$0\" > " + quoted("zero")});
+  EXPECT_EQ(readIfThere("zero"), folder / "other shell");
+}
+
+TEST_F(ChildProcessTest, ArgumentsArriveAsTheyAre) {
+  const std::string program =
+      folder.makeScript("a program", "for a in \"$@\"; do printf '<%s>' \"$a\"; done > " + quoted("arguments"));
+  runAndWait(program, {"", "two words", "new\nline", "*", "$HOME", "'\"\\`", "-c", "\xff", ""});
+  EXPECT_EQ(readIfThere("arguments"), "<><two words><new\nline><*><$HOME><'\"\\`><-c><\xff><>");
+  runAndWait(program, {});
+  EXPECT_EQ(readIfThere("arguments"), "");
+  const std::string longOne(100'000, 'x');
+  runAndWait(program, {longOne});
+  EXPECT_TRUE(readIfThere("arguments") == "<" + longOne + ">");
+}
+
+TEST_F(ChildProcessTest, EnvironmentAndWorkingFolderAreTheCallers) {
+  setEnvironment("HOTFIX_TEST", "a value");
+  runScript("printf '%s %s' \"$HOTFIX_TEST\" \"$(pwd -P)\" > " + quoted("seen"));
+  char* current = getcwd(nullptr, 0);
+  EXPECT_EQ(readIfThere("seen"), std::string("a value ") + current);
+  std::free(current);
+}
+
+TEST_F(ChildProcessTest, StandardInputIsTheCallers) {
+  const int input = open(folder.makeFile("input", "typed\n").c_str(), O_RDONLY | O_CLOEXEC);
+  {
+    const ScopedRedirection redirection(STDIN_FILENO, input);
+    runScript("cat > " + quoted("seen"));
+  }
+  close(input);
+  EXPECT_EQ(readIfThere("seen"), "typed\n");
+}
+
+TEST_F(ChildProcessTest, OutputsGoToTheNullDevice) {
+  const int output = open(folder.makeFile("output").c_str(), O_WRONLY | O_CLOEXEC);
+  {
+    const ScopedRedirection out(STDOUT_FILENO, output);
+    const ScopedRedirection err(STDERR_FILENO, output);
+    runScript("echo out; echo err >&2; for n in 1 2; do [ /dev/fd/$n -ef /dev/null ] && echo $n >> " + quoted("null") +
+              "; done");
+  }
+  close(output);
+  EXPECT_EQ(folder.read("output"), "");
+  EXPECT_THAT(folder.lines("null"), ElementsAre("1", "2"));
+}
+
+TEST_F(ChildProcessTest, ChildLeadsItsOwnProcessGroup) {
+  // A process group with the child's number exists just when the child is its leader.
+  const std::string text = "kill -s 0 -- -$$ && echo leader >> " + quoted("seen");
+  runScript(text);
+  runShellCommand(text);
+  (void)firstLineOfShellCommand(text, 100);
+  EXPECT_THAT(folder.lines("seen"), ElementsAre("leader", "leader", "leader"));
+}
+
+TEST_F(ChildProcessTest, OnlyStandardDescriptorsAreInherited) {
+  const int source = open("/dev/null", O_RDWR);  // NOLINT: not closed on exec, and on purpose
+  ASSERT_GT(source, 2);
+  std::vector<int> opened{source};
+  for (const int number : {7, 50, 200, 900}) {
+    if (fcntl(number, F_GETFD) == -1 && dup2(source, number) == number) opened.push_back(number);
+  }
+  EXPECT_GE(opened.size(), 3U);
+  std::string text = "exec 1>> " + quoted("seen") + "; for n in";
+  for (const int number : opened) text += " " + std::to_string(number);
+  text += "; do [ -e /dev/fd/$n ] && echo inherited $n; done; echo done";
+  runScript(text);
+  runShellCommand(text);
+  (void)firstLineOfShellCommand(text, 100);
+  for (const int number : opened) close(number);
+  EXPECT_THAT(folder.lines("seen"), ElementsAre("done", "done", "done"));
+}
+
+TEST_F(ChildProcessTest, SignalsOfTheCallerAreNotTheChilds) {
+  if (access("/proc/self/status", R_OK) != 0) GTEST_SKIP() << "needs /proc to look at a child's signals";
+  const ScopedSignalAction pipeIgnored(SIGPIPE, SIG_IGN);
+  const ScopedSignalAction childIgnored(SIGCHLD, SIG_IGN);
+  sigset_t blocked;
+  sigset_t before;
+  sigfillset(&blocked);
+  ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &blocked, &before), 0);
+  runScript("cat /proc/self/status > " + quoted("status"));
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  int found = 0;
+  for (const std::string& line : folder.lines("status")) {
+    if (line.compare(0, 3, "Sig") != 0) continue;
+    const unsigned long long bits = std::strtoull(line.c_str() + line.find('\t'), nullptr, 16);
+    const auto has = [bits](int signal) { return (bits >> (signal - 1) & 1U) != 0; };
+    if (line.compare(0, 7, "SigBlk:") == 0) {
+      ++found;
+      EXPECT_EQ(bits, 0U) << line;
+    }
+    if (line.compare(0, 7, "SigIgn:") == 0) {
+      ++found;
+      EXPECT_FALSE(has(SIGPIPE)) << line;
+      EXPECT_FALSE(has(SIGCHLD)) << line;
+    }
+  }
+  EXPECT_EQ(found, 2);
+}
+
+// ----- Waiting -----
+
+TEST_F(ChildProcessTest, WaitingReturnsWhenTheChildHasExited) {
+  // The child cannot go on before the other end of the FIFO is opened, which happens after it was started.
+  folder.makeFifo("fifo");
+  ChildProcess child(kShell, {"-c", "read line < " + quoted("fifo") + "; sleep 0.1; echo ended > " + quoted("seen")});
+  EXPECT_FALSE(folder.has("seen"));
+  const int writer = open((folder / "fifo").c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_EQ(write(writer, "go\n", 3), 3);
+  close(writer);
+  child.waitUntilExit();
+  EXPECT_EQ(readIfThere("seen"), "ended\n");
+  child.waitUntilExit();  // again: nothing to wait for
+}
+
+TEST_F(ChildProcessTest, ObjectWaitsBeforeItGoes) {
+  { const ChildProcess child(kShell, {"-c", "sleep 0.1; echo ended > " + quoted("seen")}); }
+  EXPECT_EQ(readIfThere("seen"), "ended\n");
+}
+
+TEST_F(ChildProcessTest, ChildrenLeaveNoZombies) {
+  runScript("exit 0");
+  runShellCommand("exit 1");
+  (void)firstLineOfShellCommand("exit 2", 10);
+  runAndWait(folder / "nowhere", {});
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
+TEST_F(ChildProcessTest, WaitingIsRightWhereChildrenAreIgnored) {
+  const ScopedSignalAction ignored(SIGCHLD, SIG_IGN);
+  runScript("sleep 0.1; echo ended > " + quoted("seen"));
+  EXPECT_EQ(readIfThere("seen"), "ended\n");
+  runShellCommand("sleep 0.1; echo ended > " + quoted("seen too"));
+  EXPECT_EQ(readIfThere("seen too"), "ended\n");
+  EXPECT_EQ(firstLineOfShellCommand("echo line; sleep 0.1; echo ended > " + quoted("seen three"), 100), "line");
+  EXPECT_EQ(readIfThere("seen three"), "ended\n");
+}
+
+TEST_F(ChildProcessTest, WaitingIsRightWhereChildrenAreReapedElsewhere) {
+  std::atomic<bool> stopped{false};
+  std::thread reaper([&] {
+    while (!stopped) (void)waitpid(-1, nullptr, 0);
+  });
+  for (int i = 0; i < 10; ++i) {
+    const std::string name = "seen" + std::to_string(i);
+    runScript("sleep 0.02; echo ended > " + quoted(name));
+    EXPECT_EQ(readIfThere(name), "ended\n");
+  }
+  stopped = true;
+  reaper.join();
+}
+
+void doNothing(int) {}
+
+TEST_F(ChildProcessTest, SignalsOfTheCallerDoNotEndTheWaiting) {
+  const ScopedSignalAction handled(SIGALRM, doNothing);
+  const itimerval often = {{0, 1000}, {0, 1000}};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+  runScript("sleep 0.2; echo ended > " + quoted("seen"));
+  const OptionalString line = firstLineOfShellCommand("sleep 0.2; echo line", 100);
+  const itimerval never = {};
+  setitimer(ITIMER_REAL, &never, nullptr);
+  EXPECT_EQ(readIfThere("seen"), "ended\n");
+  EXPECT_EQ(line, "line");
+}
+
+TEST_F(ChildProcessTest, ChildKilledByASignalHasEnded) {
+  runScript("kill -KILL $$; echo survived > " + quoted("seen"));
+  EXPECT_EQ(readIfThere("seen"), "<missing>");
+  EXPECT_EQ(firstLineOfShellCommand("echo line; kill -KILL $$", 100), "line");
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ChildProcessTest, ExitStatusDoesNotMatter) {
+  runScript("exit 7");
+  runShellCommand("exit 7");
+  EXPECT_EQ(firstLineOfShellCommand("echo line; exit 7", 100), "line");
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ChildProcessTest, ChildrenLeaveNoDescriptorOpen) {
+  const int before = openDescriptors();
+  runScript("exit 0");
+  runShellCommand("exit 0");
+  (void)firstLineOfShellCommand("echo line", 100);
+  runAndWait(folder / "nowhere", {});
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+// ----- What cannot be started -----
+
+TEST_F(ChildProcessTest, ProgramThatCannotBeStartedIsOneLineInTheLog) {
+  folder.makeFolder("folder");
+  folder.makeFile("not executable", "#!/bin/sh\n");
+  folder.makeFile("without interpreter", "echo started\n", 0755);
+  folder.makeFile("empty", "", 0755);
+  folder.makeFile("missing interpreter", "#!/no/such/interpreter\n", 0755);
+  folder.makeLink("broken", "nowhere");
+  const std::pair<std::string, int> programs[] = {
+      {folder / "nowhere", ENOENT},        {folder / "folder", EACCES},
+      {folder / "not executable", EACCES}, {folder / "without interpreter", ENOEXEC},
+      {folder / "empty", ENOEXEC},         {folder / "missing interpreter", ENOENT},
+      {folder / "broken", ENOENT},         {folder / "empty/below", ENOTDIR}};
+  for (const auto& [path, reason] : programs) {
+    clearLog();
+    ChildProcess child(path, {"argument"});
+    child.waitUntilExit();
+    ASSERT_EQ(log().size(), 1U) << path;
+    EXPECT_EQ(log().front().first, 3) << path;
+    EXPECT_THAT(log().front().second, AllOf(HasSubstr(path), HasSubstr(std::strerror(reason))));
+  }
+}
+
+TEST_F(ChildProcessTest, AbsentPathIsOneLineInTheLog) {
+  runAndWait({}, {"argument"});
+  ASSERT_EQ(log().size(), 1U);
+  EXPECT_EQ(log().front().first, 3);
+  EXPECT_THAT(log().front().second, HasSubstr("(null)"));
+}
+
+TEST_F(ChildProcessTest, NoSearchPathIsUsed) {
+  runAndWait(std::string("sh"), {"-c", "echo started > " + quoted("seen")});
+  EXPECT_EQ(readIfThere("seen"), "<missing>");
+  EXPECT_EQ(log().size(), 1U);
+}
+
+TEST_F(ChildProcessTest, PathIsShownInTheLogAsItIs) {
+  runAndWait(folder / "100%s%n", {});
+  ASSERT_EQ(log().size(), 1U);
+  EXPECT_THAT(log().front().second, HasSubstr("100%s%n"));
+}
+
+// ----- Shell commands -----
+
+TEST_F(ChildProcessTest, ShellCommandHasTheCallersOutputs) {
+  const int output = open(folder.makeFile("output").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  const int errors = open(folder.makeFile("errors").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  {
+    const ScopedRedirection out(STDOUT_FILENO, output);
+    const ScopedRedirection err(STDERR_FILENO, errors);
+    runShellCommand("echo out; echo err >&2");
+  }
+  close(output);
+  close(errors);
+  EXPECT_EQ(folder.read("output"), "out\n");
+  EXPECT_EQ(folder.read("errors"), "err\n");
+}
+
+TEST_F(ChildProcessTest, ShellCommandIsWaitedForAndReadByTheShell) {
+  runShellCommand("sleep 0.1; x='a b'; printf '%s|' $x \"$x\" > " + quoted("seen"));
+  EXPECT_EQ(readIfThere("seen"), "a|b|a b|");
+}
+
+TEST_F(ChildProcessTest, FirstLineIsCutAtTheNewline) {
+  EXPECT_EQ(firstLineOfShellCommand("echo first; echo second", 1022), "first");
+  EXPECT_EQ(firstLineOfShellCommand("printf 'no newline'", 1022), "no newline");
+  EXPECT_EQ(firstLineOfShellCommand("echo; echo second", 1022), "");
+  EXPECT_EQ(firstLineOfShellCommand("printf 'carriage\\r\\n'", 1022), "carriage\r");
+  EXPECT_EQ(firstLineOfShellCommand("echo ' blanks stay '", 1022), " blanks stay ");
+}
+
+TEST_F(ChildProcessTest, FirstLineThatComesInPiecesIsWhole) {
+  EXPECT_EQ(firstLineOfShellCommand("printf one; sleep 0.05; printf two; sleep 0.05; echo three; echo", 1022),
+            "onetwothree");
+}
+
+TEST_F(ChildProcessTest, FirstLineIsCutAtTheLimit) {
+  EXPECT_EQ(firstLineOfShellCommand("echo abcdefgh", 5), "abcde");
+  EXPECT_EQ(firstLineOfShellCommand("echo abcde", 5), "abcde");
+  EXPECT_EQ(firstLineOfShellCommand("echo abcde", 6), "abcde");
+  EXPECT_EQ(firstLineOfShellCommand("echo abcde", 1), "a");
+}
+
+TEST_F(ChildProcessTest, FirstLineIsCutAtANul) {
+  EXPECT_EQ(firstLineOfShellCommand("printf 'ab\\0cd\\n'", 1022), "ab");
+  EXPECT_EQ(firstLineOfShellCommand("printf '\\0cd\\n'", 1022), "");
+}
+
+TEST_F(ChildProcessTest, CommandThatPrintsNothingHasNoFirstLine) {
+  EXPECT_FALSE(firstLineOfShellCommand("true", 1022));
+  EXPECT_FALSE(firstLineOfShellCommand("/no/such/program 2> /dev/null", 1022));
+  EXPECT_FALSE(firstLineOfShellCommand("exec >&-", 1022));
+  EXPECT_FALSE(firstLineOfShellCommand("", 1022));
+}
+
+TEST_F(ChildProcessTest, RestOfALongOutputIsNotRead) {
+  EXPECT_EQ(firstLineOfShellCommand("echo first; exec yes 'more and more'", 1022), "first");
+  const OptionalString cut = firstLineOfShellCommand("head -c 5000000 /dev/zero | tr '\\0' x", 1022);
+  ASSERT_TRUE(cut);
+  EXPECT_TRUE(*cut == std::string(1022, 'x'));
+}
+
+TEST_F(ChildProcessTest, BackgroundProcessThatHoldsTheOutputIsNotWaitedFor) {
+  folder.makeFifo("fifo");
+  EXPECT_EQ(firstLineOfShellCommand("read line < " + quoted("fifo") + " & echo first", 1022), "first");
+  const int writer = open((folder / "fifo").c_str(), O_WRONLY | O_CLOEXEC);  // there is a reader: it still runs
+  EXPECT_EQ(write(writer, "go\n", 3), 3);
+  close(writer);
+}
+
+TEST_F(ChildProcessTest, StandardErrorOfTheFirstLineCommandIsTheCallers) {
+  const int errors = open(folder.makeFile("errors").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  {
+    const ScopedRedirection err(STDERR_FILENO, errors);
+    EXPECT_EQ(firstLineOfShellCommand("echo err >&2; echo line", 100), "line");
+  }
+  close(errors);
+  EXPECT_EQ(folder.read("errors"), "err\n");
+}
+
+TEST_F(ChildProcessTest, FirstLineIsReadAlsoWhereStandardDescriptorsAreClosed) {
+  for (const int closed : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    inChild([&] {
+      close(closed);
+      EXPECT_EQ(firstLineOfShellCommand("echo line", 100), "line");
+    });
+  }
+}
+
+}  // namespace

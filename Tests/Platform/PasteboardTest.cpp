@@ -1,0 +1,178 @@
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+#include "Platform/FileManager.h"
+#include "Platform/Pasteboard.h"
+#include "Platform/UserIdentity.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/Outside.h"
+#include "Tests/Support/TreeSnapshot.h"
+
+namespace {
+
+using platform::declarePasteboardType;
+using platform::pasteboardPropertyList;
+using platform::setPasteboardPropertyList;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr char kBoard[] = "com.qor.messages";
+constexpr char kType[] = "ERROR_MESSAGE";
+const PropertyListValue kValue(PropertyListValue::Array{"a text", PropertyListValue(true),
+                                                        PropertyListValue::integer(-7)});
+
+/// Run with both places where a store may lie.
+class PasteboardTest : public OutsideTest, public ::testing::WithParamInterface<bool> {
+ protected:
+  PasteboardTest() {
+    const std::string runtimeFolder = outside("/run/user/" + std::to_string(geteuid()));
+    stores = GetParam() ? runtimeFolder : outside(platform::homeFolder().value_or("") + "/Library/Pasteboards");
+    if (GetParam()) folder.makeFolder(runtimeFolder, 0700);
+  }
+
+  /// The file of the one store, relative to the test's folder.
+  std::string storeFile() const {
+    const std::vector<std::string> names = folder.names(stores);
+    EXPECT_EQ(names.size(), 1U);
+    return names.empty() ? "" : stores + "/" + names.front();
+  }
+
+  std::string stores;  ///< relative to the test's folder
+};
+
+INSTANTIATE_TEST_SUITE_P(Places, PasteboardTest, ::testing::Bool(), [](const ::testing::TestParamInfo<bool>& place) {
+  return place.param ? "RuntimeFolder" : "HomeFolder";
+});
+
+TEST_P(PasteboardTest, StoredValueIsReadAgain) {
+  declarePasteboardType(kBoard, kType);
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_EQ(pasteboardPropertyList(kBoard, kType), kValue);
+  setPasteboardPropertyList(kBoard, kType, "another");
+  EXPECT_EQ(pasteboardPropertyList(kBoard, kType), PropertyListValue("another"));
+}
+
+TEST_P(PasteboardTest, UndeclaredTypeIsNotStored) {
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+  declarePasteboardType(kBoard, "OTHER");
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, "OTHER"));
+}
+
+TEST_P(PasteboardTest, DeclaringClearsThePasteboard) {
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  declarePasteboardType(kBoard, kType);
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  declarePasteboardType(kBoard, "OTHER");
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+}
+
+TEST_P(PasteboardTest, PasteboardsOfOtherNamesAreApart) {
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  declarePasteboardType("com.qor.other", kType);
+  EXPECT_FALSE(pasteboardPropertyList("com.qor.other", kType));
+  EXPECT_EQ(pasteboardPropertyList(kBoard, kType), kValue);
+}
+
+TEST_P(PasteboardTest, NothingIsReadBeforeAnythingIsDeclared) {
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_P(PasteboardTest, StoreIsForItsUserAlone) {
+  const ScopedUmask mask(0);
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_EQ(folder.mode(storeFile()), 0600U);
+  EXPECT_EQ(folder.mode(stores), 0700U);
+}
+
+TEST_P(PasteboardTest, DamagedStoreHoldsNothing) {
+  declarePasteboardType(kBoard, kType);
+  const std::string file = storeFile();
+  for (const char* text : {"", "junk", "{", "( a )", "{ ERROR_MESSAGE = text; }", "{ OTHER = ( text ); }"}) {
+    folder.makeFile(file, text, 0600);
+    EXPECT_FALSE(pasteboardPropertyList(kBoard, kType)) << text;
+  }
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_EQ(pasteboardPropertyList(kBoard, kType), kValue);
+}
+
+TEST_P(PasteboardTest, LinkAtTheStoreIsNeitherReadNorWritten) {
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  const std::string file = storeFile();
+  ASSERT_EQ(rename((folder / file).c_str(), (folder / "precious").c_str()), 0);
+  const std::string before = folder.read("precious");
+  folder.makeLink(file, folder / "precious");
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+  setPasteboardPropertyList(kBoard, kType, "new");
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, "new");
+  EXPECT_EQ(folder.read("precious"), before);
+}
+
+TEST_P(PasteboardTest, FifoAtTheStoreIsNotOpened) {
+  declarePasteboardType(kBoard, kType);
+  const std::string file = storeFile();
+  unlink((folder / file).c_str());
+  folder.makeFifo(file);
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_EQ(pasteboardPropertyList(kBoard, kType), kValue);
+}
+
+TEST_P(PasteboardTest, NameIsNoPath) {
+  declarePasteboardType("../../escaped", kType);
+  declarePasteboardType("/escaped", kType);
+  const auto tree = treeSnapshot(folder.path());
+  for (const auto& [path, content] : tree) {
+    EXPECT_TRUE(content.compare(0, 5, "file:") != 0 || path.compare(0, stores.size() + 1, stores + "/") == 0) << path;
+  }
+}
+
+TEST_P(PasteboardTest, FolderThatOthersCanEnterIsNotUsed) {
+  folder.makeFolder(stores, 0755);
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_THAT(folder.names(stores), IsEmpty());
+}
+
+TEST_P(PasteboardTest, LinkToAFolderIsNotUsed) {
+  folder.makeFolder("elsewhere", 0700);
+  folder.makeFolder(stores);
+  ASSERT_EQ(rmdir((folder / stores).c_str()), 0);
+  folder.makeLink(stores, folder / "elsewhere");
+  declarePasteboardType(kBoard, kType);
+  EXPECT_THAT(folder.names("elsewhere"), IsEmpty());
+}
+
+TEST_P(PasteboardTest, FolderOfSomebodyElseIsNotUsed) {
+  if (!isRoot()) GTEST_SKIP() << "needs the rights to give files away";
+  folder.makeFolder(stores, 0700);
+  ASSERT_EQ(chown((folder / stores).c_str(), 12345, 0), 0);
+  declarePasteboardType(kBoard, kType);
+  EXPECT_THAT(folder.names(stores), IsEmpty());
+}
+
+TEST_P(PasteboardTest, StoreThatCannotBeMadeIsSilent) {
+  folder.makeFolder(stores, 0700);
+  ASSERT_EQ(rmdir((folder / stores).c_str()), 0);
+  folder.makeFile(stores, "a file where the folder should be");
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_EQ(folder.read(stores), "a file where the folder should be");
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,379 @@
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/sysmacros.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <optional>
+
+#include "Platform/SystemLog.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/Outside.h"
+#include "Tests/Support/TreeSnapshot.h"
+
+namespace {
+
+std::optional<std::time_t> clockTime;  // what time it is for the tests here
+
+}  // namespace
+
+/// Takes the place of the C library's own for this program, so that a test can stop the clock.
+extern "C" std::time_t time(std::time_t* result) noexcept {
+  timeval now = {};
+  gettimeofday(&now, nullptr);
+  const std::time_t seconds = clockTime.value_or(now.tv_sec);
+  if (result != nullptr) *result = seconds;
+  return seconds;
+}
+
+namespace {
+
+using platform::LogLevel;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// What stands between the time and the level.
+std::string origin() {
+  char host[256] = {};
+  gethostname(host, sizeof host - 1);
+  return std::string(" ") + host + " " + program_invocation_short_name + "[" + std::to_string(getpid()) + "] ";
+}
+
+class SystemLogTest : public OutsideTest {
+ protected:
+  SystemLogTest() : file(open((folder / "trace").c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) {
+    EXPECT_GE(file, 0);
+  }
+  ~SystemLogTest() override {
+    clockTime.reset();
+    platform::removeLogFile(file);
+    close(file);
+  }
+
+  /// The bytes after the level that a message makes in the trace file.
+  std::string traced(const std::string& message) const {
+    EXPECT_EQ(ftruncate(file, 0), 0);
+    platform::addLogFile(file);
+    platform::log(LogLevel::Info, "%s", message.c_str());
+    platform::removeLogFile(file);
+    const std::string line = folder.read("trace");
+    const std::string mark = " <Info>: ";
+    const size_t at = line.find(mark);
+    return at == std::string::npos ? "<no line>" : line.substr(at + mark.size());
+  }
+
+  int file;
+};
+
+// ----- Lines -----
+
+TEST_F(SystemLogTest, LineHasTheStandardForm) {
+  platform::addLogFile(file);
+  for (const int day : {3, 20}) {
+    std::tm moment = {};
+    moment.tm_year = 2026 - 1900;
+    moment.tm_mon = 11 - 1;
+    moment.tm_mday = day;
+    moment.tm_hour = 9;
+    moment.tm_min = 5;
+    moment.tm_sec = 7;
+    moment.tm_isdst = -1;
+    clockTime = std::mktime(&moment);
+    platform::log(LogLevel::Info, "a %s of %d parts", "message", 2);
+  }
+  EXPECT_THAT(folder.lines("trace"), ElementsAre("Nov  3 09:05:07" + origin() + "<Info>: a message of 2 parts",
+                                                 "Nov 20 09:05:07" + origin() + "<Info>: a message of 2 parts"));
+}
+
+TEST_F(SystemLogTest, LevelsHaveNames) {
+  platform::addLogFile(file);
+  for (const LogLevel level : {LogLevel::Error, LogLevel::Warning, LogLevel::Notice, LogLevel::Info}) {
+    platform::log(level, "text");
+  }
+  std::vector<std::string> endings;
+  for (const std::string& line : folder.lines("trace")) endings.push_back(line.substr(line.find('<')));
+  EXPECT_THAT(endings, ElementsAre("<Error>: text", "<Warning>: text", "<Notice>: text", "<Info>: text"));
+}
+
+TEST_F(SystemLogTest, SystemLogGetsLevelAndUnchangedText) {
+  platform::log(LogLevel::Warning, "two\nlines %s", "\b");
+  EXPECT_THAT(log(), ElementsAre(LogLine{4, "two\nlines \b"}));
+}
+
+TEST_F(SystemLogTest, MessageCannotLookLikeTwo) {
+  EXPECT_EQ(traced("one\ntwo"), "one\n\ttwo\n");
+  EXPECT_EQ(traced("one\rtwo"), "one\n\ttwo\n");
+  EXPECT_EQ(traced("one\r\ntwo"), "one\n\t\n\ttwo\n");
+  EXPECT_EQ(traced("one\xC2\x85two"), "one\n\ttwo\n");
+  EXPECT_EQ(traced("one\xE2\x80\xA8two"), "one\n\ttwo\n");
+  EXPECT_EQ(traced("one\xE2\x80\xA9two"), "one\n\ttwo\n");
+  EXPECT_EQ(traced("end\n"), "end\n\t\n");
+  EXPECT_EQ(traced("\n"), "\n\t\n");
+}
+
+TEST_F(SystemLogTest, BackspaceIsShown) { EXPECT_EQ(traced("a\b\bb"), "a^H^Hb\n"); }
+
+TEST_F(SystemLogTest, OtherCharactersStayAsTheyAre) {
+  for (const char* text : {"", "tab\t", "\x1b[31m", "\x01\x7f", "\xC3\xA9\xE2\x80\xA6", "\xC2", "\xE2\x80", "\xE2",
+                           "\xC2\x84", "\xE2\x80\xA7", "\x85", "100%s %n"}) {
+    EXPECT_EQ(traced(text), text + std::string("\n")) << text;
+  }
+}
+
+TEST_F(SystemLogTest, LongMessagesAreWhole) {
+  const std::string text(1U << 20, 'x');
+  EXPECT_TRUE(traced(text) == text + "\n");
+  EXPECT_TRUE(log().back().second == text);
+}
+
+TEST_F(SystemLogTest, LineIsOneWrite) {
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);  // one write, one packet
+  platform::addLogFile(ends[0]);
+  platform::log(LogLevel::Info, "%s", (std::string(5000, 'x') + "\nsecond line").c_str());
+  platform::removeLogFile(ends[0]);
+  char packet[8192];
+  const ssize_t length = recv(ends[1], packet, sizeof packet, MSG_DONTWAIT);
+  ASSERT_GT(length, 5000);
+  EXPECT_EQ(packet[length - 1], '\n');
+  EXPECT_EQ(recv(ends[1], packet, sizeof packet, MSG_DONTWAIT), -1);
+  for (const int end : ends) close(end);
+}
+
+TEST_F(SystemLogTest, LinesOfSeveralThreadsDoNotMix) {
+  platform::addLogFile(file);
+  std::vector<std::thread> threads;
+  for (const char letter : {'a', 'b', 'c'}) {
+    threads.emplace_back([letter] {
+      for (int i = 0; i < 200; ++i) platform::log(LogLevel::Info, "%s", std::string(1000, letter).c_str());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const std::vector<std::string> lines = folder.lines("trace");
+  EXPECT_EQ(lines.size(), 600U);
+  for (const std::string& line : lines) {
+    const std::string text = line.substr(line.find("<Info>: ") + 8);
+    ASSERT_TRUE(text == std::string(1000, text.front())) << line;
+  }
+}
+
+TEST_F(SystemLogTest, ErrorNumberOfTheCallerIsKept) {
+  platform::addLogFile(file);
+  errno = EDOM;
+  platform::log(LogLevel::Error, "text");
+  EXPECT_EQ(errno, EDOM);
+}
+
+// ----- Files -----
+
+TEST_F(SystemLogTest, EveryAddedFileGetsTheLine) {
+  const int second = open((folder / "second").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  platform::addLogFile(file);
+  platform::addLogFile(second);
+  platform::log(LogLevel::Info, "text");
+  platform::removeLogFile(second);
+  close(second);
+  EXPECT_EQ(folder.lines("trace").size(), 1U);
+  EXPECT_EQ(folder.read("trace"), folder.read("second"));
+}
+
+TEST_F(SystemLogTest, AddingTwiceIsOnce) {
+  platform::addLogFile(file);
+  platform::addLogFile(file);
+  platform::log(LogLevel::Info, "text");
+  EXPECT_EQ(folder.lines("trace").size(), 1U);
+  platform::removeLogFile(file);
+  platform::log(LogLevel::Info, "text");
+  EXPECT_EQ(folder.lines("trace").size(), 1U);
+}
+
+TEST_F(SystemLogTest, RemovedFileStaysOpenAndGetsNothing) {
+  platform::removeLogFile(file);  // was never added
+  platform::addLogFile(file);
+  platform::removeLogFile(file);
+  platform::log(LogLevel::Info, "text");
+  EXPECT_EQ(folder.read("trace"), "");
+  EXPECT_NE(fcntl(file, F_GETFD), -1);
+}
+
+TEST_F(SystemLogTest, FileThatCannotBeWrittenIsNoLongerUsed) {
+  const int bad = open((folder / "trace").c_str(), O_RDONLY | O_CLOEXEC);
+  platform::addLogFile(bad);
+  platform::addLogFile(file);
+  platform::log(LogLevel::Info, "first");
+  ASSERT_EQ(dup2(file, bad), bad);  // could be written now
+  platform::log(LogLevel::Info, "second");
+  EXPECT_EQ(folder.lines("trace").size(), 2U);
+  platform::addLogFile(bad);
+  platform::log(LogLevel::Info, "third");
+  EXPECT_EQ(folder.lines("trace").size(), 4U);
+  platform::removeLogFile(bad);
+  close(bad);
+  EXPECT_EQ(log().size(), 3U);
+}
+
+TEST_F(SystemLogTest, ClosedFileIsPassedOver) {
+  const int closed = open((folder / "trace").c_str(), O_WRONLY | O_CLOEXEC);
+  platform::addLogFile(closed);
+  close(closed);
+  platform::log(LogLevel::Info, "text");
+  platform::removeLogFile(closed);
+  platform::addLogFile(-1);
+  platform::log(LogLevel::Info, "text");
+  EXPECT_EQ(log().size(), 2U);
+}
+
+TEST_F(SystemLogTest, PipeWhoseReaderHasGoneDoesNotEndTheProcess) {
+  inChild([] {
+    signal(SIGPIPE, SIG_DFL);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    platform::addLogFile(ends[1]);
+    platform::log(LogLevel::Info, "text");
+  });
+}
+
+// ----- openTraceFile -----
+
+class TraceFileTest : public OutsideTest {
+ protected:
+  /// Opens the trace file and writes a text to it, as the log would.
+  bool trace() const {
+    const int descriptor = platform::openTraceFile(folder / "trace");
+    if (descriptor < 0) return false;
+    EXPECT_EQ(write(descriptor, "new", 3), 3);
+    EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
+    close(descriptor);
+    return true;
+  }
+
+  void expectNewTraceFile() const {
+    EXPECT_TRUE(S_ISREG(folder.attributes("trace").st_mode));
+    EXPECT_EQ(folder.attributes("trace").st_nlink, 1U);
+    EXPECT_EQ(folder.attributes("trace").st_uid, geteuid());
+    EXPECT_EQ(folder.mode("trace"), 0644U);
+    EXPECT_EQ(folder.read("trace"), "new");
+  }
+};
+
+TEST_F(TraceFileTest, MissingFileIsMade) {
+  const ScopedUmask mask(0);
+  EXPECT_TRUE(trace());
+  expectNewTraceFile();
+}
+
+TEST_F(TraceFileTest, OwnFileIsEmptiedAndUsed) {
+  folder.makeFile("trace", "a longer old text", 0600);
+  const ino_t before = folder.attributes("trace").st_ino;
+  EXPECT_TRUE(trace());
+  EXPECT_EQ(folder.read("trace"), "new");
+  EXPECT_EQ(folder.attributes("trace").st_ino, before);
+  EXPECT_EQ(folder.mode("trace"), 0600U);
+}
+
+TEST_F(TraceFileTest, LinkIsReplacedAndItsTargetNotTouched) {
+  const ScopedUmask mask(022);
+  folder.makeFile("precious", "text", 0600);
+  folder.makeLink("trace", "precious");
+  EXPECT_TRUE(trace());
+  expectNewTraceFile();
+  EXPECT_EQ(folder.read("precious"), "text");
+}
+
+TEST_F(TraceFileTest, BrokenLinkMakesNoFileElsewhere) {
+  const ScopedUmask mask(022);
+  folder.makeLink("trace", "elsewhere");
+  EXPECT_TRUE(trace());
+  expectNewTraceFile();
+  EXPECT_FALSE(folder.has("elsewhere"));
+}
+
+TEST_F(TraceFileTest, FifoIsReplacedWithoutWaitingForAReader) {
+  const ScopedUmask mask(022);
+  folder.makeFifo("trace");
+  EXPECT_TRUE(trace());
+  expectNewTraceFile();
+}
+
+TEST_F(TraceFileTest, FifoWithAReaderIsReplacedToo) {
+  const ScopedUmask mask(022);
+  const int reader = open(folder.makeFifo("trace").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(reader, 0);
+  EXPECT_TRUE(trace());
+  expectNewTraceFile();
+  char text[8];
+  EXPECT_LE(read(reader, text, sizeof text), 0);
+  close(reader);
+}
+
+TEST_F(TraceFileTest, FileWithTwoLinksIsMadeAnew) {
+  const ScopedUmask mask(022);
+  folder.makeFile("precious", "text", 0600);
+  ASSERT_EQ(link((folder / "precious").c_str(), (folder / "trace").c_str()), 0);
+  EXPECT_TRUE(trace());
+  expectNewTraceFile();
+  EXPECT_EQ(folder.read("precious"), "text");
+}
+
+TEST_F(TraceFileTest, FolderLeavesNoTraceFile) {
+  folder.makeFile("trace/nested", "text");
+  const auto before = treeSnapshot(folder.path());
+  EXPECT_FALSE(trace());
+  EXPECT_EQ(treeSnapshot(folder.path()), before);
+}
+
+TEST_F(TraceFileTest, MissingFolderLeavesNoTraceFile) {
+  EXPECT_EQ(platform::openTraceFile(folder / "missing/trace"), -1);
+  folder.makeFile("file");
+  EXPECT_EQ(platform::openTraceFile(folder / "file/trace"), -1);
+  EXPECT_EQ(platform::openTraceFile(""), -1);
+}
+
+TEST_F(TraceFileTest, SomebodyElsesFileIsMadeAnewUnlessTheInvokingUserIsMeant) {
+  const auto other = otherAccount();
+  if (!isRoot() || !other) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
+  const ScopedUmask mask(022);
+  setEnvironment("SUDO_UID", {});
+  folder.makeFile("trace", "planted", 0666);
+  ASSERT_EQ(chown((folder / "trace").c_str(), other->uid, other->gid), 0);
+  EXPECT_TRUE(trace());
+  expectNewTraceFile();
+
+  ASSERT_EQ(chown((folder / "trace").c_str(), other->uid, other->gid), 0);
+  setEnvironment("USER", other->name);
+  EXPECT_TRUE(trace());
+  EXPECT_EQ(folder.attributes("trace").st_uid, other->uid);
+  EXPECT_EQ(folder.read("trace"), "new");
+}
+
+TEST_F(TraceFileTest, FileThatCannotBeRemovedLeavesNoTraceFile) {
+  if (!isRoot()) GTEST_SKIP() << "needs a file of another owner";
+  folder.makeFile("trace", "text", 0644);
+  asUnprivileged([&] { EXPECT_FALSE(trace()); });
+  EXPECT_EQ(folder.read("trace"), "text");
+}
+
+TEST_F(TraceFileTest, DeviceIsReplaced) {
+  if (mknod((folder / "trace").c_str(), S_IFCHR | 0666, makedev(1, 3)) != 0) {
+    GTEST_SKIP() << "needs the rights to make a device: " << std::strerror(errno);
+  }
+  const ScopedUmask mask(022);
+  EXPECT_TRUE(trace());
+  expectNewTraceFile();
+}
+
+TEST_F(TraceFileTest, TwoOpeningsAddToTheSameText) {
+  const int first = platform::openTraceFile(folder / "trace");
+  const int second = platform::openTraceFile(folder / "trace");
+  EXPECT_EQ(write(first, "one", 3), 3);
+  EXPECT_EQ(write(second, "two", 3), 3);
+  EXPECT_EQ(folder.read("trace"), "onetwo");
+  close(first);
+  close(second);
+}
+
+}  // namespace
