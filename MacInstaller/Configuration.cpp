@@ -10,8 +10,9 @@ using platform::onDisk;
 Configuration::Configuration() {
   bool isDistrusted = false;
   const OptionalString contents = platform::readTrustedFile(onDisk(kInternalConfigurationFile), &isDistrusted);
-  if (contents) _internalProperties = Properties(onDisk(kInternalConfigurationFile), *contents);
-  if (isDistrusted) {
+  if (contents) {
+    _internalProperties = Properties(onDisk(kInternalConfigurationFile), *contents);
+  } else if (isDistrusted) {
     platform::log(platform::LogLevel::Warning,
                   "Ignored %s: it is not a file of root or of this user that only its owner can write.",
                   kInternalConfigurationFile);

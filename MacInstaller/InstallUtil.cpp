@@ -1,5 +1,7 @@
 #include "MacInstaller/InstallUtil.h"
 
+#include <algorithm>
+
 #include "MacInstaller/Properties.h"
 #include "MacInstaller/StringUtil.h"
 #include "Platform/CaseFolding.h"
@@ -55,6 +57,30 @@ bool hasPrefix(const std::string& text, const std::string& prefix) {
 
 bool hasSuffix(const std::string& text, const std::string& suffix) {
   return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+/// InstallUtil::copyFolderFrom, inside the source folders \a enclosing. A link back to one of them would have no end.
+void copyOrMerge(const std::string& source, const std::string& target, std::vector<std::string>& enclosing) {
+  if (!platform::exists(source)) return;
+  if (!platform::exists(target)) {
+    (void)platform::copyItem(source, target);
+    return;
+  }
+  const std::string folder = platform::resolvedPath(source).value_or(source);
+  if (std::find(enclosing.begin(), enclosing.end(), folder) != enclosing.end()) return;
+  enclosing.push_back(folder);
+  // A plain file as the source of an existing destination has no names and changes nothing, on purpose.
+  for (const std::string& name : platform::namesInFolder(source).value_or(std::vector<std::string>())) {
+    const std::string from = path::appending(source, name);
+    const std::string to = path::appending(target, name);
+    if (platform::isFolder(from)) {
+      copyOrMerge(from, to, enclosing);
+    } else {
+      (void)platform::removeItem(to);  // whatever it is, a whole folder too
+      (void)platform::copyItem(from, to);
+    }
+  }
+  enclosing.pop_back();
 }
 
 }  // namespace
@@ -208,22 +234,8 @@ void InstallUtil::replacePackageVariableWith(const OptionalString& package,
 }
 
 void InstallUtil::copyFolderFrom(const OptionalString& source, const OptionalString& to) {
-  if (!source || !to || !platform::exists(*source)) return;
-  if (!platform::exists(*to)) {
-    (void)platform::copyItem(*source, *to);
-    return;
-  }
-  // A plain file as the source of an existing destination has no names and changes nothing, on purpose.
-  for (const std::string& name : platform::namesInFolder(*source).value_or(std::vector<std::string>())) {
-    const std::string from = path::appending(*source, name);
-    const std::string target = path::appending(*to, name);
-    if (platform::isFolder(from)) {
-      copyFolderFrom(from, target);
-    } else {
-      (void)platform::removeItem(target);  // whatever it is, a whole folder too
-      (void)platform::copyItem(from, target);
-    }
-  }
+  std::vector<std::string> enclosing;
+  if (source && to) copyOrMerge(*source, *to, enclosing);
 }
 
 void InstallUtil::removeReceipt(const OptionalString& packageIdentifier) {

@@ -37,6 +37,9 @@ bool exists(const std::string& path);
 /// Whether \a path is a folder, or a link to one.
 bool isFolder(const std::string& path);
 
+/// The absolute path of what is at \a path, with all links followed; none when nothing is there.
+OptionalString resolvedPath(const std::string& path);
+
 /// The names in a folder, hidden ones included, "." and ".." not, in the file system's own order.
 ///
 /// \return none when there is no such folder or it cannot be read.

@@ -23,15 +23,26 @@ void closeOutput(xmlOutputBuffer* output) { xmlOutputBufferClose(output); }
 const xmlChar* xmlText(const std::string& text) { return reinterpret_cast<const xmlChar*>(text.c_str()); }
 const char* plainText(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
 
-// ----- Parsing -----
-
-/// Entities as libxml2 has them, but those that lie outside the document do not exist: resolving entities (which we
-/// ask for) would otherwise make libxml2 read local files named by them.
-xmlEntityPtr getInternalEntity(void* context, const xmlChar* name) {
-  xmlEntityPtr entity = xmlSAX2GetEntity(context, name);
-  return entity != nullptr && entity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY ? nullptr : entity;
+std::string qualifiedName(const xmlNs* space, const xmlChar* name) {
+  const bool hasPrefix = space != nullptr && space->prefix != nullptr;
+  return hasPrefix ? std::string(plainText(space->prefix)) + ":" + plainText(name) : plainText(name);
 }
 
+// ----- Parsing -----
+
+/// Declares an entity as libxml2 does, but one that lies outside the document as one that nobody may refer to:
+/// resolving entities (which we ask for) would otherwise make libxml2 read the local file that it names.
+void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId, const xmlChar* systemId,
+                   xmlChar* content) {
+  xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+  if (type != XML_EXTERNAL_GENERAL_PARSED_ENTITY) return;
+  xmlEntityPtr entity = xmlGetDocEntity(static_cast<xmlParserCtxtPtr>(context)->myDoc, name);
+  if (entity != nullptr && entity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY) {
+    entity->etype = XML_EXTERNAL_GENERAL_UNPARSED_ENTITY;
+  }
+}
+
+/// The same for parameter entities, which need not be declared to be skipped.
 xmlEntityPtr getInternalParameterEntity(void* context, const xmlChar* name) {
   xmlEntityPtr entity = xmlSAX2GetParameterEntity(context, name);
   return entity != nullptr && entity->etype == XML_EXTERNAL_PARAMETER_ENTITY ? nullptr : entity;
@@ -39,11 +50,16 @@ xmlEntityPtr getInternalParameterEntity(void* context, const xmlChar* name) {
 
 bool isBlankText(const xmlNode* node) { return node->type == XML_TEXT_NODE && xmlIsBlankNode(node) == 1; }
 
+/// Whether a node makes the content of its element mixed. A reference stands for a text that is not known.
+bool isText(const xmlNode* node) {
+  return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE || node->type == XML_ENTITY_REF_NODE;
+}
+
 /// Drops white space between elements and alone in one. White space in mixed content separates words and stays.
 void dropBlankText(xmlNode* parent) {
   bool isMixed = false;
   for (const xmlNode* child = parent->children; child != nullptr; child = child->next) {
-    isMixed = isMixed || (child->type == XML_TEXT_NODE && !isBlankText(child));
+    isMixed = isMixed || (isText(child) && !isBlankText(child));
   }
   const bool keepsBlanks = isMixed || xmlNodeGetSpacePreserve(parent) == 1;
   for (xmlNode *child = parent->children, *next = nullptr; child != nullptr; child = next) {
@@ -79,9 +95,9 @@ class Printer {
   void write(const std::string& text) { xmlOutputBufferWrite(_output, static_cast<int>(text.size()), text.c_str()); }
 
   void printDeclaration(const xmlDoc& document) {
-    // libxml2 has 1 and 0 for "yes" and "no", -1 for a declaration that says nothing, -2 for no declaration.
-    const bool hadDeclaration = document.standalone != -2;
-    const bool isStandalone = document.standalone == 1 || document.standalone == -1;
+    // libxml2 has 1 and 0 for "yes" and "no", -1 for no declaration, -2 for one that says nothing.
+    const bool hadDeclaration = document.standalone != -1;
+    const bool isStandalone = document.standalone == 1 || document.standalone == -2;
     write("<?xml version=\"");
     write(document.version != nullptr ? plainText(document.version) : "1.0");
     write("\"");
@@ -125,7 +141,7 @@ class Printer {
 
     bool isMixed = xmlNodeGetSpacePreserve(&element) == 1;
     for (const xmlNode* child = element.children; child != nullptr; child = child->next) {
-      isMixed = isMixed || child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE;
+      isMixed = isMixed || isText(child);
     }
     // Once inside mixed content, every added blank would be content.
     const bool isIndented = !isMixed && level != kOnOneLine && element.children != nullptr;
@@ -136,11 +152,6 @@ class Printer {
     }
     if (isIndented) write("\n" + std::string(static_cast<size_t>(kIndentation) * static_cast<size_t>(level), ' '));
     write("</" + name + ">");
-  }
-
-  static std::string qualifiedName(const xmlNs* space, const xmlChar* name) {
-    const bool hasPrefix = space != nullptr && space->prefix != nullptr;
-    return hasPrefix ? std::string(plainText(space->prefix)) + ":" + plainText(name) : plainText(name);
   }
 
   void writeEscaped(const char* text, bool inAttribute) {
@@ -186,13 +197,9 @@ class Printer {
 
 std::vector<XmlElement> XmlElement::children(const std::string& name) const {
   std::vector<XmlElement> result;
-  const size_t colon = name.find(':');
-  const std::string prefix = colon == std::string::npos ? "" : name.substr(0, colon);
-  const std::string localName = colon == std::string::npos ? name : name.substr(colon + 1);
   for (xmlNode* child = _node->children; child != nullptr; child = child->next) {
-    if (child->type != XML_ELEMENT_NODE || xmlStrcmp(child->name, xmlText(localName)) != 0) continue;
-    const bool hasPrefix = child->ns != nullptr && child->ns->prefix != nullptr;
-    if (prefix == (hasPrefix ? plainText(child->ns->prefix) : "")) result.push_back(XmlElement(child));
+    if (child->type == XML_ELEMENT_NODE && qualifiedName(child->ns, child->name) == name)
+      result.push_back(XmlElement(child));
   }
   return result;
 }
@@ -215,14 +222,16 @@ std::unique_ptr<XmlDocument> XmlDocument::parse(const std::string& bytes) {
   if (bytes.empty() || bytes.size() > INT_MAX) return nullptr;
   const Owned<xmlParserCtxt, xmlFreeParserCtxt> context(xmlNewParserCtxt());
   if (!context) return nullptr;
-  context->sax->getEntity = getInternalEntity;
+  context->sax->entityDecl = declareEntity;
+  context->sax->serror = [](void*, xmlErrorPtr) {};  // else a text past the limit is told on standard error
   context->sax->getParameterEntity = getInternalParameterEntity;
   const int options = XML_PARSE_NOENT | XML_PARSE_NOCDATA | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-  xmlDoc* document =
-      xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, options);
-  if (document == nullptr) return nullptr;
-  if (xmlNode* root = xmlDocGetRootElement(document)) dropBlankText(root);
-  return std::unique_ptr<XmlDocument>(new XmlDocument(document));
+  std::unique_ptr<XmlDocument> document(new XmlDocument(
+      xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, options)));
+  // A text past the limit ends the parsing without making the document ill-formed: only this tells that it is cut.
+  if (document->_document == nullptr || context->disableSAX != 0) return nullptr;
+  if (xmlNode* root = xmlDocGetRootElement(document->_document)) dropBlankText(root);
+  return document;
 }
 
 XmlDocument::~XmlDocument() { xmlFreeDoc(_document); }

@@ -4,6 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <memory>
+
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/FileErrors.h"
@@ -103,6 +106,12 @@ bool exists(const std::string& path) {
 bool isFolder(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+OptionalString resolvedPath(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr), std::free);
+  if (!resolved) return std::nullopt;
+  return resolved.get();
 }
 
 std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {

@@ -5,9 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <memory>
 
+#include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/Accounts.h"
 #include "Platform/posix/EntryAttributes.h"
@@ -154,9 +153,8 @@ bool setAttributesBelow(const std::string& folder, const Attributes& attributes)
 
 bool isProtectedFolder(const std::string& folder) {
   struct stat status;
-  const std::unique_ptr<char, decltype(&std::free)> real(realpath(folder.c_str(), nullptr), std::free);
-  if (!real || stat(real.get(), &status) != 0) return false;
-  const std::string path = real.get();
+  const std::string path = resolvedPath(folder).value_or("");
+  if (stat(path.c_str(), &status) != 0) return false;
   if (path == "/") return true;
 
   // hier(7) of Linux and of macOS, where /etc, /tmp and /var are links into /private.
