@@ -1,5 +1,8 @@
 #include "MacInstaller/InstanceService.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "MacInstaller/Configuration.h"
 #include "MacInstaller/InstallManifest.h"
 #include "MacInstaller/InstallUtil.h"
@@ -31,6 +34,11 @@ constexpr char kLinksFolder[] = "eclipse/links";
 constexpr char kPluginsFolder[] = "eclipse/plugins";
 constexpr char kCollectionUtility[] = "collectionutility.jar";
 constexpr char kHistoryFolder[] = "deploy/installHistory";
+constexpr char kAgentProperties[] = "osgiagent.properties";
+constexpr char kJvmProperties[] = "deploy/jvm.properties";
+constexpr char kPluginCustomization[] = "plugin_customization.ini";
+constexpr char kAddonInfo[] = "addonInfo.plist";
+constexpr char kExtrasFolder[] = "deploy/extras";
 // Beside the home folder, and in the data folder.
 constexpr char kSharedFolder[] = "shared";
 constexpr char kResultFile[] = ".provisioning_rc";
@@ -42,6 +50,12 @@ constexpr char kProductNameKey[] = "productName";
 constexpr char kManifestVersionKey[] = "provisioning.manifest.version";
 constexpr char kInstallIDKey[] = "rcp.install.id";
 constexpr char kDataKey[] = "rcp.data";
+constexpr char kManifestKey[] = "provisioning.manifest";
+constexpr char kBaseLocationKey[] = "rcp.base.location";
+constexpr char kAddonsKey[] = "addons";
+constexpr char kAddonIDKey[] = "ID";
+constexpr char kAddonVersionKey[] = "version";
+constexpr char kBundleIdentifierKey[] = "CFBundleIdentifier";
 constexpr char kResultKey[] = "rc";
 constexpr char kPathKey[] = "path";
 constexpr char kBundleVersionKey[] = "CFBundleShortVersionString";
@@ -51,7 +65,11 @@ constexpr char kSkipRunningCheckKey[] = "SKIPRUNNINGCHECK";
 constexpr char kHotfixBundleIDKey[] = "installedHotfixBundleID";
 
 constexpr char kBasePluginPrefix[] = "com.qor.rcp.base_";
+constexpr char kKeyStorePrefix[] = ".keystore";
 constexpr char kHomeVariable[] = "${env.HOME}";
+// The platform expands "${rcp.home}" itself: it is written as it stands.
+constexpr char kManifestUrl[] = "file:/${rcp.home}/rcp/deploy/install.xml";
+constexpr char kBaseLocation[] = "${rcp.home}/rcp/eclipse/plugins/com.qor.rcp.base_";
 constexpr char kGroup[] = "admin";
 constexpr mode_t kMode = 0775;
 constexpr size_t kLongestJavaHome = 1022;
@@ -71,6 +89,19 @@ constexpr char kCopyManifest[] = "Copy install manifest to %s.";
 constexpr char kUpdateRoot[] = "Update ${installer.root}.";
 constexpr char kRootIs[] = "Get ${installer.root} : %s.";
 constexpr char kSaveManifest[] = "Save install manifest.";
+constexpr char kNoHomeForLauncher[] = "The rcpHome is nil, manually setting rcpHome";
+constexpr char kNoLauncherTemplate[] = "Fail to locate the template for rcplauncher.properties.";
+constexpr char kNoHomeFolder[] = "Failed to create directory %s";
+constexpr char kLauncherCopyFailed[] = "Fail to copy rcplauncher.properties to %s, try again...";
+constexpr char kLauncherCopyFailedAgain[] = "Fail to copy rcplauncher.properties to %s again!";
+constexpr char kUpdateLauncher[] = "Update rcplauncher.properties. ";
+constexpr char kSaveLauncher[] = "Save rcplauncher.properties.";
+constexpr char kNoAgentTemplate[] = "Not able to find template for osgiagent.properties.";
+constexpr char kNoDeployFolder[] = "Not able to create the %s directory.";
+constexpr char kKeyStoreSource[] = ".keystore source files are in %s.";
+constexpr char kKeyStoreDeleted[] = "Delete existing keystore files '%s' from %s.";
+constexpr char kKeyStoreCopied[] = "Copy keystore file '%s' from %s to %s.";
+constexpr char kCopyExtras[] = "Begin to copy files from %s to %s ";
 constexpr char kGetInstallInfo[] = "Get installInfo: %s";
 constexpr char kNoLinksFolder[] = "Not able to create links directory.";
 constexpr char kAddonLogFile[] = "Addon Log Fie is %s";
@@ -84,6 +115,45 @@ constexpr char kLogsCollected[] =
     "Successfully collect the log files and place them under %s for the %s operaton of %s project.";
 
 bool existsAt(const OptionalString& path) { return path && platform::exists(*path); }
+
+/// Gives a launcher's properties a new identity, and the place of the base plug-in if there is one.
+void stampLauncher(JavaProperties& properties, const OptionalString& baseVersion) {
+  const std::string stamp = InstallUtil::generateNewManifestVersion();
+  (void)properties.setProperty(stamp, OptionalString(kInstallIDKey));
+  (void)properties.setProperty(stamp, OptionalString(kManifestVersionKey));
+  if (baseVersion) (void)properties.setProperty(kBaseLocation + *baseVersion, OptionalString(kBaseLocationKey));
+}
+
+/// The "ID" of an entry of the add-on registry; null for an entry without one.
+const std::string* addonIDOf(const PropertyListValue& entry) {
+  const PropertyListValue::Dictionary* keys = entry.asDictionary();
+  if (keys == nullptr || keys->count(kAddonIDKey) == 0) return nullptr;
+  return keys->find(kAddonIDKey)->second.asString();
+}
+
+PropertyListValue::Array::iterator findAddon(PropertyListValue::Array& entries, const std::string& addonID) {
+  return std::find_if(entries.begin(), entries.end(), [&addonID](const PropertyListValue& entry) {
+    const std::string* entryID = addonIDOf(entry);
+    return entryID != nullptr && *entryID == addonID;
+  });
+}
+
+/// The text under a key of an add-on's entry, or none.
+OptionalString addonText(const std::optional<PropertyListValue::Dictionary>& entry, const char* key) {
+  if (!entry || entry->count(key) == 0) return std::nullopt;
+  const std::string* text = entry->find(key)->second.asString();
+  return text != nullptr ? OptionalString(*text) : std::nullopt;
+}
+
+/// The names in a folder that are keystores'; none for an absent or unreadable folder.
+std::vector<std::string> keyStoreNames(const OptionalString& folder) {
+  std::vector<std::string> names;
+  if (!folder) return names;
+  for (const std::string& name : platform::namesInFolder(*folder).value_or(std::vector<std::string>())) {
+    if (InstallUtil::hasPrefixCaseInsensitive(name, kKeyStorePrefix)) names.push_back(name);
+  }
+  return names;
+}
 
 /// Home folder of a Java runtime: the browser plug-in's, else the one that the system names.
 OptionalString javaHome() {
@@ -379,6 +449,109 @@ void InstanceService::deleteInstalledHotfixBundleID() {
   changeInstallRecord(kHotfixBundleIDKey, std::nullopt, IfMissing::Left);
 }
 
+// ----- Launcher, agent and JVM configuration -----
+
+bool InstanceService::generateRcplauncherPropertiesWithTemplate(const OptionalString& templatePath,
+                                                                const OptionalString& workspace) {
+  if (!_pathToRcphome) {
+    platform::log(LogLevel::Error, kNoHomeForLauncher);
+    adoptDefaultHome();
+  }
+  if (!existsAt(templatePath)) {
+    platform::log(LogLevel::Error, kNoLauncherTemplate);
+    return false;
+  }
+  platform::FileError error;
+  if (!platform::createFolder(*_pathToRcphome, platform::Parents::Created, {}, &error)) {
+    platform::log(LogLevel::Error, kNoHomeFolder, _pathToRcphome->c_str());
+  }
+  const std::string target = *inHome(kLauncherProperties);
+  if (!platform::copyItem(*templatePath, target)) {
+    platform::log(LogLevel::Error, kLauncherCopyFailed, target.c_str());
+    // The error is looked at, not the second answer: one that is still there from making the folder fails the copy too.
+    (void)platform::copyItem(*templatePath, target, &error);
+    if (error.code != 0) {
+      platform::log(LogLevel::Error, kLauncherCopyFailedAgain, target.c_str());
+      return false;
+    }
+  }
+  platform::log(LogLevel::Info, kUpdateLauncher);
+  JavaProperties properties{OptionalString(target)};
+  stampLauncher(properties, getBaseVersion());
+  (void)properties.setProperty(OptionalString(kManifestUrl), OptionalString(kManifestKey));
+  if (workspace) (void)properties.setProperty(workspace, OptionalString(kDataKey));
+  platform::log(LogLevel::Info, kSaveLauncher);
+  (void)properties.savePropertiesToFile(std::nullopt);  // callers do not learn of a failed save, on purpose
+  return true;
+}
+
+bool InstanceService::updateRcpLauncherProperties() {
+  const OptionalString file = inHome(kLauncherProperties);
+  if (!existingFolderHome() || !existsAt(file)) return false;
+  JavaProperties properties(file);
+  stampLauncher(properties, getBaseVersion());
+  return properties.savePropertiesToFile(std::nullopt);
+}
+
+bool InstanceService::copyOgsiAgentProperties(const OptionalString& templatePath) {
+  if (!_pathToRcphome) return false;
+  if (!existsAt(templatePath)) {
+    platform::log(LogLevel::Error, kNoAgentTemplate);
+    return false;
+  }
+  return existingFolderHome() && platform::copyItem(*templatePath, *inHome(kAgentProperties));
+}
+
+bool InstanceService::generateJVMPropertiesWithTemplate(const OptionalString& templatePath) {
+  if (!existingFolderHome()) return false;
+  // The user who runs the process, not the one that the environment names: unlike everywhere else, and on purpose.
+  const platform::Attributes attributes{platform::loginName(), kGroup, kMode};
+  const std::string deploy = *inHome(kDeployFolder);
+  if (!platform::exists(deploy) && !platform::createFolder(deploy, platform::Parents::Required, attributes)) {
+    platform::log(LogLevel::Error, kNoDeployFolder, deploy.c_str());
+    return false;
+  }
+  const std::string target = *inHome(kJvmProperties);
+  if (!existsAt(templatePath)) return platform::createFile(target, "", attributes);
+  (void)platform::removeItem(target);  // Not a fatal error: there may be none.
+  return platform::copyItem(*templatePath, target);
+}
+
+bool InstanceService::mergePluginCustomizationWithRcphome(const OptionalString& file) {
+  if (!file || !existingFolderHome()) return false;
+  const OptionalString own = inHome(kPluginCustomization);
+  if (existsAt(own)) {
+    JavaProperties properties(own);
+    properties.mergeWithJavaProperties(file);
+    (void)properties.savePropertiesToFile(std::nullopt);
+  } else {
+    (void)platform::copyItem(*file, *own);
+  }
+  return true;
+}
+
+bool InstanceService::mergePluginCustomizationWithBase(const OptionalString& file) {
+  const OptionalString base = baseCustomization();
+  if (!existsAt(file) || !base) return false;
+  if (!platform::exists(*base)) return true;
+  JavaProperties properties(base);
+  properties.mergeWithJavaProperties(file);  // saves the base plug-in's own file too, on purpose
+  (void)properties.savePropertiesToFile(inHome(kPluginCustomization));
+  return true;
+}
+
+/// The home folder, when it exists and is a folder.
+OptionalString InstanceService::existingFolderHome() const {
+  return _pathToRcphome && platform::isFolder(*_pathToRcphome) ? _pathToRcphome : std::nullopt;
+}
+
+/// Where the base plug-in has its customization file; none without a base version.
+OptionalString InstanceService::baseCustomization() const {
+  const OptionalString version = getBaseVersion();
+  if (!version) return std::nullopt;
+  return inHome(std::string(kPluginsFolder) + "/" + kBasePluginPrefix + *version + "/" + kPluginCustomization);
+}
+
 // ----- Links, permissions and workspace -----
 
 bool InstanceService::generateLinks() {
@@ -421,6 +594,67 @@ OptionalString InstanceService::getWorkspace() const {
   const OptionalString home = platform::environmentVariable("HOME");
   if (!workspace || !home) return workspace;
   return StringUtil::stringByReplacingOccurrencesOfString(*workspace, kHomeVariable, *home);
+}
+
+// ----- Add-on registry, keystores and extras -----
+
+std::optional<PropertyListValue::Array> InstanceService::getAllAddonRegistryInfo() const {
+  const OptionalString file = inHome(kAddonInfo);
+  if (!existsAt(file)) return std::nullopt;
+  const std::optional<PropertyListValue> addons = Properties(file).getPropertyForKey(OptionalString(kAddonsKey));
+  const PropertyListValue::Array* entries = addons ? addons->asArray() : nullptr;
+  return entries != nullptr ? *entries : PropertyListValue::Array();
+}
+
+std::optional<PropertyListValue::Dictionary> InstanceService::getRegistryInfoForAddon(
+    const OptionalString& addonID) const {
+  std::optional<PropertyListValue::Array> entries = getAllAddonRegistryInfo();
+  if (!addonID || !entries) return std::nullopt;
+  const auto entry = findAddon(*entries, *addonID);
+  if (entry == entries->end()) return std::nullopt;
+  return *entry->asDictionary();
+}
+
+OptionalString InstanceService::getAddonInstalledVersion(const OptionalString& addonID) const {
+  return addonText(getRegistryInfoForAddon(addonID), kAddonVersionKey);
+}
+
+OptionalString InstanceService::getAddonInstalledBundleID(const OptionalString& addonID) const {
+  return addonText(getRegistryInfoForAddon(addonID), kBundleIdentifierKey);
+}
+
+void InstanceService::removeRegistryInfoforAddon(const OptionalString& addonID) {
+  std::optional<PropertyListValue::Array> entries = getAllAddonRegistryInfo();
+  if (!addonID || !entries) return;
+  const auto entry = findAddon(*entries, *addonID);
+  if (entry != entries->end()) entries->erase(entry);
+  // And that is all: what was read is not written back, on purpose.
+}
+
+void InstanceService::copyKeyStores(const OptionalString& sourceFolder) {
+  platform::log(LogLevel::Info, kKeyStoreSource, textOrNull(sourceFolder));
+  const OptionalString deploy = inHome(kDeployFolder);
+  for (const std::string& name : keyStoreNames(deploy)) {
+    const std::string item = path::appending(*deploy, name);
+    (void)platform::removeItem(item);
+    // The item's path, where the words promise its folder: kept as it is.
+    platform::log(LogLevel::Info, kKeyStoreDeleted, name.c_str(), item.c_str());
+  }
+  for (const std::string& name : keyStoreNames(sourceFolder)) {
+    const std::string from = path::appending(*sourceFolder, name);
+    const OptionalString to = deploy ? OptionalString(path::appending(*deploy, name)) : std::nullopt;
+    if (to) (void)platform::copyItem(from, *to);
+    platform::log(LogLevel::Info, kKeyStoreCopied, name.c_str(), from.c_str(), textOrNull(to));  // whatever came of it
+  }
+}
+
+void InstanceService::copyExtras(const OptionalString& sourceFolder) {
+  const OptionalString extras = inHome(kExtrasFolder);
+  if (!sourceFolder || !extras) return;
+  const auto names = platform::namesInFolder(*sourceFolder);
+  if (!names || names->empty()) return;
+  platform::log(LogLevel::Info, kCopyExtras, sourceFolder->c_str(), extras->c_str());
+  InstallUtil::copyFolderFrom(sourceFolder, extras);
 }
 
 // ----- Log collection -----

@@ -7,6 +7,7 @@
 
 #include "Platform/FileManager.h"
 #include "Support/OptionalString.h"
+#include "Support/PropertyListValue.h"
 
 /// One installed instance of the platform: where each of its files lives, and every operation on them.
 ///
@@ -157,6 +158,46 @@ class InstanceService {
   /// Removes the record "installedHotfixBundleID". A missing file is not created.
   void deleteInstalledHotfixBundleID();
 
+  // ----- Launcher, agent and JVM configuration -----
+  // Copies go by the copy policy: a target that exists already stays as it is, and its copy counts as a success.
+
+  /// Makes `rcplauncher.properties` from a template, unless it exists, and sets in it "rcp.install.id" and
+  /// "provisioning.manifest.version" (one new stamp), "provisioning.manifest", "rcp.base.location" (with a base
+  /// version) and "rcp.data" (with a workspace). All other keys of file or template are kept.
+  ///
+  /// Without a home folder the default home is taken and kept, as in copyInstallManifest. A missing home folder is
+  /// made. \return true when the file was laid out, whatever its last save reported. False, with a line at level 3,
+  /// when the
+  ///     template is missing or could not be copied in two tries; also when the second try succeeded after the home
+  ///     folder could not be made.
+  bool generateRcplauncherPropertiesWithTemplate(const OptionalString& templatePath, const OptionalString& workspace);
+
+  /// Sets a new "rcp.install.id" and "provisioning.manifest.version" (the same stamp) and, with a base version,
+  /// "rcp.base.location" in an existing `rcplauncher.properties`. Nothing is logged.
+  /// \return whether the file could be saved; false when there is no home folder or no such file in it.
+  bool updateRcpLauncherProperties();
+
+  /// Copies a template to `osgiagent.properties`; an existing file stays.
+  /// \return the copy's success. False without home folder; false, with a line at level 3, without a template.
+  bool copyOgsiAgentProperties(const OptionalString& templatePath);
+
+  /// Replaces `deploy/jvm.properties` by a copy of a template or, when that is absent or missing, by an empty file. A
+  /// missing `deploy` is made. Folder and empty file get the process's user as owner, group "admin" and mode 0775.
+  /// \return whether the file is there now. False without a home folder; false, with a line at level 3, when `deploy`
+  ///     cannot be made.
+  bool generateJVMPropertiesWithTemplate(const OptionalString& templatePath);
+
+  /// Merges a customization file into `plugin_customization.ini` (the given file's values win), or copies it there when
+  /// there is none yet.
+  /// \return false, with nothing done, without a home folder or a path; else true, whatever came of it.
+  bool mergePluginCustomizationWithRcphome(const OptionalString& file);
+
+  /// Merges a customization file into the base plug-in's own `plugin_customization.ini`, which keeps the result, and
+  /// writes that result to the home folder's `plugin_customization.ini` as well.
+  /// \return false, with nothing done, without a home folder, an existing file or a base version. True otherwise, also
+  ///     when the base plug-in has no such file: then nothing is done.
+  bool mergePluginCustomizationWithBase(const OptionalString& file);
+
   // ----- Links, permissions and workspace -----
 
   /// Writes the link files of the plug-in loader: "path" in `eclipse/links/rcp.link` (the home folder) and in
@@ -181,6 +222,33 @@ class InstanceService {
   /// The data folder, or, when there is none, "rcp.data" of `rcplauncher.properties` with "${env.HOME}" replaced by
   /// the environment variable HOME (when that is set). Whether it exists is not tested.
   OptionalString getWorkspace() const;
+
+  // ----- Add-on registry, keystores and extras -----
+
+  /// The entries of `addonInfo.plist`, in the order of their installation, with every key and type they have. Empty
+  /// when the file lists none or cannot be read; none when it does not exist.
+  std::optional<PropertyListValue::Array> getAllAddonRegistryInfo() const;
+
+  /// The first entry whose "ID" is exactly \a addonID; none when there is none, or for an absent ID.
+  std::optional<PropertyListValue::Dictionary> getRegistryInfoForAddon(const OptionalString& addonID) const;
+
+  /// The "version" of an add-on's entry, or none.
+  OptionalString getAddonInstalledVersion(const OptionalString& addonID) const;
+
+  /// The "CFBundleIdentifier" of an add-on's entry, or none.
+  OptionalString getAddonInstalledBundleID(const OptionalString& addonID) const;
+
+  /// Looks the entry up and forgets it in memory. The file is not written: the operation has no lasting effect, on
+  /// purpose.
+  void removeRegistryInfoforAddon(const OptionalString& addonID);
+
+  /// Replaces all keystore files of `deploy` (names that begin with ".keystore" in any letter case) by those of a
+  /// folder. Each step is a line at level 6, whether it succeeded or not. A source without keystores leaves none.
+  void copyKeyStores(const OptionalString& sourceFolder);
+
+  /// Merges a folder into `deploy/extras`, see InstallUtil::copyFolderFrom. Does nothing for a source that is absent,
+  /// no folder, or empty.
+  void copyExtras(const OptionalString& sourceFolder);
 
   // ----- Log collection -----
 
@@ -208,6 +276,8 @@ class InstanceService {
   void adoptDefaultHome();
   OptionalString inHome(const std::string& relativePath) const;
   OptionalString besideHome(const std::string& name) const;
+  OptionalString existingFolderHome() const;
+  OptionalString baseCustomization() const;
   OptionalString existingResultFile() const;
   void setLauncherProperty(const std::string& key, const OptionalString& value);
   OptionalString installRecord(const std::string& key) const;

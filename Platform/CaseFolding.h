@@ -4,7 +4,7 @@
 #include <string>
 
 /// Letter case by the rules of Unicode, independent of any locale. Composed and decomposed forms of a character count
-/// as equal. A text that is no UTF-8 is compared by its ASCII letters only.
+/// as equal. Bytes that are no UTF-8 are compared as they are.
 namespace platform {
 
 /// The text in lower case and in one canonical form, for comparison with another text made by this function.

@@ -2,18 +2,13 @@
 # property lists, utf8proc for letter case and canonical forms (the C library knows neither full case mappings nor
 # decomposition).
 
-find_package(LibXml2 REQUIRED)
-
+list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})  # FindLibPlist, FindUtf8Proc
+set(dependencies LibXml2)
+set(pc_dependencies libxml-2.0)  # the same, as pkg-config calls them
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-  find_path(LibPlist_INCLUDE_DIR plist/plist.h REQUIRED)
-  find_library(LibPlist_LIBRARY NAMES plist-2.0 libplist-2.0.so.3 REQUIRED)
-  add_library(LibPlist::LibPlist UNKNOWN IMPORTED)
-  set_target_properties(LibPlist::LibPlist PROPERTIES
-    IMPORTED_LOCATION "${LibPlist_LIBRARY}" INTERFACE_INCLUDE_DIRECTORIES "${LibPlist_INCLUDE_DIR}")
-
-  find_path(Utf8Proc_INCLUDE_DIR utf8proc.h REQUIRED)
-  find_library(Utf8Proc_LIBRARY NAMES utf8proc libutf8proc.so.2 REQUIRED)
-  add_library(Utf8Proc::Utf8Proc UNKNOWN IMPORTED)
-  set_target_properties(Utf8Proc::Utf8Proc PROPERTIES
-    IMPORTED_LOCATION "${Utf8Proc_LIBRARY}" INTERFACE_INCLUDE_DIRECTORIES "${Utf8Proc_INCLUDE_DIR}")
+  list(APPEND dependencies LibPlist Utf8Proc)
+  list(APPEND pc_dependencies libplist-2.0 libutf8proc)
 endif()
+foreach(dependency IN LISTS dependencies)
+  find_package(${dependency} REQUIRED)
+endforeach()

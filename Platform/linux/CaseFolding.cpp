@@ -2,11 +2,9 @@
 
 #include <utf8proc.h>
 
-#include <cstdlib>
-#include <memory>
+#include <algorithm>
+#include <string_view>
 #include <vector>
-
-#include "Support/OptionalString.h"
 
 namespace platform {
 
@@ -14,37 +12,51 @@ namespace {
 
 using Characters = std::vector<utf8proc_int32_t>;
 
-/// The characters of a text in canonical decomposition, or none when it is no UTF-8.
-std::optional<Characters> decomposed(const std::string& text, int moreOptions) {
-  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-  const auto size = static_cast<utf8proc_ssize_t>(text.size());
+/// Stands for a byte that is no part of well-formed UTF-8: above all characters, so that it has no case.
+constexpr utf8proc_int32_t kStrayByte = 0x110000;
+
+void appendDecomposed(std::string_view utf8, utf8proc_option_t options, Characters& characters) {
+  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(utf8.data());
+  const auto size = static_cast<utf8proc_ssize_t>(utf8.size());
+  const utf8proc_ssize_t count = utf8proc_decompose(bytes, size, nullptr, 0, options);
+  if (count <= 0) return;
+  const size_t before = characters.size();
+  characters.resize(before + static_cast<size_t>(count));
+  utf8proc_decompose(bytes, size, &characters[before], count, options);
+}
+
+/// The characters of a text in canonical decomposition; bytes that are no UTF-8 stay what they are.
+Characters decomposed(const std::string& text, int moreOptions) {
   const auto options = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE | moreOptions);
-  Characters characters(text.size() + 1);
-  utf8proc_ssize_t count =
-      utf8proc_decompose(bytes, size, characters.data(), static_cast<utf8proc_ssize_t>(characters.size()), options);
-  if (count > static_cast<utf8proc_ssize_t>(characters.size())) {
-    characters.resize(static_cast<size_t>(count));
-    count = utf8proc_decompose(bytes, size, characters.data(), count, options);
+  Characters characters;
+  size_t start = 0;
+  for (size_t at = 0; at < text.size();) {
+    utf8proc_int32_t character = 0;
+    const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+    const utf8proc_ssize_t length =
+        utf8proc_iterate(bytes + at, static_cast<utf8proc_ssize_t>(text.size() - at), &character);
+    if (length > 0) {
+      at += static_cast<size_t>(length);
+      continue;
+    }
+    appendDecomposed(std::string_view(text).substr(start, at - start), options, characters);
+    characters.push_back(kStrayByte + bytes[at]);
+    start = ++at;
   }
-  if (count < 0) return std::nullopt;
-  characters.resize(static_cast<size_t>(count));
+  appendDecomposed(std::string_view(text).substr(start), options, characters);
   return characters;
 }
 
 std::string utf8(const Characters& characters) {
   std::string result;
   for (const utf8proc_int32_t character : characters) {
+    if (character >= kStrayByte) {
+      result += static_cast<char>(character - kStrayByte);
+      continue;
+    }
     utf8proc_uint8_t bytes[4];
     const utf8proc_ssize_t length = utf8proc_encode_char(character, bytes);
     result.append(reinterpret_cast<const char*>(bytes), static_cast<size_t>(length));
-  }
-  return result;
-}
-
-std::string asciiLowercased(const std::string& text) {
-  std::string result = text;
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return result;
 }
@@ -69,24 +81,18 @@ bool isFinalSigma(const Characters& characters, size_t index) {
 }
 
 /// What two texts that differ in case only have in common.
-Characters folded(const std::string& text) {
-  std::optional<Characters> characters = decomposed(text, UTF8PROC_CASEFOLD);
-  if (characters) return *characters;
-  const std::string lower = asciiLowercased(text);
-  return Characters(lower.begin(), lower.end());
-}
+Characters folded(const std::string& text) { return decomposed(text, UTF8PROC_CASEFOLD); }
 
 }  // namespace
 
 std::string lowercased(const std::string& text) {
   constexpr utf8proc_int32_t kSigma = 0x3A3;
   constexpr utf8proc_int32_t kFinalSigma = 0x3C2;
-  const std::optional<Characters> characters = decomposed(text, 0);
-  if (!characters) return asciiLowercased(text);
-  Characters lower = *characters;
+  const Characters characters = decomposed(text, 0);
+  Characters lower = characters;
   for (size_t index = 0; index < lower.size(); ++index) {
-    const utf8proc_int32_t character = (*characters)[index];
-    lower[index] = character == kSigma && isFinalSigma(*characters, index) ? kFinalSigma : utf8proc_tolower(character);
+    const utf8proc_int32_t character = characters[index];
+    lower[index] = character == kSigma && isFinalSigma(characters, index) ? kFinalSigma : utf8proc_tolower(character);
   }
   return utf8(lower);
 }

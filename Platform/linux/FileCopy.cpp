@@ -1,5 +1,6 @@
 #include "Platform/posix/FileCopy.h"
 
+#include <fcntl.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -57,11 +58,18 @@ int copyFileAndAttributes(int from, int to, const struct stat& source) {
 }
 
 void copyAttributes(int from, int to, const struct stat& source) {
-  copyExtendedAttributes(from, to);
   const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
+  if (!isOwnerKept) (void)!fchown(to, static_cast<uid_t>(-1), source.st_gid);
+  copyExtendedAttributes(from, to);  // after the owner, whose change takes a program's capabilities away
   (void)fchmod(to, source.st_mode & (isOwnerKept ? 07777U : 0777U));
   const struct timespec times[] = {source.st_atim, source.st_mtim};
   (void)futimens(to, times);
+}
+
+void copyLinkAttributes(int folder, const char* name, const struct stat& source) {
+  (void)fchownat(folder, name, source.st_uid, source.st_gid, AT_SYMLINK_NOFOLLOW);
+  const struct timespec times[] = {source.st_atim, source.st_mtim};
+  (void)utimensat(folder, name, times, AT_SYMLINK_NOFOLLOW);
 }
 
 }  // namespace platform

@@ -78,7 +78,7 @@ class Copy {
     char text[PATH_MAX] = {};
     if (readlinkat(source.folder, source.name.c_str(), text, sizeof text - 1) < 0) return errno;
     if (symlinkat(text, target.folder, target.name.c_str()) != 0) return errno;
-    (void)fchownat(target.folder, target.name.c_str(), status.st_uid, status.st_gid, AT_SYMLINK_NOFOLLOW);
+    copyLinkAttributes(target.folder, target.name.c_str(), status);
     return 0;
   }
 

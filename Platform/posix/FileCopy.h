@@ -14,6 +14,9 @@ int copyFileAndAttributes(int from, int to, const struct stat& source);
 /// far as permitted. Set-id bits come along only when the owner does.
 void copyAttributes(int from, int to, const struct stat& source);
 
+/// Gives a link, itself, the times of another and, as far as permitted, its owner and group.
+void copyLinkAttributes(int folder, const char* name, const struct stat& source);
+
 }  // namespace platform
 
 #endif

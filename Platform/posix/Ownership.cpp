@@ -46,7 +46,8 @@ class AttributeChange {
     if (isRight(status)) return true;
     if (isRefused(status)) return false;
     return (!needsMode(status) || changeHeldMode(held.get(), *_mode)) &&
-           (!needsOwner(status) || changeHeldOwner(held.get(), _owner, _group));
+           (!needsOwner(status) || (changeHeldOwner(held.get(), _owner, _group) &&
+                                    (!losesSetIdBits(status) || changeHeldMode(held.get(), *_mode))));
   }
 
   /// For a folder that is open for reading.
@@ -71,6 +72,11 @@ class AttributeChange {
            (_group != kUnchangedGroup && status.st_gid != _group);
   }
 
+  /// A change of the owner clears them in a file.
+  bool losesSetIdBits(const struct stat& status) const {
+    return _mode && (*_mode & (S_ISUID | S_ISGID)) != 0 && S_ISREG(status.st_mode);
+  }
+
   bool isRight(const struct stat& status) const { return !needsMode(status) && !needsOwner(status); }
 
   /// Somebody's file under a second name: its first one may be anywhere, and whoever made the second wants us to give
@@ -86,7 +92,8 @@ class AttributeChange {
   bool changeByName(int folder, const char* name, const struct stat& status) const {
     if (isRefused(status)) return false;
     return (!needsMode(status) || fchmodat(folder, name, *_mode, 0) == 0) &&
-           (!needsOwner(status) || fchownat(folder, name, _owner, _group, AT_SYMLINK_NOFOLLOW) == 0);
+           (!needsOwner(status) || (fchownat(folder, name, _owner, _group, AT_SYMLINK_NOFOLLOW) == 0 &&
+                                    (!losesSetIdBits(status) || fchmodat(folder, name, *_mode, 0) == 0)));
   }
 
   uid_t _owner = kUnchangedOwner;

@@ -13,6 +13,7 @@
 
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
+#include "Platform/posix/PipeSignal.h"
 #include "Platform/posix/ProgramName.h"
 #include "Platform/posix/SystemLogSink.h"
 
@@ -116,6 +117,7 @@ void log(LogLevel level, const char* format, ...) {
   const std::lock_guard<std::mutex> lock(logFilesMutex);
   std::vector<int>& files = logFiles();
   if (!files.empty()) {
+    const ScopedPipeSignal pipeSignal;
     const std::string line = traceLine(level, message);
     const auto fails = [&line](int file) { return !writeAll(file, line); };
     files.erase(std::remove_if(files.begin(), files.end(), fails), files.end());

@@ -76,11 +76,11 @@ TEST_F(ChecksTest, MissingHomeIsRefusedThenMade) {
   EXPECT_EQ(differences(before, state()), differences(before, after));
 }
 
-class RefusedCharacterTest : public ChecksTest, public ::testing::WithParamInterface<const char*> {};
+class RefusedCharacterTest : public ChecksTest, public ForEachText {};
 
 TEST_P(RefusedCharacterTest, EndsTheUninstallBeforeAnythingIsTouched) {
-  makeInstance("/Applications/Pro" + std::string(GetParam()) + "duct.app", "/Users/alice/Client Data");
-  const std::string product = "Pro" + std::string(GetParam()) + "duct";
+  makeInstance("/Applications/Pro" + GetParam().text + "duct.app", "/Users/alice/Client Data");
+  const std::string product = "Pro" + GetParam().text + "duct";
   const Snapshot before = state();
   // No instance service yet, so the log collection is left out.
   expectRefused(
@@ -92,7 +92,13 @@ TEST_P(RefusedCharacterTest, EndsTheUninstallBeforeAnythingIsTouched) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Characters, RefusedCharacterTest,
-                         ::testing::Values("!", "\"", "'", ";", "\\", "#", "%", "|", "=", "?", ":"));
+                         ::testing::Values(NamedText{"ExclamationMark", "!"}, NamedText{"Quote", "\""},
+                                           NamedText{"Apostrophe", "'"}, NamedText{"Semicolon", ";"},
+                                           NamedText{"Backslash", "\\"}, NamedText{"NumberSign", "#"},
+                                           NamedText{"PercentSign", "%"}, NamedText{"VerticalBar", "|"},
+                                           NamedText{"EqualsSign", "="}, NamedText{"QuestionMark", "?"},
+                                           NamedText{"Colon", ":"}),
+                         nameOf);
 
 TEST_F(ChecksTest, HomeWithoutInstanceIsRefused) {
   unlink((files() / inHome("deploy/install.xml")).c_str());
@@ -234,16 +240,20 @@ TEST_F(SkipRunningCheckTest, MissingRecordsDoNotSkipTheCheck) {
   expectRefused(run(uninstall()), refusal(), joined({checked(), running(program), collected(), serviceMade()}));
 }
 
-class NotTrueTest : public SkipRunningCheckTest, public ::testing::WithParamInterface<const char*> {};
+class NotTrueTest : public SkipRunningCheckTest, public ForEachText {};
 
 TEST_P(NotTrueTest, DoesNotSkipTheCheck) {
   const std::string program = bundle + "/Contents/MacOS/product";
   startProgram(program);
-  records["SKIPRUNNINGCHECK"] = GetParam();
+  records["SKIPRUNNINGCHECK"] = GetParam().text;
   setRecords(records);
   expectRefused(run(uninstall()), refusal(), joined({checked(), running(program), collected(), serviceMade()}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, NotTrueTest, ::testing::Values("TRUE", "yes", "1", " true", ""));
+INSTANTIATE_TEST_SUITE_P(Texts, NotTrueTest,
+                         ::testing::Values(NamedText{"UpperCase", "TRUE"}, NamedText{"Yes", "yes"},
+                                           NamedText{"One", "1"}, NamedText{"BlankBefore", " true"},
+                                           NamedText{"Empty", ""}),
+                         nameOf);
 
 }  // namespace

@@ -127,16 +127,18 @@ TEST_F(DefaultsTest, SettingsThatTheCallerCannotReadAreNotReadForThem) {
   expectLocale("en_US");
 }
 
-class TraceSwitchTest : public DefaultsTest, public ::testing::WithParamInterface<const char*> {};
+class TraceSwitchTest : public DefaultsTest, public ForEachText {};
 
 TEST_P(TraceSwitchTest, DoesNotTurnTheTraceOff) {
-  files().makeFile(inside("/Users/alice/Library/Preferences/com.qor.rcp.install.mac.plist"), GetParam());
+  files().makeFile(inside("/Users/alice/Library/Preferences/com.qor.rcp.install.mac.plist"), GetParam().text);
   expectLocale("en_US");  // and with it the whole trace
 }
 
 INSTANTIATE_TEST_SUITE_P(Settings, TraceSwitchTest,
-                         ::testing::Values("{ \"com.qor.rcp.install.mac.traceEnable\" = NO; }",
-                                           "{ \"com.qor.rcp.install.mac.traceEnable\" = YES; }",
-                                           "{ \"com.qor.rcp.install.mac.traceEnable\" = (odd); }", "not a list"));
+                         ::testing::Values(NamedText{"No", "{ \"com.qor.rcp.install.mac.traceEnable\" = NO; }"},
+                                           NamedText{"Yes", "{ \"com.qor.rcp.install.mac.traceEnable\" = YES; }"},
+                                           NamedText{"Array", "{ \"com.qor.rcp.install.mac.traceEnable\" = (odd); }"},
+                                           NamedText{"NoList", "not a list"}),
+                         nameOf);
 
 }  // namespace

@@ -158,7 +158,13 @@ TEST_P(ClosedDescriptorsTest, FailureIsNotPrintedIntoAnyFileEither) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Combinations, ClosedDescriptorsTest, ::testing::Range(1, 8));
+INSTANTIATE_TEST_SUITE_P(Combinations, ClosedDescriptorsTest, ::testing::Range(1, 8), [](const auto& instance) {
+  std::string name;
+  for (int descriptor = 0; descriptor < 3; ++descriptor) {
+    if ((instance.param & (1 << descriptor)) != 0) name += std::to_string(descriptor);
+  }
+  return name;
+});
 
 TEST_F(EnvironmentTest, FewDescriptorsAreEnough) {
   const Snapshot before = state();

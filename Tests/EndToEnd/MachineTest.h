@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -23,6 +24,15 @@ Lines joined(std::initializer_list<Lines> parts);
 
 /// Arguments of a program, its own path first.
 using CommandLine = std::vector<std::string>;
+
+/// A text that a test is repeated for, with a name for the test.
+struct NamedText {
+  std::string name;
+  std::string text;
+};
+using ForEachText = ::testing::WithParamInterface<NamedText>;
+inline std::ostream& operator<<(std::ostream& stream, const NamedText& named) { return stream << named.name; }
+inline std::string nameOf(const ::testing::TestParamInfo<NamedText>& instance) { return instance.param.name; }
 
 /// A call of the tool.
 struct Call {

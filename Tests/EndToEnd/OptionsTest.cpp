@@ -238,10 +238,10 @@ TEST_F(OptionsTest, HomeThatIsAFileIsRefusedAndStays) {
 }
 
 /// Names that a shell, a trace or a list of paths might stumble over, and that are not refused.
-class OddNameTest : public OptionsTest, public ::testing::WithParamInterface<const char*> {};
+class OddNameTest : public OptionsTest, public ForEachText {};
 
 TEST_P(OddNameTest, InstanceIsUninstalledFrom) {
-  const std::string name = GetParam();
+  const std::string name = GetParam().text;
   makeInstance("/Applications/" + name + ".app", "/Users/alice/" + name);
   const Snapshot before = state();
   const Outcome outcome = run(uninstall());
@@ -259,9 +259,15 @@ TEST_P(OddNameTest, InstanceIsUninstalledFrom) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, OddNameTest,
-                         ::testing::Values("My Client 2", " blanks at both ends ", "$HOME `id` $(id) & <x> *",
-                                           "two\nlines", "tab\tinside", "-rcphome", "~", "Caf\xC3\xA9",
-                                           "\xE2\x80\xA6\xF0\x9F\x98\x80", "not UTF-8 \xE9\xFF\x80"));
+                         ::testing::Values(NamedText{"Blanks", "My Client 2"},
+                                           NamedText{"BlanksAtBothEnds", " My Client "},
+                                           NamedText{"SignsOfTheShell", "$HOME `id` $(id) & <x> *"},
+                                           NamedText{"Newline", "two\nlines"}, NamedText{"Tab", "tab\tinside"},
+                                           NamedText{"Option", "-rcphome"}, NamedText{"Tilde", "~"},
+                                           NamedText{"Accent", "Caf\xC3\xA9"},
+                                           NamedText{"BeyondTheBasicPlane", "\xE2\x80\xA6\xF0\x9F\x98\x80"},
+                                           NamedText{"NotUtf8", "not \xE9\xFF\x80"}),
+                         nameOf);
 
 TEST_F(OptionsTest, HomeOfFourThousandCharacters) {
   // Too long a path for a test outside the root: made inside, with a short name for it.

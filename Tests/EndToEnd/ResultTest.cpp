@@ -167,10 +167,10 @@ TEST_F(ResultTest, FifoAsResultFileIsAFailure) {
   expectUninstallFailed(run(uninstall()), before);
 }
 
-class GoodResultTest : public ResultTest, public ::testing::WithParamInterface<const char*> {};
+class GoodResultTest : public ResultTest, public ForEachText {};
 
 TEST_P(GoodResultTest, IsASuccess) {
-  setResult(GetParam());
+  setResult(GetParam().text);
   const Outcome outcome = run(uninstall());
   EXPECT_EQ(outcome.ending, "exit 0");
   EXPECT_EQ(outcome.output, kSucceeded);
@@ -179,20 +179,32 @@ TEST_P(GoodResultTest, IsASuccess) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, GoodResultTest,
-                         ::testing::Values("rc=2\n", "rc=2", "rc =  2  \r\n", "rc:0", "# note\nx=1\nrc=2\n", "rc=2x\n",
-                                           "rc=+2\n", "rc=abc\n", "rc=\n", "rc", "rc=1\nrc=0\n", "rc=00002\n"));
+                         ::testing::Values(NamedText{"Two", "rc=2\n"}, NamedText{"WithoutNewline", "rc=2"},
+                                           NamedText{"Blanks", "rc =  2  \r\n"}, NamedText{"Colon", "rc:0"},
+                                           NamedText{"AmongOthers", "# note\nx=1\nrc=2\n"},
+                                           NamedText{"DigitsThenText", "rc=2x\n"}, NamedText{"Sign", "rc=+2\n"},
+                                           NamedText{"TextWithoutDigits", "rc=abc\n"}, NamedText{"EmptyValue", "rc=\n"},
+                                           NamedText{"KeyAlone", "rc"}, NamedText{"LastOfTwoCounts", "rc=1\nrc=0\n"},
+                                           NamedText{"LeadingZeros", "rc=00002\n"}),
+                         nameOf);
 
-class BadResultTest : public ResultTest, public ::testing::WithParamInterface<const char*> {};
+class BadResultTest : public ResultTest, public ForEachText {};
 
 TEST_P(BadResultTest, IsAFailure) {
-  setResult(GetParam());
+  setResult(GetParam().text);
   const Snapshot before = state();
   expectUninstallFailed(run(uninstall()), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, BadResultTest,
-                         ::testing::Values("rc=1\n", "rc=-1\n", "rc=3\n", "rc=20\n", "rc=-2\n", "", "\n\n", "RC=0\n",
-                                           "#rc=0\n", "other=0\n", "rc=4294967298\n", "rc=99999999999999999999\n",
-                                           "\x01\x02\xFF\xFE=rc"));
+                         ::testing::Values(NamedText{"One", "rc=1\n"}, NamedText{"MinusOne", "rc=-1\n"},
+                                           NamedText{"Three", "rc=3\n"}, NamedText{"Twenty", "rc=20\n"},
+                                           NamedText{"MinusTwo", "rc=-2\n"}, NamedText{"EmptyFile", ""},
+                                           NamedText{"BlankLines", "\n\n"}, NamedText{"UpperCaseKey", "RC=0\n"},
+                                           NamedText{"Comment", "#rc=0\n"}, NamedText{"OtherKey", "other=0\n"},
+                                           NamedText{"BeyondThirtyTwoBits", "rc=4294967298\n"},
+                                           NamedText{"BeyondSixtyFourBits", "rc=99999999999999999999\n"},
+                                           NamedText{"Binary", "\x01\x02\xFF\xFE=rc"}),
+                         nameOf);
 
 }  // namespace

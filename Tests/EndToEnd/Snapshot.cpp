@@ -8,11 +8,15 @@
 #include <climits>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 #include "Tests/EndToEnd/ThrowAwayRoot.h"
 
 namespace {
+
+constexpr size_t kLargestText = size_t{64} << 10U;
+constexpr size_t kMostDifferences = 100;
 
 std::string userName(uid_t user) {
   if (user == 0) return "root";
@@ -29,7 +33,9 @@ std::string groupName(gid_t group) {
 std::string contents(const std::string& path) {
   std::ostringstream text;
   text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
+  const std::string bytes = text.str();
+  if (bytes.size() <= kLargestText) return bytes;
+  return std::to_string(bytes.size()) + " bytes of hash " + std::to_string(std::hash<std::string>()(bytes));
 }
 
 std::string sortedLines(const std::string& text) {
@@ -90,6 +96,10 @@ std::vector<std::string> differences(const Snapshot& before, const Snapshot& aft
   all.insert(after.begin(), after.end());
   std::vector<std::string> result;
   for (const auto& entry : all) {
+    if (result.size() == kMostDifferences) {
+      result.emplace_back("and more");
+      break;
+    }
     const std::string& path = entry.first;
     const auto old = before.find(path);
     const auto now = after.find(path);

@@ -100,7 +100,8 @@ void ThrowAwayRoot::mount(const char* type, const std::string& source, const std
 }
 
 void ThrowAwayRoot::mountAll() {
-  mount("tmpfs", "tmpfs", _folder.path(), 0, "mode=0755");
+  // Limited, so that a tool gone wild fills this and not the machine's memory.
+  mount("tmpfs", "tmpfs", _folder.path(), 0, "mode=0755,size=512m");
   if (!_obstacle.empty()) return;
   // Made in the upper layer beforehand, the folders that tests write to belong to us also in a user namespace.
   for (const char* path :

@@ -232,6 +232,7 @@ TEST_F(HotfixUninstallLibraryTest, MissingHomeIsRefusedAndNotMade) {
 }
 
 TEST_F(HotfixUninstallLibraryTest, MissingRelativeHomeIsRefused) {
+  const ScopedWorkingFolder working(folder.makeFolder("empty"));
   Lines expected{{6, "RCP Home : no/such/home ."}};
   add(expected, linesOfTargetName("no/such/home", "/"));
   expectRefusal(callEx("no/such/home", data().c_str()), expected);
@@ -240,9 +241,11 @@ TEST_F(HotfixUninstallLibraryTest, MissingRelativeHomeIsRefused) {
   add(expected, linesOfTargetName("no/such/Thing.app/rcp", "Thing"));
   expectRefusal(callShort("no/such/Thing.app/rcp"), expected);
   EXPECT_THAT(children(), IsEmpty());
+  EXPECT_EQ(treeSnapshot(folder / "empty"), Tree());
 }
 
 TEST_F(HotfixUninstallLibraryTest, TildeIsNotExpanded) {
+  const ScopedWorkingFolder working(folder.makeFolder("empty"));
   Lines expected{{6, "RCP Home : ~ ."}};
   add(expected, linesOfTargetName("~", "/"));
   expectRefusal(callEx("~", nullptr), expected);
@@ -262,8 +265,10 @@ TEST_F(HotfixUninstallLibraryTest, HomeWithRefusedCharactersIsRefusedBeforeAnIns
 }
 
 TEST_F(HotfixUninstallLibraryTest, RefusedCharactersInTheDataFolderDoNotMatter) {
-  EXPECT_EQ(callEx(home().c_str(), "/a=b;c").status, 0);
-  EXPECT_EQ(children()[0], launch("/a=b;c"));
+  const std::string odd = folder / "a=b;c";
+  EXPECT_EQ(callEx(home().c_str(), odd.c_str()).status, 0);
+  ASSERT_FALSE(children().empty());
+  EXPECT_EQ(children()[0], launch(odd));
 }
 
 TEST_F(HotfixUninstallLibraryTest, HomeWithoutAnInstanceIsRefusedAndLogsAreCollected) {

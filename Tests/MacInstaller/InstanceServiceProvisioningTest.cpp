@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 
 #include "MacInstaller/InstanceService.h"
@@ -19,25 +18,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 const OptionalString kNone;
-
-/// While it lives, the process works in another folder.
-class ScopedWorkingFolder {
- public:
-  explicit ScopedWorkingFolder(const std::string& path) {
-    char* before = getcwd(nullptr, 0);
-    if (before != nullptr) _before = before;
-    free(before);
-    if (chdir(path.c_str()) != 0) ADD_FAILURE() << "chdir " << path << ": " << std::strerror(errno);
-  }
-  ~ScopedWorkingFolder() {
-    if (chdir(_before.c_str()) != 0) ADD_FAILURE() << "chdir " << _before << ": " << std::strerror(errno);
-  }
-  ScopedWorkingFolder(const ScopedWorkingFolder&) = delete;
-  ScopedWorkingFolder& operator=(const ScopedWorkingFolder&) = delete;
-
- private:
-  std::string _before;
-};
 
 class InstanceServiceProvisioningTest : public InstanceTest {
  protected:

@@ -85,6 +85,21 @@ TEST_F(FileManagerTest, LinkThatPointsToItselfIsNothing) {
   EXPECT_FALSE(platform::isFolder(folder / "loop"));
 }
 
+TEST_F(FileManagerTest, ResolvedPathFollowsAllLinks) {
+  EXPECT_EQ(platform::resolvedPath(folder / "link"), folder / "file");
+  EXPECT_EQ(platform::resolvedPath(folder / "folderLink/nested"), folder / "folder/nested");
+  EXPECT_EQ(platform::resolvedPath(folder / "folder//../folder/./"), folder / "folder");
+  EXPECT_EQ(platform::resolvedPath(folder / "fifo"), folder / "fifo");
+  EXPECT_EQ(platform::resolvedPath("/"), "/");
+}
+
+TEST_F(FileManagerTest, NothingHasNoResolvedPath) {
+  for (const char* missing : {"broken", "nowhere", "file/below"}) {
+    EXPECT_FALSE(platform::resolvedPath(folder / missing)) << missing;
+  }
+  EXPECT_FALSE(platform::resolvedPath(""));
+}
+
 // ----- namesInFolder -----
 
 TEST_F(FileManagerTest, NamesIncludeHiddenOnesAndNotTheFolderItself) {

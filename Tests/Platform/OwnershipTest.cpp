@@ -295,9 +295,12 @@ TEST_F(OwnershipTest, DevicesAndFifosAreNeverOpened) {
   ASSERT_GE(watch, 0);
   ASSERT_GE(inotify_add_watch(watch, (folder / "tree/fifo").c_str(), IN_OPEN), 0);
   EXPECT_TRUE(!hasDevice || inotify_add_watch(watch, (folder / "tree/device").c_str(), IN_OPEN) >= 0);
-  EXPECT_TRUE(setAttributesBelow(folder / "tree", mode(0644)));
-  EXPECT_EQ(folder.mode("tree/fifo"), 0644U);
-  EXPECT_TRUE(!hasDevice || folder.mode("tree/device") == 0644U);
+  for (const mode_t folderMode : {0755U, 0777U}) {  // one where only we can rename, one where everybody can
+    folder.makeFolder("tree", folderMode);
+    EXPECT_TRUE(setAttributesBelow(folder / "tree", mode(folderMode ^ 0444U)));
+    EXPECT_EQ(folder.mode("tree/fifo"), folderMode ^ 0444U);
+    EXPECT_TRUE(!hasDevice || folder.mode("tree/device") == (folderMode ^ 0444U));
+  }
   char events[4096];
   EXPECT_EQ(read(watch, events, sizeof events), -1) << "something was opened";
   close(watch);
@@ -393,11 +396,14 @@ TEST_F(OwnershipTest, NothingOutsideChangesWhileAFolderIsExchangedForALink) {
   folder.makeFolder("elsewhere/sub", 0700);
   folder.makeFolder("elsewhere", 0700);
   folder.makeFile("tree/folder/sub/file", "", 0600);
+  for (int i = 0; i < 100; ++i) folder.makeFile("tree/" + std::to_string(i));  // looked at before the sub-folder
   folder.makeFolder("tree", 0777);
-  folder.makeLink("tree/link", folder / "elsewhere");
-  if (!canExchange(folder / "tree/folder", folder / "tree/link")) GTEST_SKIP() << "needs atomic exchanges";
-  const Exchanger exchanger(folder / "tree/folder", folder / "tree/link");
-  for (mode_t bits = 0755; exchanger.rounds() < 10'000; bits ^= 020U) {
+  folder.makeLink("spare", folder / "elsewhere");
+  if (!canExchange(folder / "tree/folder", folder / "spare")) GTEST_SKIP() << "needs atomic exchanges";
+  const Exchanger exchanger(folder / "tree/folder", folder / "spare");
+  mode_t bits = 0755;
+  for (int walk = 0; walk < 300 || exchanger.rounds() < 5000; ++walk) {
+    bits ^= 020U;  // so that each walk has something to change
     (void)setAttributesBelow(folder / "tree", mode(bits));
     ASSERT_EQ(folder.mode("elsewhere"), 0700U);
     ASSERT_EQ(folder.mode("elsewhere/sub"), 0700U);
@@ -412,7 +418,9 @@ TEST_F(OwnershipTest, NothingOutsideChangesWhileAFileIsExchangedForALink) {
   folder.makeFolder("tree", 0777);
   if (!canExchange(folder / "tree/file", folder / "tree/link")) GTEST_SKIP() << "needs atomic exchanges";
   const Exchanger exchanger(folder / "tree/file", folder / "tree/link");
-  for (mode_t bits = 0644; exchanger.rounds() < 10'000; bits ^= 020U) {
+  mode_t bits = 0644;
+  for (int walk = 0; walk < 3000 || exchanger.rounds() < 5000; ++walk) {
+    bits ^= 020U;
     (void)setAttributesBelow(folder / "tree", mode(bits));
     ASSERT_EQ(folder.mode("precious"), 0600U);
   }
@@ -426,8 +434,8 @@ TEST_F(OwnershipByRootTest, PreciousFileKeepsItsOwnerWhileAFileIsExchangedForIts
   if (!canExchange(folder / "tree/file", folder / "tree/second name")) GTEST_SKIP() << "needs atomic exchanges";
   const Exchanger exchanger(folder / "tree/file", folder / "tree/second name");
   // The file goes back and forth between two accounts, so that each walk has something to change.
-  for (bool isOthers = false; exchanger.rounds() < 10'000; isOthers = !isOthers) {
-    if (isOthers) {
+  for (int walk = 0; walk < 3000 || exchanger.rounds() < 5000; ++walk) {
+    if (walk % 2 == 0) {
       (void)setAttributesBelow(folder / "tree", ofOther(0666));
     } else {
       for (const char* name : {"tree/file", "tree/second name"}) {
@@ -452,7 +460,9 @@ TEST_F(OwnershipTest, WalkEndsAlthoughFoldersAreMovedAwayUnderIt) {
   folder.makeFolder("refuge/spare", 0700);
   if (!canExchange(middle, folder / "refuge/spare")) GTEST_SKIP() << "needs atomic exchanges";
   const Exchanger exchanger(middle, folder / "refuge/spare");
-  for (mode_t bits = 0755; exchanger.rounds() < 5000; bits ^= 020U) {
+  mode_t bits = 0755;
+  for (int walk = 0; walk < 200 || exchanger.rounds() < 5000; ++walk) {
+    bits ^= 020U;
     (void)setAttributesBelow(folder / "tree", mode(bits));
     ASSERT_EQ(folder.mode("refuge"), 0700U);
     ASSERT_EQ(folder.mode("elsewhere/file"), 0600U);

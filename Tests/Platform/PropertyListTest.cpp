@@ -1063,8 +1063,8 @@ std::string withTail(std::string bytes, size_t position, const std::string& repl
 TEST(BinaryPropertyListTest, TrailerThatDoesNotFitMakesNoBinaryList) {
   const std::string list = richBinaryList();
   ASSERT_TRUE(platform::isBinaryPropertyList(list));
-  const std::uint64_t count = 11;
-  const std::uint64_t table = list.size() - 32 - count;
+  constexpr size_t count = 11;
+  const size_t table = list.size() - 32 - count;
   const std::vector<std::string> wrong = {
       withTail(list, 26, byte(0)),  // size of an offset
       withTail(list, 26, byte(2)),
@@ -1273,13 +1273,13 @@ TEST(BinaryPropertyListTest, NestingEndsAtTheDeepestLevel) {
 
 TEST(BinaryPropertyListTest, DepthCountsAlongTheDeepestWay) {
   // Object 600 is met first near the root, where it is not too deep, and again at the end of a chain.
-  const auto listWithChain = [](std::uint64_t length) {
+  const auto listWithChain = [](size_t length) {
     BinaryList list;
     list.offsetSize = 2;
     list.referenceSize = 2;
     list.objects.assign(602, "\x09");
     list.objects[0] = list.array({600, 1});
-    for (std::uint64_t number = 1; number < length; ++number) list.objects[number] = list.array({number + 1});
+    for (size_t number = 1; number < length; ++number) list.objects[number] = list.array({number + 1});
     list.objects[length] = list.array({600});
     list.objects[600] = list.array({601});
     list.objects[601] = list.array({});

@@ -4,7 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <cstring>
 #include <sstream>
 
 #include "Platform/PropertyList.h"
@@ -18,6 +21,17 @@ constexpr char kHistory[] = "history";  // log lines, starts and prints
 constexpr char kStarted[] = "started ";
 
 }  // namespace
+
+ScopedWorkingFolder::ScopedWorkingFolder(const std::string& path) {
+  char before[PATH_MAX] = "/";
+  if (getcwd(before, sizeof before) == nullptr) ADD_FAILURE() << "getcwd: " << std::strerror(errno);
+  _before = before;
+  if (chdir(path.c_str()) != 0) ADD_FAILURE() << "chdir " << path << ": " << std::strerror(errno);
+}
+
+ScopedWorkingFolder::~ScopedWorkingFolder() {
+  if (chdir(_before.c_str()) != 0) ADD_FAILURE() << "chdir " << _before << ": " << std::strerror(errno);
+}
 
 InstanceTest::InstanceTest() {
   folder.makeFile(std::string(kBundle) + "/Contents/Info.plist",

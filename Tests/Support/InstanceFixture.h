@@ -13,6 +13,18 @@
 using Tree = std::map<std::string, std::string>;         // as treeSnapshot answers it
 using Children = std::vector<std::vector<std::string>>;  // as InstanceTest::children answers them
 
+/// While it lives, the process works in another folder, which relative paths then start from.
+class ScopedWorkingFolder {
+ public:
+  explicit ScopedWorkingFolder(const std::string& path);
+  ScopedWorkingFolder(const ScopedWorkingFolder&) = delete;
+  ScopedWorkingFolder& operator=(const ScopedWorkingFolder&) = delete;
+  ~ScopedWorkingFolder();
+
+ private:
+  std::string _before;
+};
+
 /// A small instance in the test's folder, with an installed hotfix, and stand-ins for the programs around it.
 ///
 /// - Apps/Product.app/Contents/Info.plist: CFBundleShortVersionString 6.2.1
@@ -79,6 +91,8 @@ class InstanceTest : public OutsideTest {
   class PrintsToHistory {
    public:
     explicit PrintsToHistory(const InstanceTest& test);
+    PrintsToHistory(const PrintsToHistory&) = delete;
+    PrintsToHistory& operator=(const PrintsToHistory&) = delete;
     ~PrintsToHistory();
 
    private:

@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+
+#include "MacInstaller/InstallUtil.h"
+#include "MacInstaller/InstanceService.h"
+#include "Platform/FileManager.h"
+#include "Tests/Support/InstanceFixture.h"
+
+namespace {
+
+/// Merges of folders that hold links to folders. InstallUtilTest has the ones without links.
+class CopyFolderTest : public OutsideTest {
+ protected:
+  CopyFolderTest() {
+    platform::setCopyPolicy(InstanceService::fileManagerShouldProceedAfterError);
+    folder.makeFile("source/file", "new");
+    folder.makeFile("to/file", "old");
+  }
+
+  /// Merges source into to and compares the result; the source must stay as it is.
+  void expectMerged(const Tree& expected) const {
+    const Tree before = treeSnapshot(folder / "source");
+    InstallUtil::copyFolderFrom(folder / "source", folder / "to");
+    EXPECT_EQ(treeSnapshot(folder / "to"), expected);
+    EXPECT_EQ(treeSnapshot(folder / "source"), before);
+    EXPECT_TRUE(log().empty());
+  }
+};
+
+TEST_F(CopyFolderTest, LinkIsCopiedAsALinkWhereNothingIs) {
+  folder.makeLink("source/back", ".");
+  expectMerged({{"back", "link: ."}, {"file", "file: new"}});
+}
+
+TEST_F(CopyFolderTest, LinkToAFolderIsFollowedIntoAnExistingFolder) {
+  folder.makeFile("elsewhere/deep/file", "new");
+  folder.makeLink("source/linked", folder / "elsewhere");
+  folder.makeFile("to/linked/own", "old");
+  expectMerged({{"file", "file: new"},
+                {"linked", "folder"},
+                {"linked/deep", "folder"},
+                {"linked/deep/file", "file: new"},
+                {"linked/own", "file: old"}});
+}
+
+TEST_F(CopyFolderTest, LinkBackToTheSourceIsNotFollowed) {
+  folder.makeLink("source/back", ".");
+  folder.makeFile("to/back/own", "old");
+  expectMerged({{"back", "folder"}, {"back/own", "file: old"}, {"file", "file: new"}});
+}
+
+TEST_F(CopyFolderTest, LinkBackToAnyEnclosingFolderIsNotFollowed) {
+  folder.makeFile("source/a/b/file", "new");
+  folder.makeLink("source/a/b/middle", "..");
+  folder.makeLink("source/a/b/top", folder / "source");
+  folder.makeFolder("to/a/b/middle");
+  folder.makeFolder("to/a/b/top");
+  expectMerged({{"a", "folder"},
+                {"a/b", "folder"},
+                {"a/b/file", "file: new"},
+                {"a/b/middle", "folder"},
+                {"a/b/top", "folder"},
+                {"file", "file: new"}});
+}
+
+TEST_F(CopyFolderTest, FoldersThatLinkToEachOtherAreMergedOnce) {
+  folder.makeFile("source/a/in a", "new");
+  folder.makeFile("source/b/in b", "new");
+  folder.makeLink("source/a/other", "../b");
+  folder.makeLink("source/b/other", "../a");
+  folder.makeFolder("to/a/other/other");
+  folder.makeFolder("to/b/other/other");
+  expectMerged({{"a", "folder"},
+                {"a/in a", "file: new"},
+                {"a/other", "folder"},
+                {"a/other/in b", "file: new"},
+                {"a/other/other", "folder"},
+                {"b", "folder"},
+                {"b/in b", "file: new"},
+                {"b/other", "folder"},
+                {"b/other/in a", "file: new"},
+                {"b/other/other", "folder"},
+                {"file", "file: new"}});
+}
+
+TEST_F(CopyFolderTest, FolderIsMergedUnderEachOfItsNames) {
+  folder.makeFile("source/a/file", "new");
+  folder.makeLink("source/first", "a");
+  folder.makeLink("source/second", "a");
+  folder.makeFolder("to/a");
+  folder.makeFolder("to/first");
+  folder.makeFolder("to/second");
+  expectMerged({{"a", "folder"},
+                {"a/file", "file: new"},
+                {"file", "file: new"},
+                {"first", "folder"},
+                {"first/file", "file: new"},
+                {"second", "folder"},
+                {"second/file", "file: new"}});
+}
+
+TEST_F(CopyFolderTest, SourceThatIsALinkKnowsItsOwnFolder) {
+  folder.makeLink("source/back", folder / "source");
+  folder.makeLink("alias", "source");
+  folder.makeFolder("to/back");
+  for (const char* name : {"alias", "alias/"}) {
+    InstallUtil::copyFolderFrom(folder / name, folder / "to");
+    EXPECT_EQ(treeSnapshot(folder / "to"), (Tree{{"back", "folder"}, {"file", "file: new"}})) << name;
+  }
+}
+
+TEST_F(CopyFolderTest, MergeOfManyLinksBackEnds) {
+  // Followed, each level would double the work, until a path has too many links for the system.
+  for (const char* name : {"source/back", "source/again"}) folder.makeLink(name, ".");
+  const Tree expected = {{"again", "link: ."}, {"back", "link: ."}, {"file", "file: new"}};
+  expectMerged(expected);
+  expectMerged(expected);
+}
+
+TEST_F(CopyFolderTest, LinksToFilesAndToNothingReplaceWhatHasTheirName) {
+  folder.makeLink("source/to a file", "file");
+  folder.makeLink("source/to nothing", "nowhere");
+  folder.makeFile("to/to a file/own", "old");
+  folder.makeFile("to/to nothing", "old");
+  expectMerged({{"file", "file: new"}, {"to a file", "link: file"}, {"to nothing", "link: nowhere"}});
+}
+
+}  // namespace

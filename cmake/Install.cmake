@@ -1,0 +1,55 @@
+# What `cmake --install` puts in place: the tool, the static library, its headers, a CMake package and a pkg-config file.
+# The tree that it makes can be moved.
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/hotfixUninstall)
+set(pkg_config_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/hotfixUninstall)
+
+# A library that lies where the system does not look for it is found there by the installed tool too.
+set_target_properties(hotfixUninstall PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
+install(TARGETS hotfixUninstall RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+install(TARGETS hotfixUninstallLibrary EXPORT hotfixUninstallTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${header_folder})
+
+# Programs include the C entries as "hotifxUninstallLibrary.h" and the classes as in this tree,
+# "MacInstaller/InstanceService.h". Of the lower layers there is only what the classes' headers include.
+install(FILES MacInstaller/hotifxUninstallLibrary.h DESTINATION ${header_folder})
+install(FILES
+  MacInstaller/Configuration.h
+  MacInstaller/HotfixUninstall.h
+  MacInstaller/InstallManifest.h
+  MacInstaller/InstallUtil.h
+  MacInstaller/InstanceService.h
+  MacInstaller/JavaProperties.h
+  MacInstaller/Properties.h
+  MacInstaller/StringUtil.h
+  DESTINATION ${header_folder}/MacInstaller)
+install(FILES Platform/FileManager.h Platform/Ownership.h DESTINATION ${header_folder}/Platform)
+install(FILES Support/OptionalString.h Support/PropertyListValue.h DESTINATION ${header_folder}/Support)
+
+install(EXPORT hotfixUninstallTargets NAMESPACE hotfixUninstall:: DESTINATION ${package_folder})
+configure_package_config_file(cmake/hotfixUninstallConfig.cmake.in ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake
+  INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/hotfixUninstallConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake
+  ${PROJECT_BINARY_DIR}/hotfixUninstallConfigVersion.cmake
+  cmake/FindLibPlist.cmake
+  cmake/FindUtf8Proc.cmake
+  DESTINATION ${package_folder})
+
+# For pkg-config: the folders relative to the file itself, and the C++ runtime of this compiler for who links with a C
+# compiler.
+file(RELATIVE_PATH pc_prefix /${pkg_config_folder} /)
+string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
+string(REPLACE ";" " " pc_requires "${pc_dependencies}")
+set(pc_cxx_runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(FILTER pc_cxx_runtime INCLUDE REGEX "^(std)?c\\+\\+$")
+list(REMOVE_DUPLICATES pc_cxx_runtime)
+list(TRANSFORM pc_cxx_runtime PREPEND -l)
+configure_file(cmake/hotfixUninstall.pc.in ${PROJECT_BINARY_DIR}/hotfixUninstall.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/hotfixUninstall.pc DESTINATION ${pkg_config_folder})

@@ -1,0 +1,19 @@
+/*
+  Removes the hotfix of one instance, as an installer would do it in-process.
+
+      uninstall HOME [DATA]
+*/
+
+#include <stdio.h>
+
+#include "hotifxUninstallLibrary.h"
+
+int main(int argc, char* argv[]) {
+  if (argc < 2 || argc > 3) {
+    fprintf(stderr, "Usage: uninstall HOME [DATA]\n");
+    return 2;
+  }
+  const int32_t status = argc == 3 ? RCPUninstallHotfixEx(argv[1], argv[2]) : RCPUninstallHotfix(argv[1]);
+  printf("%s\n", status == 0 ? "The hotfix was removed." : "The hotfix was not removed; see the system log.");
+  return status;
+}
