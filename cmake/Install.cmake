@@ -42,14 +42,15 @@ install(FILES
   cmake/FindUtf8Proc.cmake
   DESTINATION ${package_folder})
 
-# For pkg-config: the folders relative to the file itself, and the C++ runtime of this compiler for who links with a C
-# compiler.
+# For pkg-config: the folders relative to the file itself, and the runtime of this C++ compiler, mathematics included,
+# for whoever links with a C compiler.
 file(RELATIVE_PATH pc_prefix /${pkg_config_folder} /)
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
 string(REPLACE ";" " " pc_requires "${pc_dependencies}")
 set(pc_cxx_runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
-list(FILTER pc_cxx_runtime INCLUDE REGEX "^(std)?c\\+\\+$")
+list(FILTER pc_cxx_runtime INCLUDE REGEX "^((std)?c\\+\\+|m)$")
 list(REMOVE_DUPLICATES pc_cxx_runtime)
 list(TRANSFORM pc_cxx_runtime PREPEND -l)
+string(REPLACE ";" " " pc_cxx_runtime "${pc_cxx_runtime}")
 configure_file(cmake/hotfixUninstall.pc.in ${PROJECT_BINARY_DIR}/hotfixUninstall.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/hotfixUninstall.pc DESTINATION ${pkg_config_folder})

@@ -2,46 +2,65 @@
 //
 //     layout HOME DATA TEMPLATES
 //
-// HOME is a new home folder inside an application bundle. TEMPLATES holds what an installer ships: launcher.properties,
-// agent.properties, jvm.properties, customization.ini, install.xml, uninstall.hotfix.xml and the launcher rcplauncher.
+// HOME is a new home folder inside an application bundle, DATA its workspace. TEMPLATES holds what an installer ships:
+// launcher.properties, agent.properties, jvm.properties, defaults.ini, site.ini, install.xml, uninstall.hotfix.xml and
+// the launcher rcplauncher.
 
+#include <cstdint>
 #include <iostream>
 #include <string>
 
 #include "MacInstaller/InstanceService.h"
-#include "MacInstaller/hotifxUninstallLibrary.h"
+#include "Platform/FileManager.h"
+#include "hotifxUninstallLibrary.h"
+
+namespace {
+
+/// Where several templates have a value for the same preference, the one that is merged last wins.
+bool layOut(InstanceService& instance, const std::string& data, const std::string& templates) {
+  return instance.generateRcplauncherPropertiesWithTemplate(templates + "/launcher.properties", data) &&
+         instance.copyOgsiAgentProperties(templates + "/agent.properties") &&
+         instance.generateJVMPropertiesWithTemplate(templates + "/jvm.properties") &&
+         instance.mergePluginCustomizationWithRcphome(templates + "/defaults.ini") &&
+         instance.mergePluginCustomizationWithRcphome(templates + "/site.ini") &&
+         instance.copyInstallManifest(templates + "/install.xml", templates) &&
+         platform::copyItem(templates + "/rcplauncher", *instance.pathToRcphome() + "/rcplauncher");
+}
+
+/// What a hotfix's installer leaves behind for its own removal. This one may be removed while the platform runs.
+bool recordHotfix(InstanceService& instance, const std::string& templates) {
+  instance.updateHotfixVersion("6.2.1.1");
+  instance.saveHotfixBundleID("com.qor.rcp.hotfix");
+  instance.saveHotfixSkipRunningCheckProperty(true);
+  return instance.copyHotfixUninstallManifest(templates + "/uninstall.hotfix.xml");
+}
+
+void printHotfix(const InstanceService& instance) {
+  std::cout << "Installed hotfix: " << instance.getCurrentHotfixVersion().value_or("none") << std::endl;
+}
+
+}  // namespace
 
 int main(int argc, char* argv[]) {
   if (argc != 4) {
     std::cerr << "Usage: layout HOME DATA TEMPLATES\n";
     return 2;
   }
-  const std::string home = argv[1];
-  const std::string data = argv[2];
-  const std::string templates = std::string(argv[3]) + "/";
+  const std::string home = argv[1], data = argv[2], templates = argv[3];
 
-  // Making the service makes the home folder.
-  InstanceService instance(home, data);
-  const bool isLaidOut = instance.generateRcplauncherPropertiesWithTemplate(templates + "launcher.properties", data) &&
-                         instance.copyOgsiAgentProperties(templates + "agent.properties") &&
-                         instance.generateJVMPropertiesWithTemplate(templates + "jvm.properties") &&
-                         instance.mergePluginCustomizationWithRcphome(templates + "customization.ini") &&
-                         instance.copyInstallManifest(templates + "install.xml", templates);
-  if (!isLaidOut) {
+  InstanceService instance(home, data);  // makes the home folder
+  if (!layOut(instance, data, templates)) {
     std::cerr << "The instance could not be laid out; see the system log.\n";
     return 1;
   }
   instance.setInstalledVersion("6.2.1");
-  platform::copyItem(templates + "rcplauncher", home + "/rcplauncher");
 
-  // What a hotfix installer leaves behind for its own removal. The platform may run while this hotfix is removed.
-  instance.updateHotfixVersion("6.2.1.1");
-  instance.saveHotfixBundleID("com.qor.rcp.hotfix");
-  instance.saveHotfixSkipRunningCheckProperty(true);
-  instance.copyHotfixUninstallManifest(templates + "uninstall.hotfix.xml");
-  std::cout << "Hotfix " << instance.getCurrentHotfixVersion().value_or("(none)") << " is installed." << std::endl;
-
-  const int32_t status = RCPUninstallHotfixEx(home.c_str(), data.c_str());
-  std::cout << "Hotfix " << instance.getCurrentHotfixVersion().value_or("(none)") << " is installed." << std::endl;
+  if (!recordHotfix(instance, templates)) {
+    std::cerr << "The hotfix could not be recorded.\n";
+    return 1;
+  }
+  printHotfix(instance);
+  const std::int32_t status = RCPUninstallHotfixEx(home.c_str(), data.c_str());
+  printHotfix(instance);
   return status;
 }

@@ -1,7 +1,9 @@
 /*
-  Removes the hotfix of one instance, as an installer would do it in-process.
+  Removes the hotfix of one instance, as an installer does it in-process.
 
       uninstall HOME [DATA]
+
+  Without DATA the data folder is "systemdata" in HOME.
 */
 
 #include <stdio.h>
@@ -15,5 +17,5 @@ int main(int argc, char* argv[]) {
   }
   const int32_t status = argc == 3 ? RCPUninstallHotfixEx(argv[1], argv[2]) : RCPUninstallHotfix(argv[1]);
   printf("%s\n", status == 0 ? "The hotfix was removed." : "The hotfix was not removed; see the system log.");
-  return status;
+  return (int)status;
 }

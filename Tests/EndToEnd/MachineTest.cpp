@@ -307,7 +307,7 @@ std::vector<Child> MachineTest::readChildren() {
   }
   // Process id, number of arguments, path, arguments.
   for (size_t at = 0; at + 2 < fields.size();) {
-    const size_t end = std::min(at + 3 + std::stoul(fields[at + 1]), fields.size());
+    const size_t end = std::min<size_t>(at + 3 + std::stoul(fields[at + 1]), fields.size());
     Child child;
     child.seen = inside("/stand-ins/seen/" + fields[at]);
     child.commandLine.assign(fields.begin() + static_cast<std::ptrdiff_t>(at) + 2,

@@ -12,6 +12,7 @@
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::IsEmpty;
 
 const OptionalString kNone;
@@ -128,8 +129,9 @@ TEST_F(GenerateLauncherTest, StampIsOfTheMoment) {
   InstanceService instance(home(), data());
   setClock({2031, 2, 3, 4, 5, 6});
   EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), "w"));
-  EXPECT_EQ(propertiesLines(kLauncher)[1], "provisioning.manifest.version=0302310405");
-  EXPECT_EQ(propertiesLines(kLauncher)[4], "rcp.install.id=0302310405");
+  const std::vector<std::string> lines = folder.lines(inHome(kLauncher));
+  EXPECT_THAT(lines, Contains("provisioning.manifest.version=0302310405"));
+  EXPECT_THAT(lines, Contains("rcp.install.id=0302310405"));
 }
 
 TEST_F(GenerateLauncherTest, NothingIsMadeWithoutATemplate) {

@@ -50,18 +50,25 @@ TEST(CaseFoldingTest, LocaleDoesNotMatter) {
   std::setlocale(LC_ALL, before.c_str());
 }
 
-TEST(CaseFoldingTest, TextThatIsNoUtf8IsLoweredByItsAsciiLetters) {
+TEST(CaseFoldingTest, BytesThatAreNoUtf8StayAsTheyAre) {
   EXPECT_EQ(lowercased("ABC\xff\xC9Z"), "abc\xff\xC9z");
-  EXPECT_TRUE(equalIgnoringCase("ABC\xff", "abc\xff"));
-  EXPECT_FALSE(equalIgnoringCase("ABC\xff", "abc\xfe"));
-  EXPECT_FALSE(equalIgnoringCase("ABC\xff", "abc"));
-  EXPECT_TRUE(hasPrefixIgnoringCase("/APPS/\xff", "/apps/"));
-  EXPECT_FALSE(hasPrefixIgnoringCase("/apps/", "/apps/\xff"));
+  EXPECT_EQ(lowercased("\u0416\xff\u0416"), "\u0436\xff\u0436");
+  EXPECT_EQ(lowercased("\xC3"), "\xC3");                  // cut short
+  EXPECT_EQ(lowercased("\xED\xA0\x80"), "\xED\xA0\x80");  // a lone surrogate
+  EXPECT_EQ(lowercased("\xff\xfe"), "\xff\xfe");
 }
 
-TEST(CaseFoldingTest, PrefixOfATextThatIsNoUtf8MayHoldOtherLetters) {
-  EXPECT_TRUE(hasPrefixIgnoringCase("/Apps/Pr\u00F6duct.app/\xff", "/apps/pr\u00F6duct.app/"));
-  EXPECT_FALSE(hasPrefixIgnoringCase("/Apps/Pr\u00F6duct.app/\xff", "/apps/pr\u00FCduct.app/"));
+TEST(CaseFoldingTest, BytesThatAreNoUtf8AreComparedAsTheyAre) {
+  EXPECT_TRUE(equalIgnoringCase("ABC\xff", "abc\xff"));
+  EXPECT_TRUE(equalIgnoringCase("\u00C9\xff\u00C9", "\u00E9\xff\u00E9"));
+  EXPECT_FALSE(equalIgnoringCase("ABC\xff", "abc\xfe"));
+  EXPECT_FALSE(equalIgnoringCase("ABC\xff", "abc"));
+  EXPECT_FALSE(equalIgnoringCase("\xC9", "\xE9"));  // letters of ISO-8859-1
+  EXPECT_FALSE(equalIgnoringCase("\xff", "\u00FF"));
+  EXPECT_TRUE(hasPrefixIgnoringCase("/APPS/\xff", "/apps/"));
+  EXPECT_FALSE(hasPrefixIgnoringCase("/apps/", "/apps/\xff"));
+  EXPECT_TRUE(hasPrefixIgnoringCase("/Apps/Pr\u00D6duct.app/\xff", "/apps/pr\u00F6duct.app/"));
+  EXPECT_FALSE(hasPrefixIgnoringCase("/Apps/Pr\u00D6duct.app/\xff", "/apps/pr\u00FCduct.app/"));
 }
 
 TEST(CaseFoldingTest, EqualButForCase) {
