@@ -14,6 +14,12 @@ install(TARGETS hotfixUninstall RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(TARGETS hotfixUninstallLibrary EXPORT hotfixUninstallTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${header_folder})
 
+# What a C compiler does not link by itself: the runtime of this C++ compiler, mathematics included.
+set(cxx_runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(FILTER cxx_runtime INCLUDE REGEX "^((std)?c\\+\\+|m)$")
+list(REMOVE_DUPLICATES cxx_runtime)
+target_link_libraries(hotfixUninstallLibrary INTERFACE "$<INSTALL_INTERFACE:${cxx_runtime}>")
+
 # Programs include the C entries as "hotifxUninstallLibrary.h" and the classes as in this tree,
 # "MacInstaller/InstanceService.h". Of the lower layers there is only what the classes' headers include.
 install(FILES MacInstaller/hotifxUninstallLibrary.h DESTINATION ${header_folder})
@@ -42,15 +48,11 @@ install(FILES
   cmake/FindUtf8Proc.cmake
   DESTINATION ${package_folder})
 
-# For pkg-config: the folders relative to the file itself, and the runtime of this C++ compiler, mathematics included,
-# for whoever links with a C compiler.
+# For pkg-config, with the folders relative to the file itself.
 file(RELATIVE_PATH pc_prefix /${pkg_config_folder} /)
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
 string(REPLACE ";" " " pc_requires "${pc_dependencies}")
-set(pc_cxx_runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
-list(FILTER pc_cxx_runtime INCLUDE REGEX "^((std)?c\\+\\+|m)$")
-list(REMOVE_DUPLICATES pc_cxx_runtime)
-list(TRANSFORM pc_cxx_runtime PREPEND -l)
+list(TRANSFORM cxx_runtime PREPEND -l OUTPUT_VARIABLE pc_cxx_runtime)
 string(REPLACE ";" " " pc_cxx_runtime "${pc_cxx_runtime}")
 configure_file(cmake/hotfixUninstall.pc.in ${PROJECT_BINARY_DIR}/hotfixUninstall.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/hotfixUninstall.pc DESTINATION ${pkg_config_folder})

@@ -50,9 +50,8 @@ class Reader {
     if (!skipBlanks()) return PropertyListValue(Dictionary());
     std::optional<PropertyListValue> root = readValue(0);
     if (!root || !skipBlanks()) return root;
-    if (root->asString() == nullptr) return std::nullopt;  // junk after the list
 
-    _position = 0;  // the string was the first key of a strings file
+    _position = 0;  // a string was the first key of a strings file; behind anything else there is junk
     Dictionary dictionary;
     if (!readEntries(1, dictionary) || skipBlanks()) return std::nullopt;
     return PropertyListValue(std::move(dictionary));

@@ -39,7 +39,8 @@ class BinaryList {
 
     if (_offsetSize < 1 || _offsetSize > 8 || _referenceSize < 1 || _referenceSize > 8) return false;
     if (table <= kMarkSize || table >= trailer || _root >= _objectCount) return false;
-    if (_objectCount > trailer || table + _objectCount * _offsetSize != trailer) return false;
+    const std::uint64_t tableSize = trailer - table;
+    if (tableSize % _offsetSize != 0 || tableSize / _offsetSize != _objectCount) return false;
     if (!canHold(_offsetSize, table) || !canHold(_referenceSize, _objectCount)) return false;
     _table = static_cast<size_t>(table);
     for (std::uint64_t object = 0; object < _objectCount; ++object) {
@@ -192,8 +193,7 @@ class BinaryList {
     extent.values = 1;
     if (object->isCollection()) return open(number, *object);
 
-    // What is looked at once is unfolded at least once, so these limits hold for the walk itself too, however often
-    // objects overlap.
+    // What is looked at once is unfolded at least once: the limit holds for the walk too, however objects overlap.
     if (object->kind == kData || object->isString()) {
       extent.bytes = object->count * (object->kind == kUtf16 ? 2 : 1);
     }
@@ -203,8 +203,6 @@ class BinaryList {
   }
 
   bool open(std::uint64_t number, const Object& object) {
-    _referencesSeen += object.count;
-    if (_referencesSeen > kMostPropertyListValues || _open.size() == kDeepestPropertyList) return false;
     extentOf(number).depth = 1;
     extentOf(number).state = State::Open;
     size_t values = object.content;
@@ -224,7 +222,7 @@ class BinaryList {
     if (!object || !object->isString()) return false;
     if (extentOf(key).state == State::New && !enter(key)) return false;
     extentOf(dictionary).bytes += extentOf(key).bytes;
-    return extentOf(dictionary).bytes <= mostBytes();
+    return true;
   }
 
   bool addTo(std::uint64_t collection, std::uint64_t value) {
@@ -283,7 +281,6 @@ class BinaryList {
 
   std::vector<Extent> _extents;  // by object
   std::vector<OpenCollection> _open;
-  std::uint64_t _referencesSeen = 0;
   std::uint64_t _bytesSeen = 0;
 };
 

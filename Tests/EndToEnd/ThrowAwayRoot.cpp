@@ -115,7 +115,7 @@ void ThrowAwayRoot::mountAll() {
   mount("tmpfs", "tmpfs", _folder / inside("/dev"), 0, "mode=0755");
   if (!_obstacle.empty()) return;
   for (const char* device : {"/dev/null", "/dev/zero", "/dev/full", "/dev/tty"}) {
-    mount("", device, _folder.makeFile(inside(device)), MS_BIND);
+    bindReadOnly(device, _folder.makeFile(inside(device)));
   }
   showReadOnly(HOTFIX_SOURCE_FOLDER);
   showReadOnly(HOTFIX_BUILD_FOLDER);
@@ -167,9 +167,15 @@ void ThrowAwayRoot::showReadOnly(const std::string& folder) {
       there.st_dev == here.st_dev && there.st_ino == here.st_ino) {
     return;  // in a folder that is shown already
   }
-  const std::string place = _folder.makeFolder(inside(folder));
-  mount("", folder, place, MS_BIND | MS_REC);
-  mount("", "", place, MS_BIND | MS_REMOUNT | MS_RDONLY | keptFlags(folder));
+  bindReadOnly(folder, _folder.makeFolder(inside(folder)));
+}
+
+void ThrowAwayRoot::bindReadOnly(const std::string& source, const std::string& path) {
+  // A user namespace must show what is mounted below a folder with it. Root leaves that out: it would be writable.
+  unsigned long flags = MS_BIND;
+  if (!hasAccounts()) flags |= MS_REC;
+  mount("", source, path, flags);
+  mount("", "", path, MS_BIND | MS_REMOUNT | MS_RDONLY | keptFlags(source));
 }
 
 void ThrowAwayRoot::mountMemory(const std::string& path, const std::string& options) {
@@ -200,7 +206,7 @@ void ThrowAwayRoot::startFirstProcess() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const std::string root = _folder / "root";
     if (chroot(root.c_str()) == 0 && chdir("/") == 0 &&
-        ::mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) == 0) {
+        ::mount("proc", "/proc", "proc", MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) == 0) {
       execl(kFirstProcess, kFirstProcess, "infinity", nullptr);
     }
     const int error = errno;

@@ -12,8 +12,10 @@
 /// A copy of the machine's root, to be changed as a test likes, with processes of its own.
 ///
 /// It is an overlay of "/" whose changes lie in memory, with a fresh /tmp, /dev and /proc, and with the project's
-/// folders visible, read only, where they are. The first object takes the test program into a mount namespace of its
-/// own, so no other program sees any of it; it goes away with the object, at the latest with the test program.
+/// folders visible where they are. What it shares with the machine is read only: the project, the devices, and /proc,
+/// whose files have the same owner and mode in every place where it is mounted. The first object takes the test program
+/// into a mount namespace of its own, so no other program sees any of it; it goes away with the object, at the latest
+/// with the test program.
 ///
 /// Accounts "alice" (home /Users/alice) and "bob" and a group "admin" are known in it.
 class ThrowAwayRoot {
@@ -63,6 +65,7 @@ class ThrowAwayRoot {
   void mount(const char* type, const std::string& source, const std::string& path, unsigned long flags,
              const std::string& options = "");
   void showReadOnly(const std::string& folder);
+  void bindReadOnly(const std::string& source, const std::string& path);
   void startFirstProcess();
   void noteObstacle(const std::string& what);
 

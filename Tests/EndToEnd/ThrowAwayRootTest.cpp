@@ -50,6 +50,15 @@ TEST_F(ThrowAwayRootTest, ProjectIsVisibleAndReadOnly) {
   EXPECT_NE(access(HOTFIX_BUILD_FOLDER "/hotfixWritten", F_OK), 0);
 }
 
+TEST_F(ThrowAwayRootTest, WhatIsTheMachinesCannotBeGivenAway) {
+  // To the attributes that they have, so that nothing comes of it should it be allowed.
+  for (const char* path : {"/dev/null", "/dev/zero", "/dev/full", "/dev/tty", "/proc/meminfo", "/proc/net/dev"}) {
+    EXPECT_NE(shell(("chmod \"$(stat -c %a " + std::string(path) + ")\" " + path + " 2>/dev/null").c_str()), 0) << path;
+    EXPECT_NE(shell(("chown \"$(stat -c %u:%g " + std::string(path) + ")\" " + path + " 2>/dev/null").c_str()), 0)
+        << path;
+  }
+}
+
 TEST_F(ThrowAwayRootTest, AccountsAreKnown) {
   EXPECT_EQ(shell("cd ~alice && test \"$(pwd)\" = /Users/alice"), 0) << "home of alice";
   if (!ThrowAwayRoot::hasAccounts()) GTEST_SKIP() << "a user namespace of one account";

@@ -829,9 +829,30 @@ TEST_F(InstallUtilCopyTest, OneFailureDoesNotStopTheOthers) {
   EXPECT_EQ(tree.size(), 20U + tree.count("fifo"));
 }
 
+// Each of the links leads to all of the source again: a merge that followed them would take turns without end.
+TEST_F(InstallUtilCopyTest, LinksBackToTheSourceAreNotFollowed) {
+  folder.makeFile("source/inner/file", "new");
+  folder.makeLink("source/one", ".");
+  folder.makeLink("source/inner/two", "..");
+  folder.makeFolder("to/one");
+  folder.makeFolder("to/inner/two");
+  EXPECT_EQ(copied(),
+            (Tree{{"inner", "folder"}, {"inner/file", "file: new"}, {"inner/two", "folder"}, {"one", "folder"}}));
+}
+
+TEST_F(InstallUtilCopyTest, LinkToAFolderBesideItIsMergedAlthoughThatIsMergedToo) {
+  folder.makeFile("source/a/file", "new");
+  folder.makeLink("source/b", "a");
+  folder.makeFolder("to/a");
+  folder.makeFolder("to/b");
+  EXPECT_EQ(copied(), (Tree{{"a", "folder"}, {"a/file", "file: new"}, {"b", "folder"}, {"b/file", "file: new"}}));
+}
+
 TEST_F(InstallUtilCopyTest, MergingTwiceIsMergingOnce) {
   folder.makeFile("source/a/file", "new");
   folder.makeLink("source/link", "a");
+  folder.makeLink("source/itself", ".");
+  folder.makeLink("source/itself again", ".");
   folder.makeFile("to/a/other", "old");
   const Tree once = copied();
   EXPECT_EQ(copied(), once);

@@ -145,15 +145,6 @@ TEST(StringUtilTest, DecodingUndoesTheEscapeOfEveryUnitOutsideAscii) {
   }
 }
 
-TEST(StringUtilTest, ArgumentsStayAsTheyAre) {
-  const std::u16string text = u"a b=\\u00e9\u00E9";
-  const std::u16string before = text;
-  (void)escapedKey(text);
-  (void)escapedValue(text);
-  (void)decoded(text);
-  EXPECT_EQ(text, before);
-}
-
 TEST(StringUtilTest, CharAtIndexIsOneUnit) {
   EXPECT_EQ(StringUtil::charAtIndex(0, u"abc"), u"a");
   EXPECT_EQ(StringUtil::charAtIndex(2, u"abc"), u"c");

@@ -48,6 +48,17 @@ class ChildProcessTest : public OutsideTest {
   /// Runs shell text as a ChildProcess.
   static void runScript(const std::string& text) { runAndWait(kShell, {"-c", text}); }
 
+  /// Writes a line to a FIFO as soon as a child reads from it; gives up on a child that never comes.
+  void tellReader(const std::string& relativePath) const {
+    int writer = -1;
+    for (int attempt = 0; writer < 0 && attempt < 10'000; ++attempt) {
+      writer = open((folder / relativePath).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+      if (writer < 0) usleep(1000);
+    }
+    EXPECT_EQ(write(writer, "go\n", 3), 3) << "nobody reads";
+    close(writer);
+  }
+
   std::string readIfThere(const std::string& relativePath) const {
     return folder.has(relativePath) ? folder.read(relativePath) : "<missing>";
   }
@@ -164,9 +175,7 @@ TEST_F(ChildProcessTest, WaitingReturnsWhenTheChildHasExited) {
   folder.makeFifo("fifo");
   ChildProcess child(kShell, {"-c", "read line < " + quoted("fifo") + "; sleep 0.1; echo ended > " + quoted("seen")});
   EXPECT_FALSE(folder.has("seen"));
-  const int writer = open((folder / "fifo").c_str(), O_WRONLY | O_CLOEXEC);
-  ASSERT_EQ(write(writer, "go\n", 3), 3);
-  close(writer);
+  tellReader("fifo");
   child.waitUntilExit();
   EXPECT_EQ(readIfThere("seen"), "ended\n");
   child.waitUntilExit();  // again: nothing to wait for
@@ -354,9 +363,7 @@ TEST_F(ChildProcessTest, RestOfALongOutputIsNotRead) {
 TEST_F(ChildProcessTest, BackgroundProcessThatHoldsTheOutputIsNotWaitedFor) {
   folder.makeFifo("fifo");
   EXPECT_EQ(firstLineOfShellCommand("read line < " + quoted("fifo") + " & echo first", 1022), "first");
-  const int writer = open((folder / "fifo").c_str(), O_WRONLY | O_CLOEXEC);  // there is a reader: it still runs
-  EXPECT_EQ(write(writer, "go\n", 3), 3);
-  close(writer);
+  tellReader("fifo");  // it still runs
 }
 
 TEST_F(ChildProcessTest, StandardErrorOfTheFirstLineCommandIsDropped) {

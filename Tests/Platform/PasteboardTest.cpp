@@ -14,7 +14,6 @@ namespace {
 using platform::declarePasteboardType;
 using platform::pasteboardPropertyList;
 using platform::setPasteboardPropertyList;
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr char kBoard[] = "com.qor.messages";

@@ -5,7 +5,7 @@
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 
 # Every Debian package that the scripts need, by what needs it. The one place where they are named.
-packages_build="g++ cmake ninja-build libxml2-dev libplist-dev libutf8proc-dev googletest"
+packages_build="g++ cmake ninja-build pkg-config libxml2-dev libplist-dev libutf8proc-dev googletest"
 packages_32_bit="g++-multilib"
 packages_checks="clang-format clang-tidy shellcheck"
 
