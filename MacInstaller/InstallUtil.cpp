@@ -67,6 +67,8 @@ void copyOrMerge(const std::string& source, const std::string& target, std::vect
     return;
   }
   const std::string folder = platform::resolvedPath(source).value_or(source);
+  // A folder merged into itself would lose every file: each is removed before it is copied.
+  if (folder == platform::resolvedPath(target)) return;
   if (std::find(enclosing.begin(), enclosing.end(), folder) != enclosing.end()) return;
   enclosing.push_back(folder);
   // A plain file as the source of an existing destination has no names and changes nothing, on purpose.

@@ -110,7 +110,8 @@ class InstallUtil {
   /// In a merge a file replaces whatever has its name, a folder is merged into its namesake, and what only the
   /// destination has stays. Nothing happens when a path is absent or the source is missing, and nothing to an existing
   /// destination when the source is a plain file. Links to folders in the source are followed, but not back to a folder
-  /// that is being merged. Failures are passed over in silence.
+  /// that is being merged. A folder is never merged into itself, by whatever links. Failures are passed over in
+  /// silence.
   static void copyFolderFrom(const OptionalString& source, const OptionalString& to);
 
   /// Makes the system forget an installer receipt, with `/usr/sbin/pkgutil --forget`. What comes of it is not

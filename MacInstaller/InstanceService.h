@@ -243,7 +243,8 @@ class InstanceService {
   void removeRegistryInfoforAddon(const OptionalString& addonID);
 
   /// Replaces all keystore files of `deploy` (names that begin with ".keystore" in any letter case) by those of a
-  /// folder. Each step is a line at level 6, whether it succeeded or not. A source without keystores leaves none.
+  /// folder. Each step is a line at level 6, whether it succeeded or not; without a home folder too, though nothing is
+  /// copied then. A source without keystores leaves none.
   void copyKeyStores(const OptionalString& sourceFolder);
 
   /// Merges a folder into `deploy/extras`, see InstallUtil::copyFolderFrom. Does nothing for a source that is absent,

@@ -124,4 +124,22 @@ TEST_F(CopyFolderTest, LinksToFilesAndToNothingReplaceWhatHasTheirName) {
   expectMerged({{"file", "file: new"}, {"to a file", "link: file"}, {"to nothing", "link: nowhere"}});
 }
 
+TEST_F(CopyFolderTest, FolderIsNotMergedIntoItself) {
+  ASSERT_TRUE(platform::removeItem(folder / "to"));
+  folder.makeLink("to", "source");
+  const Tree before = treeSnapshot(folder / "source");
+  InstallUtil::copyFolderFrom(folder / "source", folder / "to");
+  EXPECT_EQ(treeSnapshot(folder / "source"), before);
+}
+
+TEST_F(CopyFolderTest, SecondMergeOfALinkLosesNothingInTheLinkedFolder) {
+  // The first merge copies the link, so that the second meets the same folder on both sides.
+  folder.makeFile("elsewhere/deep/file", "precious");
+  folder.makeLink("source/linked", folder / "elsewhere");
+  for (int pass = 0; pass < 2; ++pass) {
+    expectMerged({{"file", "file: new"}, {"linked", "link: " + (folder / "elsewhere")}});
+    EXPECT_EQ(treeSnapshot(folder / "elsewhere"), (Tree{{"deep", "folder"}, {"deep/file", "file: precious"}}));
+  }
+}
+
 }  // namespace
