@@ -33,7 +33,6 @@ namespace {
 
 using platform::LogLevel;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 /// What stands between the time and the level.
 std::string origin() {
