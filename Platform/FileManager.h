@@ -77,17 +77,16 @@ void setCopyPolicy(CopyPolicy policy);
 
 /// Copies \a source to \a target: a file, a link (as a link), or a folder with all it holds.
 ///
-/// | source | target | effect |
-/// |---|---|---|
-/// | missing | any | failure kNoSuchFileWhileReading; the policy is not asked |
-/// | any | missing | data, mode, times, extended attributes; owner and group where permitted |
-/// | any | its folder is missing | kNoSuchFileWhileWriting, the policy is asked |
-/// | file or link | anything there, a broken link too | kFileExists; the target stays as it is |
-/// | folder | folder | kFileExists; if the policy goes on, a merge: missing entries are copied, existing files stay,
-/// sub-folders are merged alike, and the existing folder gets the mode and times of the source | | folder | file |
-/// kFileExists; if the policy goes on, kOtherWritingFailure | | folder | link to a folder | as folder on folder for the
-/// target that was asked for; deeper down kOtherWritingFailure: a copy never leaves the target through a link that lies
-/// in it | | device, FIFO or socket | any | kOtherWritingFailure; never opened |
+/// - A missing source is kNoSuchFileWhileReading; the policy is not asked.
+/// - Onto nothing: data, mode, times, extended attributes; owner and group where permitted.
+/// - Into a folder that is missing: kNoSuchFileWhileWriting, the policy is asked.
+/// - A file or link onto anything, a broken link too: kFileExists; the target stays as it is.
+/// - A folder onto a folder: kFileExists; if the policy goes on, a merge: missing entries are copied, existing files
+///   stay, sub-folders are merged alike, and the existing folder gets the mode and times of the source.
+/// - A folder onto a file: kFileExists; if the policy goes on, kOtherWritingFailure.
+/// - A folder onto a link to a folder: as onto that folder for the target that was asked for; deeper down
+///   kOtherWritingFailure, for a copy never leaves the target through a link that lies in it.
+/// - A device, FIFO or socket is kOtherWritingFailure; it is never opened.
 ///
 /// Each failure asks the copy policy. "Go on" continues with the next item and the whole copy counts as a success;
 /// "stop" ends it, and the items copied until then stay. Not atomic; the copy of a single file is durable (synced) when

@@ -7,6 +7,8 @@
 
 #include <climits>
 
+#include "Support/TextEncoding.h"
+
 namespace {
 
 /// Owns an object of libxml2's, which \a release frees.
@@ -80,12 +82,14 @@ class Printer {
  public:
   explicit Printer(xmlOutputBuffer* output) : _output(output) {}
 
-  void printDocument(const xmlDoc& document) {
+  /// \return false when an attribute was given a text that XML cannot hold.
+  bool printDocument(const xmlDoc& document) {
     printDeclaration(document);
     for (xmlNode* node = document.children; node != nullptr; node = node->next) {
       write("\n");
       printNode(document, *node, 0);
     }
+    return _isWellFormed;
   }
 
  private:
@@ -155,6 +159,7 @@ class Printer {
   }
 
   void writeEscaped(const char* text, bool inAttribute) {
+    _isWellFormed = _isWellFormed && text::isValidUtf8(text);
     std::string escaped;
     for (const char* at = text; at != nullptr && *at != '\0'; ++at) {
       switch (*at) {
@@ -180,6 +185,7 @@ class Printer {
           escaped += inAttribute ? "&#10;" : "\n";
           break;
         default:
+          _isWellFormed = _isWellFormed && static_cast<unsigned char>(*at) >= 0x20;
           escaped += *at;
       }
     }
@@ -189,6 +195,7 @@ class Printer {
   static constexpr int kOnOneLine = -1;
 
   xmlOutputBuffer* _output;
+  bool _isWellFormed = true;
 };
 
 }  // namespace
@@ -257,7 +264,7 @@ OptionalString XmlDocument::prettyPrinted() const {
   std::unique_ptr<xmlOutputBuffer, void (*)(xmlOutputBuffer*)> output(xmlOutputBufferCreateBuffer(bytes.get(), encoder),
                                                                       closeOutput);
   if (!output) return std::nullopt;
-  Printer(output.get()).printDocument(*_document);
+  if (!Printer(output.get()).printDocument(*_document)) return std::nullopt;
   if (xmlOutputBufferFlush(output.get()) < 0) return std::nullopt;
   output.reset();
   return std::string(plainText(xmlBufferContent(bytes.get())), static_cast<size_t>(xmlBufferLength(bytes.get())));

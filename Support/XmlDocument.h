@@ -32,7 +32,8 @@ class XmlElement {
 /// An XML document in memory: parsed by libxml2, printed the way the platform's own XML class prints.
 ///
 /// Nothing outside the given bytes is ever read: no network, no external entity, no external DTD. The parser's
-/// limits (depth 256, entity amplification, 10 MB a text) stay on. The document is independent of any locale.
+/// limits (depth 256, entity amplification, 10 MB a text, which is never cut) stay on. The document is independent of
+/// any locale.
 class XmlDocument {
  public:
   /// Parses a whole file's bytes, in the encoding that they declare.
@@ -53,7 +54,9 @@ class XmlDocument {
   /// The document as indented text in its own encoding: four spaces a level, "<a></a>" for an empty element, mixed
   /// content on one line, a declaration that always says "standalone", no newline at the end. Characters that the
   /// encoding lacks become numeric references.
-  /// \return none when the document's encoding cannot be written.
+  /// \return none when the document's encoding cannot be written, or an attribute was set to what no XML can hold:
+  /// bytes
+  ///     that are no UTF-8, or a control character.
   OptionalString prettyPrinted() const;
 
  private:

@@ -43,8 +43,7 @@ int run(const char* notes, char** command) {
   const double begin = millisecondsNow();
   if (posix_spawn(&pid, command[0], nullptr, nullptr, command, environ) != 0) return 1;
 
-  // The program is looked at when it has ended but is not yet gone: then its times are final, and apart from those of
-  // its children, and it has no rights left that would hide them.
+  // Looked at when it has ended but is not yet gone: its time is final then, and apart from that of its children.
   siginfo_t information = {};
   if (waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT) != 0) return 1;
   const double total = millisecondsNow() - begin;

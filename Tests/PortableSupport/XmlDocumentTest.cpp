@@ -166,6 +166,15 @@ TEST(XmlDocumentTest, SettingAnAttributeReplacesItsValueInItsPlace) {
   EXPECT_EQ(document->prettyPrinted(), std::string(kPrintedDeclaration) + "<a x=\"1\" y=\"new\" z=\"3\"></a>");
 }
 
+TEST(XmlDocumentTest, AttributeThatXmlCannotHoldIsNotPrinted) {
+  for (const char* value : {"a\xFF", "a\x01", "\xED\xA0\x80"}) {
+    const auto document = XmlDocument::parse("<a b='c'/>");
+    ASSERT_NE(document, nullptr);
+    document->rootElement()->setAttribute("b", value);
+    EXPECT_FALSE(document->prettyPrinted());
+  }
+}
+
 TEST(XmlDocumentTest, SettingAMissingAttributeDoesNothing) {
   const auto document = XmlDocument::parse(std::string(kDeclaration) + "<a x='1'/>");
   document->rootElement()->setAttribute("y", "new");
