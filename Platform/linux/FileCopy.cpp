@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Platform/posix/Descriptors.h"
+#include "Platform/posix/EntryAttributes.h"
 
 namespace platform {
 
@@ -67,9 +68,13 @@ void copyAttributes(int from, int to, const struct stat& source) {
 }
 
 void copyLinkAttributes(int folder, const char* name, const struct stat& source) {
-  (void)fchownat(folder, name, source.st_uid, source.st_gid, AT_SYMLINK_NOFOLLOW);
+  // Held, and looked at again: in a shared folder somebody may have put another entry in its place.
+  const ScopedFd held = holdEntry(folder, name);
+  struct stat status;
+  if (!held || fstat(held.get(), &status) != 0 || !S_ISLNK(status.st_mode) || status.st_nlink != 1) return;
+  (void)changeHeldOwner(held.get(), source.st_uid, source.st_gid);
   const struct timespec times[] = {source.st_atim, source.st_mtim};
-  (void)utimensat(folder, name, times, AT_SYMLINK_NOFOLLOW);
+  (void)utimensat(held.get(), "", times, AT_EMPTY_PATH);
 }
 
 }  // namespace platform

@@ -3,8 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <new>
+#include <exception>
 #include <system_error>
 
 namespace platform {
@@ -47,7 +48,7 @@ OptionalString readToEnd(int descriptor, size_t limit) try {
   size_t used = 0;
   for (;;) {
     // Doubling keeps the cost linear; one byte past the limit tells that the file is longer.
-    if (bytes.size() - used < kChunk) bytes.resize(bytes.size() < kChunk ? kChunk : bytes.size() * 2);
+    if (bytes.size() - used < kChunk) bytes.resize(std::min(bytes.size() * 2 + kChunk, limit + 2 * kChunk));
     const ssize_t count = retried([&] { return read(descriptor, &bytes[used], bytes.size() - used); });
     if (count < 0) return std::nullopt;
     if (count == 0) break;
@@ -56,8 +57,8 @@ OptionalString readToEnd(int descriptor, size_t limit) try {
   }
   bytes.resize(used);
   return bytes;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;  // more than this machine can hold
+} catch (const std::exception&) {
+  return std::nullopt;  // more than this machine, or a text of this word size, can hold
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {

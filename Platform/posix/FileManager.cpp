@@ -49,11 +49,11 @@ int makeFolderAndParents(const std::string& path, const Attributes& attributes) 
 }
 
 /// Gives a temporary file the owner, group and mode of the file that it will replace, as far as permitted.
-void adoptAttributes(int descriptor, const struct stat& replaced) {
+void adoptAttributes(int descriptor, const struct stat& replaced, bool isBehindLink) {
   const bool isOwnerKept = fchown(descriptor, replaced.st_uid, replaced.st_gid) == 0;
   if (!isOwnerKept) (void)!fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid);
-  // A set-id bit may speak for the old owner only.
-  (void)fchmod(descriptor, replaced.st_mode & (isOwnerKept ? 07777U : 0777U));
+  // A set-id bit may speak for the old owner only, and for no file but the one that has it.
+  (void)fchmod(descriptor, replaced.st_mode & (isOwnerKept && !isBehindLink ? 07777U : 0777U));
 }
 
 }  // namespace
@@ -186,7 +186,10 @@ bool writeFileAtomically(const std::string& path, const std::string& contents) {
   if (!file) return false;
 
   bool isDone = writeAll(file.get(), contents);
-  if (isReplacing) adoptAttributes(file.get(), replaced);
+  struct stat link;
+  const bool isBehindLink =
+      fstatat(folder.get(), name.c_str(), &link, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(link.st_mode);
+  if (isReplacing) adoptAttributes(file.get(), replaced, isBehindLink);
   isDone = isDone && fsync(file.get()) == 0;
   isDone = isDone && renameat(folder.get(), temporaryName.c_str(), folder.get(), name.c_str()) == 0;
   if (!isDone) {
