@@ -3,7 +3,7 @@
 
 namespace platform {
 
-/// A moment on the wall clock, in the user's current calendar and local time zone.
+/// A moment on the wall clock, in local time.
 struct LocalTime {
   int year = 0;    ///< 2026, not 126
   int month = 0;   ///< 1 to 12
@@ -13,8 +13,11 @@ struct LocalTime {
   int second = 0;  ///< 0 to 60
 };
 
-/// The current moment. On Linux the calendar is the Gregorian one.
+/// The current moment in the user's current calendar. On Linux that is the Gregorian one.
 LocalTime currentLocalTime();
+
+/// The current moment in the Gregorian calendar, as lines of a log have it.
+LocalTime currentGregorianLocalTime();
 
 }  // namespace platform
 

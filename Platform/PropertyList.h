@@ -18,7 +18,8 @@ namespace platform {
 /// Hostile input is met with an answer: lists nested more than 512 deep, and binary lists that refer to themselves or
 /// that would unfold to more than 4,000,000 values, or to 64 MiB of texts and data beyond their own size, are no
 /// property lists. On Linux neither are lists with a U+0000 in a text or a date outside the years 0 to 9999 in XML,
-/// which libplist cannot keep. \return none when the bytes are no property list.
+/// which libplist cannot keep; on macOS texts in another encoding than UTF-8, ASCII or ISO-8859-1 of more than 16 KiB.
+/// \return none when the bytes are no property list.
 std::optional<PropertyListValue> parsePropertyList(const std::string& bytes);
 
 /// The value as an XML property list, keys sorted by their UTF-16 units, as the platform writes it.

@@ -20,4 +20,6 @@ void sendToSystemLog(LogLevel, const std::string&) {}
 
 LocalTime currentLocalTime() { return {2026, 11, 15, 21, 25, 7}; }
 
+LocalTime currentGregorianLocalTime() { return currentLocalTime(); }
+
 }  // namespace platform

@@ -11,4 +11,6 @@ LocalTime currentLocalTime() {
   return {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec};
 }
 
+LocalTime currentGregorianLocalTime() { return currentLocalTime(); }
+
 }  // namespace platform

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/linux/PropertyListGuard.h"
+#include "Platform/posix/PropertyListLimits.h"
 #include "Support/OptionalString.h"
 #include "Support/TextEncoding.h"
 

@@ -16,7 +16,6 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/FileManager.h"
 #include "Platform/linux/OldStylePropertyList.h"
 #include "Platform/linux/PropertyListGuard.h"
 #include "Platform/linux/XmlPropertyListWriter.h"
@@ -283,18 +282,5 @@ std::optional<PropertyListValue> parsePropertyList(const std::string& bytes) try
 }
 
 OptionalString xmlPropertyList(const PropertyListValue& value) { return writeXmlPropertyList(value); }
-
-std::optional<PropertyListValue::Dictionary> readDictionary(const std::string& path) {
-  const OptionalString bytes = readFile(path);
-  if (!bytes) return std::nullopt;
-  std::optional<PropertyListValue> list = parsePropertyList(*bytes);
-  if (!list || list->asDictionary() == nullptr) return std::nullopt;
-  return std::move(*list->asDictionary());
-}
-
-bool writeDictionary(const std::string& path, const PropertyListValue::Dictionary& dictionary) {
-  const OptionalString list = xmlPropertyList(PropertyListValue(dictionary));
-  return list && writeFileAtomically(path, *list);
-}
 
 }  // namespace platform

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "Platform/posix/PropertyListLimits.h"
 #include "Support/OptionalString.h"
 #include "Support/TextEncoding.h"
 

@@ -10,20 +10,11 @@
 /// list is nested, and reads many things in XML otherwise than CoreFoundation does or than they are written.
 namespace platform {
 
-/// How many collections may lie in one another, in any form of a property list.
-inline constexpr int kDeepestPropertyList = 512;
-
-/// To how many values a binary list may unfold. It may name the same object in many places.
-inline constexpr unsigned kMostPropertyListValues = 4'000'000;
-
-/// How many more bytes of strings and data a binary list may unfold to than it has itself.
-inline constexpr unsigned kMostRepeatedPropertyListBytes = 64U << 20U;
-
 /// Whether the bytes begin as a binary property list, and end with a trailer and a table of offsets that fit them.
 bool isBinaryPropertyList(std::string_view bytes);
 
-/// Whether libplist can read such a binary list: all that can be reached from its root is within the limits above,
-/// has no cycle, lies inside the list, and is of a kind that is kept without loss.
+/// Whether libplist can read such a binary list: all that can be reached from its root is within the limits of
+/// PropertyListLimits.h, has no cycle, lies inside the list, and is of a kind that is kept without loss.
 ///
 /// Refused though a list could hold them: null and sets, which are no property list values; integers of more than 64
 /// bits; UIDs of more than 32; and what libplist loses: a U+0000 or half a surrogate pair in a string, and an empty

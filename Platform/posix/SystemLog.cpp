@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <ctime>
 #include <mutex>
 #include <vector>
 
+#include "Platform/LocalTime.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/PipeSignal.h"
@@ -79,12 +79,10 @@ std::string encoded(const std::string& message) {
 std::string timeStamp() {
   static constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                             "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-  const std::time_t now = std::time(nullptr);
-  struct tm local = {};
-  localtime_r(&now, &local);
-  char text[32];
-  std::snprintf(text, sizeof text, "%s %2d %02d:%02d:%02d", kMonths[local.tm_mon % 12], local.tm_mday, local.tm_hour,
-                local.tm_min, local.tm_sec);
+  const LocalTime now = currentGregorianLocalTime();
+  char text[64];
+  std::snprintf(text, sizeof text, "%s %2d %02d:%02d:%02d", kMonths[static_cast<unsigned>(now.month - 1) % 12], now.day,
+                now.hour, now.minute, now.second);
   return text;
 }
 

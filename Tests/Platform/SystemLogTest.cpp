@@ -1,33 +1,15 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/sysmacros.h>
-#include <sys/time.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <ctime>
-#include <optional>
 
 #include "Platform/SystemLog.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
-
-namespace {
-
-std::optional<std::time_t> clockTime;  // what time it is for the tests here
-
-}  // namespace
-
-/// Takes the place of the C library's own for this program, so that a test can stop the clock.
-extern "C" std::time_t time(std::time_t* result) noexcept {
-  timeval now = {};
-  gettimeofday(&now, nullptr);
-  const std::time_t seconds = clockTime.value_or(now.tv_sec);
-  if (result != nullptr) *result = seconds;
-  return seconds;
-}
 
 namespace {
 
@@ -47,7 +29,6 @@ class SystemLogTest : public OutsideTest {
     EXPECT_GE(file, 0);
   }
   ~SystemLogTest() override {
-    clockTime.reset();
     platform::removeLogFile(file);
     close(file);
   }
@@ -72,15 +53,7 @@ class SystemLogTest : public OutsideTest {
 TEST_F(SystemLogTest, LineHasTheStandardForm) {
   platform::addLogFile(file);
   for (const int day : {3, 20}) {
-    std::tm moment = {};
-    moment.tm_year = 2026 - 1900;
-    moment.tm_mon = 11 - 1;
-    moment.tm_mday = day;
-    moment.tm_hour = 9;
-    moment.tm_min = 5;
-    moment.tm_sec = 7;
-    moment.tm_isdst = -1;
-    clockTime = std::mktime(&moment);
+    setClock({2026, 11, day, 9, 5, 7});
     platform::log(LogLevel::Info, "a %s of %d parts", "message", 2);
   }
   EXPECT_THAT(folder.lines("trace"), ElementsAre("Nov  3 09:05:07" + origin() + "<Info>: a message of 2 parts",

@@ -31,6 +31,8 @@ void sendToSystemLog(LogLevel level, const std::string& message) {
 
 LocalTime currentLocalTime() { return clockTime; }
 
+LocalTime currentGregorianLocalTime() { return clockTime; }
+
 }  // namespace platform
 
 // ----- The fixture -----

@@ -1,0 +1,214 @@
+#include "Platform/darwin/CoreFoundationValue.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+#include "Platform/posix/PropertyListLimits.h"
+#include "Support/TextEncoding.h"
+
+namespace platform {
+
+namespace {
+
+CFIndex indexFrom(size_t size) { return static_cast<CFIndex>(size); }
+
+const UInt8* bytePointer(const std::string& bytes) { return reinterpret_cast<const UInt8*>(bytes.data()); }
+
+// ----- Integers past the signed 64 bits -----
+
+// CoreFoundation reads, keeps and writes them, but has no public number type for them: so they pass as text.
+
+constexpr char kIntegerStart[] = "<integer>";
+
+Scoped<CFTypeRef> largeIntegerObject(std::uint64_t bits) {
+  const std::string list = "<plist>" + std::string(kIntegerStart) + std::to_string(bits) + "</integer></plist>";
+  return Scoped<CFTypeRef>(CFPropertyListCreateWithData(kCFAllocatorDefault, dataObjectOver(list).get(),
+                                                        kCFPropertyListImmutable, nullptr, nullptr));
+}
+
+std::optional<PropertyListValue> largeInteger(CFNumberRef number) {
+  const Scoped<CFDataRef> list(
+      CFPropertyListCreateData(kCFAllocatorDefault, number, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  if (!list) return std::nullopt;
+  const std::string text = bytesFrom(list.get());
+  const size_t start = text.find(kIntegerStart);
+  if (start == std::string::npos) return std::nullopt;
+  PropertyListValue::Integer integer;
+  integer.bits = std::strtoull(text.c_str() + start + sizeof kIntegerStart - 1, nullptr, 10);
+  return PropertyListValue(integer);
+}
+
+// ----- Objects from values -----
+
+Scoped<CFTypeRef> numberObject(CFNumberType type, const void* number) {
+  return Scoped<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, type, number));
+}
+
+Scoped<CFTypeRef> integerObject(const PropertyListValue::Integer& integer) {
+  if (!integer.isNegative && integer.bits > INT64_MAX) return largeIntegerObject(integer.bits);
+  const auto number = static_cast<std::int64_t>(integer.bits);
+  return numberObject(kCFNumberSInt64Type, &number);
+}
+
+Scoped<CFTypeRef> arrayObject(const PropertyListValue::Array& array) {
+  Scoped<CFMutableArrayRef> object(
+      CFArrayCreateMutable(kCFAllocatorDefault, indexFrom(array.size()), &kCFTypeArrayCallBacks));
+  for (const PropertyListValue& element : array) {
+    const Scoped<CFTypeRef> elementObject = objectFrom(element);
+    if (!elementObject) return nullptr;
+    CFArrayAppendValue(object.get(), elementObject.get());
+  }
+  return Scoped<CFTypeRef>(object.release());
+}
+
+Scoped<CFTypeRef> dictionaryObject(const PropertyListValue::Dictionary& dictionary) {
+  Scoped<CFMutableDictionaryRef> object(CFDictionaryCreateMutable(kCFAllocatorDefault, indexFrom(dictionary.size()),
+                                                                  &kCFTypeDictionaryKeyCallBacks,
+                                                                  &kCFTypeDictionaryValueCallBacks));
+  for (const auto& [key, value] : dictionary) {
+    const Scoped<CFStringRef> keyObject = stringObject(key);
+    const Scoped<CFTypeRef> valueObject = objectFrom(value);
+    if (!keyObject || !valueObject) return nullptr;
+    CFDictionarySetValue(object.get(), keyObject.get(), valueObject.get());
+  }
+  return Scoped<CFTypeRef>(object.release());
+}
+
+// ----- Values from objects -----
+
+std::optional<PropertyListValue> numberFrom(CFNumberRef number) {
+  if (CFNumberIsFloatType(number) != 0) {
+    double real = 0;
+    CFNumberGetValue(number, kCFNumberDoubleType, &real);
+    return PropertyListValue(real);
+  }
+  std::int64_t integer = 0;
+  if (CFNumberGetValue(number, kCFNumberSInt64Type, &integer) == 0) return largeInteger(number);
+  return PropertyListValue::integer(integer);
+}
+
+/// Makes the value of one list, counting what it unfolds to.
+class ListReader {
+ public:
+  explicit ListReader(size_t listSize) : _mostBytes(std::uint64_t{2} * listSize + kMostRepeatedPropertyListBytes) {}
+
+  std::optional<PropertyListValue> read(CFTypeRef object, int depth) {
+    if (object == nullptr || ++_values > kMostPropertyListValues) return std::nullopt;
+    const CFTypeID type = CFGetTypeID(object);
+    if (type == CFStringGetTypeID()) return textOf(static_cast<CFStringRef>(object));
+    if (type == CFBooleanGetTypeID()) {
+      return PropertyListValue(CFBooleanGetValue(static_cast<CFBooleanRef>(object)) != 0);
+    }
+    if (type == CFNumberGetTypeID()) return numberFrom(static_cast<CFNumberRef>(object));
+    if (type == CFDateGetTypeID()) {
+      return PropertyListValue(PropertyListValue::Date{CFDateGetAbsoluteTime(static_cast<CFDateRef>(object))});
+    }
+    if (type == CFDataGetTypeID()) {
+      std::string bytes = bytesFrom(static_cast<CFDataRef>(object));
+      if (!countBytes(bytes.size())) return std::nullopt;
+      return PropertyListValue(PropertyListValue::Data{std::move(bytes)});
+    }
+    if (depth == kDeepestPropertyList) return std::nullopt;
+    if (type == CFArrayGetTypeID()) return arrayOf(static_cast<CFArrayRef>(object), depth + 1);
+    if (type == CFDictionaryGetTypeID()) return dictionaryOf(static_cast<CFDictionaryRef>(object), depth + 1);
+    return std::nullopt;
+  }
+
+ private:
+  bool countBytes(size_t size) {
+    _bytes += size;
+    return _bytes <= _mostBytes;
+  }
+
+  std::optional<PropertyListValue> textOf(CFStringRef string) {
+    std::string text = utf8From(string);
+    if (!countBytes(text.size())) return std::nullopt;
+    return PropertyListValue(std::move(text));
+  }
+
+  std::optional<PropertyListValue> arrayOf(CFArrayRef array, int depth) {
+    PropertyListValue::Array values;
+    const CFIndex count = CFArrayGetCount(array);
+    for (CFIndex index = 0; index < count; ++index) {
+      std::optional<PropertyListValue> value = read(CFArrayGetValueAtIndex(array, index), depth);
+      if (!value) return std::nullopt;
+      values.push_back(std::move(*value));
+    }
+    return PropertyListValue(std::move(values));
+  }
+
+  std::optional<PropertyListValue> dictionaryOf(CFDictionaryRef dictionary, int depth) {
+    const auto count = static_cast<size_t>(CFDictionaryGetCount(dictionary));
+    std::vector<const void*> keys(count);
+    std::vector<const void*> objects(count);
+    CFDictionaryGetKeysAndValues(dictionary, keys.data(), objects.data());
+    PropertyListValue::Dictionary values;
+    for (size_t index = 0; index < count; ++index) {
+      OptionalString key = textFrom(keys[index]);
+      if (!key || !countBytes(key->size())) return std::nullopt;
+      std::optional<PropertyListValue> value = read(objects[index], depth);
+      if (!value) return std::nullopt;
+      values.insert_or_assign(std::move(*key), std::move(*value));
+    }
+    return PropertyListValue(std::move(values));
+  }
+
+  std::uint64_t _mostBytes;  // UTF-8 may take up to twice what the list itself took
+  unsigned _values = 0;
+  std::uint64_t _bytes = 0;
+};
+
+}  // namespace
+
+Scoped<CFStringRef> stringObject(const std::string& utf8) {
+  return Scoped<CFStringRef>(CFStringCreateWithBytes(kCFAllocatorDefault, bytePointer(utf8), indexFrom(utf8.size()),
+                                                     kCFStringEncodingUTF8, /*isExternalRepresentation=*/0));
+}
+
+std::string utf8From(CFStringRef string) {
+  // By way of UTF-16: CoreFoundation's own conversion stops at half a surrogate pair.
+  const CFIndex length = CFStringGetLength(string);
+  std::u16string units(static_cast<size_t>(length), u'\0');
+  static_assert(sizeof(UniChar) == sizeof(char16_t));
+  CFStringGetCharacters(string, CFRangeMake(0, length), reinterpret_cast<UniChar*>(units.data()));
+  return text::utf8FromUtf16(units);
+}
+
+OptionalString textFrom(CFTypeRef object) {
+  if (object == nullptr || CFGetTypeID(object) != CFStringGetTypeID()) return std::nullopt;
+  return utf8From(static_cast<CFStringRef>(object));
+}
+
+Scoped<CFDataRef> dataObjectOver(const std::string& bytes) {
+  return Scoped<CFDataRef>(
+      CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, bytePointer(bytes), indexFrom(bytes.size()), kCFAllocatorNull));
+}
+
+std::string bytesFrom(CFDataRef data) {
+  const auto size = static_cast<size_t>(CFDataGetLength(data));
+  return size == 0 ? std::string() : std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data)), size);
+}
+
+Scoped<CFTypeRef> objectFrom(const PropertyListValue& value) {
+  if (const std::string* text = value.asString()) return Scoped<CFTypeRef>(stringObject(*text).release());
+  if (const PropertyListValue::Dictionary* dictionary = value.asDictionary()) return dictionaryObject(*dictionary);
+  if (const PropertyListValue::Array* array = value.asArray()) return arrayObject(*array);
+  if (const bool* boolean = value.asBoolean()) {
+    return Scoped<CFTypeRef>(CFRetain(*boolean ? kCFBooleanTrue : kCFBooleanFalse));
+  }
+  if (const PropertyListValue::Integer* integer = value.asInteger()) return integerObject(*integer);
+  if (const double* real = value.asReal()) return numberObject(kCFNumberDoubleType, real);
+  if (const PropertyListValue::Date* date = value.asDate()) {
+    return Scoped<CFTypeRef>(CFDateCreate(kCFAllocatorDefault, date->secondsSince2001));
+  }
+  const std::string& bytes = value.asData()->bytes;
+  return Scoped<CFTypeRef>(CFDataCreate(kCFAllocatorDefault, bytePointer(bytes), indexFrom(bytes.size())));
+}
+
+std::optional<PropertyListValue> valueFrom(CFTypeRef object, size_t listSize) {
+  return ListReader(listSize).read(object, 0);
+}
+
+}  // namespace platform

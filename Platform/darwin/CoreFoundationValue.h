@@ -1,0 +1,53 @@
+#ifndef PLATFORM_DARWIN_CORE_FOUNDATION_VALUE_H_
+#define PLATFORM_DARWIN_CORE_FOUNDATION_VALUE_H_
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+#include "Support/OptionalString.h"
+#include "Support/PropertyListValue.h"
+
+/// CoreFoundation objects with an owner, and their conversion from and to the values of this system.
+namespace platform {
+
+struct Releaser {
+  void operator()(CFTypeRef object) const { CFRelease(object); }
+};
+
+/// Owns an object that a function with "Create" or "Copy" in its name gave; empty after a failure of it.
+template <typename Reference>
+using Scoped = std::unique_ptr<std::remove_pointer_t<Reference>, Releaser>;
+
+/// The text as a string object; empty when it is no UTF-8.
+Scoped<CFStringRef> stringObject(const std::string& utf8);
+
+/// The string object as UTF-8; half a surrogate pair becomes U+FFFD.
+std::string utf8From(CFStringRef string);
+
+/// The same for an object of any type: none when it is no string, or none at all.
+OptionalString textFrom(CFTypeRef object);
+
+/// The bytes as a data object, which refers to them.
+Scoped<CFDataRef> dataObjectOver(const std::string& bytes);
+
+/// The bytes of a data object.
+std::string bytesFrom(CFDataRef data);
+
+/// A property list value as an object; empty when it holds a text that is no UTF-8.
+Scoped<CFTypeRef> objectFrom(const PropertyListValue& value);
+
+/// A property list object as a value, within the limits of PropertyListLimits.h: an object may stand in many places of
+/// a list, a value stands in one.
+///
+/// \param listSize number of bytes that the list was read from.
+/// \return none for an object past the limits, or of a kind that no PropertyListValue can be (UID, null, keys that are
+///     no strings).
+std::optional<PropertyListValue> valueFrom(CFTypeRef object, size_t listSize);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,26 @@
+#include "Platform/LocalTime.h"
+
+#include "Platform/darwin/CoreFoundationValue.h"
+
+namespace platform {
+
+namespace {
+
+// Not by time(3), whose seconds have 32 bits in a 32-bit process.
+LocalTime currentTimeIn(const Scoped<CFCalendarRef>& calendar) {
+  LocalTime time;
+  CFCalendarDecomposeAbsoluteTime(calendar.get(), CFAbsoluteTimeGetCurrent(), "yMdHms", &time.year, &time.month,
+                                  &time.day, &time.hour, &time.minute, &time.second);
+  return time;
+}
+
+}  // namespace
+
+LocalTime currentLocalTime() { return currentTimeIn(Scoped<CFCalendarRef>(CFCalendarCopyCurrent())); }
+
+LocalTime currentGregorianLocalTime() {
+  return currentTimeIn(
+      Scoped<CFCalendarRef>(CFCalendarCreateWithIdentifier(kCFAllocatorDefault, kCFGregorianCalendar)));
+}
+
+}  // namespace platform

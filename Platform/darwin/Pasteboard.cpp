@@ -1,0 +1,81 @@
+#include "Platform/Pasteboard.h"
+
+#include <ApplicationServices/ApplicationServices.h>
+
+#include <map>
+#include <mutex>
+
+#include "Platform/PropertyList.h"
+#include "Platform/darwin/CoreFoundationValue.h"
+#include "Platform/darwin/DynamicType.h"
+
+namespace platform {
+
+namespace {
+
+/// A pasteboard that this process has declared a type for. Only its owner may fill it, and the owner is who cleared
+/// it, through the very reference that it cleared it with: so that is kept for the life of the process.
+struct OwnedPasteboard {
+  Scoped<CFTypeRef> reference;
+  std::string type;
+};
+
+std::mutex ownedMutex;
+std::map<std::string, OwnedPasteboard>& ownedPasteboards() {
+  static auto* pasteboards = new std::map<std::string, OwnedPasteboard>;  // outlives threads that are still running
+  return *pasteboards;
+}
+
+PasteboardRef pasteboardOf(const Scoped<CFTypeRef>& reference) {
+  return static_cast<PasteboardRef>(const_cast<void*>(reference.get()));
+}
+
+/// The pasteboard of that name, made if need be; empty where there is no pasteboard server.
+Scoped<CFTypeRef> pasteboardNamed(const std::string& name) {
+  const Scoped<CFStringRef> nameObject = stringObject(name);
+  PasteboardRef pasteboard = nullptr;
+  if (!nameObject || PasteboardCreate(nameObject.get(), &pasteboard) != noErr) return nullptr;
+  return Scoped<CFTypeRef>(pasteboard);
+}
+
+}  // namespace
+
+void declarePasteboardType(const std::string& pasteboard, const std::string& type) {
+  Scoped<CFTypeRef> reference = pasteboardNamed(pasteboard);
+  const std::lock_guard<std::mutex> lock(ownedMutex);
+  ownedPasteboards().erase(pasteboard);
+  if (reference && PasteboardClear(pasteboardOf(reference)) == noErr) {
+    ownedPasteboards()[pasteboard] = {std::move(reference), type};
+  }
+}
+
+void setPasteboardPropertyList(const std::string& pasteboard, const std::string& type, const PropertyListValue& value) {
+  const OptionalString list = xmlPropertyList(value);
+  const std::lock_guard<std::mutex> lock(ownedMutex);
+  const auto owned = ownedPasteboards().find(pasteboard);
+  if (!list || owned == ownedPasteboards().end() || owned->second.type != type) return;
+  PasteboardRef reference = pasteboardOf(owned->second.reference);
+  // Somebody else may have cleared it since. Cleared again by its owner, as a type is filled only once.
+  const bool isOwner = (PasteboardSynchronize(reference) & kPasteboardClientIsOwner) != 0;
+  if (!isOwner || PasteboardClear(reference) != noErr) return;
+  const auto item = reinterpret_cast<PasteboardItemID>(1);
+  (void)PasteboardPutItemFlavor(reference, item, stringObject(dynamicPasteboardType(type)).get(),
+                                dataObjectOver(*list).get(), kPasteboardFlavorNoFlags);
+}
+
+std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type) {
+  const Scoped<CFTypeRef> reference = pasteboardNamed(pasteboard);
+  if (!reference) return std::nullopt;
+  (void)PasteboardSynchronize(pasteboardOf(reference));
+  PasteboardItemID item = nullptr;
+  if (PasteboardGetItemIdentifier(pasteboardOf(reference), 1, &item) != noErr) return std::nullopt;
+  CFDataRef data = nullptr;
+  if (PasteboardCopyItemFlavorData(pasteboardOf(reference), item, stringObject(dynamicPasteboardType(type)).get(),
+                                   &data) != noErr) {
+    return std::nullopt;
+  }
+  const Scoped<CFDataRef> owner(data);
+  return data == nullptr ? std::nullopt : parsePropertyList(bytesFrom(data));
+}
+
+}  // namespace platform

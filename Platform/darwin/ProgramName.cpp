@@ -1,0 +1,9 @@
+#include "Platform/posix/ProgramName.h"
+
+#include <cstdlib>
+
+namespace platform {
+
+std::string programName() { return getprogname(); }
+
+}  // namespace platform

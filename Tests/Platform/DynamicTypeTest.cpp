@@ -1,0 +1,23 @@
+#include <gtest/gtest.h>
+
+#include "Platform/darwin/DynamicType.h"
+
+namespace {
+
+TEST(DynamicTypeTest, NameBecomesIdentifier) {
+  EXPECT_EQ(platform::dynamicPasteboardType("ERROR_MESSAGE"), "dyn.ah62d4rv4gu8ynywwm7mf8xnfnrmycv4f");
+}
+
+TEST(DynamicTypeTest, LengthFollowsFromBits) {
+  // Seven characters before the name, eight bits each, five bits a digit, rounded up; "dyn.a" before them.
+  for (const size_t length : {0U, 1U, 2U, 3U, 4U, 5U, 40U}) {
+    EXPECT_EQ(platform::dynamicPasteboardType(std::string(length, 'x')).size(), 5 + ((7 + length) * 8 + 4) / 5)
+        << length;
+  }
+}
+
+TEST(DynamicTypeTest, NamesThatDifferInLastBitGiveDifferentIdentifiers) {
+  EXPECT_NE(platform::dynamicPasteboardType("a"), platform::dynamicPasteboardType("`"));
+}
+
+}  // namespace
