@@ -1,38 +1,13 @@
 #ifndef PLATFORM_POSIX_PIPE_SIGNAL_H_
 #define PLATFORM_POSIX_PIPE_SIGNAL_H_
 
-#include <pthread.h>
-#include <signal.h>
+#include <functional>
 
 namespace platform {
 
-/// While it lives, a write to a pipe that nobody reads is an error for this thread and no signal for the process.
-class ScopedPipeSignal {
- public:
-  ScopedPipeSignal() {
-    sigemptyset(&_pipeSignal);
-    sigaddset(&_pipeSignal, SIGPIPE);
-    _wasPending = isPending();
-    pthread_sigmask(SIG_BLOCK, &_pipeSignal, &_maskBefore);
-  }
-  ScopedPipeSignal(const ScopedPipeSignal&) = delete;
-  ScopedPipeSignal& operator=(const ScopedPipeSignal&) = delete;
-  ~ScopedPipeSignal() {
-    int received = 0;
-    if (!_wasPending && isPending()) sigwait(&_pipeSignal, &received);  // ours: taken away
-    pthread_sigmask(SIG_SETMASK, &_maskBefore, nullptr);
-  }
-
- private:
-  static bool isPending() {
-    sigset_t pending;
-    return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
-  }
-
-  sigset_t _pipeSignal = {};
-  sigset_t _maskBefore = {};
-  bool _wasPending = false;
-};
+/// Calls \a write, which writes to \a descriptor. If that is a pipe that nobody reads, this is an error for \a write
+/// and no signal for the process.
+void withoutPipeSignal(int descriptor, const std::function<void()>& write);
 
 }  // namespace platform
 

@@ -11,10 +11,11 @@
 namespace platform {
 
 void printLine(const std::string& line) {
-  const ScopedPipeSignal pipeSignal;
-  // Past the buffer of stdio, which would try again at exit what cannot be written now; but after what it holds.
-  (void)std::fflush(stdout);
-  (void)writeAll(STDOUT_FILENO, line + "\n");
+  withoutPipeSignal(STDOUT_FILENO, [&line] {
+    // Past the buffer of stdio, which would try again at exit what cannot be written now; but after what it holds.
+    (void)std::fflush(stdout);
+    (void)writeAll(STDOUT_FILENO, line + "\n");
+  });
 }
 
 ScopedStandardDescriptors::ScopedStandardDescriptors() {

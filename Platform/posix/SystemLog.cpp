@@ -115,9 +115,12 @@ void log(LogLevel level, const char* format, ...) {
   const std::lock_guard<std::mutex> lock(logFilesMutex);
   std::vector<int>& files = logFiles();
   if (!files.empty()) {
-    const ScopedPipeSignal pipeSignal;
     const std::string line = traceLine(level, message);
-    const auto fails = [&line](int file) { return !writeAll(file, line); };
+    const auto fails = [&line](int file) {
+      bool isWritten = false;
+      withoutPipeSignal(file, [&] { isWritten = writeAll(file, line); });
+      return !isWritten;
+    };
     files.erase(std::remove_if(files.begin(), files.end(), fails), files.end());
   }
   errno = errorBefore;

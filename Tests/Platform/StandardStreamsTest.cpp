@@ -92,6 +92,7 @@ TEST_F(StandardStreamsTest, ReaderThatHasGoneIsPassedOver) {
     ASSERT_EQ(pipe(ends), 0);
     close(ends[0]);
     ASSERT_EQ(dup2(ends[1], STDOUT_FILENO), STDOUT_FILENO);
+    std::fputs("held back by stdio", stdout);
     printLine("text");
     printLine("again");
     EXPECT_FALSE(pipeSignalIsPending());
