@@ -14,7 +14,9 @@ target_include_directories(build_flags INTERFACE ${PROJECT_SOURCE_DIR})
 # The same file sizes and offsets in 32 bits as in 64.
 target_compile_definitions(build_flags INTERFACE _FILE_OFFSET_BITS=64)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-  target_compile_definitions(build_flags INTERFACE _GNU_SOURCE)  # posix_spawn's closefrom action, O_PATH, renameat2
+  target_compile_definitions(build_flags INTERFACE
+    _TIME_BITS=64  # the same for times: a file of after 2038 cannot even be looked at without
+    _GNU_SOURCE)   # posix_spawn's closefrom action, O_PATH, renameat2
 endif()
 
 target_compile_options(build_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)

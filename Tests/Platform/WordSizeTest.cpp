@@ -1,0 +1,756 @@
+// What could differ between a build of 64 bits and one of 32, and which tests name it: they pass in both.
+//
+// Place                                  | What could differ                | Tests
+// ---------------------------------------|----------------------------------|----------------------------------------
+// stat, fstat, lstat, fstatat            | size past 2 GiB: an error        | LargeFileExists, LargeFileIsRemoved
+//                                        |                                  | LargeFileGetsItsAttributes
+// FileManager: writeFileAtomically       | what it replaces passes for new  | LargeFileIsReplacedAndItsModeKept
+// FileManager: contentsOf                | size cut to 32 bits              | LargeFileIsNotRead
+// FileCopy: copyData                     | offset past 2 GiB: an error      | LargeFileIsCopied
+// SystemLog: openTraceFile               | size, and offset from then on    | TraceOfLargeSizeIs...
+// Descriptors: writeAll                  | offset past 4 GiB                | LineIsPrintedBehindFourGibibytes
+// Descriptors: namesIn; FolderWalk       | place in a folder cut to 32 bits | EveryNameOfALargeFolderIsSeenOnce
+// readdir, stat; CopyItem: isTarget      | node cut to 32 bits              | NodesAboveThirtyTwoBitsAre...
+// chown, stat; UserIdentity: SUDO_UID    | id: 16 bits, or with a sign      | LargeOwnerAndGroupAreSeenAndKept
+// stat and all that ask it               | time past 2038: an error         | ...OfAnotherAge..., TimesBefore1902...
+// FileCopy: futimens, utimensat          | time: 1901 to 2038               | CopyKeepsFarTimes, TimesBefore1902...
+// LocalTime: time, localtime_r           | time: until 2038                 | SystemTimeGoesPast2038
+// InstallUtil, SystemLog: a time as text | nothing but what LocalTime has   | StampAfter..., TraceLineAfter2038...
+// PropertyList, its guard, its writer    | integer as a long                | IntegersAround...AreKept
+// PropertyList, its guard, its writer    | date as a time_t                 | DatesBefore1902AndAfter2038AreKept
+// UserDefaults: booleanValue             | integer cut to 32 bits           | IntegerWithoutLowerHalfIsTrue
+// PropertyListGuard: binary lists        | number cut, or product wrapped   | BinaryListOf...
+// PropertyListGuard: lengths of libplist | length cut, in 64 bits only      | ListTooLongForLibPlistIsNoList
+// TextNumber, the result of a run        | number as a long: other limits   | NumberIsClamped..., ResultOutOfRange...
+// StringUtil: boolToString, charAtIndex  | nothing: int has 32 bits in both | OnlyTheLowest..., IndexIsNeverCut
+//
+// Of no test: a document of more than 2 GiB handed to libxml2, whose lengths are int. No text is that long in 32 bits,
+// and no file of more than 1 GiB is read in either.
+
+#include <gmock/gmock.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <limits>
+
+#include "MacInstaller/InstallUtil.h"
+#include "MacInstaller/InstanceService.h"
+#include "MacInstaller/StringUtil.h"
+#include "Platform/FileManager.h"
+#include "Platform/ProcessList.h"
+#include "Platform/PropertyList.h"
+#include "Platform/StandardStreams.h"
+#include "Platform/UserDefaults.h"
+#include "Platform/linux/PropertyListGuard.h"
+#include "Support/TextNumber.h"
+#include "Tests/Platform/Conditions.h"
+#include "Tests/Support/InstanceFixture.h"
+#include "Tests/Support/Outside.h"
+
+namespace {
+
+bool passesHoles = false;  // whether a copy of file data leaves out what is not there
+
+/// Copies like copy_file_range(2), between the descriptors' positions, but passes a hole as one. The system's own
+/// writes the hole as data on most file systems.
+ssize_t copyPassingHoles(int from, int to, size_t length) {
+  constexpr off_t kPiece = 4096;
+  struct stat status = {};
+  const off_t start = lseek(from, 0, SEEK_CUR);
+  if (start < 0 || fstat(from, &status) != 0) return -1;
+  off_t end = std::min<off_t>(status.st_size, start + static_cast<off_t>(length));
+  if (start >= end) return 0;
+  const off_t data = lseek(from, start, SEEK_DATA);  // -1: there is only a hole
+  char piece[kPiece];
+  if (data == start) {
+    end = std::min(end, start + kPiece);
+    const auto size = static_cast<size_t>(end - start);
+    if (pread(from, piece, size, start) != end - start || write(to, piece, size) != end - start) return -1;
+  } else {
+    if (data > start) end = std::min(end, data);
+    const off_t target = lseek(to, end - start, SEEK_CUR);
+    if (target < 0 || ftruncate(to, target) != 0) return -1;
+  }
+  if (lseek(from, end, SEEK_SET) != end) return -1;
+  return static_cast<ssize_t>(end - start);
+}
+
+}  // namespace
+
+/// Takes the place of the C library's own for this program, so that a test can copy a file of gigabytes in no time.
+extern "C" ssize_t copy_file_range(int from, off64_t* fromAt, int to, off64_t* toAt, size_t length, unsigned flags) {
+  if (passesHoles) return copyPassingHoles(from, to, length);
+  return static_cast<ssize_t>(syscall(SYS_copy_file_range, from, fromAt, to, toAt, length, flags));
+}
+
+namespace {
+
+using platform::LogLevel;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+using Date = PropertyListValue::Date;
+using Integer = PropertyListValue::Integer;
+
+constexpr off_t kTwoGibibytes = off_t{1} << 31;
+constexpr off_t kFourGibibytes = off_t{1} << 32;
+/// The second and the last one are small in their lower 32 bits.
+constexpr off_t kLargeSizes[] = {kTwoGibibytes, kFourGibibytes + 10, 2 * kFourGibibytes - 1, (off_t{1} << 40) + 10};
+
+/// Seconds since 1970 at the start of a year.
+constexpr std::int64_t k1890 = -2'524'521'600;
+constexpr std::int64_t k2040 = 2'208'988'800;
+constexpr std::int64_t k2100 = 4'102'444'800;
+constexpr std::int64_t kFarTimes[] = {k1890, k2040, k2100};
+
+bool goesOnPastExistingFiles(const platform::FileError& error, const std::string&, const std::string&) {
+  return error.code == platform::kFileExists;
+}
+
+/// Removes a tree without looking at what it holds: a build that cannot hold the time, size or node of an entry could
+/// not tell what it is, and would leave it behind.
+void removeUnseen(const std::string& path) {
+  if (unlink(path.c_str()) == 0) return;
+  DIR* stream = opendir(path.c_str());
+  if (stream == nullptr) return;
+  while (const dirent* entry = readdir(stream)) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") removeUnseen(path + "/" + name);
+  }
+  closedir(stream);
+  rmdir(path.c_str());
+}
+
+/// What the system has about an entry, a link not followed, in types that do not depend on the word size.
+struct statx status(const std::string& path) {
+  struct statx result = {};
+  if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &result) != 0) {
+    ADD_FAILURE() << "statx " << path << ": " << std::strerror(errno);
+  }
+  return result;
+}
+
+/// Gives an entry, a link not followed, a time. \return whether it can have it: not all file systems hold all times.
+bool setTime(const std::string& path, std::int64_t seconds) {
+  // The system's own form, as the C library's has the word size's.
+  struct {
+    std::int64_t seconds;
+    std::int64_t nanoseconds;
+  } const times[] = {{seconds, 123456789}, {seconds, 123456789}};
+#ifdef SYS_utimensat_time64
+  constexpr long kCall = SYS_utimensat_time64;
+#else
+  constexpr long kCall = SYS_utimensat;
+#endif
+  EXPECT_EQ(syscall(kCall, AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+  return status(path).stx_mtime.tv_sec == seconds;
+}
+
+/// Gives the process mounts of its own; for use in a child. \return whether it may.
+bool hasOwnMounts() {
+  return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+class WordSizeTest : public OutsideTest {
+ protected:
+  ~WordSizeTest() override {
+    passesHoles = false;
+    platform::setCopyPolicy(nullptr);
+    for (const std::string& name : folder.names()) removeUnseen(folder / name);
+  }
+
+  /// A file of that size, which takes no place on the disk.
+  std::string makeLargeFile(const std::string& relativePath, off_t size, mode_t mode = 0644) const {
+    std::string path = folder.makeFile(relativePath, "{ a = b; }", mode);
+    if (truncate(path.c_str(), size) != 0) ADD_FAILURE() << "truncate " << path << ": " << std::strerror(errno);
+    return path;
+  }
+
+  /// The bytes of a file from \a place on, at most a few.
+  std::string bytesAt(const std::string& relativePath, off_t place) const {
+    char text[512] = {};
+    const int file = open((folder / relativePath).c_str(), O_RDONLY | O_CLOEXEC);
+    const ssize_t count = pread(file, text, sizeof text, place);
+    close(file);
+    return std::string(text, count > 0 ? static_cast<size_t>(count) : 0);
+  }
+};
+
+// ----- Sizes and offsets -----
+
+TEST_F(WordSizeTest, LargeFileExists) {
+  for (const off_t size : kLargeSizes) {
+    const std::string path = makeLargeFile("large", size);
+    EXPECT_TRUE(platform::exists(path)) << size;
+    EXPECT_FALSE(platform::isFolder(path)) << size;
+    EXPECT_EQ(platform::resolvedPath(path), path) << size;
+  }
+}
+
+TEST_F(WordSizeTest, LargeFileIsNotRead) {
+  for (const off_t size : kLargeSizes) {
+    const std::string path = makeLargeFile("large", size);
+    bool isDistrusted = true;
+    EXPECT_FALSE(platform::readFile(path)) << size;
+    EXPECT_FALSE(platform::readDictionary(path)) << size;
+    EXPECT_FALSE(platform::readTrustedFile(path, &isDistrusted)) << size;
+    EXPECT_FALSE(isDistrusted) << size;
+  }
+}
+
+TEST_F(WordSizeTest, LargeFileIsReplacedAndItsModeKept) {
+  for (const off_t size : kLargeSizes) {
+    const std::string path = makeLargeFile("here/large", size, 0640);
+    ASSERT_TRUE(platform::writeFileAtomically(path, "new"));
+    EXPECT_EQ(folder.read("here/large"), "new");
+    EXPECT_EQ(folder.mode("here/large"), 0640U);
+    EXPECT_THAT(folder.names("here"), ElementsAre("large"));
+  }
+}
+
+TEST_F(WordSizeTest, LargeFileIsRemoved) {
+  for (const off_t size : kLargeSizes) {
+    makeLargeFile("tree/sub/large", size);
+    EXPECT_TRUE(platform::removeItem(makeLargeFile("large", size)));
+    EXPECT_TRUE(platform::removeItem(folder / "tree"));
+    EXPECT_THAT(folder.names(), ElementsAre("outside"));
+  }
+}
+
+TEST_F(WordSizeTest, LargeFileGetsItsAttributes) {
+  platform::Attributes attributes;
+  attributes.mode = 0775;
+  for (const off_t size : kLargeSizes) {
+    const std::string path = makeLargeFile("tree/sub/large", size, 0600);
+    EXPECT_TRUE(platform::setAttributesBelow(folder / "tree", attributes)) << size;
+    EXPECT_EQ(folder.mode("tree/sub/large"), 0775U) << size;
+    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+    EXPECT_TRUE(platform::setAttributes(path, attributes)) << size;
+    EXPECT_EQ(folder.mode("tree/sub/large"), 0775U) << size;
+    ASSERT_EQ(unlink(path.c_str()), 0);
+  }
+}
+
+TEST_F(WordSizeTest, LargeFileIsCopied) {
+  constexpr off_t kPlace = kFourGibibytes + 8192;
+  const std::string path = makeLargeFile("large", kPlace);
+  const int file = open(path.c_str(), O_RDWR | O_APPEND | O_CLOEXEC);
+  ASSERT_EQ(write(file, "end", 3), 3);
+  const off_t data = lseek(file, kTwoGibibytes, SEEK_DATA);
+  close(file);
+  if (data != kPlace / 4096 * 4096) GTEST_SKIP() << "needs a file system that tells where a file has holes";
+  passesHoles = true;
+  EXPECT_TRUE(platform::copyItem(path, folder / "copy"));
+  EXPECT_EQ(folder.attributes("copy").st_size, kPlace + 3);
+  EXPECT_EQ(bytesAt("copy", 0).substr(0, 10), "{ a = b; }");
+  EXPECT_EQ(bytesAt("copy", kPlace), "end");
+}
+
+TEST_F(WordSizeTest, TraceOfLargeSizeIsEmptied) {
+  for (const off_t size : kLargeSizes) {
+    const std::string path = makeLargeFile("trace", size);
+    const auto node = status(path).stx_ino;
+    const int held = open(path.c_str(), O_RDONLY | O_CLOEXEC);  // else a new file may get the node of the old one
+    const int file = platform::openTraceFile(path);
+    ASSERT_GE(file, 0) << size;
+    close(file);
+    close(held);
+    EXPECT_EQ(status(path).stx_size, 0U) << size;
+    EXPECT_EQ(status(path).stx_ino, node) << "made anew, size " << size;
+  }
+}
+
+TEST_F(WordSizeTest, TraceOfLargeSizeIsAppendedTo) {
+  folder.makeFile("emptied", "old");
+  for (const char* name : {"emptied", "new"}) {
+    const int file = platform::openTraceFile(folder / name);
+    platform::addLogFile(file);
+    for (const off_t size : kLargeSizes) {
+      ASSERT_EQ(ftruncate(file, size), 0);
+      platform::log(LogLevel::Info, "here");
+      EXPECT_THAT(bytesAt(name, size), HasSubstr(" <Info>: here\n")) << size;
+    }
+    platform::removeLogFile(file);
+    close(file);
+  }
+}
+
+TEST_F(WordSizeTest, LineIsPrintedBehindFourGibibytes) {
+  makeLargeFile("output", kFourGibibytes);
+  const int file = open((folder / "output").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  {
+    const ScopedRedirection output(STDOUT_FILENO, file);
+    platform::printLine("here");
+  }
+  close(file);
+  EXPECT_EQ(bytesAt("output", kFourGibibytes), "here\n");
+}
+
+TEST_F(WordSizeTest, EveryNameOfALargeFolderIsSeenOnce) {
+  // Some file systems have a hash of the name for the place of an entry in its folder.
+  constexpr size_t kCount = 1000;
+  for (size_t index = 0; index < kCount; ++index) folder.makeFile("many/file" + std::to_string(index), "", 0600);
+  auto names = platform::namesInFolder(folder / "many");
+  ASSERT_TRUE(names);
+  std::sort(names->begin(), names->end());
+  EXPECT_EQ(names->size(), kCount);
+  EXPECT_TRUE(*names == folder.names("many"));
+  platform::Attributes attributes;
+  attributes.mode = 0640;
+  EXPECT_TRUE(platform::setAttributesBelow(folder / "many", attributes));
+  for (const std::string& name : *names) ASSERT_EQ(folder.mode("many/" + name), 0640U) << name;
+  EXPECT_TRUE(platform::removeItem(folder / "many"));
+}
+
+// ----- Nodes, owners and groups -----
+
+TEST_F(WordSizeTest, NodesAboveThirtyTwoBitsAreCopiedChangedAndRemoved) {
+  // An overlay puts the number of the file system that an entry comes from into the highest bits of its node.
+  const auto make = [](const std::string& path) { return mkdir(path.c_str(), 0755) == 0; };
+  const std::string top = folder.makeFolder("top");
+  inChild([&] {
+    if (!hasOwnMounts()) return;
+    const std::string lower = top + "/lower";
+    const std::string upper = top + "/upper";
+    const std::string merged = top + "/merged";
+    ASSERT_TRUE(make(lower) && make(upper) && make(merged));
+    if (mount("none", lower.c_str(), "tmpfs", 0, "") != 0 || mount("none", upper.c_str(), "tmpfs", 0, "") != 0 ||
+        !make(lower + "/targets") || !make(upper + "/files") || !make(upper + "/work")) {
+      return;
+    }
+    constexpr int kCount = 64;
+    for (int index = 0; index < kCount; ++index) make(lower + "/targets/" + std::to_string(index));
+    const std::string options =
+        "xino=on,lowerdir=" + lower + ",upperdir=" + upper + "/files,workdir=" + upper + "/work";
+    if (mount("none", merged.c_str(), "overlay", 0, options.c_str()) != 0) return;
+    const auto sourceFile = [](int index) { return "top/merged/source/" + std::to_string(index) + "/file"; };
+    for (int index = 0; index < kCount; ++index) folder.makeFile(sourceFile(index));
+
+    // Two folders that only the upper half of the node tells apart: one to copy, and one to copy into.
+    std::string target;
+    for (int index = 0; index < kCount * kCount && target.empty(); ++index) {
+      const auto one = status(merged + "/source/" + std::to_string(index / kCount)).stx_ino;
+      const std::string path = merged + "/targets/" + std::to_string(index % kCount);
+      const auto other = status(path).stx_ino;
+      if (other >> 32 != one >> 32 && static_cast<std::uint32_t>(one) == static_cast<std::uint32_t>(other)) {
+        target = path;
+      }
+    }
+    if (target.empty()) return;
+    folder.makeFolder("tried");
+
+    EXPECT_TRUE(platform::exists(target) && platform::isFolder(target));
+    platform::setCopyPolicy(goesOnPastExistingFiles);
+    EXPECT_TRUE(platform::copyItem(merged + "/source", target));
+    for (int index = 0; index < kCount; ++index) {
+      EXPECT_TRUE(platform::exists(target + "/" + std::to_string(index) + "/file")) << index;
+    }
+    platform::Attributes attributes;
+    attributes.mode = 0775;
+    EXPECT_TRUE(platform::setAttributesBelow(merged, attributes));
+    EXPECT_EQ(status(target).stx_mode & 07777U, 0775U);
+    EXPECT_TRUE(platform::removeItem(merged + "/targets"));
+    EXPECT_FALSE(platform::exists(target));
+  });
+  if (!folder.has("tried")) GTEST_SKIP() << "needs the rights to mount an overlay, of file systems with small nodes";
+}
+
+TEST_F(WordSizeTest, LargeOwnerAndGroupAreSeenAndKept) {
+  if (!isRoot()) GTEST_SKIP() << "needs the rights to give files away";
+  constexpr uid_t kOwner = 4'000'000'001;
+  constexpr gid_t kGroup = 4'000'000'002;
+  const std::string path = folder.makeFile("file", "{ a = b; }");
+  if (chown(path.c_str(), kOwner, kGroup) != 0) GTEST_SKIP() << "needs an account for every number";
+  bool isDistrusted = false;
+  EXPECT_FALSE(platform::readTrustedFile(path, &isDistrusted));
+  EXPECT_TRUE(isDistrusted);
+  setEnvironment("SUDO_UID", std::to_string(kOwner));
+  EXPECT_EQ(platform::readTrustedFile(path, &isDistrusted), "{ a = b; }");
+
+  EXPECT_TRUE(platform::copyItem(path, folder / "copy"));
+  EXPECT_TRUE(platform::writeFileAtomically(path, "new"));
+  for (const char* name : {"file", "copy"}) {
+    EXPECT_EQ(folder.attributes(name).st_uid, kOwner) << name;
+    EXPECT_EQ(folder.attributes(name).st_gid, kGroup) << name;
+  }
+}
+
+// ----- Times of files -----
+
+TEST_F(WordSizeTest, EntryOfAnotherAgeExists) {
+  const std::string file = folder.makeFile("folder/file");
+  const std::string link = folder.makeLink("link", "folder/file");
+  for (const std::int64_t time : kFarTimes) {
+    if (!setTime(file, time) || !setTime(folder / "folder", time) || !setTime(link, time)) continue;
+    EXPECT_TRUE(platform::exists(file)) << time;
+    EXPECT_TRUE(platform::exists(link)) << time;
+    EXPECT_TRUE(platform::exists(folder / "folder")) << time;
+    EXPECT_TRUE(platform::isFolder(folder / "folder")) << time;
+    EXPECT_FALSE(platform::isFolder(file)) << time;
+    EXPECT_TRUE(platform::isTrustedFolder(folder / "folder")) << time;
+    EXPECT_EQ(platform::resolvedPath(link), file) << time;
+  }
+}
+
+TEST_F(WordSizeTest, FileOfAnotherAgeIsRead) {
+  const std::string path = folder.makeFile("file", "{ a = b; }");
+  for (const std::int64_t time : kFarTimes) {
+    if (!setTime(path, time)) continue;
+    bool isDistrusted = false;
+    EXPECT_EQ(platform::readFile(path), "{ a = b; }") << time;
+    EXPECT_EQ(platform::readTrustedFile(path, &isDistrusted), "{ a = b; }") << time;
+    EXPECT_FALSE(isDistrusted) << time;
+    EXPECT_TRUE(platform::readDictionary(path)) << time;
+  }
+}
+
+TEST_F(WordSizeTest, FileOfAnotherAgeIsReplacedAndItsModeKept) {
+  const std::string path = folder.makeFile("file", "old", 0640);
+  for (const std::int64_t time : kFarTimes) {
+    if (!setTime(path, time)) continue;
+    EXPECT_TRUE(platform::writeFileAtomically(path, "new")) << time;
+    EXPECT_EQ(status(path).stx_mode & 07777U, 0640U) << time;
+    EXPECT_EQ(folder.read("file"), "new") << time;
+  }
+}
+
+TEST_F(WordSizeTest, TreeOfAnotherAgeGetsItsAttributes) {
+  platform::Attributes attributes;
+  attributes.mode = 0770;
+  for (const std::int64_t time : kFarTimes) {
+    const std::string file = folder.makeFile("tree/sub/file", "", 0600);
+    if (!setTime(file, time) || !setTime(folder / "tree/sub", time) || !setTime(folder / "tree", time)) continue;
+    EXPECT_TRUE(platform::setAttributesBelow(folder / "tree", attributes)) << time;
+    EXPECT_EQ(status(file).stx_mode & 07777U, 0770U) << time;
+    EXPECT_EQ(status(folder / "tree/sub").stx_mode & 07777U, 0770U) << time;
+    EXPECT_EQ(status(file).stx_mtime.tv_sec, time);
+    EXPECT_TRUE(platform::setAttributes(file, attributes)) << time;
+  }
+}
+
+TEST_F(WordSizeTest, TreeOfAnotherAgeIsRemoved) {
+  for (const std::int64_t time : kFarTimes) {
+    const std::string file = folder.makeFile("tree/sub/file");
+    if (!setTime(file, time) || !setTime(folder / "tree/sub", time) || !setTime(folder / "tree", time)) continue;
+    EXPECT_TRUE(platform::removeItem(folder / "tree")) << time;
+    EXPECT_THAT(folder.names(), ElementsAre("outside")) << time;
+  }
+}
+
+TEST_F(WordSizeTest, FolderOfAnotherAgeIsMergedByTheInstallers) {
+  const std::string file = folder.makeFile("source/sub/file", "new");
+  folder.makeFile("target/sub/file", "old");
+  for (const std::int64_t time : {k2040, k2100}) {
+    for (const char* name : {"source/sub/file", "source/sub", "source", "target/sub/file", "target/sub", "target"}) {
+      EXPECT_TRUE(setTime(folder / name, time)) << name;
+    }
+    InstallUtil::copyFolderFrom(folder / "source", folder / "target");
+    EXPECT_EQ(folder.read("target/sub/file"), "new") << time;
+  }
+}
+
+TEST_F(WordSizeTest, TraceOfAnotherAgeIsEmptied) {
+  const std::string path = folder.makeFile("trace", "old");
+  for (const std::int64_t time : kFarTimes) {
+    if (!setTime(path, time)) continue;
+    const auto node = status(path).stx_ino;
+    const int held = open(path.c_str(), O_RDONLY | O_CLOEXEC);  // else a new file may get the node of the old one
+    const int file = platform::openTraceFile(path);
+    ASSERT_GE(file, 0) << time;
+    close(file);
+    close(held);
+    EXPECT_EQ(status(path).stx_size, 0U) << time;
+    EXPECT_EQ(status(path).stx_ino, node) << "made anew, time " << time;
+  }
+}
+
+TEST_F(WordSizeTest, ProgramOfAnotherAgeKeepsItsName) {
+  // The kernel puts this behind the name of a program that was removed, but it may be the name of one that was not.
+  const std::string path = folder.makeFile("program (deleted)", "", 0755);
+  runProcess(4711, path);
+  for (const std::int64_t time : kFarTimes) {
+    if (!setTime(path, time)) continue;
+    EXPECT_THAT(platform::processInformation(platform::kBundleExecutableKey), ElementsAre(path)) << time;
+  }
+}
+
+TEST_F(WordSizeTest, CopyKeepsFarTimes) {
+  const std::string file = folder.makeFile("tree/sub/file", "text");
+  const std::string link = folder.makeLink("tree/link", "nowhere");
+  for (const std::int64_t time : {k2040, k2100}) {
+    for (const char* name : {"tree/sub/file", "tree/link", "tree/sub", "tree"}) {
+      EXPECT_TRUE(setTime(folder / name, time)) << name;
+    }
+    const std::string copy = folder / "copy of " + std::to_string(time);
+    EXPECT_TRUE(platform::copyItem(folder / "tree", copy)) << time;
+    for (const std::string entry : {"", "/link", "/sub", "/sub/file"}) {
+      EXPECT_EQ(status(copy + entry).stx_mtime.tv_sec, time) << entry;
+      EXPECT_EQ(status(copy + entry).stx_mtime.tv_nsec, 123456789U) << entry;
+    }
+  }
+}
+
+TEST_F(WordSizeTest, TimesBefore1902AreKept) {
+  const std::string top = folder.makeFolder("top");
+  inChild([&] {
+    if (!hasOwnMounts() || mount("none", top.c_str(), "tmpfs", 0, "") != 0) return;
+    const std::string file = folder.makeFile("top/tree/file", "text", 0640);
+    if (!setTime(file, k1890) || !setTime(top + "/tree", k1890)) return;
+    folder.makeFolder("tried");
+    EXPECT_TRUE(platform::isFolder(top + "/tree"));
+    EXPECT_TRUE(platform::copyItem(top + "/tree", top + "/copy"));
+    EXPECT_EQ(status(top + "/copy").stx_mtime.tv_sec, k1890);
+    EXPECT_EQ(status(top + "/copy/file").stx_mtime.tv_sec, k1890);
+    EXPECT_EQ(platform::readFile(file), "text");
+    EXPECT_TRUE(platform::writeFileAtomically(file, "new"));
+    EXPECT_EQ(status(file).stx_mode & 07777U, 0640U);
+    EXPECT_TRUE(platform::removeItem(top + "/copy"));
+  });
+  if (!folder.has("tried")) GTEST_SKIP() << "needs the rights to mount a volume that holds times before 1902";
+}
+
+// ----- The clock -----
+
+TEST_F(WordSizeTest, SystemTimeGoesPast2038) {
+  // What the clock is read into; the clock itself is the machine's.
+  EXPECT_EQ(sizeof(std::time_t), 8U);
+  const std::pair<std::int64_t, int> years[] = {{k1890, 1890}, {k2040, 2040}, {k2100, 2100}};
+  for (const auto& [start, year] : years) {
+    const auto midsummer = static_cast<std::time_t>(start + 180 * std::int64_t{86'400});
+    std::tm local = {};
+    ASSERT_NE(localtime_r(&midsummer, &local), nullptr);
+    EXPECT_EQ(local.tm_year + 1900, year);
+  }
+}
+
+TEST_F(WordSizeTest, StampAfter2038IsOfThatTime) {
+  setClock({2040, 2, 9, 4, 5, 6});
+  EXPECT_EQ(InstallUtil::generateNewManifestVersion(), "0902400405");
+  setClock({2100, 12, 31, 23, 59, 59});
+  EXPECT_EQ(InstallUtil::generateNewManifestVersion(), "3112002359");
+}
+
+TEST_F(WordSizeTest, TraceLineAfter2038IsOfThatTime) {
+  const int file = platform::openTraceFile(folder / "trace");
+  platform::addLogFile(file);
+  setClock({2040, 2, 9, 4, 5, 6});
+  platform::log(LogLevel::Info, "here");
+  platform::removeLogFile(file);
+  close(file);
+  EXPECT_THAT(folder.read("trace"), StartsWith("Feb  9 04:05:06 "));
+}
+
+// ----- Numbers and dates of property lists -----
+
+constexpr const char* kListStart = "<plist version=\"1.0\">";
+constexpr const char* kListEnd = "</plist>";
+
+/// Expects that an element is read as a value and written in the same way again.
+void expectKept(const std::string& element, const PropertyListValue& expected) {
+  const auto value = platform::parsePropertyList(kListStart + element + kListEnd);
+  ASSERT_TRUE(value) << element;
+  EXPECT_TRUE(*value == expected) << element;
+  EXPECT_THAT(platform::xmlPropertyList(*value).value_or("<none>"), HasSubstr("\n" + element + "\n"));
+}
+
+TEST_F(WordSizeTest, IntegersAroundThirtyTwoAndSixtyFourBitsAreKept) {
+  for (const unsigned bits : {31U, 32U, 53U, 63U}) {
+    const std::uint64_t power = std::uint64_t{1} << bits;
+    for (const std::uint64_t number : {power - 1, power, power + 1}) {
+      expectKept("<integer>" + std::to_string(number) + "</integer>", PropertyListValue(Integer{number, false}));
+    }
+    const auto least = static_cast<std::int64_t>(~power + 1);
+    expectKept("<integer>" + std::to_string(least) + "</integer>", PropertyListValue::integer(least));
+  }
+  constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+  expectKept("<integer>" + std::to_string(kMost) + "</integer>", PropertyListValue(Integer{kMost, false}));
+  expectKept("<integer>-2147483649</integer>", PropertyListValue::integer(-2'147'483'649));
+}
+
+TEST_F(WordSizeTest, DatesBefore1902AndAfter2038AreKept) {
+  const std::pair<const char*, std::int64_t> dates[] = {{"0001-01-01T00:00:00Z", -62'135'596'800},
+                                                        {"1890-01-01T00:00:00Z", k1890},
+                                                        {"1901-12-13T20:45:51Z", -2'147'483'649},
+                                                        {"1901-12-13T20:45:52Z", -2'147'483'648},
+                                                        {"1969-12-31T23:59:59Z", -1},
+                                                        {"2038-01-19T03:14:07Z", 2'147'483'647},
+                                                        {"2038-01-19T03:14:08Z", 2'147'483'648},
+                                                        {"2040-01-01T00:00:00Z", k2040},
+                                                        {"2100-01-01T00:00:00Z", k2100},
+                                                        {"2106-02-07T06:28:16Z", 4'294'967'296},
+                                                        {"9999-12-31T23:59:59Z", 253'402'300'799}};
+  for (const auto& [text, secondsSince1970] : dates) {
+    const Date date{static_cast<double>(secondsSince1970 - 978'307'200)};
+    expectKept("<date>" + std::string(text) + "</date>", PropertyListValue(date));
+  }
+}
+
+TEST_F(WordSizeTest, IntegerWithoutLowerHalfIsTrue) {
+  EXPECT_TRUE(platform::booleanValue(PropertyListValue::integer(std::int64_t{1} << 32)));
+  EXPECT_TRUE(platform::booleanValue(PropertyListValue::integer(std::numeric_limits<std::int64_t>::min())));
+  EXPECT_FALSE(platform::booleanValue(PropertyListValue::integer(0)));
+}
+
+// ----- Numbers in binary property lists -----
+
+std::string bigEndian(std::uint64_t number, size_t size = 8) {
+  std::string bytes;
+  for (size_t index = size; index-- > 0;) bytes += static_cast<char>(static_cast<unsigned char>(number >> (8 * index)));
+  return bytes;
+}
+
+constexpr std::uint64_t kWrap = std::uint64_t{1} << 32;
+
+/// A binary list with numbers of eight bytes everywhere. The numbers added to those of its trailer and its first offset
+/// make it wrong.
+struct WideList {
+  std::vector<std::string> objects;
+  std::uint64_t moreObjects = 0;
+  std::uint64_t moreRoot = 0;
+  std::uint64_t moreTable = 0;
+  std::uint64_t moreOffset = 0;
+
+  std::string bytes() const {
+    std::string result = "bplist00";
+    std::string table;
+    for (const std::string& object : objects) {
+      table += bigEndian(result.size() + (table.empty() ? moreOffset : 0));
+      result += object;
+    }
+    const std::uint64_t tableStart = result.size() + moreTable;
+    return result + table + std::string(6, '\0') + "\x08\x08" + bigEndian(objects.size() + moreObjects) +
+           bigEndian(moreRoot) + bigEndian(tableStart);
+  }
+};
+
+/// An object with a count of eight bytes.
+std::string counted(char kind, std::uint64_t count, const std::string& content) {
+  return std::string(1, kind) + "\x13" + bigEndian(count) + content;
+}
+
+/// A list of an object with a count of 2, to which more is added, and of two strings.
+std::string listOf(char kind, std::uint64_t more, const std::string& content) {
+  return WideList{{counted(kind, 2 + more, content), "\x51k", "\x51v"}}.bytes();
+}
+
+OptionalString readListOf(char kind, const std::string& content) {
+  const auto value = platform::parsePropertyList(listOf(kind, 0, content));
+  return value ? platform::xmlPropertyList(*value) : std::nullopt;
+}
+
+/// Two keys, or values, and their values.
+std::string references(std::uint64_t one, std::uint64_t other) {
+  return bigEndian(one) + bigEndian(other) + bigEndian(2) + bigEndian(2);
+}
+
+TEST_F(WordSizeTest, BinaryListOfWideNumbersIsRead) {
+  EXPECT_THAT(readListOf('\x4F', "ab").value_or(""), HasSubstr("YWI="));
+  EXPECT_THAT(readListOf('\x5F', "ab").value_or(""), HasSubstr("<string>ab<"));
+  EXPECT_THAT(readListOf('\x6F', std::string("\0a\0b", 4)).value_or(""), HasSubstr("<string>ab<"));
+  EXPECT_THAT(readListOf('\xAF', references(1, 2)).value_or(""), HasSubstr("<string>k</string>\n\t<string>v<"));
+  EXPECT_THAT(readListOf('\xDF', references(1, 2)).value_or(""), HasSubstr("<key>k</key>\n\t<string>v<"));
+  EXPECT_EQ(platform::parsePropertyList(WideList{{"\x51x"}}.bytes()), PropertyListValue("x"));
+}
+
+/// Expects that the guard itself refuses a list: what libplist would do with it is not to be known.
+void expectUnsafe(const std::string& list) {
+  EXPECT_TRUE(platform::isBinaryPropertyList(list));
+  EXPECT_FALSE(platform::isSafeBinaryPropertyList(list));
+  EXPECT_FALSE(platform::parsePropertyList(list));
+}
+
+TEST_F(WordSizeTest, BinaryListOfCountsThatWrapIsRefused) {
+  // Each count, or that many references, is what it should be again when 32 or 64 bits hold it.
+  for (const char kind : {'\x4F', '\x5F'}) expectUnsafe(listOf(kind, kWrap, "ab"));
+  for (const std::uint64_t more : {kWrap / 2, kWrap}) expectUnsafe(listOf('\x6F', more, std::string("\0a\0b", 4)));
+  for (const std::uint64_t more : {kWrap / 16, kWrap / 8, kWrap, std::uint64_t{1} << 60, std::uint64_t{1} << 61}) {
+    expectUnsafe(listOf('\xAF', more, references(1, 2)));
+    expectUnsafe(listOf('\xDF', more, references(1, 2)));
+  }
+}
+
+TEST_F(WordSizeTest, BinaryListOfReferenceAboveThirtyTwoBitsIsRefused) {
+  for (const char kind : {'\xAF', '\xDF'}) {
+    expectUnsafe(listOf(kind, 0, references(kWrap + 1, 2)));
+    expectUnsafe(listOf(kind, 0, references(1, kWrap + 2)));
+  }
+  expectUnsafe(listOf('\xDF', 0, bigEndian(1) + bigEndian(2) + bigEndian(kWrap + 2) + bigEndian(2)));
+}
+
+TEST_F(WordSizeTest, BinaryListOfTrailerAboveThirtyTwoBitsIsRefused) {
+  for (std::uint64_t WideList::*number :
+       {&WideList::moreObjects, &WideList::moreRoot, &WideList::moreTable, &WideList::moreOffset}) {
+    WideList list{{"\x51x"}};
+    EXPECT_TRUE(platform::isBinaryPropertyList(list.bytes()));
+    list.*number = kWrap;
+    EXPECT_FALSE(platform::isBinaryPropertyList(list.bytes()));
+    list.*number = kWrap << 29;  // times eight bytes it wraps in 64 bits too
+    EXPECT_FALSE(platform::isBinaryPropertyList(list.bytes()));
+  }
+}
+
+TEST_F(WordSizeTest, ListTooLongForLibPlistIsNoList) {
+  if (sizeof(size_t) < 8) GTEST_SKIP() << "no text of 32 bits is that long";
+  const std::string list = WideList{{"\x51x"}}.bytes();
+  constexpr size_t kTrailer = 32 + 8;  // with the table of offsets
+  for (const std::uint64_t size : {kWrap - 2, kWrap - 1, kWrap + 4096}) {
+    const auto length = static_cast<size_t>(size);
+    void* memory = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (memory == MAP_FAILED) GTEST_SKIP() << "needs as many addresses";
+    char* bytes = static_cast<char*>(memory);
+    list.copy(bytes, list.size() - kTrailer);
+    list.copy(bytes + length - kTrailer, kTrailer, list.size() - kTrailer);
+    bigEndian(size - kTrailer).copy(bytes + length - 8, 8);
+    EXPECT_EQ(platform::isBinaryPropertyList({bytes, length}), size < kWrap - 1) << size;
+    munmap(memory, length);
+  }
+}
+
+// ----- Numbers in texts -----
+
+TEST_F(WordSizeTest, NumberIsClampedToThirtyTwoBits) {
+  const std::pair<const char*, std::int32_t> numbers[] = {
+      {"2147483646", 2147483646},   {"2147483647", INT32_MAX},          {"2147483648", INT32_MAX},
+      {"4294967295", INT32_MAX},    {"4294967296", INT32_MAX},          {"4294967298", INT32_MAX},
+      {"99999999999", INT32_MAX},   {"9223372036854775808", INT32_MAX}, {"18446744073709551616", INT32_MAX},
+      {"-2147483647", -2147483647}, {"-2147483648", INT32_MIN},         {"-2147483649", INT32_MIN},
+      {"-4294967294", INT32_MIN},   {"-99999999999", INT32_MIN},        {"-9223372036854775809", INT32_MIN}};
+  for (const auto& [text, number] : numbers) EXPECT_EQ(text::integerAtStart(text), number) << text;
+}
+
+TEST_F(WordSizeTest, OnlyTheLowestByteIsABoolean) {
+  for (const int number : {1, -1, 255, 257, INT_MAX}) EXPECT_EQ(StringUtil::boolToString(number), "true") << number;
+  for (const int number : {0, 256, -256, 1 << 30, INT_MIN}) {
+    EXPECT_EQ(StringUtil::boolToString(number), "false") << number;
+  }
+}
+
+TEST_F(WordSizeTest, IndexIsNeverCut) {
+  for (const std::int32_t index : {256, 65'536, 1 << 30, INT32_MAX, -1, -254, INT32_MIN}) {
+    EXPECT_EQ(StringUtil::charAtIndex(index, u"abc"), std::nullopt) << index;
+  }
+  EXPECT_EQ(StringUtil::charAtIndex(2, u"abc"), u"c");
+}
+
+class WordSizeInstanceTest : public InstanceTest {};
+
+TEST_F(WordSizeInstanceTest, ResultOutOfRangeIsAFailure) {
+  const InstanceService instance(home(), data());
+  for (const char* code : {"2147483647", "2147483648", "4294967295", "4294967296", "4294967298", "-2147483648",
+                           "-4294967294", "99999999999", "18446744073709551618"}) {
+    folder.makeFile(kResultFile, "rc=" + std::string(code) + "\n");
+    EXPECT_EQ(instance.getProvisioningResult(), -1) << code;
+  }
+  folder.makeFile(kResultFile, "rc=2\n");
+  EXPECT_EQ(instance.getProvisioningResult(), 0);
+}
+
+}  // namespace
