@@ -1,7 +1,7 @@
 #include "Platform/posix/FileCopy.h"
 
 #include <copyfile.h>
-#include <sys/time.h>
+#include <sys/attr.h>
 #include <unistd.h>
 
 #include "Platform/posix/EntryAttributes.h"
@@ -10,11 +10,14 @@ namespace platform {
 
 namespace {
 
+/// With their nanoseconds, and for a link as well: setattrlist(2). utimensat(2) and futimens(2) are not in every macOS
+/// that we run on.
 void copyTimes(int to, const struct stat& source) {
-  const struct timeval times[] = {
-      {source.st_atimespec.tv_sec, static_cast<suseconds_t>(source.st_atimespec.tv_nsec / 1000)},
-      {source.st_mtimespec.tv_sec, static_cast<suseconds_t>(source.st_mtimespec.tv_nsec / 1000)}};
-  (void)futimes(to, times);
+  struct attrlist attributes = {};
+  attributes.bitmapcount = ATTR_BIT_MAP_COUNT;
+  attributes.commonattr = ATTR_CMN_MODTIME | ATTR_CMN_ACCTIME;
+  struct timespec times[] = {source.st_mtimespec, source.st_atimespec};  // in the order of their bits
+  (void)fsetattrlist(to, &attributes, times, sizeof times, 0);
 }
 
 }  // namespace
@@ -30,12 +33,12 @@ void copyAttributes(int from, int to, const struct stat& source) {
   const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
   if (isOwnerKept || (source.st_mode & (S_ISUID | S_ISGID)) == 0) {
     (void)fcopyfile(from, to, nullptr, COPYFILE_METADATA);
-    return;
+  } else {
+    (void)fchown(to, static_cast<uid_t>(-1), source.st_gid);
+    (void)fcopyfile(from, to, nullptr, COPYFILE_ACL | COPYFILE_XATTR);
+    (void)fchmod(to, source.st_mode & 0777U);
   }
-  (void)fchown(to, static_cast<uid_t>(-1), source.st_gid);
-  (void)fcopyfile(from, to, nullptr, COPYFILE_ACL | COPYFILE_XATTR);
-  (void)fchmod(to, source.st_mode & 0777U);
-  copyTimes(to, source);
+  copyTimes(to, source);  // again: the data has been read since, which counts as a use of the source
 }
 
 void copyLinkAttributes(int folder, const char* name, const struct stat& source) {

@@ -15,6 +15,7 @@
 #include "MacInstaller/InstallUtil.h"
 #include "Platform/ProcessList.h"
 #include "Platform/SystemPaths.h"
+#include "Tests/Platform/HostCalls.h"
 #include "Tests/Support/InstanceFixture.h"
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
@@ -555,6 +556,7 @@ std::string inOwnRoot(const std::string& root, const std::function<std::string()
 
 TEST_F(InstallUtilTest, FoldersOfTheSystemAndHomesAreRefusedWithOneLine) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can have a root folder of its own";
+  if (!host::kAccountsAreAFile) GTEST_SKIP() << "needs a system whose accounts are a file in the root folder";
   folder.makeFile("machine/etc/passwd", "root:x:0:0::/people/anna:/bin/sh\n");
   const Texts refused = {"/", "//", "/etc", "/usr", "/home", "/Library/", "/Users", "/link", "/people/anna"};
   for (const std::string& path : refused) folder.makeFolder("machine" + (path == "/link" ? "/usr" : path));

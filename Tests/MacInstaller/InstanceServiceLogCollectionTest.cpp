@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include "MacInstaller/InstanceService.h"
@@ -229,7 +230,9 @@ TEST_F(InstanceServiceLogCollectionTest, OnlyTheFirst1022CharactersOfTheLineAreR
   while (longest.size() < 1022 - 201) longest += "/" + std::string(200, 'd');
   longest += "/" + std::string(1022 - longest.size() - 1, 'e');
   ASSERT_EQ(longest.size(), 1022U);
-  const std::string deepJava = makeNotingProgram(longest.substr(folder.path().size() + 1) + "/bin/java");
+  const std::string program = "/bin/java";
+  if (longest.size() + program.size() >= PATH_MAX) GTEST_SKIP() << "needs a system with longer paths";
+  const std::string deepJava = makeNotingProgram(longest.substr(folder.path().size() + 1) + program);
   setFinder("echo '" + longest + "more'");
   collect();
   EXPECT_EQ(children(), (Children{{finder()}, utility(deepJava, "6.2.1", data())}));

@@ -1,7 +1,4 @@
 #include <gmock/gmock.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/syscall.h>
 
 #include <csignal>
 #include <functional>
@@ -16,7 +13,7 @@ std::function<void(int descriptor)> beforeSync;
 /// Takes the place of the C library's own for this program, so that a test can tell when what was synced.
 extern "C" int fsync(int descriptor) {
   if (beforeSync) beforeSync(descriptor);
-  return static_cast<int>(syscall(SYS_fsync, descriptor));
+  return host::sync(descriptor);
 }
 
 namespace {
@@ -47,7 +44,7 @@ TEST_F(AtomicWriteTest, NewFileHasTheBytesAndTheDefaultMode) {
 }
 
 TEST_F(AtomicWriteTest, FileKeepsItsMode) {
-  for (const mode_t mode : {0600U, 0444U, 0775U, 0U, 06755U}) {
+  for (const mode_t mode : std::initializer_list<mode_t>{0600U, 0444U, 0775U, 0U, 06755U}) {
     folder.makeFile("here/file", "old", mode);
     EXPECT_TRUE(write("here/file", "new"));
     EXPECT_EQ(folder.mode("here/file"), mode);
@@ -177,10 +174,7 @@ TEST_F(AtomicWriteTest, TooLargeAFileLeavesTheOldOneAndNoTemporaryFile) {
 
 TEST_F(AtomicWriteTest, FullVolumeLeavesTheOldFileAndNoTemporaryFile) {
   inChild([&] {
-    if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("none", (folder / "here").c_str(), "tmpfs", 0, "size=64k") != 0) {
-      return;
-    }
+    if (!host::mountSmallVolume(folder / "here")) return;
     folder.makeFolder("mounted");
     folder.makeFile("here/file", "old");
     EXPECT_FALSE(write("here/file", std::string(1'000'000, 'x')));

@@ -18,6 +18,8 @@
 #include <string>
 #include <thread>
 
+#include "Tests/Platform/HostCalls.h"
+
 /// Conditions of the system that tests bring about: processes and users of their own, low limits, trees deeper than a
 /// path can name, and somebody who exchanges entries while an operation runs.
 
@@ -218,10 +220,7 @@ extern std::function<void(int descriptor)> beforeSync;
 
 /// Whether the file system of the two entries can exchange them.
 inline bool canExchange(const std::string& left, const std::string& right) {
-  const auto exchange = [&] {
-    return renameat2(AT_FDCWD, left.c_str(), AT_FDCWD, right.c_str(), RENAME_EXCHANGE) == 0;
-  };
-  return exchange() && exchange();
+  return host::exchange(left, right) && host::exchange(left, right);
 }
 
 /// While it lives, a thread exchanges two entries again and again, so that there is always something at both paths.
@@ -230,7 +229,7 @@ class Exchanger {
   Exchanger(const std::string& left, const std::string& right)
       : _thread([this, left, right] {
           while (!_stopped) {
-            if (renameat2(AT_FDCWD, left.c_str(), AT_FDCWD, right.c_str(), RENAME_EXCHANGE) == 0) ++_rounds;
+            if (host::exchange(left, right)) ++_rounds;
           }
         }) {}
   Exchanger(const Exchanger&) = delete;

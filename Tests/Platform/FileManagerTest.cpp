@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
-#include <sys/sysmacros.h>
 #include <sys/un.h>
 
 #include <cerrno>
@@ -106,12 +105,12 @@ TEST_F(FileManagerTest, NamesIncludeHiddenOnesAndNotTheFolderItself) {
   folder.makeFile("many/.hidden");
   folder.makeFile("many/..odd");
   folder.makeFile("many/new\nline");
-  folder.makeFile("many/\xff");
+  folder.makeFile(std::string("many/") + host::kOddName);
   folder.makeLink("many/broken", "nowhere");
   folder.makeFile("many/sub/not listed");
   const auto names = platform::namesInFolder(folder / "many");
   ASSERT_TRUE(names);
-  EXPECT_THAT(*names, UnorderedElementsAre(".hidden", "..odd", "new\nline", "\xff", "broken", "sub"));
+  EXPECT_THAT(*names, UnorderedElementsAre(".hidden", "..odd", "new\nline", host::kOddName, "broken", "sub"));
 }
 
 TEST_F(FileManagerTest, NamesOfLinkToFolderAreThoseOfTheFolder) {
@@ -346,7 +345,7 @@ TEST_F(FileManagerTest, SocketIsNotRead) {
   const std::string path = folder / "socket";
   if (path.size() >= sizeof address.sun_path) GTEST_SKIP() << "the test's folder has too long a path for a socket";
   std::memcpy(address.sun_path, path.c_str(), path.size());
-  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int descriptor = socket(AF_UNIX, SOCK_STREAM | host::kClosedOnExec, 0);
   ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   EXPECT_FALSE(platform::readFile(path));
   close(descriptor);
@@ -447,7 +446,7 @@ TEST_F(FileManagerTest, FileOfSomebodyElseIsDistrustedUnlessTheInvokingUserIsMea
 }
 
 TEST_F(FileManagerTest, DeviceIsDistrusted) {
-  if (mknod((folder / "device").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) {
+  if (mknod((folder / "device").c_str(), S_IFCHR | 0600, host::nullDevice()) != 0) {
     GTEST_SKIP() << "needs the rights to make a device: " << std::strerror(errno);
   }
   EXPECT_EQ(readTrusted("device"), "distrusted");

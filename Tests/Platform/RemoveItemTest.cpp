@@ -62,7 +62,7 @@ TEST_F(RemoveItemTest, FolderIsRemovedWithAllItHolds) {
   folder.makeFile("tree/file");
   folder.makeFile("tree/.hidden");
   folder.makeFile("tree/..odd");
-  folder.makeFile("tree/new\nline/\xff/-rf");
+  folder.makeFile(std::string("tree/new\nline/") + host::kOddName + "/-rf");
   folder.makeFile("tree/a/b/c/d", "text", 0);
   folder.makeFolder("tree/empty");
   folder.makeLink("tree/a/link", folder / "bystander");

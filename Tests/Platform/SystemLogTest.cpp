@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
-#include <sys/sysmacros.h>
 
 #include <cerrno>
 #include <csignal>
@@ -20,7 +19,7 @@ using ::testing::ElementsAre;
 std::string origin() {
   char host[256] = {};
   gethostname(host, sizeof host - 1);
-  return std::string(" ") + host + " " + program_invocation_short_name + "[" + std::to_string(getpid()) + "] ";
+  return std::string(" ") + host + " " + host::programName() + "[" + std::to_string(getpid()) + "] ";
 }
 
 class SystemLogTest : public OutsideTest {
@@ -103,7 +102,7 @@ TEST_F(SystemLogTest, LongMessagesAreWhole) {
 
 TEST_F(SystemLogTest, LineIsOneWrite) {
   int ends[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);  // one write, one packet
+  ASSERT_TRUE(host::connectPackets(ends));  // one write, one packet
   platform::addLogFile(ends[0]);
   platform::log(LogLevel::Info, "%s", (std::string(5000, 'x') + "\nsecond line").c_str());
   platform::removeLogFile(ends[0]);
@@ -330,7 +329,7 @@ TEST_F(TraceFileTest, FileThatCannotBeRemovedLeavesNoTraceFile) {
 }
 
 TEST_F(TraceFileTest, DeviceIsReplaced) {
-  if (mknod((folder / "trace").c_str(), S_IFCHR | 0666, makedev(1, 3)) != 0) {
+  if (mknod((folder / "trace").c_str(), S_IFCHR | 0666, host::nullDevice()) != 0) {
     GTEST_SKIP() << "needs the rights to make a device: " << std::strerror(errno);
   }
   const ScopedUmask mask(022);

@@ -26,7 +26,7 @@ class UserIdentityTest : public OutsideTest {
   template <class Body>
   static void asUser(uid_t real, uid_t effective, Body body) {
     inChild([&] {
-      ASSERT_EQ(setresuid(real, effective, 0), 0);
+      ASSERT_TRUE(host::setUsers(real, effective));
       body();
     });
   }

@@ -1,0 +1,237 @@
+#ifndef TESTS_PLATFORM_HOST_CALLS_H_
+#define TESTS_PLATFORM_HOST_CALLS_H_
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#ifdef __APPLE__
+#include <dlfcn.h>
+#include <fcntl.h>
+#else
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/inotify.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
+
+#include <cerrno>
+#endif
+
+/// What the tests ask of a system in another way on each, or what only one of them has. No other file of the tests asks
+/// which system it runs on: where something is missing, it asks here and skips the test.
+
+#ifdef __APPLE__
+
+/// Declared here too, as not every sysroot has the header sys/xattr.h.
+extern "C" {
+int setxattr(const char* path, const char* name, const void* value, size_t size, u_int32_t position, int options);
+ssize_t getxattr(const char* path, const char* name, void* value, size_t size, u_int32_t position, int options);
+}
+
+#endif
+
+namespace host {
+
+#ifdef __APPLE__
+
+// ----- Names -----
+
+/// The name of an entry that is as odd as file systems allow: letters that have just one form. It must be UTF-8.
+inline constexpr char kOddName[] = "\xC3\x9F\xE2\x82\xAC";
+
+inline std::string programName() { return getprogname(); }
+
+// ----- Entries -----
+
+/// Exchanges what is at two paths in one step. \return false where that cannot be done.
+inline bool exchange(const std::string& left, const std::string& right) {
+  // Since macOS 10.12. Looked up: __builtin_available would take a library of the compiler, which a cross build lacks.
+  using Function = int (*)(const char*, const char*, unsigned);
+  static const auto function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, "renamex_np"));
+  return function != nullptr && function(left.c_str(), right.c_str(), RENAME_SWAP) == 0;
+}
+
+inline timespec accessTime(const struct stat& status) { return status.st_atimespec; }
+inline timespec modificationTime(const struct stat& status) { return status.st_mtimespec; }
+inline timespec changeTime(const struct stat& status) { return status.st_ctimespec; }
+
+/// What setTimes makes of a number of nanoseconds: before macOS 10.13 nothing sets them finer.
+inline constexpr long settableNanoseconds(long nanoseconds) { return nanoseconds / 1000 * 1000; }
+
+/// Sets the times of an entry itself, a link not followed. \return false, with errno set, on failure.
+inline bool setTimes(const std::string& path, timespec access, timespec modification) {
+  const timeval times[] = {{access.tv_sec, static_cast<suseconds_t>(access.tv_nsec / 1000)},
+                           {modification.tv_sec, static_cast<suseconds_t>(modification.tv_nsec / 1000)}};
+  return lutimes(path.c_str(), times) == 0;
+}
+
+/// An extended attribute of what is at a path, as setxattr(2) and getxattr(2).
+inline int setAttribute(const std::string& path, const char* name, const void* value, size_t size) {
+  return setxattr(path.c_str(), name, value, size, 0, 0);
+}
+inline ssize_t attribute(const std::string& path, const char* name, void* value, size_t size) {
+  return getxattr(path.c_str(), name, value, size, 0, 0);
+}
+
+/// Whether a file can have capabilities, in the extended attribute "security.capability".
+inline constexpr bool kHasFileCapabilities = false;
+
+/// Whether an entry can be held, whatever its kind and mode, without being opened.
+inline constexpr bool kHoldsWithoutOpening = false;
+
+/// Tells whether entries are opened. Where it is not available it tells nothing.
+class OpeningWatch {
+ public:
+  static constexpr bool kIsAvailable = false;
+
+  bool add(const std::string&) { return false; }
+  bool sawNothing() { return false; }
+};
+
+/// Writes the bytes of a file to the disk: what the C library's fsync does.
+inline int sync(int descriptor) {
+  using Function = int (*)(int);
+  static const auto function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "fsync"));
+  return function(descriptor);
+}
+
+/// Mounts a volume of 64 KiB at a folder, for this process alone. \return false where that cannot be done.
+inline bool mountSmallVolume(const std::string&) { return false; }
+
+// ----- Sockets -----
+
+/// For the type of a socket, where it can be said there.
+inline constexpr int kClosedOnExec = 0;
+
+/// Two ends of a connection that keeps each write apart, of up to 16 KiB.
+inline bool connectPackets(int ends[2]) {
+  if (socketpair(AF_UNIX, SOCK_DGRAM, 0, ends) != 0) return false;
+  constexpr int kSize = 1 << 14;
+  for (const int end : {ends[0], ends[1]}) {
+    if (fcntl(end, F_SETFD, FD_CLOEXEC) != 0) return false;
+    for (const int buffer : {SO_SNDBUF, SO_RCVBUF}) {  // without it a packet may have 2 KiB
+      if (setsockopt(end, SOL_SOCKET, buffer, &kSize, sizeof kSize) != 0) return false;
+    }
+  }
+  return true;
+}
+
+// ----- Users -----
+
+/// Whether the accounts are those of /etc/passwd in the root folder of the process.
+inline constexpr bool kAccountsAreAFile = false;
+
+/// Changes the real and the effective user of the process; for root. \return false on failure.
+inline bool setUsers(uid_t real, uid_t effective) { return setreuid(real, effective) == 0; }
+
+#else
+
+// ----- Names -----
+
+/// The name of an entry that is as odd as file systems allow: no UTF-8.
+inline constexpr char kOddName[] = "\xff";
+
+inline std::string programName() { return program_invocation_short_name; }
+
+// ----- Entries -----
+
+/// Exchanges what is at two paths in one step. \return false where that cannot be done.
+inline bool exchange(const std::string& left, const std::string& right) {
+  return renameat2(AT_FDCWD, left.c_str(), AT_FDCWD, right.c_str(), RENAME_EXCHANGE) == 0;
+}
+
+inline timespec accessTime(const struct stat& status) { return status.st_atim; }
+inline timespec modificationTime(const struct stat& status) { return status.st_mtim; }
+inline timespec changeTime(const struct stat& status) { return status.st_ctim; }
+
+/// What setTimes makes of a number of nanoseconds.
+inline constexpr long settableNanoseconds(long nanoseconds) { return nanoseconds; }
+
+/// Sets the times of an entry itself, a link not followed. \return false, with errno set, on failure.
+inline bool setTimes(const std::string& path, timespec access, timespec modification) {
+  const timespec times[] = {access, modification};
+  return utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+/// An extended attribute of what is at a path, as setxattr(2) and getxattr(2).
+inline int setAttribute(const std::string& path, const char* name, const void* value, size_t size) {
+  return setxattr(path.c_str(), name, value, size, 0);
+}
+inline ssize_t attribute(const std::string& path, const char* name, void* value, size_t size) {
+  return getxattr(path.c_str(), name, value, size);
+}
+
+/// Whether a file can have capabilities, in the extended attribute "security.capability".
+inline constexpr bool kHasFileCapabilities = true;
+
+/// Whether an entry can be held, whatever its kind and mode, without being opened.
+inline constexpr bool kHoldsWithoutOpening = true;
+
+/// Tells whether entries are opened. Where it is not available it tells nothing.
+class OpeningWatch {
+ public:
+  static constexpr bool kIsAvailable = true;
+
+  OpeningWatch() : _watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {}
+  OpeningWatch(const OpeningWatch&) = delete;
+  OpeningWatch& operator=(const OpeningWatch&) = delete;
+  ~OpeningWatch() {
+    if (_watch >= 0) close(_watch);
+  }
+
+  /// Looks at one more entry from now on. \return false when it cannot.
+  bool add(const std::string& path) { return _watch >= 0 && inotify_add_watch(_watch, path.c_str(), IN_OPEN) >= 0; }
+
+  /// Whether none of the entries was opened until now.
+  bool sawNothing() {
+    char events[4096];
+    return read(_watch, events, sizeof events) == -1 && errno == EAGAIN;
+  }
+
+ private:
+  int _watch;
+};
+
+/// Writes the bytes of a file to the disk: what the C library's fsync does.
+inline int sync(int descriptor) { return static_cast<int>(syscall(SYS_fsync, descriptor)); }
+
+/// Mounts a volume of 64 KiB at a folder, for this process alone. \return false where that cannot be done.
+inline bool mountSmallVolume(const std::string& folder) {
+  return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount("none", folder.c_str(), "tmpfs", 0, "size=64k") == 0;
+}
+
+// ----- Sockets -----
+
+/// For the type of a socket, where it can be said there.
+inline constexpr int kClosedOnExec = SOCK_CLOEXEC;
+
+/// Two ends of a connection that keeps each write apart, of up to 16 KiB.
+inline bool connectPackets(int ends[2]) { return socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == 0; }
+
+// ----- Users -----
+
+/// Whether the accounts are those of /etc/passwd in the root folder of the process.
+inline constexpr bool kAccountsAreAFile = true;
+
+/// Changes the real and the effective user of the process; for root. \return false on failure.
+inline bool setUsers(uid_t real, uid_t effective) { return setresuid(real, effective, 0) == 0; }
+
+#endif
+
+/// What mknod(2) makes another null device of.
+inline dev_t nullDevice() {
+  struct stat status = {};
+  return stat("/dev/null", &status) == 0 ? status.st_rdev : 0;
+}
+
+}  // namespace host
+
+#endif
