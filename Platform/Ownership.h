@@ -30,9 +30,11 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 /// Made for trees in which others may write while the walk runs. It goes through folder descriptors and never through
 /// a link: a link below the folder is re-owned itself, what it points to is not looked at. A file with several links
 /// that belongs to somebody else than the new owner is refused, as its other name may lie anywhere. Devices and FIFOs
-/// get the attributes without being opened; macOS cannot do that safely in a folder that others can write to, and there
-/// counts one that needs a change as failed. An entry that has the attributes already costs one system call.
-/// A failed entry is passed over, a folder that cannot be opened with all below it; the walk goes on.
+/// get the attributes without being opened. macOS cannot do that in a folder that others can write to: there one that
+/// needs a change counts as failed, and so does an entry that we may not read (root always may).
+///
+/// An entry that has the attributes already costs one system call. A failed entry is passed over, a folder that cannot
+/// be opened with all below it; the walk goes on.
 /// \return true when \a folder is a folder (or a link to one) and every entry below it has the attributes now. An
 ///     empty folder gives true.
 bool setAttributesBelow(const std::string& folder, const Attributes& attributes);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
@@ -160,9 +161,12 @@ bool setAttributesBelow(const std::string& folder, const Attributes& attributes)
 
 bool isProtectedFolder(const std::string& folder) {
   struct stat status;
-  const std::string path = resolvedPath(folder).value_or("");
+  std::string path = resolvedPath(folder).value_or("");
   if (stat(path.c_str(), &status) != 0) return false;
-  if (path == "/") return true;
+  // Where macOS keeps, from 10.15 on, what else is seen at the top of the disk.
+  constexpr std::string_view kDataVolume = "/System/Volumes/Data";
+  if (path.compare(0, kDataVolume.size() + 1, std::string(kDataVolume) + "/") == 0) path.erase(0, kDataVolume.size());
+  if (path == "/" || path == kDataVolume) return true;
 
   // hier(7) of Linux and of macOS, where /etc, /tmp and /var are links into /private.
   static constexpr std::array<const char*, 33> kSystemFolders = {
