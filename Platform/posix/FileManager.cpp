@@ -111,7 +111,7 @@ bool isFolder(const std::string& path) {
 OptionalString resolvedPath(const std::string& path) {
   const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr), std::free);
   if (!resolved) return std::nullopt;
-  return resolved.get();
+  return std::string(resolved.get());
 }
 
 std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {

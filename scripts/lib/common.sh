@@ -8,7 +8,9 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 packages_build="g++ cmake ninja-build pkg-config libxml2-dev libplist-dev libutf8proc-dev googletest"
 packages_32_bit="g++-multilib"
 packages_macos="clang-14 lld-14 llvm-14 libc++-14-dev libc++abi-14-dev binutils"
-packages_checks="clang-format clang-tidy shellcheck"
+packages_fuzz="clang-14 libclang-rt-14-dev"
+packages_checks="clang-format clang-tidy cppcheck shellcheck"
+packages_memcheck="valgrind libc6-dbg"
 
 fail() {
   echo "${0##*/}: $*" >&2
