@@ -1,20 +1,12 @@
 #include <benchmark/benchmark.h>
 
 #include "MacInstaller/JavaProperties.h"
+#include "bench/Samples.h"
 #include "bench/ScratchFolder.h"
 
 namespace {
 
 constexpr int kOrdinarySize = 50;  // entries of an ordinary rcplauncher.properties
-
-std::string propertiesText(int entries) {
-  std::string text;
-  for (int entry = 0; entry < entries; ++entry) {
-    const std::string number = std::to_string(entry);
-    text += "com.qor.rcp.setting." + number + "=C\\:\\\\some\\ path/${env.HOME}/number " + number + "\n";
-  }
-  return text;
-}
 
 void propertiesLoad(benchmark::State& state) {
   const ScratchFolder folder;

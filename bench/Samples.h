@@ -1,0 +1,17 @@
+#ifndef BENCH_SAMPLES_H_
+#define BENCH_SAMPLES_H_
+
+#include <string>
+
+/// Texts of files of an instance, of any size.
+
+/// A properties file; an entry takes some 70 bytes and has characters that are escaped.
+std::string propertiesText(int entries);
+
+/// An install manifest; every feature refers to the installer's root.
+std::string manifestText(int features);
+
+/// An `addonInfo.plist`; the add-ons have the IDs "com.qor.addon.0", "com.qor.addon.1" and so on.
+std::string addonRegistryText(int addons);
+
+#endif
