@@ -41,6 +41,7 @@ HotfixUninstall::HotfixUninstall(const OptionalString& pathToRcphome, const Opti
   _pathToRcpHome = pathToRcphome;
   _pathToRcpData = pathToRcpData ? *pathToRcpData : path::appending(*pathToRcphome, kDefaultDataFolder);
   _instance = std::make_unique<InstanceService>(_pathToRcpHome, _pathToRcpData);
+  if (!_instance->pathToRcphome()) _instance.reset();  // gone, or out of reach, since it was looked at
 }
 
 HotfixUninstall::~HotfixUninstall() = default;

@@ -212,12 +212,11 @@ std::string InstallUtil::getInstallerRootThrough(const std::string& path) {
 
 bool InstallUtil::changeAttributesForDirectory(const OptionalString& folder) {
   if (!folder || !platform::exists(*folder)) return false;
-  if (platform::isProtectedFolder(*folder)) {
-    platform::log(LogLevel::Error, kRefusedFolder, folder->c_str());
-    return false;
-  }
   if (!platform::isFolder(*folder)) return true;  // nothing lies below a file
-  return platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode});
+  bool isRefused = false;
+  const bool isDone = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode}, &isRefused);
+  if (isRefused) platform::log(LogLevel::Error, kRefusedFolder, folder->c_str());
+  return isDone;
 }
 
 void InstallUtil::startProvisionWithArgs(const std::string& commandLine) { platform::runShellCommand(commandLine); }

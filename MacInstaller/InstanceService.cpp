@@ -200,12 +200,13 @@ bool InstanceService::fileManagerShouldProceedAfterError(const platform::FileErr
 
 void InstanceService::copyStagingFolder(const std::string& location) {
   const std::string staging = platform::onDisk(platform::kStagingFolder);
-  platform::FileError error{platform::kNoSuchFileWhileReading,
-                            std::string("Copy ") + platform::kStagingFolder + ": No such folder"};
-  if (platform::exists(staging) && !platform::isTrustedFolder(staging)) {
+  bool isDistrusted = false;
+  platform::FileError error;
+  if (platform::copyTrustedFolder(staging, location, &isDistrusted, &error)) return;
+  if (isDistrusted) {
     platform::log(LogLevel::Warning, kForeignStagingFolder, platform::kStagingFolder);
-  } else if (platform::copyItem(staging, location, &error)) {
-    return;
+    // It counts as missing.
+    error.description = std::string("Copy ") + platform::kStagingFolder + ": No such folder";
   }
   platform::log(LogLevel::Error, kCopyingFailed, error.description.c_str());
 }
@@ -395,7 +396,7 @@ OptionalString InstanceService::installRecord(const std::string& key) const {
 void InstanceService::changeInstallRecord(const std::string& key, const OptionalString& value, IfMissing ifMissing) {
   const OptionalString file = inHome(kInstallInfo);
   if (!file) return;
-  const bool startsEmpty = !platform::exists(*file) && ifMissing == IfMissing::Created;
+  const bool startsEmpty = platform::isMissing(*file) && ifMissing == IfMissing::Created;
   Properties records = startsEmpty ? Properties() : Properties(file);
   const std::optional<PropertyListValue> record = value ? std::optional<PropertyListValue>(*value) : std::nullopt;
   // Records that could not be read take no change, and are not written.

@@ -34,6 +34,9 @@ inline constexpr int kReadOnlyVolume = 642;
 /// Whether anything is at \a path. Links are followed: a broken one counts as nothing, and so does the empty path.
 bool exists(const std::string& path);
 
+/// Whether nothing is at \a path, for certain: false also when the system cannot tell.
+bool isMissing(const std::string& path);
+
 /// Whether \a path is a folder, or a link to one.
 bool isFolder(const std::string& path);
 
@@ -89,10 +92,19 @@ void setCopyPolicy(CopyPolicy policy);
 /// - A device, FIFO or socket is kOtherWritingFailure; it is never opened.
 ///
 /// Each failure asks the copy policy. "Go on" continues with the next item and the whole copy counts as a success;
-/// "stop" ends it, and the items copied until then stay. Not atomic; the copy of a single file is durable (synced) when
-/// this returns, so that its source may be deleted.
+/// "stop" ends it, and the items copied until then stay. Each file appears whole, from a temporary one of random name
+/// beside it; a folder's copy may end with a part of its files. The copy of a single file is durable (synced) when this
+/// returns, so that its source may be deleted.
 /// \return true on success. On false \a error, when given, holds the failure that stopped the copy.
 bool copyItem(const std::string& source, const std::string& target, FileError* error = nullptr);
+
+/// Copies a folder that lies where others can write, if it can be trusted: a folder, not a link to one, whose owner is
+/// one of those that readTrustedFile accepts. It is the folder that is copied which is judged, whatever comes to lie at
+/// the path meanwhile. Otherwise as copyItem.
+///
+/// \param[out] isDistrusted set to whether something is there that must not be trusted. Nothing is copied then.
+bool copyTrustedFolder(const std::string& source, const std::string& target, bool* isDistrusted,
+                       FileError* error = nullptr);
 
 /// The bytes of a regular file; links are followed. Opening never blocks.
 ///
@@ -100,15 +112,12 @@ bool copyItem(const std::string& source, const std::string& target, FileError* e
 OptionalString readFile(const std::string& path);
 
 /// The bytes of a file that lies where others can write, if it can be trusted: a regular file, reached without a
-/// link as its last component, not writable by everyone, and owned by root, the effective user or the invoking user
-/// (the account named by the environment variable USER, or numbered by SUDO_UID).
+/// link as its last component and without a second name, not writable by everyone, and owned by root, the effective
+/// user or the invoking user (the account named by the environment variable USER, or numbered by SUDO_UID).
 ///
 /// \param[out] isDistrusted set to whether something is there that must not be trusted.
 /// \return none when it is missing, unreadable or not trusted.
 OptionalString readTrustedFile(const std::string& path, bool* isDistrusted);
-
-/// Whether \a path is a folder, not a link to one, whose owner is one of those that readTrustedFile accepts.
-bool isTrustedFolder(const std::string& path);
 
 /// Makes \a path a regular file of just these bytes.
 ///

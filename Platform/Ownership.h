@@ -35,11 +35,15 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 ///
 /// An entry that has the attributes already costs one system call. A failed entry is passed over, a folder that cannot
 /// be opened with all below it; the walk goes on.
+/// A folder that would give away the machine or a user instead of an instance is refused, with nothing changed: a
+/// protected one (see isProtectedFolder), and one that a link leads to, on any place of the path, which neither root
+/// nor the owner of the folder made. It is the folder that was opened which is judged, whatever the path means by then.
+/// \param[out] isRefused when given, set to whether the folder was refused.
 /// \return true when \a folder is a folder (or a link to one) and every entry below it has the attributes now. An
 ///     empty folder gives true.
-bool setAttributesBelow(const std::string& folder, const Attributes& attributes);
+bool setAttributesBelow(const std::string& folder, const Attributes& attributes, bool* isRefused = nullptr);
 
-/// Whether a walk of setAttributesBelow over \a folder would hit the machine or a user instead of an instance: "/", a
+/// Whether a folder is the machine's or a user's as a whole: "/", a
 /// system folder at the top of the disk (/etc, /usr, /Library …), the folder of all users' homes, or a user's home
 /// folder itself. Links are followed. Any other folder, also a missing one, gives false.
 bool isProtectedFolder(const std::string& folder);

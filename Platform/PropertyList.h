@@ -9,22 +9,21 @@
 
 /// Property lists: read in any of their encodings, written as XML.
 ///
-/// On macOS by CoreFoundation. On Linux XML and binary lists are read by libplist, the old text form by a reader of
-/// our own; the XML text that is written is the same, byte for byte, on both.
+/// XML and binary lists are read by CoreFoundation on macOS and by libplist on Linux, both behind a guard of our own;
+/// the old text form by a reader of our own. The XML text that is written is the same, byte for byte, on both.
 namespace platform {
 
 /// Reads a property list in XML, binary or old-style text form, whatever text encoding it declares.
 ///
 /// Hostile input is met with an answer: lists nested more than 512 deep, and binary lists that refer to themselves or
 /// that would unfold to more than 4,000,000 values, or to 64 MiB of texts and data beyond their own size, are no
-/// property lists. On Linux neither are lists with a U+0000 in a text or a date outside the years 0 to 9999 in XML,
-/// which libplist cannot keep; on macOS texts in another encoding than UTF-8, ASCII or ISO-8859-1 of more than 16 KiB.
-/// \return none when the bytes are no property list.
+/// property lists. Neither are lists with a U+0000 in a text or a date outside the years 0 to 9999 in XML, which
+/// libplist cannot keep. \return none when the bytes are no property list.
 std::optional<PropertyListValue> parsePropertyList(const std::string& bytes);
 
 /// The value as an XML property list, keys sorted by their UTF-16 units, as the platform writes it.
 ///
-/// \return none when the value holds a text that is no UTF-8, which no property list can hold.
+/// \return none when the value holds a text that is no UTF-8, or has a U+0000: no property list can hold it.
 OptionalString xmlPropertyList(const PropertyListValue& value);
 
 /// Reads the file at \a path (see readFile) as a property list that has a dictionary at its root.

@@ -17,7 +17,8 @@ OptionalString environmentVariable(const char* name);
 /// variable USER, else none.
 OptionalString loginName();
 
-/// The environment variable USER, which under sudo names the user who called it, else loginName().
+/// The environment variable USER, else loginName(). sudo sets USER to the name of root unless it is told otherwise
+/// (`sudo USER=name …`, or set_logname in sudoers(5)).
 OptionalString invokingUserName();
 
 /// Home folder of the user that loginName stands for, by the account database; HOME only when it has no entry.

@@ -230,7 +230,7 @@ std::unique_ptr<XmlDocument> XmlDocument::parse(const std::string& bytes) {
   const Owned<xmlParserCtxt, xmlFreeParserCtxt> context(xmlNewParserCtxt());
   if (!context) return nullptr;
   context->sax->entityDecl = declareEntity;
-  context->sax->serror = [](void*, xmlErrorPtr) {};  // else a text past the limit is told on standard error
+  context->sax->serror = [](void*, auto) {};  // else a text past the limit is told on standard error
   context->sax->getParameterEntity = getInternalParameterEntity;
   const int options = XML_PARSE_NOENT | XML_PARSE_NOCDATA | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
   std::unique_ptr<XmlDocument> document(new XmlDocument(
@@ -256,6 +256,7 @@ OptionalString XmlDocument::prettyPrinted() const {
     encoder = xmlFindCharEncodingHandler(plainText(_document->encoding));
     if (encoder == nullptr) return std::nullopt;
   }
+  const bool isEncoded = encoder != nullptr;
   const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
   if (!bytes) {
     xmlCharEncCloseFunc(encoder);
@@ -267,5 +268,8 @@ OptionalString XmlDocument::prettyPrinted() const {
   if (!Printer(output.get()).printDocument(*_document)) return std::nullopt;
   if (xmlOutputBufferFlush(output.get()) < 0) return std::nullopt;
   output.reset();
-  return std::string(plainText(xmlBufferContent(bytes.get())), static_cast<size_t>(xmlBufferLength(bytes.get())));
+  std::string text(plainText(xmlBufferContent(bytes.get())), static_cast<size_t>(xmlBufferLength(bytes.get())));
+  // Some encodings (UTF-7) can write even the markup in a way that no parser takes for it.
+  if (isEncoded && !parse(text)) return std::nullopt;
+  return text;
 }

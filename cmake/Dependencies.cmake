@@ -4,10 +4,14 @@
 
 list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})  # FindLibPlist, FindUtf8Proc
 set(dependencies LibXml2)
-set(pc_dependencies libxml-2.0)  # the same, as pkg-config calls them
+# For pkg-config: the names of the same libraries, and what macOS has without any file for it.
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   list(APPEND dependencies LibPlist Utf8Proc)
-  list(APPEND pc_dependencies libplist-2.0 libutf8proc)
+  set(pc_requires "libxml-2.0 libplist-2.0 libutf8proc")
+  set(pc_system_libraries "")
+else()
+  set(pc_requires "")
+  set(pc_system_libraries "-lxml2 -framework ApplicationServices -framework CoreFoundation")
 endif()
 foreach(dependency IN LISTS dependencies)
   find_package(${dependency} REQUIRED)

@@ -51,7 +51,6 @@ install(FILES
 # For pkg-config, with the folders relative to the file itself.
 file(RELATIVE_PATH pc_prefix /${pkg_config_folder} /)
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
-string(REPLACE ";" " " pc_requires "${pc_dependencies}")
 list(TRANSFORM cxx_runtime PREPEND -l OUTPUT_VARIABLE pc_cxx_runtime)
 string(REPLACE ";" " " pc_cxx_runtime "${pc_cxx_runtime}")
 configure_file(cmake/hotfixUninstall.pc.in ${PROJECT_BINARY_DIR}/hotfixUninstall.pc @ONLY)

@@ -1,7 +1,9 @@
 #include "Platform/darwin/CoreFoundationValue.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -35,12 +37,20 @@ std::optional<PropertyListValue> largeInteger(CFNumberRef number) {
   const std::string text = bytesFrom(list.get());
   const size_t start = text.find(kIntegerStart);
   if (start == std::string::npos) return std::nullopt;
+  const char* digits = text.c_str() + start + sizeof kIntegerStart - 1;
   PropertyListValue::Integer integer;
-  integer.bits = std::strtoull(text.c_str() + start + sizeof kIntegerStart - 1, nullptr, 10);
+  errno = 0;
+  integer.bits = std::strtoull(digits, nullptr, 10);
+  if (*digits == '-' || errno == ERANGE) return std::nullopt;
   return PropertyListValue(integer);
 }
 
 // ----- Objects from values -----
+
+/// Empty for a text that CoreFoundation would write but no reader take.
+Scoped<CFStringRef> textObject(const std::string& text) {
+  return text.find('\0') == std::string::npos ? stringObject(text) : nullptr;
+}
 
 Scoped<CFTypeRef> numberObject(CFNumberType type, const void* number) {
   return Scoped<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, type, number));
@@ -68,7 +78,7 @@ Scoped<CFTypeRef> dictionaryObject(const PropertyListValue::Dictionary& dictiona
                                                                   &kCFTypeDictionaryKeyCallBacks,
                                                                   &kCFTypeDictionaryValueCallBacks));
   for (const auto& [key, value] : dictionary) {
-    const Scoped<CFStringRef> keyObject = stringObject(key);
+    const Scoped<CFStringRef> keyObject = textObject(key);
     const Scoped<CFTypeRef> valueObject = objectFrom(value);
     if (!keyObject || !valueObject) return nullptr;
     CFDictionarySetValue(object.get(), keyObject.get(), valueObject.get());
@@ -89,15 +99,15 @@ std::optional<PropertyListValue> numberFrom(CFNumberRef number) {
   return PropertyListValue::integer(integer);
 }
 
-/// Makes the value of one list, counting what it unfolds to.
+/// Makes the value of one list.
 class ListReader {
  public:
-  explicit ListReader(size_t listSize) : _mostBytes(std::uint64_t{2} * listSize + kMostRepeatedPropertyListBytes) {}
+  explicit ListReader(const std::vector<std::string>* keys) : _keys(keys) {}
 
-  std::optional<PropertyListValue> read(CFTypeRef object, int depth) {
-    if (object == nullptr || ++_values > kMostPropertyListValues) return std::nullopt;
+  std::optional<PropertyListValue> read(CFTypeRef object, int depth) const {
+    if (object == nullptr) return std::nullopt;
     const CFTypeID type = CFGetTypeID(object);
-    if (type == CFStringGetTypeID()) return textOf(static_cast<CFStringRef>(object));
+    if (type == CFStringGetTypeID()) return PropertyListValue(utf8From(static_cast<CFStringRef>(object)));
     if (type == CFBooleanGetTypeID()) {
       return PropertyListValue(CFBooleanGetValue(static_cast<CFBooleanRef>(object)) != 0);
     }
@@ -106,9 +116,7 @@ class ListReader {
       return PropertyListValue(PropertyListValue::Date{CFDateGetAbsoluteTime(static_cast<CFDateRef>(object))});
     }
     if (type == CFDataGetTypeID()) {
-      std::string bytes = bytesFrom(static_cast<CFDataRef>(object));
-      if (!countBytes(bytes.size())) return std::nullopt;
-      return PropertyListValue(PropertyListValue::Data{std::move(bytes)});
+      return PropertyListValue(PropertyListValue::Data{bytesFrom(static_cast<CFDataRef>(object))});
     }
     if (depth == kDeepestPropertyList) return std::nullopt;
     if (type == CFArrayGetTypeID()) return arrayOf(static_cast<CFArrayRef>(object), depth + 1);
@@ -117,18 +125,7 @@ class ListReader {
   }
 
  private:
-  bool countBytes(size_t size) {
-    _bytes += size;
-    return _bytes <= _mostBytes;
-  }
-
-  std::optional<PropertyListValue> textOf(CFStringRef string) {
-    std::string text = utf8From(string);
-    if (!countBytes(text.size())) return std::nullopt;
-    return PropertyListValue(std::move(text));
-  }
-
-  std::optional<PropertyListValue> arrayOf(CFArrayRef array, int depth) {
+  std::optional<PropertyListValue> arrayOf(CFArrayRef array, int depth) const {
     PropertyListValue::Array values;
     const CFIndex count = CFArrayGetCount(array);
     for (CFIndex index = 0; index < count; ++index) {
@@ -139,15 +136,23 @@ class ListReader {
     return PropertyListValue(std::move(values));
   }
 
-  std::optional<PropertyListValue> dictionaryOf(CFDictionaryRef dictionary, int depth) {
+  std::optional<PropertyListValue> dictionaryOf(CFDictionaryRef dictionary, int depth) const {
     const auto count = static_cast<size_t>(CFDictionaryGetCount(dictionary));
-    std::vector<const void*> keys(count);
+    std::vector<const void*> keyObjects(count);
     std::vector<const void*> objects(count);
-    CFDictionaryGetKeysAndValues(dictionary, keys.data(), objects.data());
+    CFDictionaryGetKeysAndValues(dictionary, keyObjects.data(), objects.data());
     PropertyListValue::Dictionary values;
+    std::map<std::string, size_t> places;  // of the keys, where they are numbers of places
     for (size_t index = 0; index < count; ++index) {
-      OptionalString key = textFrom(keys[index]);
-      if (!key || !countBytes(key->size())) return std::nullopt;
+      OptionalString key = textFrom(keyObjects[index]);
+      if (!key) return std::nullopt;
+      if (_keys != nullptr) {
+        const size_t place = std::strtoul(key->c_str(), nullptr, 10);
+        key = (*_keys)[place];
+        const auto [before, isFirst] = places.emplace(*key, place);
+        if (!isFirst && place < before->second) continue;
+        before->second = place;
+      }
       std::optional<PropertyListValue> value = read(objects[index], depth);
       if (!value) return std::nullopt;
       values.insert_or_assign(std::move(*key), std::move(*value));
@@ -155,9 +160,7 @@ class ListReader {
     return PropertyListValue(std::move(values));
   }
 
-  std::uint64_t _mostBytes;  // UTF-8 may take up to twice what the list itself took
-  unsigned _values = 0;
-  std::uint64_t _bytes = 0;
+  const std::vector<std::string>* _keys;
 };
 
 }  // namespace
@@ -181,6 +184,10 @@ OptionalString textFrom(CFTypeRef object) {
   return utf8From(static_cast<CFStringRef>(object));
 }
 
+Scoped<CFDataRef> dataObject(const std::string& bytes) {
+  return Scoped<CFDataRef>(CFDataCreate(kCFAllocatorDefault, bytePointer(bytes), indexFrom(bytes.size())));
+}
+
 Scoped<CFDataRef> dataObjectOver(const std::string& bytes) {
   return Scoped<CFDataRef>(
       CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, bytePointer(bytes), indexFrom(bytes.size()), kCFAllocatorNull));
@@ -192,7 +199,7 @@ std::string bytesFrom(CFDataRef data) {
 }
 
 Scoped<CFTypeRef> objectFrom(const PropertyListValue& value) {
-  if (const std::string* text = value.asString()) return Scoped<CFTypeRef>(stringObject(*text).release());
+  if (const std::string* text = value.asString()) return Scoped<CFTypeRef>(textObject(*text).release());
   if (const PropertyListValue::Dictionary* dictionary = value.asDictionary()) return dictionaryObject(*dictionary);
   if (const PropertyListValue::Array* array = value.asArray()) return arrayObject(*array);
   if (const bool* boolean = value.asBoolean()) {
@@ -203,12 +210,11 @@ Scoped<CFTypeRef> objectFrom(const PropertyListValue& value) {
   if (const PropertyListValue::Date* date = value.asDate()) {
     return Scoped<CFTypeRef>(CFDateCreate(kCFAllocatorDefault, date->secondsSince2001));
   }
-  const std::string& bytes = value.asData()->bytes;
-  return Scoped<CFTypeRef>(CFDataCreate(kCFAllocatorDefault, bytePointer(bytes), indexFrom(bytes.size())));
+  return Scoped<CFTypeRef>(dataObject(value.asData()->bytes).release());
 }
 
-std::optional<PropertyListValue> valueFrom(CFTypeRef object, size_t listSize) {
-  return ListReader(listSize).read(object, 0);
+std::optional<PropertyListValue> valueFrom(CFTypeRef object, const std::vector<std::string>* keys) {
+  return ListReader(keys).read(object, 0);
 }
 
 }  // namespace platform

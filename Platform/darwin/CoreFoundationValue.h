@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
@@ -31,22 +32,25 @@ std::string utf8From(CFStringRef string);
 /// The same for an object of any type: none when it is no string, or none at all.
 OptionalString textFrom(CFTypeRef object);
 
-/// The bytes as a data object, which refers to them.
+/// The bytes as a data object.
+Scoped<CFDataRef> dataObject(const std::string& bytes);
+
+/// The same without a copy: for calls that are done with it when they return.
 Scoped<CFDataRef> dataObjectOver(const std::string& bytes);
 
 /// The bytes of a data object.
 std::string bytesFrom(CFDataRef data);
 
-/// A property list value as an object; empty when it holds a text that is no UTF-8.
+/// A property list value as an object; empty when it holds a text that is no UTF-8, or one with a U+0000.
 Scoped<CFTypeRef> objectFrom(const PropertyListValue& value);
 
-/// A property list object as a value, within the limits of PropertyListLimits.h: an object may stand in many places of
-/// a list, a value stands in one.
+/// A property list object as a value.
 ///
-/// \param listSize number of bytes that the list was read from.
-/// \return none for an object past the limits, or of a kind that no PropertyListValue can be (UID, null, keys that are
-///     no strings).
-std::optional<PropertyListValue> valueFrom(CFTypeRef object, size_t listSize);
+/// \param keys what the numbers stand for that dictionaries have as keys; of equal ones the last counts. Null when the
+///     keys stand for themselves.
+/// \return none for an object nested deeper than kDeepestPropertyList, and for one of a kind that no PropertyListValue
+///     can be (null, UID, integers past 64 bits).
+std::optional<PropertyListValue> valueFrom(CFTypeRef object, const std::vector<std::string>* keys = nullptr);
 
 }  // namespace platform
 

@@ -1,7 +1,10 @@
 #include "Platform/posix/EntryAttributes.h"
 
 #include <fcntl.h>
+#include <sys/acl.h>
 #include <unistd.h>
+
+#include <climits>
 
 namespace platform {
 
@@ -18,8 +21,29 @@ ScopedFd holdEntry(int folder, const char* name) {
   return openExisting(folder, name, O_RDONLY | O_SYMLINK);
 }
 
+OptionalString heldLinkText(int held, int folder, const char* name) {
+  // freadlink(2) came with macOS 13. By name, and the name has to mean the link that is held before and after.
+  const auto isHeld = [&] {
+    struct stat link;
+    struct stat named;
+    return fstat(held, &link) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           link.st_dev == named.st_dev && link.st_ino == named.st_ino;
+  };
+  char text[PATH_MAX] = {};
+  if (!isHeld() || readlinkat(folder, name, text, sizeof text - 1) < 0 || !isHeld()) return std::nullopt;
+  return text;
+}
+
 bool changeHeldMode(int held, mode_t mode) { return fchmod(held, mode) == 0; }
 
 bool changeHeldOwner(int held, uid_t owner, gid_t group) { return fchown(held, owner, group) == 0; }
+
+bool hasHiddenAccessList(int folder) {
+  errno = 0;
+  const acl_t list = acl_get_fd_np(folder, ACL_TYPE_EXTENDED);
+  if (list == nullptr) return errno != ENOENT && errno != ENOTSUP;  // not to be had is not the same as none
+  acl_free(list);
+  return true;
+}
 
 }  // namespace platform

@@ -23,22 +23,30 @@ void copyTimes(int to, const struct stat& source) {
 }  // namespace
 
 int copyFileAndAttributes(int from, int to, const struct stat& source) {
-  if (fcopyfile(from, to, nullptr, COPYFILE_DATA) != 0) return errno;
+  errno = 0;
+  if (fcopyfile(from, to, nullptr, COPYFILE_DATA) != 0) return errno != 0 ? errno : EIO;
   copyAttributes(from, to, source);
   return 0;
 }
 
 void copyAttributes(int from, int to, const struct stat& source) {
-  // fcopyfile(3) takes the mode over whatever became of the owner: so the owner first, and no set-id bits without it.
+  // Not by fcopyfile's COPYFILE_STAT: it takes the mode over whatever became of the owner, it asks for the mode again
+  // (which may be another one by now), and it begins with the flags, which may lock the copy.
   const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
-  if (isOwnerKept || (source.st_mode & (S_ISUID | S_ISGID)) == 0) {
-    (void)fcopyfile(from, to, nullptr, COPYFILE_METADATA);
-  } else {
-    (void)fchown(to, static_cast<uid_t>(-1), source.st_gid);
-    (void)fcopyfile(from, to, nullptr, COPYFILE_ACL | COPYFILE_XATTR);
-    (void)fchmod(to, source.st_mode & 0777U);
+  if (!isOwnerKept) (void)fchown(to, static_cast<uid_t>(-1), source.st_gid);
+  (void)fcopyfile(from, to, nullptr, COPYFILE_XATTR | COPYFILE_ACL);
+  (void)fchmod(to, source.st_mode & (isOwnerKept ? 07777U : 0777U));
+  copyTimes(to, source);
+}
+
+// Those that a user or an administrator sets; the others tell how a file is stored.
+void copyFlags(int to, const struct stat& source) {
+  constexpr unsigned kUserFlags = UF_NODUMP | UF_IMMUTABLE | UF_APPEND | UF_OPAQUE | UF_HIDDEN;
+  constexpr unsigned kSystemFlags = SF_ARCHIVED | SF_IMMUTABLE | SF_APPEND;
+  if ((source.st_flags & (kUserFlags | kSystemFlags)) == 0) return;
+  if (fchflags(to, source.st_flags & (kUserFlags | kSystemFlags)) != 0) {
+    (void)fchflags(to, source.st_flags & kUserFlags);
   }
-  copyTimes(to, source);  // again: the data has been read since, which counts as a use of the source
 }
 
 void copyLinkAttributes(int folder, const char* name, const struct stat& source) {

@@ -60,7 +60,7 @@ void setPasteboardPropertyList(const std::string& pasteboard, const std::string&
   if (!isOwner || PasteboardClear(reference) != noErr) return;
   const auto item = reinterpret_cast<PasteboardItemID>(1);
   (void)PasteboardPutItemFlavor(reference, item, stringObject(dynamicPasteboardType(type)).get(),
-                                dataObjectOver(*list).get(), kPasteboardFlavorNoFlags);
+                                dataObject(*list).get(), kPasteboardFlavorNoFlags);
 }
 
 std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type) {

@@ -1,12 +1,27 @@
 #include "Platform/posix/PipeSignal.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+
+#include <mutex>
 
 namespace platform {
 
+namespace {
+
+bool canRaisePipeSignal(int descriptor) {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+}
+
+}  // namespace
+
 // macOS sends SIGPIPE to the process, where any thread may get it, and not to the writing thread. What can be had
-// instead is a descriptor that makes none.
+// instead is an open file that makes none; one at a time, as two descriptors can be the same open file.
 void withoutPipeSignal(int descriptor, const std::function<void()>& write) {
+  if (!canRaisePipeSignal(descriptor)) return write();
+  static std::mutex mutex;
+  const std::lock_guard<std::mutex> lock(mutex);
   const int before = fcntl(descriptor, F_GETNOSIGPIPE);
   (void)fcntl(descriptor, F_SETNOSIGPIPE, 1);
   write();

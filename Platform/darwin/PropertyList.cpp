@@ -1,21 +1,27 @@
 #include "Platform/PropertyList.h"
 
-#include <new>
-
 #include "Platform/darwin/CoreFoundationValue.h"
-#include "Platform/darwin/TextNesting.h"
+#include "Platform/posix/PropertyListLibrary.h"
 
 namespace platform {
 
-std::optional<PropertyListValue> parsePropertyList(const std::string& bytes) try {
-  // Of a binary list CoreFoundation itself refuses cycles and too deep a nesting.
-  const bool isBinary = bytes.compare(0, 7, "bplist0") == 0;
-  if (bytes.empty() || (!isBinary && !isShallowPropertyListText(bytes))) return std::nullopt;
-  const Scoped<CFTypeRef> list(CFPropertyListCreateWithData(kCFAllocatorDefault, dataObjectOver(bytes).get(),
-                                                            kCFPropertyListImmutable, nullptr, nullptr));
-  return valueFrom(list.get(), bytes.size());
-} catch (const std::bad_alloc&) {
-  return std::nullopt;  // more than this machine can hold
+namespace {
+
+/// \param keys what the numbers stand for that the list has as its keys; null when they stand for themselves.
+std::optional<PropertyListValue> readByCoreFoundation(const std::string& list, const std::vector<std::string>* keys) {
+  const Scoped<CFTypeRef> object(CFPropertyListCreateWithData(kCFAllocatorDefault, dataObjectOver(list).get(),
+                                                              kCFPropertyListImmutable, nullptr, nullptr));
+  return valueFrom(object.get(), keys);
+}
+
+}  // namespace
+
+std::optional<PropertyListValue> readSafeBinaryList(const std::string& bytes) {
+  return readByCoreFoundation(bytes, nullptr);
+}
+
+std::optional<PropertyListValue> readPlainXmlList(const PlainXmlPropertyList& list) {
+  return readByCoreFoundation(list.text, &list.keys);
 }
 
 OptionalString xmlPropertyList(const PropertyListValue& value) {

@@ -19,7 +19,7 @@ std::optional<PropertyListValue> globalDefault(const std::string& key) {
   reread(kCFPreferencesAnyApplication);
   const Scoped<CFTypeRef> value(CFPreferencesCopyValue(name.get(), kCFPreferencesAnyApplication,
                                                        kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
-  return valueFrom(value.get(), 0);
+  return valueFrom(value.get());
 }
 
 std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string& domain) {
@@ -30,7 +30,7 @@ std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string&
       CFPreferencesCopyMultiple(nullptr, name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
   // A domain that does not exist comes as an empty one.
   if (!settings || CFDictionaryGetCount(settings.get()) == 0) return std::nullopt;
-  std::optional<PropertyListValue> value = valueFrom(settings.get(), 0);
+  std::optional<PropertyListValue> value = valueFrom(settings.get());
   if (!value) return std::nullopt;
   return std::move(*value->asDictionary());
 }

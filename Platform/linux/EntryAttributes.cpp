@@ -4,12 +4,19 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <climits>
 #include <string>
 
 namespace platform {
 
 ScopedFd holdEntry(int folder, const char* name) {
   return ScopedFd(retried([&] { return openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
+}
+
+OptionalString heldLinkText(int held, int, const char*) {
+  char text[PATH_MAX] = {};
+  if (readlinkat(held, "", text, sizeof text - 1) < 0) return std::nullopt;
+  return text;
 }
 
 bool changeHeldMode(int held, mode_t mode) {
@@ -25,5 +32,8 @@ bool changeHeldMode(int held, mode_t mode) {
 bool changeHeldOwner(int held, uid_t owner, gid_t group) {
   return fchownat(held, "", owner, group, AT_EMPTY_PATH) == 0;
 }
+
+// The rights that a list gives show as those of the group (acl(5)).
+bool hasHiddenAccessList(int) { return false; }
 
 }  // namespace platform

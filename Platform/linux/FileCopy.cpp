@@ -67,6 +67,8 @@ void copyAttributes(int from, int to, const struct stat& source) {
   (void)futimens(to, times);
 }
 
+void copyFlags(int, const struct stat&) {}  // no flags that stat(2) tells of
+
 void copyLinkAttributes(int folder, const char* name, const struct stat& source) {
   // Held, and looked at again: in a shared folder somebody may have put another entry in its place.
   const ScopedFd held = holdEntry(folder, name);

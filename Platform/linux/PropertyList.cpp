@@ -1,25 +1,18 @@
 #include "Platform/PropertyList.h"
 
-#include <iconv.h>
 #include <locale.h>
 #include <plist/plist.h>
-#include <strings.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "Platform/linux/OldStylePropertyList.h"
-#include "Platform/linux/PropertyListGuard.h"
 #include "Platform/linux/XmlPropertyListWriter.h"
-#include "Support/TextEncoding.h"
+#include "Platform/posix/PropertyListLibrary.h"
 
 namespace platform {
 
@@ -51,80 +44,6 @@ class ScopedCLocale {
   locale_t _locale;
   locale_t _before;
 };
-
-// ----- Text encodings -----
-
-/// The text in UTF-8, or none when it is not in the encoding of that name, or there is no such encoding. What is said
-/// to be UTF-8 comes back unchecked.
-OptionalString converted(std::string_view bytes, const char* encoding) {
-  if (strcasecmp(encoding, "UTF-8") == 0) return std::string(bytes);
-  const iconv_t conversion = iconv_open("UTF-8", encoding);
-  if (conversion == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
-  const auto close = [](void* opened) { iconv_close(static_cast<iconv_t>(opened)); };
-  const std::unique_ptr<void, decltype(close)> owner(conversion, close);
-
-  std::string utf8;
-  char* input = const_cast<char*>(bytes.data());  // iconv does not write to it
-  size_t inputLeft = bytes.size();
-  bool isFlushed = false;
-  while (!isFlushed) {
-    char chunk[16384];
-    char* output = chunk;
-    size_t outputLeft = sizeof chunk;
-    isFlushed = inputLeft == 0;  // a last call, without input, ends a sequence of shifts
-    const size_t result = iconv(conversion, isFlushed ? nullptr : &input, &inputLeft, &output, &outputLeft);
-    if (result == static_cast<size_t>(-1) && errno != E2BIG) return std::nullopt;
-    utf8.append(chunk, sizeof chunk - outputLeft);
-  }
-  return utf8;
-}
-
-/// The name in <?xml … encoding="name"?>, or the empty text when the bytes begin otherwise.
-std::string declaredEncoding(std::string_view bytes) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  if (bytes.substr(0, 5) != "<?xml") return "";
-  std::string_view declaration = bytes.substr(0, bytes.find("?>"));
-  const auto skipBlanks = [&declaration, kBlanks] {
-    declaration.remove_prefix(std::min(declaration.find_first_not_of(kBlanks), declaration.size()));
-  };
-  constexpr std::string_view kName = "encoding";
-  const size_t name = declaration.find(kName);
-  if (name == std::string_view::npos) return "";
-  declaration.remove_prefix(name + kName.size());
-  skipBlanks();
-  if (declaration.substr(0, 1) != "=") return "";
-  declaration.remove_prefix(1);
-  skipBlanks();
-  const std::string_view quote = declaration.substr(0, 1);
-  if (quote != "\"" && quote != "'") return "";
-  declaration.remove_prefix(1);
-  return std::string(declaration.substr(0, declaration.find(quote)));
-}
-
-/// The text of a list that is not binary, as UTF-8 without a byte order mark.
-OptionalString decodedText(std::string_view bytes) {
-  struct Mark {
-    std::string_view bytes;
-    const char* encoding;
-  };
-  constexpr Mark kMarks[] = {{{"\xFF\xFE\0\0", 4}, "UTF-32LE"},
-                             {{"\0\0\xFE\xFF", 4}, "UTF-32BE"},
-                             {{"\xFF\xFE", 2}, "UTF-16LE"},
-                             {{"\xFE\xFF", 2}, "UTF-16BE"},
-                             {{"\xEF\xBB\xBF", 3}, "UTF-8"}};
-  for (const Mark& mark : kMarks) {
-    if (bytes.substr(0, mark.bytes.size()) == mark.bytes) {
-      return converted(bytes.substr(mark.bytes.size()), mark.encoding);
-    }
-  }
-  if (bytes.size() >= 2 && bytes[0] == 0) return converted(bytes, "UTF-16BE");
-  if (bytes.size() >= 2 && bytes[1] == 0) return converted(bytes, "UTF-16LE");
-
-  std::string encoding = declaredEncoding(bytes);
-  if (encoding.empty()) encoding = "UTF-8";
-  if (encoding.find('/') != std::string::npos) return std::nullopt;  // would tell iconv to guess
-  return converted(bytes, encoding.c_str());
-}
 
 // ----- From libplist's tree -----
 
@@ -259,26 +178,17 @@ std::optional<PropertyListValue> readByLibPlist(void (*read)(const char*, std::u
   return TreeReader(keys).valueFrom(root);
 }
 
-std::optional<PropertyListValue> parseBinary(std::string_view bytes) {
-  if (!isSafeBinaryPropertyList(bytes)) return std::nullopt;
+}  // namespace
+
+std::optional<PropertyListValue> readSafeBinaryList(const std::string& bytes) {
   if (bytes[7] == '0') return readByLibPlist(plist_from_bin, bytes, nullptr);
   std::string list(bytes);  // any last character of the mark will do, but libplist insists on this one
   list[7] = '0';
   return readByLibPlist(plist_from_bin, list, nullptr);
 }
 
-}  // namespace
-
-std::optional<PropertyListValue> parsePropertyList(const std::string& bytes) try {
-  if (bytes.empty()) return std::nullopt;
-  if (isBinaryPropertyList(bytes)) return parseBinary(bytes);
-  const OptionalString text = decodedText(bytes);
-  if (!text || !text::isValidUtf8(*text)) return std::nullopt;
-  const std::optional<PlainXmlPropertyList> xml = plainXmlPropertyList(*text);
-  if (xml) return readByLibPlist(plist_from_xml, xml->text, &xml->keys);
-  return parseOldStylePropertyList(*text);
-} catch (const std::bad_alloc&) {
-  return std::nullopt;  // more than this machine can hold
+std::optional<PropertyListValue> readPlainXmlList(const PlainXmlPropertyList& list) {
+  return readByLibPlist(plist_from_xml, list.text, &list.keys);
 }
 
 OptionalString xmlPropertyList(const PropertyListValue& value) { return writeXmlPropertyList(value); }

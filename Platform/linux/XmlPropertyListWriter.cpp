@@ -91,7 +91,7 @@ class Writer {
  public:
   explicit Writer(std::string* output) : _output(*output) {}
 
-  /// \return false when a text in the value is no UTF-8.
+  /// \return false when a text in the value is no UTF-8, or holds a U+0000.
   bool appendValue(const PropertyListValue& value, size_t level) {
     if (const std::string* text = value.asString()) return appendText("string", *text, level);
     if (const Dictionary* dictionary = value.asDictionary()) return appendDictionary(*dictionary, level);
@@ -118,7 +118,7 @@ class Writer {
   }
 
   bool appendText(const std::string& name, const std::string& text, size_t level) {
-    if (!text::isValidUtf8(text)) return false;
+    if (!text::isValidUtf8(text) || text.find('\0') != std::string::npos) return false;
     std::string escaped;
     escaped.reserve(text.size());
     for (const char c : text) {

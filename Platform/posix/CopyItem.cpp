@@ -6,6 +6,7 @@
 #include <climits>
 
 #include "Platform/FileManager.h"
+#include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/FileCopy.h"
 #include "Platform/posix/FileErrors.h"
@@ -32,6 +33,9 @@ struct Entry {
 /// that neither is left through a link, also when somebody exchanges entries meanwhile.
 class Copy {
  public:
+  /// \param isTrustNeeded whether the source has to be a folder of an owner whom we trust.
+  explicit Copy(bool isTrustNeeded) : _isTrustNeeded(isTrustNeeded) {}
+
   /// \return whether the copy goes on with the next item; false once the policy has said stop.
   bool copyEntry(const Entry& source, const Entry& target, bool isTop) {
     struct stat status;
@@ -39,6 +43,7 @@ class Copy {
       return goesOn(readingError("Copy", source.path, errno), source, target);
     }
     if (S_ISDIR(status.st_mode)) return copyFolder(source, target, isTop);
+    if (isTop && _isTrustNeeded) return distrust(source);
     const int error = S_ISREG(status.st_mode)   ? copyFile(source, target, isTop)
                       : S_ISLNK(status.st_mode) ? copyLink(source, target, status)
                                                 : ENOTSUP;
@@ -46,6 +51,7 @@ class Copy {
   }
 
   const FileError& error() const { return _error; }
+  bool isDistrusted() const { return _isDistrusted; }
 
   /// Asks the policy about a failure and keeps the failure if it says stop.
   bool goesOn(const FileError& error, const Entry& source, const Entry& target) {
@@ -61,17 +67,30 @@ class Copy {
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0) return errno;
     if (!S_ISREG(status.st_mode)) return ENOTSUP;  // exchanged since it was looked at
+    struct stat inTheWay;
+    if (fstatat(target.folder, target.name.c_str(), &inTheWay, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
+    // Under its own name it is whole: half a file there would pass for a copy in every later run.
+    const std::string temporaryName = randomName(".tmp.");
     const ScopedFd to(retried([&] {
-      return openat(target.folder, target.name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+      return openat(target.folder, temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     }));
     if (!to) return errno;
     int error = copyFileAndAttributes(from.get(), to.get(), status);
-    if (error == 0 && isDurable) {
-      if (fsync(to.get()) != 0) error = errno;
-      (void)fsync(target.folder);  // not every file system can
-    }
-    if (error != 0) (void)unlinkat(target.folder, target.name.c_str(), 0);  // half a file is none
+    if (error == 0 && isDurable && fsync(to.get()) != 0) error = errno;
+    if (error == 0) error = giveName(target, temporaryName);
+    (void)unlinkat(target.folder, temporaryName.c_str(), 0);
+    if (error == 0) copyFlags(to.get(), status);
+    if (error == 0 && isDurable) (void)fsync(target.folder);  // not every file system can
     return error;
+  }
+
+  /// Gives a finished file its name, unless that is taken. \return 0 or the number of the error.
+  static int giveName(const Entry& target, const std::string& temporaryName) {
+    const char* name = target.name.c_str();
+    if (linkat(target.folder, temporaryName.c_str(), target.folder, name, 0) == 0) return 0;
+    if (errno != EPERM && errno != ENOTSUP && errno != EMLINK) return errno;
+    // A file system without links, or a file that is locked.
+    return renameat(target.folder, temporaryName.c_str(), target.folder, name) == 0 ? 0 : errno;
   }
 
   static int copyLink(const Entry& source, const Entry& target, const struct stat& status) {
@@ -82,7 +101,19 @@ class Copy {
     return 0;
   }
 
+  bool distrust(const Entry& source) {
+    _isDistrusted = true;
+    _error = readingError("Copy", source.path, EPERM);
+    return false;
+  }
+
   bool copyFolder(const Entry& source, const Entry& target, bool isTop) {
+    const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    struct stat status;
+    if (!from || fstat(from.get(), &status) != 0)
+      return goesOn(readingError("Copy", source.path, errno), source, target);
+    if (isTop && _isTrustNeeded && !isTrustedOwner(status.st_uid)) return distrust(source);
+
     const bool isNew = mkdirat(target.folder, target.name.c_str(), 0700) == 0;
     if (!isNew) {
       const int error = errno;
@@ -93,10 +124,6 @@ class Copy {
     const ScopedFd to =
         openExisting(target.folder, target.name.c_str(), O_RDONLY | O_DIRECTORY | (isTop ? 0 : O_NOFOLLOW));
     if (!to) return goesOn(writingError("Copy to", target.path, ENOTDIR), source, target);
-    const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-    struct stat status;
-    if (!from || fstat(from.get(), &status) != 0)
-      return goesOn(readingError("Copy", source.path, errno), source, target);
     if (isTop && !rememberTarget(to)) return goesOn(writingError("Copy to", target.path, errno), source, target);
     if (isTarget(status)) return true;  // a copy into its own source must not copy itself
 
@@ -106,6 +133,7 @@ class Copy {
       if (!copyEntry(source.child(from.get(), name), target.child(to.get(), name), /*isTop=*/false)) return false;
     }
     copyAttributes(from.get(), to.get(), status);
+    copyFlags(to.get(), status);
     return true;
   }
 
@@ -122,15 +150,13 @@ class Copy {
   }
 
   FileError _error;
+  bool _isTrustNeeded;
+  bool _isDistrusted = false;
   dev_t _targetDevice = 0;
   ino_t _targetNode = 0;
 };
 
-}  // namespace
-
-void setCopyPolicy(CopyPolicy policy) { copyPolicy = policy; }
-
-bool copyItem(const std::string& source, const std::string& target, FileError* error) {
+bool copyFrom(const std::string& source, const std::string& target, Copy& copy, FileError* error) {
   const std::string from = path::appending(source, "");  // a slash at the end makes no difference
   const std::string to = path::appending(target, "");
   struct stat status;
@@ -139,7 +165,6 @@ bool copyItem(const std::string& source, const std::string& target, FileError* e
     return false;
   }
 
-  Copy copy;
   const std::string parent = path::deletingLastComponent(to);
   const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
   const Entry sourceEntry{AT_FDCWD, from, from};
@@ -147,6 +172,22 @@ bool copyItem(const std::string& source, const std::string& target, FileError* e
   const bool isDone = folder ? copy.copyEntry(sourceEntry, targetEntry, /*isTop=*/true)
                              : copy.goesOn(writingError("Copy to", to, errno), sourceEntry, targetEntry);
   if (!isDone && error != nullptr) *error = copy.error();
+  return isDone;
+}
+
+}  // namespace
+
+void setCopyPolicy(CopyPolicy policy) { copyPolicy = policy; }
+
+bool copyItem(const std::string& source, const std::string& target, FileError* error) {
+  Copy copy(/*isTrustNeeded=*/false);
+  return copyFrom(source, target, copy, error);
+}
+
+bool copyTrustedFolder(const std::string& source, const std::string& target, bool* isDistrusted, FileError* error) {
+  Copy copy(/*isTrustNeeded=*/true);
+  const bool isDone = copyFrom(source, target, copy, error);
+  *isDistrusted = copy.isDistrusted();
   return isDone;
 }
 

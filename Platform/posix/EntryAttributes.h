@@ -12,11 +12,18 @@ namespace platform {
 /// is not opened.
 ScopedFd holdEntry(int folder, const char* name);
 
+/// The text of a link held by holdEntry, \a name of \a folder; none when it cannot be had.
+OptionalString heldLinkText(int held, int folder, const char* name);
+
 /// Changes the mode of an entry held by holdEntry. \return false, with errno set, on failure.
 bool changeHeldMode(int held, mode_t mode);
 
 /// Changes owner and group (-1: as it is) of an entry held by holdEntry. \return false, with errno set, on failure.
 bool changeHeldOwner(int held, uid_t owner, gid_t group);
+
+/// Whether an open folder has an access control list that its mode does not tell of: others may then be able to change
+/// what is in it, whatever the mode says.
+bool hasHiddenAccessList(int folder);
 
 }  // namespace platform
 

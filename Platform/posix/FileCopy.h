@@ -14,6 +14,9 @@ int copyFileAndAttributes(int from, int to, const struct stat& source);
 /// far as permitted. Set-id bits come along only when the owner does.
 void copyAttributes(int from, int to, const struct stat& source);
 
+/// Gives an open file or folder the flags of another. To come last: they may lock it.
+void copyFlags(int to, const struct stat& source);
+
 /// Gives a link, itself, the times of another and, as far as permitted, its owner and group.
 void copyLinkAttributes(int folder, const char* name, const struct stat& source);
 

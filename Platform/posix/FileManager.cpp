@@ -103,6 +103,11 @@ bool exists(const std::string& path) {
   return stat(path.c_str(), &status) == 0;
 }
 
+bool isMissing(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
 bool isFolder(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -144,18 +149,13 @@ OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
     *isDistrusted = lstat(path.c_str(), &status) == 0;  // a link, or closed to us
     return std::nullopt;
   }
-  if (!isRegular(file.get(), status) || (status.st_mode & S_IWOTH) != 0 || !isTrustedOwner(status.st_uid)) {
+  // One with a second name may be an old one that somebody kept.
+  if (!isRegular(file.get(), status) || status.st_nlink != 1 || (status.st_mode & S_IWOTH) != 0 ||
+      !isTrustedOwner(status.st_uid)) {
     *isDistrusted = true;
     return std::nullopt;
   }
   return contentsOf(file, status);
-}
-
-bool isTrustedFolder(const std::string& path) {
-  // Without a slash at its end the path is looked at itself, not what a link of that name points to.
-  struct stat status;
-  return lstat(path::appending(path, "").c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-         isTrustedOwner(status.st_uid);
 }
 
 bool createFile(const std::string& path, const std::string& contents, const Attributes& attributes) {
@@ -173,7 +173,10 @@ bool writeFileAtomically(const std::string& path, const std::string& contents) {
 
   // Until it has its final attributes the new file is for its maker alone: what it replaces may have been secret.
   struct stat replaced;
-  const bool isReplacing = fstatat(folder.get(), name.c_str(), &replaced, 0) == 0 && S_ISREG(replaced.st_mode);
+  const bool isThere = fstatat(folder.get(), name.c_str(), &replaced, 0) == 0;
+  if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+    return false;  // whose is it, and who may read it?
+  const bool isReplacing = isThere && S_ISREG(replaced.st_mode);
   std::string temporaryName;
   ScopedFd file;
   for (int attempt = 0; !file && attempt < kNameAttempts && (attempt == 0 || errno == EEXIST); ++attempt) {

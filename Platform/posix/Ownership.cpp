@@ -3,16 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <string_view>
-
-#include "Platform/FileManager.h"
-#include "Platform/UserIdentity.h"
 #include "Platform/posix/Accounts.h"
 #include "Platform/posix/EntryAttributes.h"
 #include "Platform/posix/FolderWalk.h"
-#include "Support/Path.h"
+#include "Platform/posix/RepairedFolder.h"
 
 namespace platform {
 
@@ -35,8 +29,8 @@ class AttributeChange {
     if (isRight(status)) return true;
     // Where only we can rename, the name goes on meaning the entry that was looked at. Elsewhere somebody may put
     // another in its place, a second link to a file of root's for example: so the entry is held first.
-    return isOursAlone(folder.status) ? changeByName(folder.descriptor, name, status)
-                                      : changeHeld(folder.descriptor, name);
+    return isOursAlone(folder.descriptor, folder.status) ? changeByName(folder.descriptor, name, status)
+                                                         : changeHeld(folder.descriptor, name);
   }
 
   /// For an entry of a folder about which nothing is known.
@@ -86,10 +80,6 @@ class AttributeChange {
     return status.st_nlink > 1 && !S_ISDIR(status.st_mode) && status.st_uid != _owner;
   }
 
-  static bool isOursAlone(const struct stat& folder) {
-    return (folder.st_uid == 0 || folder.st_uid == geteuid()) && (folder.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-  }
-
   bool changeByName(int folder, const char* name, const struct stat& status) const {
     if (isRefused(status)) return false;
     return (!needsMode(status) || fchmodat(folder, name, *_mode, 0) == 0) &&
@@ -134,57 +124,21 @@ class AttributeVisitor : public FolderVisitor {
   bool _succeeded = true;
 };
 
-bool isSameFolder(const struct stat& folder, const std::string& path) {
-  struct stat status;
-  return !path.empty() && stat(path.c_str(), &status) == 0 && status.st_dev == folder.st_dev &&
-         status.st_ino == folder.st_ino;
-}
-
-bool isHomeOf(const std::optional<Account>& account, const struct stat& folder) {
-  return account && isSameFolder(folder, account->home);
-}
-
 }  // namespace
 
 bool setAttributes(const std::string& path, const Attributes& attributes) {
   return AttributeChange(attributes).changeHeld(AT_FDCWD, path.c_str());
 }
 
-bool setAttributesBelow(const std::string& folder, const Attributes& attributes) {
-  ScopedFd top = openExisting(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+bool setAttributesBelow(const std::string& folder, const Attributes& attributes, bool* isRefused) {
+  bool isRefusedHere = false;
+  ScopedFd top = openForRepair(folder, &isRefusedHere);
+  if (isRefused != nullptr) *isRefused = isRefusedHere;
   if (!top) return false;
   const AttributeChange change(attributes);
   AttributeVisitor visitor(change);
   (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
   return visitor.succeeded();
-}
-
-bool isProtectedFolder(const std::string& folder) {
-  struct stat status;
-  std::string path = resolvedPath(folder).value_or("");
-  if (stat(path.c_str(), &status) != 0) return false;
-  // Where macOS keeps, from 10.15 on, what else is seen at the top of the disk.
-  constexpr std::string_view kDataVolume = "/System/Volumes/Data";
-  if (path.compare(0, kDataVolume.size() + 1, std::string(kDataVolume) + "/") == 0) path.erase(0, kDataVolume.size());
-  if (path == "/" || path == kDataVolume) return true;
-
-  // hier(7) of Linux and of macOS, where /etc, /tmp and /var are links into /private.
-  static constexpr std::array<const char*, 33> kSystemFolders = {
-      "Applications", "Library", "Network", "System", "Users",     "Volumes",   "bin",    "boot",  "cores",
-      "dev",          "etc",     "home",    "lib",    "lib32",     "lib64",     "libx32", "media", "mnt",
-      "net",          "opt",     "private", "proc",   "root",      "run",       "sbin",   "snap",  "srv",
-      "sys",          "tmp",     "usr",     "var",    "Developer", "lost+found"};
-  const std::string parent = path::deletingLastComponent(path);
-  const std::string name = path::lastComponent(path);
-  if ((parent == "/" || parent == "/private") &&
-      std::find(kSystemFolders.begin(), kSystemFolders.end(), name) != kSystemFolders.end()) {
-    return true;
-  }
-
-  // Whose home could it be: its owner's, that of an account of its name, the invoking or the effective user's.
-  const OptionalString invokingUser = invokingUserName();
-  return isHomeOf(accountWithId(status.st_uid), status) || isHomeOf(accountNamed(name), status) ||
-         (invokingUser && isHomeOf(accountNamed(*invokingUser), status)) || isHomeOf(accountWithId(geteuid()), status);
 }
 
 }  // namespace platform

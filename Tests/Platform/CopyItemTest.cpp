@@ -138,13 +138,15 @@ TEST_F(CopyItemTest, CopyOfAFileIsOnTheDiskBeforeTheReturn) {
   beforeSync = [&](int descriptor) {
     struct stat status = {};
     ASSERT_EQ(fstat(descriptor, &status), 0);
-    const bool isCopy = status.st_ino == folder.attributes("here/copy").st_ino && status.st_size == 4;
+    const bool isNamed = platform::exists(folder / "here/copy");
+    const bool isCopy = S_ISREG(status.st_mode) && status.st_size == 4 && !isNamed;
     const bool isFolder = status.st_ino == folder.attributes("here").st_ino;
-    synced.push_back(isCopy ? "copy" : isFolder ? "folder" : "something else");
+    synced.push_back(isCopy ? "copy" : isFolder && isNamed ? "folder" : "something else");
   };
   EXPECT_EQ(codeOfCopy("file", "here/copy"), 0);
   beforeSync = nullptr;
   EXPECT_THAT(synced, ElementsAre("copy", "folder"));
+  EXPECT_THAT(platform::namesInFolder(folder / "here"), ::testing::Optional(ElementsAre("copy")));
 }
 
 TEST_F(CopyItemTest, EmptyFileIsCopied) {

@@ -43,6 +43,17 @@ class FileManagerTest : public OutsideTest {
   }
 
   /// As readTrustedFile, with the answer about trust in one text: the bytes, "missing" or "distrusted".
+  /// What becomes of a copy of a folder that has to be trusted; nothing may be there when it was not copied.
+  std::string copyTrusted(const std::string& path) {
+    bool isDistrusted = false;
+    FileError error;
+    const std::string source = path.empty() ? "" : folder / path;
+    const bool isCopied = platform::copyTrustedFolder(source, folder / "copied", &isDistrusted, &error);
+    EXPECT_EQ(platform::removeItem(folder / "copied"), isCopied);
+    if (isCopied) return isDistrusted ? "copied though distrusted" : "copied";
+    return isDistrusted ? "distrusted" : "failed with " + std::to_string(error.code);
+  }
+
   std::string readTrusted(const std::string& relativePath) const {
     bool isDistrusted = false;
     bool isDistrustedAgain = true;
@@ -387,7 +398,7 @@ TEST_F(FileManagerTest, OperationsLeaveNoDescriptorOpen) {
   for (const char* path : {"file", "folder", "link", "broken", "folderLink", "fifo", "nowhere"}) {
     platform::readFile(folder / path);
     platform::readTrustedFile(folder / path, &isDistrusted);
-    platform::isTrustedFolder(folder / path);
+    platform::copyTrustedFolder(folder / path, folder / "copy", &isDistrusted);
     platform::namesInFolder(folder / path);
     platform::createFolder(folder / path, Parents::Created);
     platform::createFile(folder / path, "new", {});
@@ -452,24 +463,40 @@ TEST_F(FileManagerTest, DeviceIsDistrusted) {
   EXPECT_EQ(readTrusted("device"), "distrusted");
 }
 
-// ----- isTrustedFolder -----
+// ----- copyTrustedFolder -----
 
 TEST_F(FileManagerTest, OwnFolderIsTrustedAlsoWhenEveryoneMayWriteThere) {
   folder.makeFolder("shared", 01777);
-  EXPECT_TRUE(platform::isTrustedFolder(folder / "folder"));
-  EXPECT_TRUE(platform::isTrustedFolder(folder / "shared"));
+  EXPECT_EQ(copyTrusted("folder"), "copied");
+  EXPECT_EQ(copyTrusted("shared"), "copied");
 }
 
 TEST_F(FileManagerTest, WhatIsNoFolderIsNoTrustedFolder) {
-  for (const char* other : {"file", "link", "broken", "folderLink", "fifo", "nowhere"}) {
-    EXPECT_FALSE(platform::isTrustedFolder(folder / other)) << other;
+  for (const char* other : {"file", "link", "broken", "folderLink", "fifo"}) {
+    EXPECT_EQ(copyTrusted(other), "distrusted") << other;
   }
-  EXPECT_FALSE(platform::isTrustedFolder(""));
+}
+
+TEST_F(FileManagerTest, MissingFolderIsNotDistrusted) {
+  EXPECT_EQ(copyTrusted("nowhere"), "failed with 260");
+  EXPECT_EQ(copyTrusted(""), "failed with 260");
 }
 
 TEST_F(FileManagerTest, SlashAtTheEndMakesNoLinkATrustedFolder) {
-  EXPECT_TRUE(platform::isTrustedFolder(folder / "folder/"));
-  EXPECT_FALSE(platform::isTrustedFolder(folder / "folderLink/"));
+  EXPECT_EQ(copyTrusted("folder/"), "copied");
+  EXPECT_EQ(copyTrusted("folderLink/"), "distrusted");
+}
+
+TEST_F(FileManagerTest, PolicyIsNotAskedAboutADistrustedFolder) {
+  static int asked;
+  asked = 0;
+  platform::setCopyPolicy([](const FileError&, const std::string&, const std::string&) {
+    ++asked;
+    return true;
+  });
+  EXPECT_EQ(copyTrusted("folderLink"), "distrusted");
+  platform::setCopyPolicy(nullptr);
+  EXPECT_EQ(asked, 0);
 }
 
 TEST_F(FileManagerTest, FolderOfSomebodyElseIsTrustedOnlyWhenTheInvokingUserIsMeant) {
@@ -477,9 +504,9 @@ TEST_F(FileManagerTest, FolderOfSomebodyElseIsTrustedOnlyWhenTheInvokingUserIsMe
   if (!isRoot() || !other) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
   ASSERT_EQ(chown((folder / "folder").c_str(), other->uid, 0), 0);
   setEnvironment("SUDO_UID", {});
-  EXPECT_FALSE(platform::isTrustedFolder(folder / "folder"));
+  EXPECT_EQ(copyTrusted("folder"), "distrusted");
   setEnvironment("SUDO_UID", std::to_string(other->uid));
-  EXPECT_TRUE(platform::isTrustedFolder(folder / "folder"));
+  EXPECT_EQ(copyTrusted("folder"), "copied");
 }
 
 }  // namespace

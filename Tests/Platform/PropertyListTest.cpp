@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Platform/PropertyList.h"
-#include "Platform/linux/PropertyListGuard.h"
+#include "Platform/posix/PropertyListGuard.h"
 #include "Support/TextEncoding.h"
 #include "Tests/Support/TemporaryFolder.h"
 

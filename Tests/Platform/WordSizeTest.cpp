@@ -48,7 +48,7 @@
 #include "Platform/PropertyList.h"
 #include "Platform/StandardStreams.h"
 #include "Platform/UserDefaults.h"
-#include "Platform/linux/PropertyListGuard.h"
+#include "Platform/posix/PropertyListGuard.h"
 #include "Support/TextNumber.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/InstanceFixture.h"
@@ -395,7 +395,10 @@ TEST_F(WordSizeTest, EntryOfAnotherAgeExists) {
     EXPECT_TRUE(platform::exists(folder / "folder")) << time;
     EXPECT_TRUE(platform::isFolder(folder / "folder")) << time;
     EXPECT_FALSE(platform::isFolder(file)) << time;
-    EXPECT_TRUE(platform::isTrustedFolder(folder / "folder")) << time;
+    bool isDistrusted = true;
+    EXPECT_TRUE(platform::copyTrustedFolder(folder / "folder", folder / "copied", &isDistrusted)) << time;
+    EXPECT_FALSE(isDistrusted) << time;
+    EXPECT_TRUE(platform::removeItem(folder / "copied")) << time;
     EXPECT_EQ(platform::resolvedPath(link), file) << time;
   }
 }

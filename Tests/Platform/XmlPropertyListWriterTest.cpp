@@ -239,4 +239,10 @@ TEST(XmlPropertyListWriterTest, TextThatIsNoUtf8CannotBeWritten) {
             std::nullopt);
 }
 
+TEST(XmlPropertyListWriterTest, TextWithAZeroCharacterIsRefused) {
+  const std::string text("a\0b", 3);
+  EXPECT_FALSE(platform::writeXmlPropertyList(PropertyListValue(text)));
+  EXPECT_FALSE(platform::writeXmlPropertyList(PropertyListValue(PropertyListValue::Dictionary{{text, "value"}})));
+}
+
 }  // namespace

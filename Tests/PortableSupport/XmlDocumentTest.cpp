@@ -617,4 +617,10 @@ TEST(XmlDocumentTest, BigDocumentOfManyElements) {
   EXPECT_EQ(document->rootElement()->children("b").back().attribute("c"), "49999");
 }
 
+TEST(XmlDocumentTest, EncodingThatHidesTheMarkupIsNotPrinted) {
+  const auto document = XmlDocument::parse("<?xml version=\"1.0\" encoding=\"UTF-7\"?><a><b/></a>");
+  ASSERT_TRUE(document);
+  EXPECT_FALSE(document->prettyPrinted());
+}
+
 }  // namespace

@@ -47,12 +47,13 @@ static inline CFRange CFRangeMake(CFIndex location, CFIndex length) {
 }
 
 enum { kCFStringEncodingUTF8 = 0x08000100 };
+#define kCFStringEncodingInvalidId (0xffffffffU)
 typedef CFOptionFlags CFStringCompareFlags;
 enum { kCFCompareCaseInsensitive = 1 };
 typedef CFIndex CFStringNormalizationForm;
 enum { kCFStringNormalizationFormD = 0 };
 typedef CFIndex CFCharacterSetPredefinedSet;
-enum { kCFCharacterSetNonBase = 9 };
+enum { kCFCharacterSetNonBase = 8 };
 typedef CFIndex CFNumberType;
 enum { kCFNumberSInt64Type = 4, kCFNumberDoubleType = 13 };
 typedef CFIndex CFPropertyListFormat;
@@ -131,6 +132,7 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef l
 CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data, CFOptionFlags options, CFPropertyListFormat *format, CFErrorRef *error);
 
 CFTypeID CFStringGetTypeID(void);
+CFStringEncoding CFStringConvertIANACharSetNameToEncoding(CFStringRef name);
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8 *bytes, CFIndex length, CFStringEncoding encoding, Boolean isExternal);
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef allocator, const UniChar *characters, CFIndex length);
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef allocator, CFIndex maxLength, CFStringRef string);

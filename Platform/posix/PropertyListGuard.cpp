@@ -1,4 +1,4 @@
-#include "Platform/linux/PropertyListGuard.h"
+#include "Platform/posix/PropertyListGuard.h"
 
 #include <algorithm>
 #include <cstdint>

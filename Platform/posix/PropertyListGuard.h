@@ -1,19 +1,20 @@
-#ifndef PLATFORM_LINUX_PROPERTY_LIST_GUARD_H_
-#define PLATFORM_LINUX_PROPERTY_LIST_GUARD_H_
+#ifndef PLATFORM_POSIX_PROPERTY_LIST_GUARD_H_
+#define PLATFORM_POSIX_PROPERTY_LIST_GUARD_H_
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// Stands between foreign bytes and libplist, which unfolds whatever a binary list refers to, recurses as deep as a
-/// list is nested, and reads many things in XML otherwise than CoreFoundation does or than they are written.
+/// Stands between foreign bytes and the system's library of property lists. CoreFoundation and libplist both recurse as
+/// deep as a list is nested. libplist also unfolds whatever a binary list refers to, and reads many things in XML
+/// otherwise than CoreFoundation does or than they are written. What passes here both read alike.
 namespace platform {
 
 /// Whether the bytes begin as a binary property list, and end with a trailer and a table of offsets that fit them.
 bool isBinaryPropertyList(std::string_view bytes);
 
-/// Whether libplist can read such a binary list: all that can be reached from its root is within the limits of
+/// Whether the library can read such a binary list: all that can be reached from its root is within the limits of
 /// PropertyListLimits.h, has no cycle, lies inside the list, and is of a kind that is kept without loss.
 ///
 /// Refused though a list could hold them: null and sets, which are no property list values; integers of more than 64
@@ -21,7 +22,7 @@ bool isBinaryPropertyList(std::string_view bytes);
 /// string written as UTF-16.
 bool isSafeBinaryPropertyList(std::string_view bytes);
 
-/// A property list in XML that libplist cannot misread, and does not take quadratic time for.
+/// A property list in XML that the library cannot misread, and does not take quadratic time for.
 ///
 /// Only the list itself is left: no prolog, no attribute, no comment, no entity, nothing after its end. Numbers and
 /// base64 are written in one way, strings as CDATA. Each key is the number of its place in \a keys: libplist looks keys

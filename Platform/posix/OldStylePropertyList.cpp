@@ -1,4 +1,4 @@
-#include "Platform/linux/OldStylePropertyList.h"
+#include "Platform/posix/OldStylePropertyList.h"
 
 #include <string>
 #include <utility>
@@ -183,7 +183,10 @@ class Reader {
         string += text::utf8FromUtf16(escaped);
         escaped.clear();
       }
-      if (c == quote) return string;
+      if (c == quote) {
+        if (string.find('\0') != std::string::npos) return std::nullopt;  // could be read, but not written
+        return string;
+      }
       if (c != '\\') string += c;
     }
     return std::nullopt;

@@ -1,0 +1,119 @@
+#include "Platform/posix/RepairedFolder.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "Platform/FileManager.h"
+#include "Platform/Ownership.h"
+#include "Platform/UserIdentity.h"
+#include "Platform/posix/Accounts.h"
+#include "Platform/posix/EntryAttributes.h"
+#include "Support/Path.h"
+
+namespace platform {
+
+namespace {
+
+/// Also true for a path that cannot be looked at, when there is no telling what is there.
+bool mayBeSameFolder(const struct stat& folder, const std::string& path) {
+  if (path.empty()) return false;
+  struct stat status;
+  if (stat(path.c_str(), &status) == 0) return status.st_dev == folder.st_dev && status.st_ino == folder.st_ino;
+  return errno != ENOENT && errno != ENOTDIR && errno != ELOOP && errno != EACCES;
+}
+
+bool isHomeOf(const std::optional<Account>& account, const struct stat& folder) {
+  return account && mayBeSameFolder(folder, account->home);
+}
+
+bool isSystemFolder(const struct stat& folder) {
+  // hier(7) of Linux and of macOS, where /etc, /tmp and /var are links into /private, and where what is not the
+  // system's own lies on a volume of its own from 10.15 on.
+  static constexpr const char* kTops[] = {"/", "/private/", "/System/Volumes/Data/"};
+  static constexpr const char* kSystemFolders[] = {
+      "",      "Applications", "Developer", "Library", "Network", "System",     "Users", "Volumes", "bin",
+      "boot",  "cores",        "dev",       "etc",     "home",    "lib",        "lib32", "lib64",   "libx32",
+      "media", "mnt",          "net",       "opt",     "private", "lost+found", "proc",  "root",    "run",
+      "sbin",  "snap",         "srv",       "sys",     "tmp",     "usr",        "var"};
+  for (const std::string top : kTops) {
+    for (const char* name : kSystemFolders) {
+      if (mayBeSameFolder(folder, top + name)) return true;
+    }
+  }
+  return false;
+}
+
+/// \param path where the folder was found: homes that an account of that name has are homes whoever owns them.
+bool isProtected(const struct stat& folder, const std::string& path) {
+  if (isSystemFolder(folder)) return true;
+  const OptionalString invokingUser = invokingUserName();
+  const std::string name = path::lastComponent(resolvedPath(path).value_or(path));
+  return isHomeOf(accountWithId(folder.st_uid), folder) || isHomeOf(accountNamed(name), folder) ||
+         (invokingUser && isHomeOf(accountNamed(*invokingUser), folder)) || isHomeOf(accountWithId(geteuid()), folder);
+}
+
+/// What a path leads to.
+struct Destination {
+  ScopedFd folder;                // held, not open for reading
+  std::vector<uid_t> linkOwners;  // who, besides root, made a link on the way where others can make one
+};
+
+/// Goes from component to component, so that each link on the way is seen. \return none when no folder is reached.
+std::optional<Destination> follow(const std::string& path) {
+  constexpr int kMostLinks = 40;  // as the kernel
+  Destination at;
+  at.folder = openExisting(AT_FDCWD, path.compare(0, 1, "/") == 0 ? "/" : ".", O_RDONLY | O_DIRECTORY);
+  std::string rest = path;
+  for (int links = 0; at.folder && !rest.empty();) {
+    const size_t slash = rest.find('/');
+    const std::string name = rest.substr(0, slash);
+    rest.erase(0, slash == std::string::npos ? slash : slash + 1);
+    if (name.empty() || name == ".") continue;
+    ScopedFd next = holdEntry(at.folder.get(), name.c_str());
+    struct stat status;
+    if (!next || fstat(next.get(), &status) != 0) return std::nullopt;
+    if (!S_ISLNK(status.st_mode)) {
+      at.folder = std::move(next);
+      continue;
+    }
+    const OptionalString text = heldLinkText(next.get(), at.folder.get(), name.c_str());
+    struct stat holder;
+    if (!text || text->empty() || ++links > kMostLinks || fstat(at.folder.get(), &holder) != 0) return std::nullopt;
+    if (!isOursAlone(at.folder.get(), holder) && status.st_uid != 0) at.linkOwners.push_back(status.st_uid);
+    if (text->front() == '/') at.folder = openExisting(AT_FDCWD, "/", O_RDONLY | O_DIRECTORY);
+    rest = *text + "/" + rest;
+  }
+  if (!at.folder) return std::nullopt;
+  return at;
+}
+
+}  // namespace
+
+bool isOursAlone(int folder, const struct stat& status) {
+  return (status.st_uid == 0 || status.st_uid == geteuid()) && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 &&
+         !hasHiddenAccessList(folder);
+}
+
+ScopedFd openForRepair(const std::string& path, bool* isRefused) {
+  *isRefused = false;
+  if (path.empty()) return ScopedFd();
+  const std::optional<Destination> destination = follow(path);
+  struct stat status;
+  if (!destination || fstat(destination->folder.get(), &status) != 0 || !S_ISDIR(status.st_mode)) return ScopedFd();
+  const std::vector<uid_t>& owners = destination->linkOwners;
+  const auto isForeign = [&status](uid_t owner) { return owner != status.st_uid; };
+  *isRefused = std::any_of(owners.begin(), owners.end(), isForeign) || isProtected(status, path);
+  return *isRefused ? ScopedFd() : openExisting(destination->folder.get(), ".", O_RDONLY | O_DIRECTORY);
+}
+
+bool isProtectedFolder(const std::string& folder) {
+  struct stat status;
+  if (stat(folder.c_str(), &status) != 0) return errno != ENOENT && errno != ENOTDIR;
+  return S_ISDIR(status.st_mode) && isProtected(status, folder);
+}
+
+}  // namespace platform

@@ -1,0 +1,26 @@
+#ifndef PLATFORM_POSIX_REPAIRED_FOLDER_H_
+#define PLATFORM_POSIX_REPAIRED_FOLDER_H_
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "Platform/posix/Descriptors.h"
+
+/// Which folder's content may be given to a user, decided about the open folder itself: between a look at a path and
+/// the work on it somebody may have put a link there.
+namespace platform {
+
+/// Whether nobody but root and us can change what the names in an open folder mean.
+bool isOursAlone(int folder, const struct stat& status);
+
+/// Opens the folder at \a path for a repair of all below it.
+///
+/// \param[out] isRefused set to whether a folder is there that must not be repaired: a protected one (see
+///     isProtectedFolder), or one that somebody's link leads to who does not own it.
+/// \return empty when it is refused, and when no folder is there or it cannot be opened.
+ScopedFd openForRepair(const std::string& path, bool* isRefused);
+
+}  // namespace platform
+
+#endif
