@@ -1,0 +1,323 @@
+// What the owner of a data folder can do while root repairs it, and data folders that are none.
+
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "Tests/EndToEnd/AttacksTest.h"
+
+namespace {
+
+const std::string kRepaired = "0775 alice:admin";
+
+class AttacksDataTest : public AttacksForEachProtection {
+ protected:
+  /// Whatever lies beside it, an ordinary entry is repaired.
+  Outcome expectRepaired() {
+    Outcome outcome = expectHeld();
+    EXPECT_EQ(outcome.trace, allTrace());
+    EXPECT_EQ(state().at(data + "/logs/one.log"), kRepaired + " file: one\n");
+    return outcome;
+  }
+};
+
+TEST_P(AttacksDataTest, LinkToAFileOfRootsIsNotFollowed) {
+  plantLink(ThrowAwayRoot::alice(), data + "/link", kVictim);
+  plantLink(ThrowAwayRoot::alice(), data + "/logs/link", "../../../../root/victim");
+  expectRepaired();
+  EXPECT_EQ(state().at(data + "/link"), "0777 alice:admin link: " + std::string(kVictim));
+}
+
+TEST_P(AttacksDataTest, LinkToAFolderOfRootsIsNotFollowed) {
+  plantLink(ThrowAwayRoot::alice(), data + "/link", kVictimFolder);
+  plantLink(ThrowAwayRoot::alice(), data + "/link of a link", "link");
+  plantLink(ThrowAwayRoot::alice(), data + "/top", "/");
+  expectRepaired();
+}
+
+TEST_P(AttacksDataTest, SecondNameOfAFileOfRootsIsRefused) {
+  plantSecondName(kVictim, data + "/second");
+  plantSecondName("/etc/passwd", data + "/logs/passwords");
+  expectRepaired();
+}
+
+TEST_P(AttacksDataTest, SecondNameOfAnotherUsersFileIsRefused) {
+  plantFile(ThrowAwayRoot::bob(), "/Users/bob/diary", "bob's\n", 0600);
+  plantSecondName("/Users/bob/diary", data + "/second");
+  expectRepaired();
+}
+
+TEST_P(AttacksDataTest, SecondNameInAFolderOfRootsIsRefused) {
+  files().makeFolder(inside(data + "/root's"), 0755);
+  plantSecondName(kVictim, data + "/root's/second");
+  expectRepaired();
+}
+
+TEST_P(AttacksDataTest, SecondNameIsRefusedForAnUnknownUserToo) {
+  plantSecondName(kVictim, data + "/second");
+  Call call = uninstall();
+  call.environment["USER"] = "nobody known here";
+  expectHeld(call);
+}
+
+TEST_P(AttacksDataTest, SecondNameOfALinkOfRootsIsRefused) {
+  plantLink(0, "/root/link", kVictim);
+  plantSecondName("/root/link", data + "/second");  // link(2) does not follow it
+  expectRepaired();
+}
+
+TEST_P(AttacksDataTest, DeviceFifoAndSocketAreNotOpened) {
+  const std::string folder = data + "/odd";
+  files().makeFolder(inside(folder));
+  // What is shown as a device here can be opened by nobody: no driver has this number.
+  const bool hasDevice = mknod((files() / inside(folder + "/device")).c_str(), S_IFCHR | 0600, makedev(240, 255)) == 0;
+  files().makeFifo(inside(folder + "/fifo"));
+  plantSocket(ThrowAwayRoot::alice(), folder + "/socket");
+  const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  for (const std::string& name : files().names(inside(folder))) {
+    ASSERT_NE(inotify_add_watch(watch, (files() / inside(folder + "/" + name)).c_str(), IN_OPEN), -1) << name;
+  }
+  expectRepaired();
+  char event[4096];
+  EXPECT_EQ(read(watch, event, sizeof event), -1) << "one of them was opened";
+  close(watch);
+  EXPECT_EQ(state().at(folder + "/fifo"), kRepaired + " fifo");
+  EXPECT_EQ(state().at(folder + "/socket"), kRepaired + " other");
+  if (hasDevice) {
+    EXPECT_EQ(state().at(folder + "/device"), kRepaired + " other");
+  }
+}
+
+TEST_P(AttacksDataTest, ThreeThousandLevelsAreWalked) {
+  int level = open(files().makeFolder(inside(data + "/deep"), 0700).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  for (int depth = 0; depth < 3000; ++depth) {
+    ASSERT_EQ(mkdirat(level, "deeper", 0700), 0) << depth;
+    const int next = openat(level, "deeper", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    close(level);
+    level = next;
+  }
+  ASSERT_EQ(symlinkat(kVictimFolder, level, "link"), 0);
+  expectRepaired();
+  struct stat status = {};
+  ASSERT_EQ(fstat(level, &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0775U);
+  EXPECT_EQ(status.st_uid, ThrowAwayRoot::alice());
+  close(level);
+}
+
+TEST_P(AttacksDataTest, OddNamesAreNoneButNames) {
+  const std::vector<std::string> names = {"new\nline",
+                                          "carriage\rreturn",
+                                          "\x1B[2K\x1B[1A",
+                                          "\b\b\b",
+                                          "next\xC2\x85line",
+                                          "\xE2\x80\xA8",
+                                          "not UTF-8 \xFF\xC3\x28",
+                                          "\xED\xA0\x80",
+                                          "; touch owned",
+                                          "$(touch owned)",
+                                          "`touch owned`",
+                                          "-rf",
+                                          "--reference=x",
+                                          "~root",
+                                          "*",
+                                          "%s%n%n",
+                                          " ",
+                                          "\\",
+                                          "..\xC0\xAF..",
+                                          std::string(255, '\x01')};
+  for (const std::string& name : names) plantFile(ThrowAwayRoot::alice(), data + "/" + name, "", 0600);
+  for (const std::string& name : names) files().makeFile(inside(data + "/folders/" + name + "/file"), "", 0600);
+  expectRepaired();
+  const Snapshot after = state();
+  for (const std::string& name : names) {
+    EXPECT_EQ(after.at(data + "/" + name), kRepaired + " file: ") << name;
+    EXPECT_EQ(after.at(data + "/folders/" + name + "/file"), kRepaired + " file: ") << name;
+  }
+}
+
+// ----- While the walk runs -----
+
+class AttacksWalkTest : public AttacksDataTest {
+ protected:
+  void SetUp() override {
+    AttacksDataTest::SetUp();
+    if (IsSkipped()) return;
+    // In memory, where exchanges take the least time.
+    attackersPlace = "/Users/alice/place";
+    root().mountMemory(attackersPlace, "mode=0755");
+    makeInstance(bundle, attackersPlace + "/Client Data");
+    files().makeFile(inside("/stand-ins/note"), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> /stand-ins/record\n");
+    giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), attackersPlace);
+    giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), data);
+    // Something to do before and after an exchanged entry.
+    for (int number = 0; number < 200; ++number)
+      files().makeFile(inside(data + "/" + std::to_string(number)), "", 0600);
+  }
+
+  /// How many entries of a kind are exchanged: the more there are, the more often one is in the way of the walk.
+  static constexpr int kEntries = 10;
+
+  std::string entry(int number) { return data + "/entry " + std::to_string(number); }
+  std::string spare(int number) { return attackersPlace + "/spare " + std::to_string(number); }
+
+  /// Races with exchanges of each entry for its spare one.
+  void expectHeldWhileExchanged() {
+    unsigned rounds = 0;
+    race(
+        ThrowAwayRoot::alice(),
+        [this, next = 0]() mutable {
+          next = (next + 1) % kEntries;
+          return exchangeEntries(entry(next), spare(next));
+        },
+        &rounds);
+    EXPECT_GE(rounds, kRounds);
+  }
+
+  /// Races with exchanges of the data folder for a link.
+  void expectHeldWhileDataIsExchangedForALinkTo(const std::string& target) {
+    plantLink(ThrowAwayRoot::alice(), spare(0), target);
+    unsigned rounds = 0;
+    race(
+        ThrowAwayRoot::alice(), [this] { return exchangeEntries(data, spare(0)); }, &rounds);
+    EXPECT_GE(rounds, kRounds);
+  }
+};
+
+TEST_P(AttacksWalkTest, FolderExchangedForALinkToAFolderOfRootsLeadsNowhere) {
+  for (int number = 0; number < kEntries; ++number) {
+    files().makeFile(inside(entry(number) + "/sub/file"), "", 0600);
+    plantLink(ThrowAwayRoot::alice(), spare(number), kVictimFolder);
+    giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), entry(number));
+  }
+  expectHeldWhileExchanged();
+}
+
+TEST_P(AttacksWalkTest, FileExchangedForALinkToAFileOfRootsLeadsNowhere) {
+  for (int number = 0; number < kEntries; ++number) {
+    plantFile(ThrowAwayRoot::alice(), entry(number), "", 0600);
+    plantLink(ThrowAwayRoot::alice(), spare(number), kVictim);
+  }
+  expectHeldWhileExchanged();
+}
+
+TEST_P(AttacksWalkTest, FileExchangedForASecondNameOfAFileOfRootsIsRefused) {
+  const std::string precious = attackersPlace + "/root's/file";  // a second name must be on the same disk
+  files().makeFile(inside(precious), std::string(kSecret) + "\n", 0600);
+  plantFile(ThrowAwayRoot::alice(), entry(0), "", 0600);
+  plantSecondName(precious, spare(0));
+  const int file = open((files() / inside(entry(0))).c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_NE(file, -1);
+  // Whoever changes a file that is written to has to wait: time for the exchange between one change and the next. And
+  // it is taken back, so that each walk has to change it.
+  const std::string bytes(size_t{2} << 20U, 'b');
+  const Attacker writer(root(), ThrowAwayRoot::alice(), [&] {
+    return pwrite(file, bytes.data(), bytes.size(), 0) != -1 && fchmod(file, 0600) == 0 &&
+           fchown(file, getuid(), getgid()) == 0;
+  });
+  unsigned rounds = 0;
+  race(
+      ThrowAwayRoot::alice(), [this] { return exchangeEntries(entry(0), spare(0)); }, &rounds);
+  close(file);
+  EXPECT_GE(rounds, kRounds);
+  const struct stat status = files().attributes(inside(precious));
+  EXPECT_EQ(status.st_uid, 0U);
+  EXPECT_EQ(status.st_gid, 0U);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+  EXPECT_EQ(status.st_nlink, 2U);
+}
+
+TEST_P(AttacksWalkTest, DataFolderExchangedForALinkToASystemFolderIsNotFollowed) {
+  expectHeldWhileDataIsExchangedForALinkTo("/etc");
+}
+
+TEST_P(AttacksWalkTest, DataFolderExchangedForALinkToAFolderOfRootsIsNotFollowed) {
+  expectHeldWhileDataIsExchangedForALinkTo(kVictimFolder);
+}
+
+TEST_P(AttacksWalkTest, DataFolderThatIsAUsersLinkToAFolderOfRootsIsNotFollowed) {
+  data = attackersPlace + "/link";
+  plantLink(ThrowAwayRoot::alice(), data, kVictimFolder);
+  expectHeld();
+}
+
+TEST_P(AttacksWalkTest, DataFolderBehindAUsersLinkToAFolderOfRootsIsNotFollowed) {
+  plantLink(ThrowAwayRoot::alice(), attackersPlace + "/link", kVictimFolder);
+  data = attackersPlace + "/link/sub";
+  expectHeld();
+}
+
+INSTANTIATE_TEST_SUITE_P(Protections, AttacksDataTest, ::testing::Values(Protections::On, Protections::Off),
+                         nameOfProtections);
+INSTANTIATE_TEST_SUITE_P(Protections, AttacksWalkTest, ::testing::Values(Protections::On, Protections::Off),
+                         nameOfProtections);
+
+// ----- Folders of the machine or of a user as data folder -----
+
+class AttacksFolderTest : public AttacksForEachText {
+ protected:
+  void SetUp() override {
+    AttacksForEachText::SetUp();
+    if (IsSkipped()) return;
+    // What a Mac has and this machine may not.
+    for (const char* folder : {"/System/Volumes/Data/Users/carol", "/private/etc", "/private/tmp",
+                               "/Library/Preferences", "/home/carol", "/Volumes/Disk"}) {
+      files().makeFile(inside(std::string(folder) + "/file"), std::string(kSecret) + "\n", 0600);
+    }
+    plantFile(ThrowAwayRoot::bob(), "/Users/bob/diary", "bob's\n", 0600);
+    plantFile(ThrowAwayRoot::bob(), "/tmp/bob's", "bob's\n", 0600);
+  }
+
+  /// Expects both repairs to be refused, with all but the instance as it was.
+  void expectRefused() {
+    attackersPlace = bundle;  // the data folder is none of the instance's here
+    const Outcome outcome = expectHeld();
+    int refusals = 0;
+    for (const std::string& line : outcome.trace) {
+      refusals += line.compare(0, 9, "<Error>: ") == 0 && line.find(" " + data + ":") != std::string::npos;
+    }
+    EXPECT_EQ(refusals, 2);
+  }
+};
+
+TEST_P(AttacksFolderTest, IsNotRepaired) {
+  data = text();
+  expectRefused();
+}
+
+TEST_P(AttacksFolderTest, IsNotRepairedThroughALink) {
+  data = "/Users/alice/link";
+  plantLink(ThrowAwayRoot::alice(), data, text());
+  expectRefused();
+}
+
+TEST_P(AttacksFolderTest, IsNotRepairedThroughALinkBehindSlashes) {
+  plantLink(ThrowAwayRoot::alice(), "/Users/alice/link", text());
+  data = "/Users//alice/./link//";
+  expectRefused();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Folders, AttacksFolderTest,
+    ::testing::Combine(
+        ::testing::Values(Protections::On, Protections::Off),
+        ::testing::Values(
+            NamedText{"Top", "/"}, NamedText{"TopWithSlashes", "///"}, NamedText{"TopByDetour", "/usr/../etc/.."},
+            NamedText{"Etc", "/etc"}, NamedText{"EtcWithSlashes", "//etc///"},
+            NamedText{"EtcByDetour", "/Users/../etc/."}, NamedText{"UsrByDetour", "/usr/lib/.."},
+            NamedText{"Users", "/Users"}, NamedText{"UsersWithSlash", "/Users/"}, NamedText{"Home", "/home"},
+            NamedText{"HomeOfTheUser", "/Users/alice"}, NamedText{"HomeOfAnother", "/Users/bob"},
+            NamedText{"HomeOfAnotherWithSlashes", "/Users/bob//"}, NamedText{"HomeOfRoot", "/root"},
+            NamedText{"Tmp", "/tmp"}, NamedText{"TmpWithSlash", "/tmp/"}, NamedText{"PrivateEtc", "/private/etc"},
+            NamedText{"PrivateTmp", "/private/tmp"}, NamedText{"Library", "/Library"}, NamedText{"Volumes", "/Volumes"},
+            NamedText{"DataVolume", "/System/Volumes/Data"}, NamedText{"DataVolumeWithSlash", "/System/Volumes/Data/"},
+            NamedText{"UsersOnDataVolume", "/System/Volumes/Data/Users"},
+            NamedText{"UsersOnDataVolumeByDetour", "/System/Volumes/Data/Users/carol/.."})),
+    nameOfProtectedText);
+
+}  // namespace
