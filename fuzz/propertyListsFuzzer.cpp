@@ -1,0 +1,51 @@
+// Property lists of all forms: parsed, written as XML and parsed again, also as deep in other collections as can be.
+
+#include <string>
+
+#include "Platform/PropertyList.h"
+#include "Platform/posix/PropertyListLimits.h"
+#include "Tests/Laws/PropertyListModel.h"
+#include "fuzz/Fuzz.h"
+
+namespace {
+
+std::string repeated(const std::string& text, int count) {
+  std::string result;
+  for (int index = 0; index < count; ++index) result += text;
+  return result;
+}
+
+/// The list in so many arrays around it.
+std::string inArrays(const std::string& xml, int count) {
+  static const std::string kStart = "<plist version=\"1.0\">\n";
+  static const std::string kEnd = "</plist>\n";
+  const size_t start = xml.find(kStart) + kStart.size();
+  const size_t end = xml.size() - kEnd.size();
+  return xml.substr(0, start) + repeated("<array>", count) + xml.substr(start, end - start) +
+         repeated("</array>", count) + kEnd;
+}
+
+void checkWrittenList(const PropertyListValue& value) {
+  const OptionalString xml = platform::xmlPropertyList(value);
+  fuzz::require(xml.has_value(), "what was parsed can be written");
+  const std::optional<PropertyListValue> again = platform::parsePropertyList(*xml);
+  const std::optional<PropertyListValue> expected = laws::afterWriting(value);
+  fuzz::require(again.has_value() == expected.has_value(), "a written list is read unless it holds what XML cannot");
+  if (!again) return;
+  fuzz::require(laws::areSame(*again, *expected), "a written list is read as it was");
+  fuzz::require(platform::xmlPropertyList(*again) == platform::xmlPropertyList(*expected), "equal lists, equal bytes");
+
+  const int room = platform::kDeepestPropertyList - laws::depthOf(value);
+  fuzz::require(platform::parsePropertyList(inArrays(*xml, room)).has_value(), "a list at the limit of depth is read");
+  fuzz::require(!platform::parsePropertyList(inArrays(*xml, room + 1)), "a list that is too deep is none");
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::optional<PropertyListValue> value = platform::parsePropertyList(fuzz::textOf(data, size));
+  if (!value) return 0;
+  fuzz::require(laws::depthOf(*value) <= platform::kDeepestPropertyList, "a list that is too deep is none");
+  checkWrittenList(*value);
+  return 0;
+}
