@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <string>
-#include <vector>
 
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/EntryAttributes.h"
@@ -16,30 +15,35 @@ namespace {
 
 constexpr size_t kChunk = size_t{1} << 20;
 
-/// For file systems and kernels without copy_file_range(2).
+/// For file systems and kernels without copy_file_range(2), and for files that are empty or seem so.
 int copyByReading(int from, int to) {
-  std::vector<char> buffer(kChunk);
+  char buffer[kChunk / 32];
   for (;;) {
-    const ssize_t count = retried([&] { return read(from, buffer.data(), buffer.size()); });
+    const ssize_t count = retried([&] { return read(from, buffer, sizeof buffer); });
     if (count < 0) return errno;
     if (count == 0) return 0;
-    if (!writeAll(to, {buffer.data(), static_cast<size_t>(count)})) return errno;
+    if (!writeAll(to, {buffer, static_cast<size_t>(count)})) return errno;
   }
 }
 
-int copyData(int from, int to) {
-  for (bool isFirst = true;; isFirst = false) {
+int copyData(int from, int to, off_t size) {
+  if (size == 0) return copyByReading(from, to);  // maybe a file below /proc, which is longer than it tells
+  for (off_t copied = 0;;) {
     const ssize_t count = retried([&] { return copy_file_range(from, nullptr, to, nullptr, kChunk * 128, 0); });
-    if (count > 0) continue;
-    // Nothing at the first call may also be a file (below /proc, say) that is longer than it tells.
-    if (isFirst) return copyByReading(from, to);
+    if (count > 0) {
+      copied += count;
+      if (copied == size) return 0;  // what it has grown to since is not waited for
+      continue;
+    }
+    if (copied == 0) return copyByReading(from, to);  // this file system cannot
     return count == 0 ? 0 : errno;
   }
 }
 
 /// Access control lists are extended attributes too.
 void copyExtendedAttributes(int from, int to) {
-  std::string names(kChunk / 16, '\0');  // more than the kernel ever lists
+  if (flistxattr(from, nullptr, 0) <= 0) return;  // nearly always
+  std::string names(kChunk / 16, '\0');           // more than the kernel ever lists
   const ssize_t length = flistxattr(from, names.data(), names.size());
   std::string value(kChunk / 16, '\0');
   for (ssize_t at = 0; at < length;) {
@@ -53,7 +57,7 @@ void copyExtendedAttributes(int from, int to) {
 }  // namespace
 
 int copyFileAndAttributes(int from, int to, const struct stat& source) {
-  const int error = copyData(from, to);
+  const int error = copyData(from, to, source.st_size);
   if (error == 0) copyAttributes(from, to, source);
   return error;
 }

@@ -73,9 +73,11 @@ bool writeAll(int descriptor, std::string_view bytes) {
 std::string errorText(int errorNumber) { return std::generic_category().message(errorNumber); }
 
 std::string randomName(const char* prefix) {
-  static constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+  static constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz012345";  // 32 of them: five bits each
+  unsigned char random[16];
+  arc4random_buf(random, sizeof random);  // one system call, on Linux, for the whole name
   std::string name = prefix;
-  for (int count = 0; count < 16; ++count) name += kLetters[arc4random_uniform(sizeof kLetters - 1)];
+  for (const unsigned char byte : random) name += kLetters[byte & 31U];
   return name;
 }
 
