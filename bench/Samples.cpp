@@ -20,6 +20,22 @@ std::string manifestText(int features) {
   return text + "</requirements></installfeature></install></object-data></domain-object></install>\n";
 }
 
+std::string propertyListText(int records) {
+  std::string text =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+      "<plist version=\"1.0\">\n<dict>\n";
+  for (int record = 0; record < records; ++record) {
+    const std::string number = std::to_string(record);
+    text +=
+        "\t<key>record " + number + "</key>\n\t<dict>\n\t\t<key>count</key>\n\t\t<integer>" + number +
+        "</integer>\n\t\t<key>names</key>\n\t\t<array>\n\t\t\t<string>a</string>\n\t\t\t<string>b &amp; c</string>\n" +
+        "\t\t\t<string>d</string>\n\t\t</array>\n\t\t<key>version</key>\n\t\t<string>6.2.1." + number +
+        "</string>\n\t</dict>\n";
+  }
+  return text + "</dict>\n</plist>\n";
+}
+
 std::string addonRegistryText(int addons) {
   std::string text = "<plist version=\"1.0\"><dict><key>addons</key><array>\n";
   for (int addon = 0; addon < addons; ++addon) {
