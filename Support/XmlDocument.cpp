@@ -198,6 +198,22 @@ class Printer {
   bool _isWellFormed = true;
 };
 
+/// The document's text in the encoding of \a encoder, which is used up; null stands for UTF-8.
+OptionalString printed(const xmlDoc& document, xmlCharEncodingHandler* encoder) {
+  const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
+  if (!bytes) {
+    xmlCharEncCloseFunc(encoder);
+    return std::nullopt;
+  }
+  std::unique_ptr<xmlOutputBuffer, void (*)(xmlOutputBuffer*)> output(xmlOutputBufferCreateBuffer(bytes.get(), encoder),
+                                                                      closeOutput);
+  if (!output) return std::nullopt;
+  if (!Printer(output.get()).printDocument(document)) return std::nullopt;
+  if (xmlOutputBufferFlush(output.get()) < 0) return std::nullopt;
+  output.reset();
+  return std::string(plainText(xmlBufferContent(bytes.get())), static_cast<size_t>(xmlBufferLength(bytes.get())));
+}
+
 }  // namespace
 
 // ----- XmlElement -----
@@ -250,26 +266,15 @@ std::optional<XmlElement> XmlDocument::rootElement() const {
 }
 
 OptionalString XmlDocument::prettyPrinted() const {
-  xmlCharEncodingHandler* encoder = nullptr;  // none means UTF-8
-  if (_document->encoding != nullptr &&
-      xmlParseCharEncoding(plainText(_document->encoding)) != XML_CHAR_ENCODING_UTF8) {
-    encoder = xmlFindCharEncodingHandler(plainText(_document->encoding));
-    if (encoder == nullptr) return std::nullopt;
-  }
-  const bool isEncoded = encoder != nullptr;
-  const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
-  if (!bytes) {
-    xmlCharEncCloseFunc(encoder);
-    return std::nullopt;
-  }
-  std::unique_ptr<xmlOutputBuffer, void (*)(xmlOutputBuffer*)> output(xmlOutputBufferCreateBuffer(bytes.get(), encoder),
-                                                                      closeOutput);
-  if (!output) return std::nullopt;
-  if (!Printer(output.get()).printDocument(*_document)) return std::nullopt;
-  if (xmlOutputBufferFlush(output.get()) < 0) return std::nullopt;
-  output.reset();
-  std::string text(plainText(xmlBufferContent(bytes.get())), static_cast<size_t>(xmlBufferLength(bytes.get())));
-  // Some encodings (UTF-7) can write even the markup in a way that no parser takes for it.
-  if (isEncoded && !parse(text)) return std::nullopt;
+  const char* encoding = _document->encoding != nullptr ? plainText(_document->encoding) : "UTF-8";
+  if (xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8) return printed(*_document, nullptr);
+  xmlCharEncodingHandler* encoder = xmlFindCharEncodingHandler(encoding);
+  if (encoder == nullptr) return std::nullopt;
+  OptionalString text = printed(*_document, encoder);
+  // Some encodings can write even the markup in a way that no parser takes for it (UTF-7), and under some of their
+  // names characters are lost that they do not have ("latin1", with libxml2 over glibc). What says the same is taken
+  // only.
+  const std::unique_ptr<XmlDocument> readAgain = text ? parse(*text) : nullptr;
+  if (!readAgain || printed(*readAgain->_document, nullptr) != printed(*_document, nullptr)) return std::nullopt;
   return text;
 }

@@ -54,9 +54,8 @@ class XmlDocument {
   /// The document as indented text in its own encoding: four spaces a level, "<a></a>" for an empty element, mixed
   /// content on one line, a declaration that always says "standalone", no newline at the end. Characters that the
   /// encoding lacks become numeric references.
-  /// \return none when the document's encoding cannot be written, or an attribute was set to what no XML can hold:
-  /// bytes
-  ///     that are no UTF-8, or a control character.
+  /// \return none when the document cannot be written in its encoding so that it can be read again, or an attribute was
+  ///     set to what no XML can hold: bytes that are no UTF-8, or a control character.
   OptionalString prettyPrinted() const;
 
  private:
