@@ -102,7 +102,8 @@ bool copyItem(const std::string& source, const std::string& target, FileError* e
 /// one of those that readTrustedFile accepts. It is the folder that is copied which is judged, whatever comes to lie at
 /// the path meanwhile. Otherwise as copyItem.
 ///
-/// \param[out] isDistrusted set to whether something is there that must not be trusted. Nothing is copied then.
+/// \param[out] isDistrusted set to whether something is there that must not be trusted. Nothing is copied then, the
+///     policy is not asked, and \a error, when given, holds kNoReadPermission.
 bool copyTrustedFolder(const std::string& source, const std::string& target, bool* isDistrusted,
                        FileError* error = nullptr);
 

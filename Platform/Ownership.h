@@ -35,6 +35,7 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 ///
 /// An entry that has the attributes already costs one system call. A failed entry is passed over, a folder that cannot
 /// be opened with all below it; the walk goes on.
+///
 /// A folder that would give away the machine or a user instead of an instance is refused, with nothing changed: a
 /// protected one (see isProtectedFolder), and one that a link leads to, on any place of the path, which neither root
 /// nor the owner of the folder made. It is the folder that was opened which is judged, whatever the path means by then.
@@ -43,9 +44,9 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 ///     empty folder gives true.
 bool setAttributesBelow(const std::string& folder, const Attributes& attributes, bool* isRefused = nullptr);
 
-/// Whether a folder is the machine's or a user's as a whole: "/", a
-/// system folder at the top of the disk (/etc, /usr, /Library …), the folder of all users' homes, or a user's home
-/// folder itself. Links are followed. Any other folder, also a missing one, gives false.
+/// Whether a folder is the machine's or a user's as a whole: "/", a system folder at the top of the disk (/etc, /usr,
+/// /Library …), the folder of all users' homes, or a user's home folder itself. Links are followed. Any other folder,
+/// also a missing one, gives false; one that cannot be looked at gives true.
 bool isProtectedFolder(const std::string& folder);
 
 }  // namespace platform

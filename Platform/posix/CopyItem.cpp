@@ -89,7 +89,7 @@ class Copy {
     const char* name = target.name.c_str();
     if (linkat(target.folder, temporaryName.c_str(), target.folder, name, 0) == 0) return 0;
     if (errno != EPERM && errno != ENOTSUP && errno != EMLINK) return errno;
-    // A file system without links, or a file that is locked.
+    // A file system without links: there something that has taken the name in this moment would be replaced.
     return renameat(target.folder, temporaryName.c_str(), target.folder, name) == 0 ? 0 : errno;
   }
 

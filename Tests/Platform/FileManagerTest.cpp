@@ -51,6 +51,7 @@ class FileManagerTest : public OutsideTest {
     const bool isCopied = platform::copyTrustedFolder(source, folder / "copied", &isDistrusted, &error);
     EXPECT_EQ(platform::removeItem(folder / "copied"), isCopied);
     if (isCopied) return isDistrusted ? "copied though distrusted" : "copied";
+    EXPECT_EQ(isDistrusted, error.code == platform::kNoReadPermission) << error.code;
     return isDistrusted ? "distrusted" : "failed with " + std::to_string(error.code);
   }
 
