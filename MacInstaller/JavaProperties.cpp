@@ -1,17 +1,21 @@
 #include "MacInstaller/JavaProperties.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 #include <utility>
 
-#include "MacInstaller/StringUtil.h"
 #include "Platform/FileManager.h"
 #include "Platform/SystemLog.h"
 #include "Platform/UserIdentity.h"
+#include "Support/PropertiesEscapes.h"
 #include "Support/TextEncoding.h"
+#include "Support/TextMap.h"
 
 namespace {
 
+constexpr size_t kOrdinaryLine = 32;
+constexpr size_t kPartSize = size_t{1} << 16;
 constexpr char kNoKey[] = "setObjectForKey: key cannot be nil";
 constexpr char kNoValue[] = "setObjectForKey: object cannot be nil";
 
@@ -43,6 +47,20 @@ bool isSeparator(char c) { return c == '=' || c == ':' || c == ' ' || c == '\t';
 /// Whether a backslash before this byte is dropped.
 bool isEscapable(char c) { return c == ':' || c == '\\' || c == '#' || c == ' ' || c == '=' || c == '!'; }
 
+constexpr auto kIsSpecialInKey = [] {
+  std::array<bool, 0x100> isSpecial{};
+  isSpecial['\\'] = isSpecial['='] = isSpecial[':'] = isSpecial[' '] = isSpecial['\t'] = true;
+  return isSpecial;
+}();
+
+/// How many bytes at the start no rule is about: they go over as a whole, which is what makes large files quick.
+size_t plainLength(std::string_view text, bool isInKey) {
+  if (!isInKey) return std::min(text.find('\\'), text.size());
+  size_t length = 0;
+  while (length < text.size() && !kIsSpecialInKey[static_cast<unsigned char>(text[length])]) ++length;
+  return length;
+}
+
 /// Reads a properties file line by line. Its rules differ from Java's, also where they lose data, and files are written
 /// by and for readers that share them: they are not to be corrected.
 class LineReader {
@@ -60,6 +78,11 @@ class LineReader {
 
     bool isInKey = true;
     for (size_t index = 0; index < line.size(); ++index) {
+      if (const size_t length = plainLength(line.substr(index), isInKey); length > 0) {
+        add(line.substr(index, length), isInKey);
+        index += length - 1;
+        continue;
+      }
       const char c = line[index];
       if (c == '\\') {
         const bool isLast = index + 1 == line.size();
@@ -74,12 +97,8 @@ class LineReader {
       if (isSeparator(c) && isInKey) {
         _hasSeparator = true;
         if (_isOption) value += c;  // an option keeps its separators: "-Xdock:name=App" has the value ":name=App"
-      } else if (_hasSeparator) {
-        value += c;
-        _isContinued = false;
-        isInKey = false;
       } else {
-        key += c;
+        add(line.substr(index, 1), isInKey);
       }
     }
     // A line that is to be continued is dropped with its key; the next one then makes an entry without a key.
@@ -90,49 +109,69 @@ class LineReader {
   std::string value;
 
  private:
+  void add(std::string_view bytes, bool& isInKey) {
+    if (!_hasSeparator) {
+      key += bytes;
+      return;
+    }
+    value += bytes;
+    _isContinued = false;
+    isInKey = false;
+  }
+
   bool _isContinued = false;
   bool _hasSeparator = false;
   bool _isOption = false;
 };
 
-std::string escapedKey(const std::string& key) {
-  return text::utf8FromUtf16(StringUtil::convertNSStringTo8859_1Key(text::utf16FromUtf8(key)));
-}
-
-std::string escapedValue(const std::string& value) {
-  return text::utf8FromUtf16(StringUtil::convertNSStringTo8859_1Value(text::utf16FromUtf8(value)));
+bool isAscii(std::string_view text) {
+  unsigned char all = 0;
+  for (const char c : text) all |= static_cast<unsigned char>(c);
+  return all < 0x80;
 }
 
 }  // namespace
 
-JavaProperties::JavaProperties(const OptionalString& file) {
+JavaProperties::JavaProperties() : _dict(std::make_unique<TextMap>()) {}
+
+JavaProperties::~JavaProperties() = default;
+
+JavaProperties::JavaProperties(const OptionalString& file) : JavaProperties() {
   if (!file) return;
   _file = platform::expandingTilde(*file);
   initDictionary();
 }
 
 void JavaProperties::initDictionary() {
-  const OptionalString contents = platform::readFile(*_file);
+  OptionalString contents = platform::readFile(*_file);
   if (!contents) {
     _isFileUnread = platform::exists(*_file);
     return;
   }
+  // Of short lines, which may all be empty, so many need not be expected.
+  const auto lines = static_cast<size_t>(std::count(contents->begin(), contents->end(), '\n'));
+  const size_t size = contents->size();
+  *_dict = TextMap(std::move(*contents));
+  _dict->reserve(std::min(lines, size / kOrdinaryLine));
   LineReader reader;
-  std::string_view rest = *contents;
-  for (bool isLast = false; !isLast;) {
-    const size_t end = rest.find('\n');
-    isLast = end == std::string_view::npos;  // what follows the last line feed is a line too, even when it is empty
-    if (reader.read(trimmed(rest.substr(0, end)))) {
-      _dict[text::utf8FromLatin1(reader.key)] = text::utf8FromLatin1(reader.value);
+  // What follows the last line feed is a line too, even when it is empty.
+  for (size_t begin = 0, end = 0; begin <= size; begin = end + 1) {
+    const std::string_view file = std::string_view(_dict->block()).substr(0, size);
+    end = std::min(file.find('\n', begin), size);
+    if (!reader.read(trimmed(file.substr(begin, end - begin)))) continue;
+    // Reading drops bytes and adds none, so that what is plain ASCII finds room where the line was.
+    if (isAscii(reader.key) && isAscii(reader.value)) {
+      _dict->appendAt(begin, reader.key, reader.value);
+    } else {
+      _dict->append(text::utf8FromLatin1(reader.key), text::utf8FromLatin1(reader.value));
     }
-    if (!isLast) rest.remove_prefix(end + 1);
   }
+  _dict->index();
 }
 
 OptionalString JavaProperties::getPropertyForKey(const std::string& key) const {
-  const auto entry = _dict.find(key);
-  if (entry == _dict.end()) return std::nullopt;
-  return entry->second;
+  const std::optional<std::string_view> value = _dict->find(key);
+  return value ? OptionalString(*value) : std::nullopt;
 }
 
 bool JavaProperties::setProperty(const OptionalString& value, const OptionalString& forKey) {
@@ -140,27 +179,30 @@ bool JavaProperties::setProperty(const OptionalString& value, const OptionalStri
     platform::log(platform::LogLevel::Error, "%s", forKey ? kNoValue : kNoKey);
     return false;
   }
-  _dict[*forKey] = *value;
+  _dict->set(*forKey, *value);
   return true;
 }
 
-void JavaProperties::removePropertyForKey(const std::string& key) { _dict.erase(key); }
+void JavaProperties::removePropertyForKey(const std::string& key) { _dict->remove(key); }
 
 bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
   if (!path && !_file) return false;
   const std::string target = path ? platform::expandingTilde(*path) : *_file;
   if (_isFileUnread && target == *_file) return false;
-  using Entry = std::pair<const std::string, std::string>;
-  std::vector<const Entry*> entries;
-  entries.reserve(_dict.size());
-  for (const Entry& entry : _dict) entries.push_back(&entry);
-  std::sort(entries.begin(), entries.end(),
-            [](const Entry* left, const Entry* right) { return left->first < right->first; });
-  std::string lines;
-  for (const Entry* entry : entries) {
-    if (!entry->first.empty()) lines += escapedKey(entry->first) + "=" + escapedValue(entry->second) + "\n";
-  }
-  return platform::writeFileAtomically(target, lines);
+  return platform::writeFileAtomically(target, [this](const platform::PartWriter& write) {
+    std::string part;
+    for (const auto& [key, value] : _dict->sorted()) {
+      if (key.empty()) continue;
+      properties_escapes::append(key, properties_escapes::Part::Key, part);
+      part += '=';
+      properties_escapes::append(value, properties_escapes::Part::Value, part);
+      part += '\n';
+      if (part.size() < kPartSize) continue;
+      if (!write(part)) return false;
+      part.clear();
+    }
+    return write(part);
+  });
 }
 
 void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {
@@ -174,9 +216,7 @@ void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {
 
 std::vector<std::string> JavaProperties::propertyNames() const {
   std::vector<std::string> names;
-  names.reserve(_dict.size());
-  for (const auto& entry : _dict) names.push_back(entry.first);
-  std::sort(names.begin(), names.end());
+  for (const TextMap::Entry& entry : _dict->sorted()) names.emplace_back(entry.first);
   return names;
 }
 

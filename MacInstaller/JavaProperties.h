@@ -1,11 +1,13 @@
 #ifndef MACINSTALLER_JAVA_PROPERTIES_H_
 #define MACINSTALLER_JAVA_PROPERTIES_H_
 
+#include <memory>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "Support/OptionalString.h"
+
+class TextMap;
 
 /// A Java-style properties file: texts by key, read from one file and saved to one file.
 ///
@@ -18,7 +20,8 @@
 class JavaProperties {
  public:
   /// No entries and no backing file.
-  JavaProperties() = default;
+  JavaProperties();
+  ~JavaProperties();
 
   /// Reads \a file ("~" expanded), which becomes the backing file also when it does not exist: a later save creates
   /// it. An absent path means no backing file. A file that is there but cannot be read (a failing disk, say) leaves the
@@ -62,7 +65,7 @@ class JavaProperties {
  private:
   void initDictionary();
 
-  std::unordered_map<std::string, std::string> _dict;
+  std::unique_ptr<TextMap> _dict;
   OptionalString _file;        // backing file, "~" expanded
   bool _isFileUnread = false;  // it is there, but what it holds is not known
 };

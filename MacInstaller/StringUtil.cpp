@@ -2,24 +2,11 @@
 
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
+#include "Support/PropertiesEscapes.h"
 
 namespace {
 
 constexpr char _quota[] = "\"";
-
-/// What goes into a properties file for a unit that is neither a space nor a backslash: those two are where keys and
-/// values differ.
-void appendEscaped(char16_t unit, std::u16string& result) {
-  if (unit == u'#' || unit == u'!' || unit == u'=' || unit == u':') {
-    result += u'\\';
-    result += unit;
-  } else if (static_cast<std::uint16_t>(unit - 0x20) <= 0x5E) {
-    result += unit;
-  } else {
-    result += u"\\u";
-    StringUtil::addHexDigits(unit, result);
-  }
-}
 
 /// Value of a hexadecimal digit, or -1.
 int digitValue(char16_t unit) {
@@ -35,37 +22,18 @@ int digitValue(char16_t unit) {
 
 std::u16string StringUtil::convertNSStringTo8859_1Key(const std::u16string& key) {
   std::u16string result;
-  result.reserve(key.size());
-  for (const char16_t unit : key) {
-    if (unit == u'\\' || unit == u' ') {
-      result += u'\\';
-      result += unit;
-    } else {
-      appendEscaped(unit, result);
-    }
-  }
+  properties_escapes::append<char16_t>(key, properties_escapes::Part::Key, result);
   return result;
 }
 
 std::u16string StringUtil::convertNSStringTo8859_1Value(const std::u16string& value) {
   std::u16string result;
-  result.reserve(value.size());
-  for (size_t index = 0; index < value.size(); ++index) {
-    const char16_t unit = value[index];
-    if (unit == u'\\') {
-      // Only the "u" is looked at, not what follows it: a backslash before "users" stays single as well, on purpose.
-      const char16_t next = index + 1 < value.size() ? value[index + 1] : u' ';
-      result += next == u'u' ? u"\\" : u"\\\\";
-    } else {
-      appendEscaped(unit, result);
-    }
-  }
+  properties_escapes::append<char16_t>(value, properties_escapes::Part::Value, result);
   return result;
 }
 
 void StringUtil::addHexDigits(std::uint16_t number, std::u16string& toString) {
-  static constexpr char16_t kDigits[] = u"0123456789abcdef";
-  for (int shift = 12; shift >= 0; shift -= 4) toString += kDigits[(number >> shift) & 0xF];
+  properties_escapes::appendHexDigits(number, toString);
 }
 
 std::u16string StringUtil::convertUnicode2Characters(const std::u16string& escaped) {

@@ -1,8 +1,10 @@
 #ifndef PLATFORM_FILE_MANAGER_H_
 #define PLATFORM_FILE_MANAGER_H_
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Platform/Ownership.h"
@@ -128,6 +130,13 @@ OptionalString readTrustedFile(const std::string& path, bool* isDistrusted);
 /// the attributes of the file that the link pointed to.
 /// \return true on success. On false the target is as it was and no temporary file is left.
 bool writeFileAtomically(const std::string& path, const std::string& contents);
+
+/// Takes the next bytes of a file. \return false when they cannot be written.
+using PartWriter = std::function<bool(std::string_view part)>;
+
+/// The same for contents that come part by part: \a produce hands them over in order, and answers false, or throws, to
+/// give up, which is a failure.
+bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce);
 
 }  // namespace platform
 

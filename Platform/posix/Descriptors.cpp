@@ -42,13 +42,13 @@ std::optional<std::vector<std::string>> namesIn(ScopedFd folder) {
   return names;
 }
 
-OptionalString readToEnd(int descriptor, size_t limit) try {
-  std::string bytes;
+OptionalString readToEnd(int descriptor, size_t limit, size_t expected) try {
   constexpr size_t kChunk = 1U << 16;
+  std::string bytes(std::min(expected, limit) + kChunk, '\0');
   size_t used = 0;
   for (;;) {
     // Doubling keeps the cost linear; one byte past the limit tells that the file is longer.
-    if (bytes.size() - used < kChunk) bytes.resize(std::min(bytes.size() * 2 + kChunk, limit + 2 * kChunk));
+    if (bytes.size() == used) bytes.resize(std::min(bytes.size() * 2 + kChunk, limit + 2 * kChunk));
     const ssize_t count = retried([&] { return read(descriptor, &bytes[used], bytes.size() - used); });
     if (count < 0) return std::nullopt;
     if (count == 0) break;

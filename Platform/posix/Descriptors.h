@@ -61,7 +61,7 @@ std::optional<std::vector<std::string>> namesIn(ScopedFd folder);
 ScopedFd openExisting(int folder, const char* path, int flags);
 
 /// Everything from the descriptor's position to its end, or none after an error or past \a limit bytes.
-OptionalString readToEnd(int descriptor, size_t limit);
+OptionalString readToEnd(int descriptor, size_t limit, size_t expected = 0);
 
 /// Writes all of \a bytes. \return false, with errno set, when that cannot be done.
 bool writeAll(int descriptor, std::string_view bytes);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <exception>
 #include <memory>
 
 #include "Platform/UserIdentity.h"
@@ -26,7 +27,7 @@ bool isRegular(int descriptor, struct stat& status) {
 /// Contents of an open file; none unless it is a regular one of a size that we read.
 OptionalString contentsOf(const ScopedFd& file, const struct stat& status) {
   if (status.st_size < 0 || static_cast<unsigned long long>(status.st_size) > kLargestFile) return std::nullopt;
-  return readToEnd(file.get(), kLargestFile);
+  return readToEnd(file.get(), kLargestFile, static_cast<size_t>(status.st_size));
 }
 
 int makeFolder(const std::string& path, const Attributes& attributes) {
@@ -165,6 +166,10 @@ bool createFile(const std::string& path, const std::string& contents, const Attr
 }
 
 bool writeFileAtomically(const std::string& path, const std::string& contents) {
+  return writeFileAtomically(path, [&contents](const PartWriter& write) { return write(contents); });
+}
+
+bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce) {
   // The folder stays open, so that all steps happen in the same one, whatever becomes of its path.
   const std::string parent = path::deletingLastComponent(path);
   const std::string name = path::lastComponent(path);
@@ -188,7 +193,12 @@ bool writeFileAtomically(const std::string& path, const std::string& contents) {
   }
   if (!file) return false;
 
-  bool isDone = writeAll(file.get(), contents);
+  bool isDone = false;
+  try {
+    isDone = produce([&file](std::string_view part) { return writeAll(file.get(), part); });
+  } catch (const std::exception&) {  // out of memory: the temporary file is to go all the same
+    isDone = false;
+  }
   struct stat link;
   const bool isBehindLink =
       fstatat(folder.get(), name.c_str(), &link, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(link.st_mode);

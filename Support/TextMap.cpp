@@ -1,0 +1,136 @@
+#include "Support/TextMap.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+
+namespace {
+
+constexpr size_t kFirstSlots = 64;
+constexpr size_t kBatch = 32;
+/// Runs shorter than this on average are sorted without regard to them.
+constexpr size_t kShortRun = 8;
+
+std::uint32_t hashOf(std::string_view key) { return static_cast<std::uint32_t>(std::hash<std::string_view>()(key)); }
+
+bool isBefore(const TextMap::Entry& left, const TextMap::Entry& right) { return left.first < right.first; }
+
+}  // namespace
+
+std::string_view TextMap::keyOf(const Place& place) const {
+  return std::string_view(_texts).substr(place.begin, place.keyLength);
+}
+
+std::string_view TextMap::valueOf(const Place& place) const {
+  return std::string_view(_texts).substr(place.begin + place.keyLength, place.valueLength);
+}
+
+/// The slot that has the key, or the empty one where it belongs.
+size_t TextMap::slotFor(std::string_view key, std::uint32_t hash) const {
+  const size_t mask = _slots.size() - 1;
+  size_t index = hash & mask;
+  while (_slots[index].place != 0 && (_slots[index].hash != hash || keyOf(_places[_slots[index].place - 1]) != key)) {
+    index = (index + 1) & mask;
+  }
+  return index;
+}
+
+void TextMap::resizeSlots(size_t count) {
+  std::vector<Slot> old(count);
+  old.swap(_slots);
+  const size_t mask = _slots.size() - 1;
+  for (const Slot& slot : old) {
+    if (slot.place == 0) continue;
+    size_t index = slot.hash & mask;
+    while (_slots[index].place != 0) index = (index + 1) & mask;
+    _slots[index] = slot;
+  }
+}
+
+void TextMap::reserve(size_t entries) {
+  size_t count = std::max(kFirstSlots, _slots.size());
+  while (count * 3 < entries * 4) count *= 2;
+  if (count > _slots.size()) resizeSlots(count);
+  _places.reserve(entries);
+}
+
+std::optional<std::string_view> TextMap::find(std::string_view key) const {
+  if (_slots.empty()) return std::nullopt;
+  const std::uint32_t number = _slots[slotFor(key, hashOf(key))].place;
+  if (number == 0 || !_places[number - 1].isThere) return std::nullopt;
+  return valueOf(_places[number - 1]);
+}
+
+void TextMap::append(std::string_view key, std::string_view value) {
+  _places.push_back({_texts.size(), key.size(), value.size(), true});
+  _texts.append(key).append(value);
+}
+
+void TextMap::appendAt(size_t offset, std::string_view key, std::string_view value) {
+  _places.push_back({offset, key.size(), value.size(), true});
+  key.copy(&_texts[offset], key.size());
+  value.copy(&_texts[offset + key.size()], value.size());
+}
+
+void TextMap::set(std::string_view key, std::string_view value) {
+  append(key, value);
+  index();
+}
+
+/// Where a key belongs in a large table is almost never in the processor's cache. So the slots of a batch are asked for
+/// before the first of them is needed.
+void TextMap::index() {
+  std::array<std::uint32_t, kBatch> hashes{};
+  while (_indexed < _places.size()) {
+    const size_t count = std::min(kBatch, _places.size() - _indexed);
+    if ((_indexed + count) * 4 >= _slots.size() * 3) resizeSlots(std::max(kFirstSlots, _slots.size() * 2));
+    for (size_t next = 0; next < count; ++next) {
+      hashes[next] = hashOf(keyOf(_places[_indexed + next]));
+      __builtin_prefetch(&_slots[hashes[next] & (_slots.size() - 1)]);
+    }
+    for (size_t next = 0; next < count; ++next) insert(hashes[next]);
+  }
+}
+
+/// Puts the next place into the table, in the stead of an earlier one of the same key.
+void TextMap::insert(std::uint32_t hash) {
+  Slot& slot = _slots[slotFor(keyOf(_places[_indexed]), hash)];
+  if (slot.place != 0) _places[slot.place - 1].isThere = false;
+  slot = {hash, static_cast<std::uint32_t>(++_indexed)};
+}
+
+void TextMap::remove(std::string_view key) {
+  if (_slots.empty()) return;
+  const std::uint32_t number = _slots[slotFor(key, hashOf(key))].place;
+  if (number != 0) _places[number - 1].isThere = false;  // the key stays, so that others are still found past it
+}
+
+std::vector<TextMap::Entry> TextMap::sorted() const {
+  std::vector<Entry> entries;
+  entries.reserve(_places.size());
+  for (const Place& place : _places) {
+    if (place.isThere) entries.emplace_back(keyOf(place), valueOf(place));
+  }
+  // A file that was saved sorted is in order but for what was added, and one kept by hand mostly in long ordered runs:
+  // those are only merged.
+  std::vector<size_t> bounds = {0};
+  for (size_t index = 1; index < entries.size(); ++index) {
+    if (isBefore(entries[index], entries[index - 1])) bounds.push_back(index);
+  }
+  if (bounds.size() > entries.size() / kShortRun) {
+    std::sort(entries.begin(), entries.end(), isBefore);
+    return entries;
+  }
+  bounds.push_back(entries.size());
+  const auto at = [&entries](size_t index) { return entries.begin() + static_cast<std::ptrdiff_t>(index); };
+  while (bounds.size() > 2) {
+    std::vector<size_t> merged = {0};
+    for (size_t run = 2; run < bounds.size(); run += 2) {
+      std::inplace_merge(at(bounds[run - 2]), at(bounds[run - 1]), at(bounds[run]), isBefore);
+      merged.push_back(bounds[run]);
+    }
+    if (merged.back() != entries.size()) merged.push_back(entries.size());
+    bounds.swap(merged);
+  }
+  return entries;
+}

@@ -1,0 +1,73 @@
+#ifndef SUPPORT_TEXT_MAP_H_
+#define SUPPORT_TEXT_MAP_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// Texts by key, made for files of hundreds of thousands of entries: all texts lie in one block and are found through
+/// one table, instead of each in memory of its own. What is replaced or removed keeps its place in the block, so that
+/// a map is not for keeping a value that changes all the time.
+///
+/// Views that it hands out, and those that it is given, must not outlive the next change, nor lie in the map itself.
+class TextMap {
+ public:
+  using Entry = std::pair<std::string_view, std::string_view>;
+
+  TextMap() = default;
+
+  /// No entries yet, but a block of bytes, say of the file that holds the entries: see `appendAt`.
+  explicit TextMap(std::string block) : _texts(std::move(block)) {}
+
+  /// What was given as the block, as far as no entry has been put over it.
+  const std::string& block() const { return _texts; }
+
+  /// Makes room for so many entries. Not needed, but spares growing in steps.
+  void reserve(size_t entries);
+
+  /// The value of a key; none when the key is not there.
+  std::optional<std::string_view> find(std::string_view key) const;
+
+  /// Stores a value under a key, replacing an earlier one.
+  void set(std::string_view key, std::string_view value);
+
+  /// As set, for many in a row: they are there only from the next `index` on. `appendAt` puts the texts over what the
+  /// block has at an offset, where there must be as many bytes.
+  void append(std::string_view key, std::string_view value);
+  void appendAt(size_t offset, std::string_view key, std::string_view value);
+  void index();
+
+  /// Removes a key; does nothing when it is not there.
+  void remove(std::string_view key);
+
+  /// All entries in the order of the bytes of their keys.
+  std::vector<Entry> sorted() const;
+
+ private:
+  struct Place {
+    size_t begin;  // of the key in _texts; the value follows it
+    size_t keyLength;
+    size_t valueLength;
+    bool isThere;
+  };
+  struct Slot {
+    std::uint32_t hash;
+    std::uint32_t place;  // one more than the index in _places; 0 is an empty slot
+  };
+
+  std::string_view keyOf(const Place& place) const;
+  std::string_view valueOf(const Place& place) const;
+  size_t slotFor(std::string_view key, std::uint32_t hash) const;
+  void insert(std::uint32_t hash);
+  void resizeSlots(size_t count);
+
+  std::string _texts;
+  std::vector<Place> _places;
+  size_t _indexed = 0;       // so many of the places, from the first one on, are in the table
+  std::vector<Slot> _slots;  // a power of two of them, at least half of them empty
+};
+
+#endif

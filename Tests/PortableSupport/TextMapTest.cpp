@@ -1,0 +1,138 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Support/TextMap.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+std::string numbered(const std::string& text, int number) { return text + std::to_string(number); }
+
+/// What sorted() gives, as texts that outlive the map's next change.
+std::vector<std::pair<std::string, std::string>> sortedOf(const TextMap& map) {
+  const std::vector<TextMap::Entry> entries = map.sorted();
+  return {entries.begin(), entries.end()};
+}
+
+TEST(TextMapTest, EmptyMapHasNothing) {
+  TextMap map;
+  EXPECT_EQ(map.find(""), std::nullopt);
+  EXPECT_EQ(map.find("key"), std::nullopt);
+  map.remove("key");
+  map.index();
+  EXPECT_THAT(map.sorted(), IsEmpty());
+}
+
+TEST(TextMapTest, LaterValueReplacesEarlier) {
+  TextMap map;
+  map.set("key", "first");
+  map.set("key", "");
+  map.set("key", "a longer value than the first");
+  EXPECT_EQ(map.find("key"), "a longer value than the first");
+  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("key", "a longer value than the first")));
+}
+
+TEST(TextMapTest, EmptyKeyAndEmptyValueAreTextsLikeOthers) {
+  TextMap map;
+  map.set("", "value");
+  map.set("key", "");
+  EXPECT_EQ(map.find(""), "value");
+  EXPECT_EQ(map.find("key"), "");
+  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("", "value"), Pair("key", "")));
+}
+
+TEST(TextMapTest, TextsMayHoldAnyByte) {
+  TextMap map;
+  const std::string key("a\0b", 3);
+  map.set(key, std::string("\0\xFF", 2));
+  map.set("a", "short");
+  EXPECT_EQ(map.find(key), std::string("\0\xFF", 2));
+  EXPECT_EQ(map.find("a"), "short");
+}
+
+TEST(TextMapTest, RemovedKeyIsGoneAndMayComeBack) {
+  TextMap map;
+  map.set("key", "value");
+  map.set("other", "stays");
+  map.remove("key");
+  EXPECT_EQ(map.find("key"), std::nullopt);
+  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("other", "stays")));
+  map.set("key", "again");
+  EXPECT_EQ(map.find("key"), "again");
+}
+
+TEST(TextMapTest, KeysAreInTheOrderOfTheirUnsignedBytes) {
+  TextMap map;
+  for (const char* key : {"\xC3\xA4", "b", "a", "B", "aa", ""}) map.set(key, "");
+  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("", ""), Pair("B", ""), Pair("a", ""), Pair("aa", ""), Pair("b", ""),
+                                         Pair("\xC3\xA4", "")));
+}
+
+TEST(TextMapTest, AppendedEntriesAreThereFromTheIndexOn) {
+  TextMap map;
+  map.set("key", "old");
+  map.append("key", "new");
+  EXPECT_EQ(map.find("key"), "old");
+  map.index();
+  EXPECT_EQ(map.find("key"), "new");
+}
+
+TEST(TextMapTest, EntriesMayLieInTheBlockThatTheMapWasMadeWith) {
+  TextMap map(" k\\=v \nx = y\n");
+  map.appendAt(0, "k", "v");
+  map.append("k", "appended behind the block");
+  map.appendAt(7, "x", "y");
+  map.index();
+  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("k", "appended behind the block"), Pair("x", "y")));
+}
+
+TEST(TextMapTest, RoomForManyChangesNothing) {
+  TextMap map;
+  map.set("before", "1");
+  map.reserve(10000);
+  map.set("after", "2");
+  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("after", "2"), Pair("before", "1")));
+}
+
+// The whole order, for orders of arrival that are sorted in different ways.
+class TextMapOrderTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(TextMapOrderTest, ManyKeysAreSortedAndFound) {
+  constexpr int kCount = 5000;
+  const std::string order = GetParam();
+  std::vector<std::string> keys;
+  for (int number = 0; number < kCount; ++number) keys.push_back(numbered("key.", number));  // in six ordered runs
+  if (order != "as numbered") std::sort(keys.begin(), keys.end());
+  if (order == "backwards") std::reverse(keys.begin(), keys.end());
+  if (order == "two sorted files") std::rotate(keys.begin(), keys.begin() + kCount / 3, keys.end());
+  if (order == "shuffled") {
+    for (size_t index = 0; index < keys.size(); ++index) std::swap(keys[index], keys[(index * 7919) % keys.size()]);
+  }
+  TextMap map;
+  std::map<std::string, std::string> expected;
+  for (const std::string& key : keys) {
+    map.append(key, "first");
+    map.append(key, "of " + key);
+    expected[key] = "of " + key;
+  }
+  map.index();
+  for (int number = 0; number < kCount; number += 3) {
+    map.remove(numbered("key.", number));
+    expected.erase(numbered("key.", number));
+  }
+  EXPECT_THAT(sortedOf(map), testing::ElementsAreArray(expected.begin(), expected.end()));
+  for (const std::string& key : keys) ASSERT_EQ(map.find(key).has_value(), expected.count(key) == 1) << key;
+}
+
+INSTANTIATE_TEST_SUITE_P(Orders, TextMapOrderTest,
+                         testing::Values("sorted", "as numbered", "backwards", "two sorted files", "shuffled"));
+
+}  // namespace
