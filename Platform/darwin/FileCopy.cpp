@@ -29,6 +29,8 @@ int copyFileAndAttributes(int from, int to, const struct stat& source) {
   return 0;
 }
 
+int renameIfFree(int, const char*, const char*) { return ENOTSUP; }  // renameatx_np(2) came with macOS 10.12
+
 void copyAttributes(int from, int to, const struct stat& source) {
   // Not by fcopyfile's COPYFILE_STAT: it takes the mode over whatever became of the owner, it asks for the mode again
   // (which may be another one by now), and it begins with the flags, which may lock the copy.

@@ -4,6 +4,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 
 #include "Platform/posix/Descriptors.h"
@@ -60,6 +61,11 @@ int copyFileAndAttributes(int from, int to, const struct stat& source) {
   const int error = copyData(from, to, source.st_size);
   if (error == 0) copyAttributes(from, to, source);
   return error;
+}
+
+int renameIfFree(int folder, const char* name, const char* newName) {
+  if (renameat2(folder, name, folder, newName, RENAME_NOREPLACE) == 0) return 0;
+  return errno == EINVAL || errno == ENOSYS ? ENOTSUP : errno;  // the first from a file system, as renameat2(2) has it
 }
 
 void copyAttributes(int from, int to, const struct stat& source) {

@@ -16,6 +16,8 @@ namespace platform {
 
 namespace {
 
+constexpr int kNameAttempts = 8;
+
 std::atomic<CopyPolicy> copyPolicy{nullptr};
 
 /// An entry of an open folder, and its path for the policy and for messages.
@@ -23,9 +25,10 @@ struct Entry {
   int folder;
   std::string name;
   std::string path;
+  bool isFolderNew = false;  // just made by us, so that what it lacks need not be looked for
 
-  Entry child(int openFolder, const std::string& childName) const {
-    return {openFolder, childName, path + "/" + childName};
+  Entry child(int openFolder, const std::string& childName, bool isNew = false) const {
+    return {openFolder, childName, path + "/" + childName, isNew};
   }
 };
 
@@ -37,7 +40,11 @@ class Copy {
   explicit Copy(bool isTrustNeeded) : _isTrustNeeded(isTrustNeeded) {}
 
   /// \return whether the copy goes on with the next item; false once the policy has said stop.
-  bool copyEntry(const Entry& source, const Entry& target, bool isTop) {
+  /// \param type the type of the source's mode, where the folder has told it; 0 otherwise.
+  bool copyEntry(const Entry& source, const Entry& target, bool isTop, mode_t type = 0) {
+    // As it was listed: what has become of the entry since is seen when it is open.
+    if (S_ISDIR(type)) return copyFolder(source, target, isTop);
+    if (S_ISREG(type)) return wentOn(copyFile(source, target, isTop), source, target);
     struct stat status;
     if (fstatat(source.folder, source.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
       return goesOn(readingError("Copy", source.path, errno), source, target);
@@ -47,7 +54,7 @@ class Copy {
     const int error = S_ISREG(status.st_mode)   ? copyFile(source, target, isTop)
                       : S_ISLNK(status.st_mode) ? copyLink(source, target, status)
                                                 : ENOTSUP;
-    return error == 0 || goesOn(writingError("Copy to", target.path, error), source, target);
+    return wentOn(error, source, target);
   }
 
   const FileError& error() const { return _error; }
@@ -62,35 +69,56 @@ class Copy {
   }
 
  private:
-  static int copyFile(const Entry& source, const Entry& target, bool isDurable) {
+  bool wentOn(int error, const Entry& source, const Entry& target) {
+    return error == 0 || goesOn(writingError("Copy to", target.path, error), source, target);
+  }
+
+  int copyFile(const Entry& source, const Entry& target, bool isDurable) {
     const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_NOFOLLOW);
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0) return errno;
     if (!S_ISREG(status.st_mode)) return ENOTSUP;  // exchanged since it was looked at
     struct stat inTheWay;
-    if (fstatat(target.folder, target.name.c_str(), &inTheWay, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
+    if (!target.isFolderNew && fstatat(target.folder, target.name.c_str(), &inTheWay, AT_SYMLINK_NOFOLLOW) == 0) {
+      return EEXIST;
+    }
     // Under its own name it is whole: half a file there would pass for a copy in every later run.
-    const std::string temporaryName = randomName(".tmp.");
-    const ScopedFd to(retried([&] {
-      return openat(target.folder, temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    }));
+    const ScopedFd to = openTemporary(target.folder);
     if (!to) return errno;
     int error = copyFileAndAttributes(from.get(), to.get(), status);
     if (error == 0 && isDurable && fsync(to.get()) != 0) error = errno;
-    if (error == 0) error = giveName(target, temporaryName);
-    (void)unlinkat(target.folder, temporaryName.c_str(), 0);
+    if (error == 0) error = giveName(target);
+    if (error != 0) (void)unlinkat(target.folder, _temporaryName.c_str(), 0);
     if (error == 0) copyFlags(to.get(), status);
     if (error == 0 && isDurable) (void)fsync(target.folder);  // not every file system can
     return error;
   }
 
+  /// A new file under the temporary name, which is free again once the file has its own.
+  ScopedFd openTemporary(int folder) {
+    ScopedFd file;
+    for (int attempt = 0; !file && attempt < kNameAttempts && (attempt == 0 || errno == EEXIST); ++attempt) {
+      if (_temporaryName.empty() || attempt > 0) _temporaryName = randomName(".tmp.");
+      file = ScopedFd(retried([&] {
+        return openat(folder, _temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+      }));
+    }
+    return file;
+  }
+
   /// Gives a finished file its name, unless that is taken. \return 0 or the number of the error.
-  static int giveName(const Entry& target, const std::string& temporaryName) {
+  int giveName(const Entry& target) const {
+    const char* temporaryName = _temporaryName.c_str();
     const char* name = target.name.c_str();
-    if (linkat(target.folder, temporaryName.c_str(), target.folder, name, 0) == 0) return 0;
+    const int error = renameIfFree(target.folder, temporaryName, name);
+    if (error != ENOTSUP) return error;
+    if (linkat(target.folder, temporaryName, target.folder, name, 0) == 0) {
+      (void)unlinkat(target.folder, temporaryName, 0);
+      return 0;
+    }
     if (errno != EPERM && errno != ENOTSUP && errno != EMLINK) return errno;
     // A file system without links: there something that has taken the name in this moment would be replaced.
-    return renameat(target.folder, temporaryName.c_str(), target.folder, name) == 0 ? 0 : errno;
+    return renameat(target.folder, temporaryName, target.folder, name) == 0 ? 0 : errno;
   }
 
   static int copyLink(const Entry& source, const Entry& target, const struct stat& status) {
@@ -108,7 +136,7 @@ class Copy {
   }
 
   bool copyFolder(const Entry& source, const Entry& target, bool isTop) {
-    const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    ScopedFolder from(openExisting(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0)
       return goesOn(readingError("Copy", source.path, errno), source, target);
@@ -127,10 +155,12 @@ class Copy {
     if (isTop && !rememberTarget(to)) return goesOn(writingError("Copy to", target.path, errno), source, target);
     if (isTarget(status)) return true;  // a copy into its own source must not copy itself
 
-    const auto names = namesIn(openExisting(from.get(), ".", O_RDONLY | O_DIRECTORY));
-    if (!names) return goesOn(readingError("Copy", source.path, errno), source, target);
-    for (const std::string& name : *names) {
-      if (!copyEntry(source.child(from.get(), name), target.child(to.get(), name), /*isTop=*/false)) return false;
+    const auto entries = entriesIn(from);
+    if (!entries) return goesOn(readingError("Copy", source.path, errno), source, target);
+    for (const auto& [name, type] : *entries) {
+      const bool isDone =
+          copyEntry(source.child(from.get(), name), target.child(to.get(), name, isNew), /*isTop=*/false, type);
+      if (!isDone) return false;
     }
     copyAttributes(from.get(), to.get(), status);
     copyFlags(to.get(), status);
@@ -149,6 +179,7 @@ class Copy {
     return status.st_dev == _targetDevice && status.st_ino == _targetNode;
   }
 
+  std::string _temporaryName;
   FileError _error;
   bool _isTrustNeeded;
   bool _isDistrusted = false;

@@ -22,24 +22,27 @@ ScopedFd openExisting(int folder, const char* path, int flags) {
   return ScopedFd(retried([&] { return openat(folder, path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
 }
 
-ScopedFolderStream folderStream(ScopedFd folder) {
-  ScopedFolderStream stream(folder ? fdopendir(folder.get()) : nullptr);
-  if (stream) (void)folder.release();  // the stream's now
-  return stream;
+DIR* ScopedFolder::stream() {
+  if (!_stream) {
+    _stream.reset(fdopendir(_descriptor.get()));
+    if (_stream) (void)_descriptor.release();
+  }
+  return _stream.get();
 }
 
-std::optional<std::vector<std::string>> namesIn(ScopedFd folder) {
-  const ScopedFolderStream stream = folderStream(std::move(folder));
-  if (!stream) return std::nullopt;
-  std::vector<std::string> names;
+std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder) {
+  DIR* stream = folder.stream();
+  if (stream == nullptr) return std::nullopt;
+  std::vector<NamedEntry> entries;
   for (;;) {
     errno = 0;
-    const dirent* entry = readdir(stream.get());
+    const dirent* entry = readdir(stream);
     if (entry == nullptr) break;
-    if (!isDotName(entry->d_name)) names.emplace_back(entry->d_name);
+    // DT_UNKNOWN gives 0.
+    if (!isDotName(entry->d_name)) entries.push_back({entry->d_name, static_cast<mode_t>(DTTOIF(entry->d_type))});
   }
   if (errno != 0) return std::nullopt;
-  return names;
+  return entries;
 }
 
 OptionalString readToEnd(int descriptor, size_t limit, size_t expected) try {

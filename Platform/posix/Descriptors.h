@@ -35,11 +35,25 @@ class ScopedFd {
   int _descriptor;
 };
 
-/// Owns an open folder stream.
-struct FolderStreamCloser {
-  void operator()(DIR* stream) const { closedir(stream); }
+/// Owns an open folder, whose entries can be read through the same descriptor.
+class ScopedFolder {
+ public:
+  explicit ScopedFolder(ScopedFd descriptor = ScopedFd()) : _descriptor(std::move(descriptor)) {}
+
+  int get() const { return _stream ? dirfd(_stream.get()) : _descriptor.get(); }
+  explicit operator bool() const { return get() >= 0; }
+
+  /// For readdir(3), from the first entry on when it is asked for the first time; null when there is no memory for it.
+  DIR* stream();
+
+ private:
+  struct Closer {
+    void operator()(DIR* stream) const { closedir(stream); }
+  };
+
+  ScopedFd _descriptor;
+  std::unique_ptr<DIR, Closer> _stream;
 };
-using ScopedFolderStream = std::unique_ptr<DIR, FolderStreamCloser>;
 
 /// Repeats a system call that a signal interrupted.
 template <typename Call>
@@ -51,11 +65,14 @@ auto retried(Call call) -> decltype(call()) {
   return result;
 }
 
-/// Takes over an open folder for reading its entries; empty when that fails.
-ScopedFolderStream folderStream(ScopedFd folder);
+/// The name of an entry of a folder, and the type bits of its mode where the folder tells them, else 0.
+struct NamedEntry {
+  std::string name;
+  mode_t type;
+};
 
-/// The names in an open folder, "." and ".." not, or none after an error.
-std::optional<std::vector<std::string>> namesIn(ScopedFd folder);
+/// The entries of an open folder, "." and ".." not, or none after an error.
+std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder);
 
 /// Opens an existing file or folder, closed on exec; never waits for the other end of a FIFO.
 ScopedFd openExisting(int folder, const char* path, int flags);

@@ -10,6 +10,13 @@ namespace platform {
 /// \return 0, or the number of the error that kept the data from being whole.
 int copyFileAndAttributes(int from, int to, const struct stat& source);
 
+/// Gives an entry of an open folder another name there, in one step, unless that name is taken.
+///
+/// \return 0, or the number of the error: EEXIST when it is taken, ENOTSUP when the system or the file system has no
+/// such
+///     step.
+int renameIfFree(int folder, const char* name, const char* newName);
+
 /// Gives an open file or folder the mode, times and extended attributes of another, and its owner and group; each as
 /// far as permitted. Set-id bits come along only when the owner does.
 void copyAttributes(int from, int to, const struct stat& source);

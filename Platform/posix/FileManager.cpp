@@ -121,7 +121,13 @@ OptionalString resolvedPath(const std::string& path) {
 }
 
 std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {
-  return namesIn(openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY));
+  ScopedFolder folder(openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY));
+  const auto entries = entriesIn(folder);
+  if (!entries) return std::nullopt;
+  std::vector<std::string> names;
+  names.reserve(entries->size());
+  for (const NamedEntry& entry : *entries) names.push_back(entry.name);
+  return names;
 }
 
 // ----- Folders -----

@@ -15,13 +15,13 @@ namespace {
 constexpr size_t kOpenLevels = 32;
 
 struct Level {
-  ScopedFd descriptor;
+  ScopedFolder open;
   struct stat status = {};
   std::string name;          // in the parent
   std::string subfolders;    // names still to enter, each with its NUL
   size_t nextSubfolder = 0;  // where the next of them begins
 
-  WalkedFolder folder() const { return {descriptor.get(), status}; }
+  WalkedFolder folder() const { return {open.get(), status}; }
 };
 
 class Walk {
@@ -47,15 +47,15 @@ class Walk {
   /// Visits the entries of a folder that are no folders and notes those that are.
   bool enter(ScopedFd descriptor, const std::string& name) {
     Level level;
-    level.descriptor = std::move(descriptor);
+    level.open = ScopedFolder(std::move(descriptor));
     level.name = name;
-    if (fstat(level.descriptor.get(), &level.status) != 0) return _visitor.missedEntries();
-    const ScopedFolderStream stream = folderStream(openExisting(level.descriptor.get(), ".", O_RDONLY | O_DIRECTORY));
-    if (!stream && !_visitor.missedEntries()) return false;
+    if (fstat(level.open.get(), &level.status) != 0) return _visitor.missedEntries();
+    DIR* const stream = level.open.stream();
+    if (stream == nullptr && !_visitor.missedEntries()) return false;
     const WalkedFolder folder = level.folder();
-    while (stream) {
+    while (stream != nullptr) {
       errno = 0;
-      const dirent* entry = readdir(stream.get());
+      const dirent* entry = readdir(stream);
       if (entry == nullptr) {
         if (errno != 0 && !_visitor.missedEntries()) return false;
         break;
@@ -78,9 +78,7 @@ class Walk {
   }
 
   bool descend(Level& level, const std::string& name) {
-    const auto open = [&] {
-      return openExisting(level.descriptor.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-    };
+    const auto open = [&] { return openExisting(level.open.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW); };
     ScopedFd below = open();
     if (!below) {
       bool isToBeTriedAgain = false;
@@ -91,7 +89,7 @@ class Walk {
     }
     const size_t depth = _levels.size();
     if (!enter(std::move(below), name)) return false;
-    if (_levels.size() > depth && depth > kOpenLevels) _levels[depth - 1].descriptor = ScopedFd();
+    if (_levels.size() > depth && depth > kOpenLevels) _levels[depth - 1].open = ScopedFolder();
     return true;
   }
 
@@ -99,7 +97,7 @@ class Walk {
     const Level below = std::move(_levels.back());
     _levels.pop_back();
     if (_levels.empty()) return true;  // the top itself is not part of the walk
-    if (!_levels.back().descriptor && !openAgain(below)) return _visitor.missedEntries();
+    if (!_levels.back().open && !openAgain(below)) return _visitor.missedEntries();
     return _visitor.leaveFolder(below.folder(), _levels.back().folder(), below.name.c_str());
   }
 
@@ -107,14 +105,14 @@ class Walk {
   /// meanwhile, the walk goes on at the nearest level that stayed open.
   bool openAgain(const Level& below) {
     Level& level = _levels.back();
-    ScopedFd parent = openExisting(below.descriptor.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    ScopedFd parent = openExisting(below.open.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
     struct stat status;
     if (parent && fstat(parent.get(), &status) == 0 && status.st_dev == level.status.st_dev &&
         status.st_ino == level.status.st_ino) {
-      level.descriptor = std::move(parent);
+      level.open = ScopedFolder(std::move(parent));
       return true;
     }
-    while (!_levels.back().descriptor) _levels.pop_back();
+    while (!_levels.back().open) _levels.pop_back();
     return false;
   }
 

@@ -493,10 +493,10 @@ class Faults {
     std::string names;
     for (const NotedCall& call : calls) names += " " + call.name;
     for (const char* name :
-         {"open",     "openat",     "read",   "write",       "copy_file_range", "fsync",     "ftruncate", "renameat",
-          "unlink",   "mkdir",      "stat",   "fstat",       "lstat",           "fstatat",   "fchmod",    "chmod",
-          "fchmodat", "fchownat",   "fchown", "readlink",    "readlinkat",      "symlinkat", "fdopendir", "readdir",
-          "futimens", "flistxattr", "pipe",   "posix_spawn", "getpwnam_r",      "realpath"}) {
+         {"open",      "openat",   "read",       "write",  "copy_file_range", "fsync",      "ftruncate", "renameat",
+          "renameat2", "unlink",   "mkdir",      "stat",   "fstat",           "lstat",      "fstatat",   "fchmod",
+          "chmod",     "fchmodat", "fchownat",   "fchown", "readlink",        "readlinkat", "symlinkat", "fdopendir",
+          "readdir",   "futimens", "flistxattr", "pipe",   "posix_spawn",     "getpwnam_r", "realpath"}) {
       if (names.find(" " + std::string(name)) != std::string::npos) continue;
       std::fprintf(stderr, "faults: no call of %s is seen in a run\n", name);
       return false;
