@@ -1,5 +1,5 @@
-# What `cmake --install` puts in place: the tool, the static library, its headers, a CMake package and a pkg-config file.
-# The tree that it makes can be moved.
+# What `cmake --install` puts in place: the tool, the static library, its headers, a CMake package, a pkg-config file and
+# the manual pages. The tree that it makes can be moved.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -35,6 +35,11 @@ install(FILES
   DESTINATION ${header_folder}/MacInstaller)
 install(FILES Platform/FileManager.h Platform/Ownership.h DESTINATION ${header_folder}/Platform)
 install(FILES Support/OptionalString.h Support/PropertyListValue.h DESTINATION ${header_folder}/Support)
+
+# The second name of a page is a link to it.
+install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
 install(EXPORT hotfixUninstallTargets NAMESPACE hotfixUninstall:: DESTINATION ${package_folder})
 configure_package_config_file(cmake/hotfixUninstallConfig.cmake.in ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake
