@@ -1,5 +1,5 @@
-# What `cmake --install` puts in place: the tool, the static library, its headers, a CMake package and a pkg-config file.
-# The tree that it makes can be moved.
+# What `cmake --install` puts in place: the tool, the static library, its headers, a CMake package, a pkg-config file, the
+# manual pages and completions for shells. The tree that it makes can be moved.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -35,6 +35,19 @@ install(FILES
   DESTINATION ${header_folder}/MacInstaller)
 install(FILES Platform/FileManager.h Platform/Ownership.h DESTINATION ${header_folder}/Platform)
 install(FILES Support/OptionalString.h Support/PropertyListValue.h DESTINATION ${header_folder}/Support)
+
+# The second name of a page is a link to it.
+install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+
+# Completions, where the shells look for them below the prefix.
+install(FILES completions/hotfixUninstall.bash RENAME hotfixUninstall
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES completions/_hotfixUninstall DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+install(FILES completions/hotfixUninstall.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+
+install(FILES CHANGELOG.md SECURITY.md docs/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 install(EXPORT hotfixUninstallTargets NAMESPACE hotfixUninstall:: DESTINATION ${package_folder})
 configure_package_config_file(cmake/hotfixUninstallConfig.cmake.in ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake
