@@ -5,7 +5,9 @@
 #include <libxml/tree.h>
 #include <libxml/xmlIO.h>
 
+#include <array>
 #include <climits>
+#include <utility>
 
 #include "Support/TextEncoding.h"
 
@@ -25,9 +27,18 @@ void closeOutput(xmlOutputBuffer* output) { xmlOutputBufferClose(output); }
 const xmlChar* xmlText(const std::string& text) { return reinterpret_cast<const xmlChar*>(text.c_str()); }
 const char* plainText(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
 
-std::string qualifiedName(const xmlNs* space, const xmlChar* name) {
-  const bool hasPrefix = space != nullptr && space->prefix != nullptr;
-  return hasPrefix ? std::string(plainText(space->prefix)) + ":" + plainText(name) : plainText(name);
+/// Whether this is an element's qualified name, prefix included.
+bool isNamed(const xmlNode& element, const std::string& name) {
+  const bool hasPrefix = element.ns != nullptr && element.ns->prefix != nullptr;
+  return hasPrefix ? std::string(plainText(element.ns->prefix)) + ":" + plainText(element.name) == name
+                   : plainText(element.name) == name;
+}
+
+/// The one text that an attribute's value nearly always is; null when it is something else.
+xmlNode* onlyText(const xmlAttr& attribute) {
+  xmlNode* content = attribute.children;
+  const bool isText = content != nullptr && content->next == nullptr && content->type == XML_TEXT_NODE;
+  return isText && content->content != nullptr ? content : nullptr;
 }
 
 // ----- Parsing -----
@@ -57,161 +68,209 @@ bool isText(const xmlNode* node) {
   return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE || node->type == XML_ENTITY_REF_NODE;
 }
 
-/// Drops white space between elements and alone in one. White space in mixed content separates words and stays.
-void dropBlankText(xmlNode* parent) {
-  bool isMixed = false;
-  for (const xmlNode* child = parent->children; child != nullptr; child = child->next) {
-    isMixed = isMixed || (isText(child) && !isBlankText(child));
+/// Whether white space in an element is content: in mixed content it separates words. Elsewhere it only lays the file
+/// out, and counts as not being there.
+bool isMixed(xmlNode& element) {
+  for (const xmlNode* child = element.children; child != nullptr; child = child->next) {
+    if (isText(child) && !isBlankText(child)) return true;
   }
-  const bool keepsBlanks = isMixed || xmlNodeGetSpacePreserve(parent) == 1;
-  for (xmlNode *child = parent->children, *next = nullptr; child != nullptr; child = next) {
-    next = child->next;
-    if (child->type == XML_ELEMENT_NODE) {
-      dropBlankText(child);
-    } else if (!keepsBlanks && isBlankText(child)) {
-      xmlUnlinkNode(child);
-      xmlFreeNode(child);
-    }
-  }
+  return xmlNodeGetSpacePreserve(&element) == 1;
 }
 
 // ----- Printing -----
 
-/// Prints a document into an output buffer, by the rules of prettyPrinted.
+/// By byte, whether it stands for itself. A carriage return would be read back as a line feed, and in an attribute a
+/// line feed and a tab as spaces.
+constexpr std::array<bool, 0x100> plainBytes(bool inAttribute) {
+  std::array<bool, 0x100> isPlain{};
+  for (size_t byte = 0x20; byte < isPlain.size(); ++byte) isPlain[byte] = true;
+  isPlain['&'] = isPlain['<'] = isPlain['>'] = false;
+  isPlain['\t'] = isPlain['\n'] = isPlain['"'] = !inAttribute;
+  return isPlain;
+}
+
+constexpr auto kIsPlain = plainBytes(false);
+constexpr auto kIsPlainInAttribute = plainBytes(true);
+
+/// Prints a document as UTF-8, by the rules of prettyPrinted.
 class Printer {
  public:
-  explicit Printer(xmlOutputBuffer* output) : _output(output) {}
+  /// \param expectedSize of the text, about; spares growing in steps.
+  Printer(const xmlDoc& document, size_t expectedSize) : _document(document) { _text.reserve(expectedSize); }
 
-  /// \return false when an attribute was given a text that XML cannot hold.
-  bool printDocument(const xmlDoc& document) {
-    printDeclaration(document);
-    for (xmlNode* node = document.children; node != nullptr; node = node->next) {
-      write("\n");
-      printNode(document, *node, 0);
+  /// \return none when an attribute was given a text that XML cannot hold.
+  OptionalString print() {
+    printDeclaration();
+    for (xmlNode* node = _document.children; node != nullptr; node = node->next) {
+      _text += '\n';
+      printNode(*node, 0);
     }
-    return _isWellFormed;
+    return _isWellFormed ? OptionalString(std::move(_text)) : std::nullopt;
   }
 
  private:
-  static constexpr int kIndentation = 4;
+  static constexpr size_t kIndentation = 4;
+  static constexpr int kOnOneLine = -1;
 
-  void write(const char* text) { xmlOutputBufferWriteString(_output, text); }
-  void write(const std::string& text) { xmlOutputBufferWrite(_output, static_cast<int>(text.size()), text.c_str()); }
-
-  void printDeclaration(const xmlDoc& document) {
+  void printDeclaration() {
     // libxml2 has 1 and 0 for "yes" and "no", -1 for no declaration, -2 for one that says nothing.
-    const bool hadDeclaration = document.standalone != -1;
-    const bool isStandalone = document.standalone == 1 || document.standalone == -2;
-    write("<?xml version=\"");
-    write(document.version != nullptr ? plainText(document.version) : "1.0");
-    write("\"");
-    const char* encoding = document.encoding != nullptr ? plainText(document.encoding) : nullptr;
+    const bool hadDeclaration = _document.standalone != -1;
+    const bool isStandalone = _document.standalone == 1 || _document.standalone == -2;
+    _text += "<?xml version=\"";
+    _text += _document.version != nullptr ? plainText(_document.version) : "1.0";
+    _text += '"';
+    const char* encoding = _document.encoding != nullptr ? plainText(_document.encoding) : nullptr;
     if (encoding == nullptr && !hadDeclaration) encoding = "UTF-8";
-    if (encoding != nullptr) write(std::string(" encoding=\"") + encoding + "\"");
-    write(isStandalone ? " standalone=\"yes\"?>" : " standalone=\"no\"?>");
+    if (encoding != nullptr) _text.append(" encoding=\"").append(encoding) += '"';
+    _text += isStandalone ? " standalone=\"yes\"?>" : " standalone=\"no\"?>";
   }
 
-  void printNode(const xmlDoc& document, xmlNode& node, int level) {
+  void printNode(xmlNode& node, int level) {
     switch (node.type) {
       case XML_ELEMENT_NODE:
-        printElement(document, node, level);
+        printElement(node, level);
         break;
       case XML_TEXT_NODE:
       case XML_CDATA_SECTION_NODE:
-        writeEscaped(plainText(node.content), /*inAttribute=*/false);
+        printEscaped(plainText(node.content), /*inAttribute=*/false);
         break;
-      default:  // comments, processing instructions, the DTD: as libxml2 writes them
-        xmlNodeDumpOutput(_output, const_cast<xmlDoc*>(&document), &node, 0, 0, "UTF-8");
+      default:
+        printAsLibraryDoes(node);
         break;
     }
   }
 
-  void printElement(const xmlDoc& document, xmlNode& element, int level) {
-    const std::string name = qualifiedName(element.ns, element.name);
-    write("<" + name);
+  void printElement(xmlNode& element, int level) {
+    _text += '<';
+    printName(element.ns, element.name);
     for (const xmlNs* space = element.nsDef; space != nullptr; space = space->next) {
-      write(space->prefix != nullptr ? std::string(" xmlns:") + plainText(space->prefix) : " xmlns");
-      write("=\"");
-      writeEscaped(space->href != nullptr ? plainText(space->href) : "", /*inAttribute=*/true);
-      write("\"");
+      _text += " xmlns";
+      if (space->prefix != nullptr) _text.append(":").append(plainText(space->prefix));
+      _text += "=\"";
+      printEscaped(plainText(space->href), /*inAttribute=*/true);
+      _text += '"';
     }
-    for (xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
-      write(" " + qualifiedName(attribute->ns, attribute->name) + "=\"");
-      const Owned<xmlChar, freeText> value(xmlNodeListGetString(element.doc, attribute->children, 1));
-      writeEscaped(value ? plainText(value.get()) : "", /*inAttribute=*/true);
-      write("\"");
+    for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
+      _text += ' ';
+      printName(attribute->ns, attribute->name);
+      _text += "=\"";
+      printValue(*attribute);
+      _text += '"';
     }
-    write(">");
+    _text += '>';
+    printContent(element, level);
+    _text += "</";
+    printName(element.ns, element.name);
+    _text += '>';
+  }
 
-    bool isMixed = xmlNodeGetSpacePreserve(&element) == 1;
-    for (const xmlNode* child = element.children; child != nullptr; child = child->next) {
-      isMixed = isMixed || isText(child);
-    }
+  void printContent(xmlNode& element, int level) {
+    const bool isOneText = isMixed(element);
     // Once inside mixed content, every added blank would be content.
-    const bool isIndented = !isMixed && level != kOnOneLine && element.children != nullptr;
+    const bool isIndented = !isOneText && level != kOnOneLine;
+    bool hasContent = false;
     for (xmlNode* child = element.children; child != nullptr; child = child->next) {
-      if (isIndented)
-        write("\n" + std::string(static_cast<size_t>(kIndentation) * (static_cast<size_t>(level) + 1), ' '));
-      printNode(document, *child, isIndented ? level + 1 : kOnOneLine);
+      if (!isOneText && isBlankText(child)) continue;
+      hasContent = true;
+      if (isIndented) beginLine(level + 1);
+      printNode(*child, isIndented ? level + 1 : kOnOneLine);
     }
-    if (isIndented) write("\n" + std::string(static_cast<size_t>(kIndentation) * static_cast<size_t>(level), ' '));
-    write("</" + name + ">");
+    if (isIndented && hasContent) beginLine(level);
   }
 
-  void writeEscaped(const char* text, bool inAttribute) {
+  void beginLine(int level) { (_text += '\n').append(kIndentation * static_cast<size_t>(level), ' '); }
+
+  void printName(const xmlNs* space, const xmlChar* name) {
+    if (space != nullptr && space->prefix != nullptr) (_text += plainText(space->prefix)) += ':';
+    _text += plainText(name);
+  }
+
+  void printValue(const xmlAttr& attribute) {
+    if (const xmlNode* text = onlyText(attribute)) {
+      printEscaped(plainText(text->content), /*inAttribute=*/true);
+      return;
+    }
+    const Owned<xmlChar, freeText> value(xmlNodeListGetString(attribute.doc, attribute.children, 1));
+    printEscaped(plainText(value.get()), /*inAttribute=*/true);
+  }
+
+  void printEscaped(const char* text, bool inAttribute) {
+    if (text == nullptr) return;
     _isWellFormed = _isWellFormed && text::isValidUtf8(text);
-    std::string escaped;
-    for (const char* at = text; at != nullptr && *at != '\0'; ++at) {
-      switch (*at) {
-        case '&':
-          escaped += "&amp;";
-          break;
-        case '<':
-          escaped += "&lt;";
-          break;
-        case '>':
-          escaped += "&gt;";
-          break;
-        case '\r':  // a plain one would be read back as a line feed
-          escaped += "&#13;";
-          break;
-        case '"':
-          escaped += inAttribute ? "&quot;" : "\"";
-          break;
-        case '\t':  // in an attribute plain ones would be read back as spaces
-          escaped += inAttribute ? "&#9;" : "\t";
-          break;
-        case '\n':
-          escaped += inAttribute ? "&#10;" : "\n";
-          break;
-        default:
-          _isWellFormed = _isWellFormed && static_cast<unsigned char>(*at) >= 0x20;
-          escaped += *at;
-      }
+    const auto& isPlain = inAttribute ? kIsPlainInAttribute : kIsPlain;
+    while (*text != '\0') {
+      const char* end = text;
+      while (isPlain[static_cast<unsigned char>(*end)]) ++end;
+      _text.append(text, static_cast<size_t>(end - text));
+      if (*end == '\0') return;
+      printReference(*end);
+      text = end + 1;
     }
-    write(escaped);
   }
 
-  static constexpr int kOnOneLine = -1;
+  void printReference(char character) {
+    switch (character) {
+      case '&':
+        _text += "&amp;";
+        break;
+      case '<':
+        _text += "&lt;";
+        break;
+      case '>':
+        _text += "&gt;";
+        break;
+      case '"':
+        _text += "&quot;";
+        break;
+      case '\r':
+        _text += "&#13;";
+        break;
+      case '\t':
+        _text += "&#9;";
+        break;
+      case '\n':
+        _text += "&#10;";
+        break;
+      default:  // a control character
+        _isWellFormed = false;
+    }
+  }
 
-  xmlOutputBuffer* _output;
+  /// Comments, processing instructions, the DTD.
+  void printAsLibraryDoes(xmlNode& node) {
+    const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
+    if (!bytes || xmlNodeDump(bytes.get(), const_cast<xmlDoc*>(&_document), &node, 0, 0) < 0) {
+      _isWellFormed = false;
+    } else {
+      _text += plainText(xmlBufferContent(bytes.get()));
+    }
+  }
+
+  const xmlDoc& _document;
+  std::string _text;
   bool _isWellFormed = true;
 };
 
-/// The document's text in the encoding of \a encoder, which is used up; null stands for UTF-8.
-OptionalString printed(const xmlDoc& document, xmlCharEncodingHandler* encoder) {
+/// A UTF-8 text in the encoding of \a encoder, which is used up; none when it cannot be had.
+OptionalString encoded(const std::string& utf8, xmlCharEncodingHandler* encoder) {
   const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
-  if (!bytes) {
+  if (!bytes || utf8.size() > INT_MAX) {
     xmlCharEncCloseFunc(encoder);
     return std::nullopt;
   }
   std::unique_ptr<xmlOutputBuffer, void (*)(xmlOutputBuffer*)> output(xmlOutputBufferCreateBuffer(bytes.get(), encoder),
                                                                       closeOutput);
   if (!output) return std::nullopt;
-  if (!Printer(output.get()).printDocument(document)) return std::nullopt;
+  xmlOutputBufferWrite(output.get(), static_cast<int>(utf8.size()), utf8.c_str());
   if (xmlOutputBufferFlush(output.get()) < 0) return std::nullopt;
   output.reset();
   return std::string(plainText(xmlBufferContent(bytes.get())), static_cast<size_t>(xmlBufferLength(bytes.get())));
+}
+
+/// None for one that only a DTD gives as a default.
+const xmlAttr* carriedAttribute(const xmlNode* element, const std::string& name) {
+  const xmlAttr* attribute = xmlHasNsProp(element, xmlText(name), nullptr);
+  return attribute != nullptr && attribute->type == XML_ATTRIBUTE_NODE ? attribute : nullptr;
 }
 
 }  // namespace
@@ -221,22 +280,28 @@ OptionalString printed(const xmlDoc& document, xmlCharEncodingHandler* encoder) 
 std::vector<XmlElement> XmlElement::children(const std::string& name) const {
   std::vector<XmlElement> result;
   for (xmlNode* child = _node->children; child != nullptr; child = child->next) {
-    if (child->type == XML_ELEMENT_NODE && qualifiedName(child->ns, child->name) == name)
-      result.push_back(XmlElement(child));
+    if (child->type == XML_ELEMENT_NODE && isNamed(*child, name)) result.push_back(XmlElement(child));
   }
   return result;
 }
 
 OptionalString XmlElement::attribute(const std::string& name) const {
-  const xmlAttr* attribute = xmlHasNsProp(_node, xmlText(name), nullptr);
-  if (attribute == nullptr || attribute->type != XML_ATTRIBUTE_NODE)
-    return std::nullopt;  // a DTD's default is not carried
+  const xmlAttr* attribute = carriedAttribute(_node, name);
+  if (attribute == nullptr) return std::nullopt;
+  if (const xmlNode* text = onlyText(*attribute)) return std::string(plainText(text->content));
   const Owned<xmlChar, freeText> value(xmlNodeListGetString(_node->doc, attribute->children, 1));
   return std::string(value ? plainText(value.get()) : "");
 }
 
 void XmlElement::setAttribute(const std::string& name, const std::string& value) const {
-  if (attribute(name)) xmlSetNsProp(_node, nullptr, xmlText(name), xmlText(value));
+  const xmlAttr* attribute = carriedAttribute(_node, name);
+  if (attribute == nullptr) return;
+  xmlNode* text = onlyText(*attribute);
+  if (text != nullptr && attribute->atype != XML_ATTRIBUTE_ID) {
+    xmlNodeSetContent(text, xmlText(value));  // as xmlSetNsProp, without a new node
+  } else {
+    xmlSetNsProp(_node, nullptr, xmlText(name), xmlText(value));
+  }
 }
 
 // ----- XmlDocument -----
@@ -253,7 +318,7 @@ std::unique_ptr<XmlDocument> XmlDocument::parse(const std::string& bytes) {
       xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, options)));
   // A text past the limit ends the parsing without making the document ill-formed: only this tells that it is cut.
   if (document->_document == nullptr || context->disableSAX != 0) return nullptr;
-  if (xmlNode* root = xmlDocGetRootElement(document->_document)) dropBlankText(root);
+  document->_expectedSize = bytes.size() + bytes.size() / 4;
   return document;
 }
 
@@ -267,14 +332,15 @@ std::optional<XmlElement> XmlDocument::rootElement() const {
 
 OptionalString XmlDocument::prettyPrinted() const {
   const char* encoding = _document->encoding != nullptr ? plainText(_document->encoding) : "UTF-8";
-  if (xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8) return printed(*_document, nullptr);
+  const OptionalString text = Printer(*_document, _expectedSize).print();
+  if (!text || xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8) return text;
   xmlCharEncodingHandler* encoder = xmlFindCharEncodingHandler(encoding);
   if (encoder == nullptr) return std::nullopt;
-  OptionalString text = printed(*_document, encoder);
+  OptionalString bytes = encoded(*text, encoder);
   // Some encodings can write even the markup in a way that no parser takes for it (UTF-7), and under some of their
   // names characters are lost that they do not have ("latin1", with libxml2 over glibc). What says the same is taken
   // only.
-  const std::unique_ptr<XmlDocument> readAgain = text ? parse(*text) : nullptr;
-  if (!readAgain || printed(*readAgain->_document, nullptr) != printed(*_document, nullptr)) return std::nullopt;
-  return text;
+  const std::unique_ptr<XmlDocument> readAgain = bytes ? parse(*bytes) : nullptr;
+  if (!readAgain || Printer(*readAgain->_document, text->size()).print() != text) return std::nullopt;
+  return bytes;
 }

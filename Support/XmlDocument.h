@@ -38,8 +38,8 @@ class XmlDocument {
  public:
   /// Parses a whole file's bytes, in the encoding that they declare.
   ///
-  /// Text of nothing but white space is dropped, unless it stands in mixed content or below xml:space="preserve".
-  /// CDATA becomes plain text, and entities that the document defines itself are resolved.
+  /// Text of nothing but white space counts as not being there, unless it stands in mixed content or below
+  /// xml:space="preserve". CDATA becomes plain text, and entities that the document defines itself are resolved.
   /// \return empty when the bytes are not well-formed, go past a limit, or refer to an external entity in their
   ///     content. Nothing is logged or printed.
   static std::unique_ptr<XmlDocument> parse(const std::string& bytes);
@@ -60,7 +60,8 @@ class XmlDocument {
 
  private:
   explicit XmlDocument(_xmlDoc* document) : _document(document) {}
-  _xmlDoc* _document;  // owned
+  _xmlDoc* _document;        // owned
+  size_t _expectedSize = 0;  // of its text when it is printed, about
 };
 
 #endif
