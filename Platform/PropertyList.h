@@ -25,6 +25,7 @@ std::optional<PropertyListValue> parsePropertyList(const std::string& bytes);
 ///
 /// \return none when the value holds a text that is no UTF-8, or has a U+0000: no property list can hold it.
 OptionalString xmlPropertyList(const PropertyListValue& value);
+OptionalString xmlPropertyList(const PropertyListValue::Dictionary& dictionary);
 
 /// Reads the file at \a path (see readFile) as a property list that has a dictionary at its root.
 ///

@@ -1,6 +1,7 @@
 #include "Support/TextEncoding.h"
 
 #include <cstdint>
+#include <cstring>
 
 namespace text {
 
@@ -67,18 +68,30 @@ void appendUtf8(char32_t character, std::string& result) {
   }
 }
 
+/// How many bytes at the start are ASCII; taken eight at a time, as nearly all texts are nothing else.
+size_t asciiLength(std::string_view bytes) {
+  size_t length = 0;
+  for (std::uint64_t eight; bytes.size() - length >= sizeof eight; length += sizeof eight) {
+    std::memcpy(&eight, bytes.data() + length, sizeof eight);
+    if ((eight & 0x8080808080808080U) != 0) break;
+  }
+  while (length < bytes.size() && static_cast<unsigned char>(bytes[length]) < 0x80) ++length;
+  return length;
+}
+
 bool isHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool isLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 }  // namespace
 
 bool isValidUtf8(std::string_view bytes) {
-  while (!bytes.empty()) {
+  for (;;) {
+    bytes.remove_prefix(asciiLength(bytes));
+    if (bytes.empty()) return true;
     const Decoded decoded = decode(bytes);
     if (!decoded.isWellFormed) return false;
     bytes.remove_prefix(decoded.length);
   }
-  return true;
 }
 
 std::u16string utf16FromUtf8(std::string_view utf8) {

@@ -16,9 +16,11 @@
 #include <string>
 
 #include "MacInstaller/InstallManifest.h"
+#include "MacInstaller/InstallUtil.h"
 #include "MacInstaller/InstanceService.h"
 #include "MacInstaller/JavaProperties.h"
 #include "Platform/FileManager.h"
+#include "Platform/PropertyList.h"
 #include "bench/Samples.h"
 #include "bench/ScratchFolder.h"
 
@@ -51,6 +53,37 @@ void makeAddons(const ScratchFolder& folder, int addons) {
   (void)folder.makeFile("home/addonInfo.plist", addonRegistryText(addons));
 }
 
+void makeSourceTree(const ScratchFolder& folder, int entries) {
+  (void)folder.makeTree("source", entries);
+  (void)platform::createFolder(folder / "target", platform::Parents::Required);
+}
+
+bool mergeTrees(const ScratchFolder& folder) {
+  platform::setCopyPolicy([](const platform::FileError& error, const std::string&, const std::string&) {
+    return error.code == platform::kFileExists;
+  });
+  return platform::copyItem(folder / "source", folder / "target");
+}
+
+void makeList(const ScratchFolder& folder, int records) { (void)folder.makeFile("list", propertyListText(records)); }
+
+bool rewriteList(const ScratchFolder& folder) {
+  const auto list = platform::readDictionary(folder / "list");
+  return list && platform::writeDictionary(folder / "saved", *list);
+}
+
+/// What the processes that are made wait at: its other end is closed when this program ends.
+int waitingRoom[2];
+
+void startProcesses(const ScratchFolder&, int count) {
+  for (; count > 0; --count) {
+    if (fork() != 0) continue;
+    char end;
+    close(waitingRoom[1]);
+    _exit(read(waitingRoom[0], &end, 1) == 0 ? 0 : 1);
+  }
+}
+
 const std::map<std::string, Work>& works() {
   static const std::map<std::string, Work> all = {
       {"walkThatChanges", {makeTree, [](const auto& folder) { return setModes(folder, 0770); }}},
@@ -67,6 +100,11 @@ const std::map<std::string, Work>& works() {
           const JavaProperties properties(folder / "properties");
           return properties.savePropertiesToFile(folder / "saved");
         }}},
+      {"mergeTree", {makeSourceTree, mergeTrees}},
+      {"listRewrite", {makeList, rewriteList}},
+      {"runningCheck",
+       {startProcesses,
+        [](const auto&) { return !InstallUtil::checkBundleIsRunning(std::string("/Applications/Vantelmor.app")); }}},
       {"manifestRewriteAndSave",
        {makeManifest,
         [](const auto& folder) {
@@ -102,6 +140,7 @@ int main(int argc, char* argv[]) {
     for (const auto& [name, unused] : works()) std::fprintf(stderr, "  %s\n", name.c_str());
     return 2;
   }
+  if (pipe(waitingRoom) != 0) return 1;
   const ScratchFolder folder;
   prepareElsewhere(work->second, folder, std::atoi(argv[2]));
 

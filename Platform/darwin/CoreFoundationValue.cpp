@@ -213,6 +213,8 @@ Scoped<CFTypeRef> objectFrom(const PropertyListValue& value) {
   return Scoped<CFTypeRef>(dataObject(value.asData()->bytes).release());
 }
 
+Scoped<CFTypeRef> objectFrom(const PropertyListValue::Dictionary& dictionary) { return dictionaryObject(dictionary); }
+
 std::optional<PropertyListValue> valueFrom(CFTypeRef object, const std::vector<std::string>* keys) {
   return ListReader(keys).read(object, 0);
 }

@@ -43,6 +43,7 @@ std::string bytesFrom(CFDataRef data);
 
 /// A property list value as an object; empty when it holds a text that is no UTF-8, or one with a U+0000.
 Scoped<CFTypeRef> objectFrom(const PropertyListValue& value);
+Scoped<CFTypeRef> objectFrom(const PropertyListValue::Dictionary& dictionary);
 
 /// A property list object as a value.
 ///

@@ -14,6 +14,14 @@ std::optional<PropertyListValue> readByCoreFoundation(const std::string& list, c
   return valueFrom(object.get(), keys);
 }
 
+OptionalString xmlOf(const Scoped<CFTypeRef>& list) {
+  if (!list) return std::nullopt;
+  const Scoped<CFDataRef> text(
+      CFPropertyListCreateData(kCFAllocatorDefault, list.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  if (!text) return std::nullopt;
+  return bytesFrom(text.get());
+}
+
 }  // namespace
 
 std::optional<PropertyListValue> readSafeBinaryList(const std::string& bytes) {
@@ -24,13 +32,10 @@ std::optional<PropertyListValue> readPlainXmlList(const PlainXmlPropertyList& li
   return readByCoreFoundation(list.text, &list.keys);
 }
 
-OptionalString xmlPropertyList(const PropertyListValue& value) {
-  const Scoped<CFTypeRef> list = objectFrom(value);
-  if (!list) return std::nullopt;
-  const Scoped<CFDataRef> text(
-      CFPropertyListCreateData(kCFAllocatorDefault, list.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
-  if (!text) return std::nullopt;
-  return bytesFrom(text.get());
+OptionalString xmlPropertyList(const PropertyListValue& value) { return xmlOf(objectFrom(value)); }
+
+OptionalString xmlPropertyList(const PropertyListValue::Dictionary& dictionary) {
+  return xmlOf(objectFrom(dictionary));
 }
 
 }  // namespace platform

@@ -82,10 +82,10 @@ std::optional<PropertyListValue::Date> dateFrom(plist_t node) {
 /// Turns libplist's tree into a value.
 class TreeReader {
  public:
-  /// \param keys what the keys in the tree are numbers of, or null when they stand for themselves.
+  /// \param keys the keys, when those in the tree are but their numbers in this order, or null.
   explicit TreeReader(const std::vector<std::string>* keys) : _keys(keys) {}
 
-  std::optional<PropertyListValue> valueFrom(plist_t node) const {
+  std::optional<PropertyListValue> valueFrom(plist_t node) {
     std::uint64_t size = 0;
     switch (plist_get_node_type(node)) {
       case PLIST_BOOLEAN: {
@@ -131,7 +131,7 @@ class TreeReader {
   }
 
  private:
-  std::optional<PropertyListValue> arrayFrom(plist_t node) const {
+  std::optional<PropertyListValue> arrayFrom(plist_t node) {
     PropertyListValue::Array array;
     array.reserve(plist_array_get_size(node));
     plist_array_iter iterator = nullptr;
@@ -146,25 +146,28 @@ class TreeReader {
     return PropertyListValue(std::move(array));
   }
 
-  std::optional<PropertyListValue> dictionaryFrom(plist_t node) const {
+  std::optional<PropertyListValue> dictionaryFrom(plist_t node) {
     PropertyListValue::Dictionary dictionary;
     plist_dict_iter iterator = nullptr;
     plist_dict_new_iter(node, &iterator);
     const ScopedMemory<void> owner(iterator);
     while (true) {
-      char* key = nullptr;
+      char* text = nullptr;
       plist_t element = nullptr;
-      plist_dict_next_item(node, iterator, &key, &element);
-      const ScopedMemory<char> keyOwner(key);
+      plist_dict_next_item(node, iterator, _keys == nullptr ? &text : nullptr, &element);
+      const ScopedMemory<char> textOwner(text);
       if (!element) return PropertyListValue(std::move(dictionary));
+      std::string key = _keys == nullptr ? text : (*_keys)[_nextKey++];
       std::optional<PropertyListValue> value = valueFrom(element);
       if (!value) return std::nullopt;
-      // The tree keeps the order of the list: the last one of equal keys counts.
-      dictionary.insert_or_assign(_keys == nullptr ? key : (*_keys)[std::strtoul(key, nullptr, 10)], std::move(*value));
+      // The tree keeps the order of the list: the last one of equal keys counts. Most lists have their keys sorted, so
+      // that the next one belongs at the end.
+      dictionary.insert_or_assign(dictionary.end(), std::move(key), std::move(*value));
     }
   }
 
   const std::vector<std::string>* _keys;
+  size_t _nextKey = 0;
 };
 
 /// Has libplist read a list that the guard has let pass.
@@ -192,5 +195,9 @@ std::optional<PropertyListValue> readPlainXmlList(const PlainXmlPropertyList& li
 }
 
 OptionalString xmlPropertyList(const PropertyListValue& value) { return writeXmlPropertyList(value); }
+
+OptionalString xmlPropertyList(const PropertyListValue::Dictionary& dictionary) {
+  return writeXmlPropertyList(dictionary);
+}
 
 }  // namespace platform

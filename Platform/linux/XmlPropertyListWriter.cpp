@@ -36,8 +36,10 @@ int utf16Rank(char c) {
 }
 
 bool isBefore(const Dictionary::value_type* left, const Dictionary::value_type* right) {
-  return std::lexicographical_compare(left->first.begin(), left->first.end(), right->first.begin(), right->first.end(),
-                                      [](char a, char b) { return utf16Rank(a) < utf16Rank(b); });
+  const auto [here, there] =
+      std::mismatch(left->first.begin(), left->first.end(), right->first.begin(), right->first.end());
+  if (here == left->first.end() || there == right->first.end()) return there != right->first.end();
+  return utf16Rank(*here) < utf16Rank(*there);
 }
 
 // ----- Scalars -----
@@ -110,33 +112,49 @@ class Writer {
     return true;
   }
 
+  bool appendDictionary(const Dictionary& dictionary, size_t level) {
+    if (dictionary.empty()) {
+      appendLine("<dict/>", level);
+      return true;
+    }
+    std::vector<const Dictionary::value_type*> entries;
+    entries.reserve(dictionary.size());
+    for (const Dictionary::value_type& entry : dictionary) entries.push_back(&entry);
+    if (!std::is_sorted(entries.begin(), entries.end(), isBefore)) std::sort(entries.begin(), entries.end(), isBefore);
+
+    appendLine("<dict>", level);
+    for (const Dictionary::value_type* entry : entries) {
+      if (!appendText("key", entry->first, level + 1) || !appendValue(entry->second, level + 1)) return false;
+    }
+    appendLine("</dict>", level);
+    return true;
+  }
+
  private:
   void appendLine(std::string_view line, size_t level) { _output.append(level, '\t').append(line) += '\n'; }
 
-  void appendElement(const std::string& name, const std::string& content, size_t level) {
-    appendLine("<" + name + ">" + content + "</" + name + ">", level);
+  void beginElement(std::string_view name, size_t level) {
+    _output.append(level, '\t').append("<").append(name) += '>';
+  }
+  void endElement(std::string_view name) { _output.append("</").append(name) += ">\n"; }
+
+  void appendElement(std::string_view name, std::string_view content, size_t level) {
+    beginElement(name, level);
+    _output += content;
+    endElement(name);
   }
 
-  bool appendText(const std::string& name, const std::string& text, size_t level) {
-    if (!text::isValidUtf8(text) || text.find('\0') != std::string::npos) return false;
-    std::string escaped;
-    escaped.reserve(text.size());
-    for (const char c : text) {
-      switch (c) {
-        case '&':
-          escaped += "&amp;";
-          break;
-        case '<':
-          escaped += "&lt;";
-          break;
-        case '>':
-          escaped += "&gt;";
-          break;
-        default:
-          escaped += c;
-      }
+  bool appendText(std::string_view name, std::string_view text, size_t level) {
+    constexpr std::string_view kEscaped("&<>\0", 4);
+    if (!text::isValidUtf8(text)) return false;
+    beginElement(name, level);
+    for (size_t end; (end = text.find_first_of(kEscaped)) != std::string_view::npos; text.remove_prefix(end + 1)) {
+      _output += text.substr(0, end);
+      if (text[end] == '\0') return false;
+      _output += text[end] == '&' ? "&amp;" : text[end] == '<' ? "&lt;" : "&gt;";
     }
-    appendElement(name, escaped, level);
+    _output += text;
+    endElement(name);
     return true;
   }
 
@@ -150,24 +168,6 @@ class Writer {
       if (!appendValue(element, level + 1)) return false;
     }
     appendLine("</array>", level);
-    return true;
-  }
-
-  bool appendDictionary(const Dictionary& dictionary, size_t level) {
-    if (dictionary.empty()) {
-      appendLine("<dict/>", level);
-      return true;
-    }
-    std::vector<const Dictionary::value_type*> entries;
-    entries.reserve(dictionary.size());
-    for (const Dictionary::value_type& entry : dictionary) entries.push_back(&entry);
-    std::sort(entries.begin(), entries.end(), isBefore);
-
-    appendLine("<dict>", level);
-    for (const Dictionary::value_type* entry : entries) {
-      if (!appendText("key", entry->first, level + 1) || !appendValue(entry->second, level + 1)) return false;
-    }
-    appendLine("</dict>", level);
     return true;
   }
 
@@ -201,13 +201,23 @@ class Writer {
   std::string& _output;
 };
 
+template <typename Write>
+OptionalString writtenBy(Write write) {
+  std::string text = kProlog;
+  Writer writer(&text);
+  if (!write(writer)) return std::nullopt;
+  text += kEpilog;
+  return text;
+}
+
 }  // namespace
 
 OptionalString writeXmlPropertyList(const PropertyListValue& value) {
-  std::string text = kProlog;
-  if (!Writer(&text).appendValue(value, 0)) return std::nullopt;
-  text += kEpilog;
-  return text;
+  return writtenBy([&value](Writer& writer) { return writer.appendValue(value, 0); });
+}
+
+OptionalString writeXmlPropertyList(const PropertyListValue::Dictionary& dictionary) {
+  return writtenBy([&dictionary](Writer& writer) { return writer.appendDictionary(dictionary, 0); });
 }
 
 }  // namespace platform

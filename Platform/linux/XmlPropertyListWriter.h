@@ -13,6 +13,7 @@ namespace platform {
 /// nearest date that is not.
 /// \return none when the value holds a text that is no UTF-8.
 OptionalString writeXmlPropertyList(const PropertyListValue& value);
+OptionalString writeXmlPropertyList(const PropertyListValue::Dictionary& dictionary);
 
 }  // namespace platform
 

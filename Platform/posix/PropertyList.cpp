@@ -94,7 +94,7 @@ std::optional<PropertyListValue::Dictionary> readDictionary(const std::string& p
 }
 
 bool writeDictionary(const std::string& path, const PropertyListValue::Dictionary& dictionary) {
-  const OptionalString list = xmlPropertyList(PropertyListValue(dictionary));
+  const OptionalString list = xmlPropertyList(dictionary);
   return list && writeFileAtomically(path, *list);
 }
 

@@ -392,7 +392,7 @@ std::string plainBase64(std::string_view text) {
 /// Reads an XML property list from its start to its end and writes it anew, plainly.
 class XmlList {
  public:
-  explicit XmlList(std::string_view text) : _text(text) {}
+  explicit XmlList(std::string_view text) : _text(text) { _output.text.reserve(text.size() + text.size() / 4); }
 
   std::optional<PlainXmlPropertyList> plain() {
     if (_text.find('\0') != std::string_view::npos || !copyList() || isTooLongForLibPlist(_output.text.size())) {
