@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -65,11 +66,14 @@ size_t plainLength(std::string_view text, bool isInKey) {
 /// by and for readers that share them: they are not to be corrected.
 class LineReader {
  public:
-  /// Reads one trimmed line.
-  /// \return whether it makes an entry, which is then in key and value.
-  bool read(std::string_view line) {
-    key.clear();
-    value.clear();
+  /// Reads one trimmed line. Reading drops bytes and adds none, so that the line itself has room for what comes out.
+  ///
+  /// \param[out] out the key's bytes, then the value's; may be where the line is, or before it.
+  /// \return whether the line makes an entry, whose lengths are then known.
+  bool read(std::string_view line, char* out) {
+    keyLength = 0;
+    valueLength = 0;
+    _out = out;
     if (!_isContinued) _hasSeparator = false;
     // "#" alone begins a comment, not "!"; and it leaves the flags as they are, so that a continuation goes on past it.
     if (!line.empty() && line.front() == '#') return false;
@@ -77,16 +81,19 @@ class LineReader {
     if (!_isContinued && line.size() >= 2) _isOption = line.substr(0, 2) == "-X";
 
     bool isInKey = true;
+    bool isAfterBlank = false;  // the byte before, which may be written over
     for (size_t index = 0; index < line.size(); ++index) {
       if (const size_t length = plainLength(line.substr(index), isInKey); length > 0) {
+        isAfterBlank = line[index + length - 1] == ' ';
         add(line.substr(index, length), isInKey);
         index += length - 1;
         continue;
       }
       const char c = line[index];
+      const bool wasAfterBlank = std::exchange(isAfterBlank, c == ' ');
       if (c == '\\') {
         const bool isLast = index + 1 == line.size();
-        if (isLast && index > 0 && line[index - 1] == ' ') {
+        if (isLast && wasAfterBlank) {
           _isContinued = true;
           continue;
         }
@@ -96,29 +103,36 @@ class LineReader {
       }
       if (isSeparator(c) && isInKey) {
         _hasSeparator = true;
-        if (_isOption) value += c;  // an option keeps its separators: "-Xdock:name=App" has the value ":name=App"
+        if (_isOption) addToValue({&c, 1});  // an option keeps them: "-Xdock:name=App" has the value ":name=App"
       } else {
-        add(line.substr(index, 1), isInKey);
+        add({&c, 1}, isInKey);
       }
     }
     // A line that is to be continued is dropped with its key; the next one then makes an entry without a key.
     return !_isContinued;
   }
 
-  std::string key;
-  std::string value;
+  size_t keyLength = 0;
+  size_t valueLength = 0;
 
  private:
   void add(std::string_view bytes, bool& isInKey) {
     if (!_hasSeparator) {
-      key += bytes;
+      std::memmove(_out + keyLength, bytes.data(), bytes.size());
+      keyLength += bytes.size();
       return;
     }
-    value += bytes;
+    addToValue(bytes);
     _isContinued = false;
     isInKey = false;
   }
 
+  void addToValue(std::string_view bytes) {
+    std::memmove(_out + keyLength + valueLength, bytes.data(), bytes.size());
+    valueLength += bytes.size();
+  }
+
+  char* _out = nullptr;
   bool _isContinued = false;
   bool _hasSeparator = false;
   bool _isOption = false;
@@ -156,14 +170,15 @@ void JavaProperties::initDictionary() {
   LineReader reader;
   // What follows the last line feed is a line too, even when it is empty.
   for (size_t begin = 0, end = 0; begin <= size; begin = end + 1) {
-    const std::string_view file = std::string_view(_dict->block()).substr(0, size);
-    end = std::min(file.find('\n', begin), size);
-    if (!reader.read(trimmed(file.substr(begin, end - begin)))) continue;
-    // Reading drops bytes and adds none, so that what is plain ASCII finds room where the line was.
-    if (isAscii(reader.key) && isAscii(reader.value)) {
-      _dict->appendAt(begin, reader.key, reader.value);
+    char* const file = _dict->block().data();
+    end = std::min(std::string_view(file, size).find('\n', begin), size);
+    if (!reader.read(trimmed({file + begin, end - begin}), file + begin)) continue;
+    const std::string_view key(file + begin, reader.keyLength);
+    const std::string_view value(file + begin + reader.keyLength, reader.valueLength);
+    if (isAscii({key.data(), key.size() + value.size()})) {
+      _dict->appendPlaced(begin, key.size(), value.size());
     } else {
-      _dict->append(text::utf8FromLatin1(reader.key), text::utf8FromLatin1(reader.value));
+      _dict->append(text::utf8FromLatin1(key), text::utf8FromLatin1(value));
     }
   }
   _dict->index();

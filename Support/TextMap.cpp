@@ -66,10 +66,8 @@ void TextMap::append(std::string_view key, std::string_view value) {
   _texts.append(key).append(value);
 }
 
-void TextMap::appendAt(size_t offset, std::string_view key, std::string_view value) {
-  _places.push_back({offset, key.size(), value.size(), true});
-  key.copy(&_texts[offset], key.size());
-  value.copy(&_texts[offset + key.size()], value.size());
+void TextMap::appendPlaced(size_t offset, size_t keyLength, size_t valueLength) {
+  _places.push_back({offset, keyLength, valueLength, true});
 }
 
 void TextMap::set(std::string_view key, std::string_view value) {

@@ -19,11 +19,11 @@ class TextMap {
 
   TextMap() = default;
 
-  /// No entries yet, but a block of bytes, say of the file that holds the entries: see `appendAt`.
+  /// No entries yet, but a block of bytes, say of the file that holds the entries: see `appendPlaced`.
   explicit TextMap(std::string block) : _texts(std::move(block)) {}
 
-  /// What was given as the block, as far as no entry has been put over it.
-  const std::string& block() const { return _texts; }
+  /// What was given as the block, and behind it the texts of other entries.
+  std::string& block() { return _texts; }
 
   /// Makes room for so many entries. Not needed, but spares growing in steps.
   void reserve(size_t entries);
@@ -34,10 +34,10 @@ class TextMap {
   /// Stores a value under a key, replacing an earlier one.
   void set(std::string_view key, std::string_view value);
 
-  /// As set, for many in a row: they are there only from the next `index` on. `appendAt` puts the texts over what the
-  /// block has at an offset, where there must be as many bytes.
+  /// As set, for many in a row: they are there only from the next `index` on. For `appendPlaced` the texts are in the
+  /// block already, the value behind the key, and must stay as they are from now on.
   void append(std::string_view key, std::string_view value);
-  void appendAt(size_t offset, std::string_view key, std::string_view value);
+  void appendPlaced(size_t offset, size_t keyLength, size_t valueLength);
   void index();
 
   /// Removes a key; does nothing when it is not there.

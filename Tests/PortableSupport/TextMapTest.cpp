@@ -86,10 +86,10 @@ TEST(TextMapTest, AppendedEntriesAreThereFromTheIndexOn) {
 }
 
 TEST(TextMapTest, EntriesMayLieInTheBlockThatTheMapWasMadeWith) {
-  TextMap map(" k\\=v \nx = y\n");
-  map.appendAt(0, "k", "v");
+  TextMap map("kv,xy");
+  map.appendPlaced(0, 1, 1);
   map.append("k", "appended behind the block");
-  map.appendAt(7, "x", "y");
+  map.appendPlaced(3, 1, 1);
   map.index();
   EXPECT_THAT(sortedOf(map), ElementsAre(Pair("k", "appended behind the block"), Pair("x", "y")));
 }
