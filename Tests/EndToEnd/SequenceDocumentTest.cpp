@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <sstream>
@@ -39,10 +40,13 @@ std::vector<Step> readSteps() {
   return steps;
 }
 
-/// The rows of the table of stops.
-std::vector<Lines> readStops() {
-  return markdown::tablesOf(markdown::readDocument("docs/sequence.md"))["What stops the uninstall"];
+/// The rows of a table of sequence.md.
+std::vector<Lines> readRows(const std::string& heading) {
+  return markdown::tablesOf(markdown::readDocument("docs/sequence.md"))[heading];
 }
+
+constexpr char kStops[] = "What stops the uninstall";
+constexpr char kFailures[] = "What does not stop it";
 
 class SequenceDocumentTest : public MachineTest {
  protected:
@@ -100,7 +104,48 @@ class SequenceDocumentTest : public MachineTest {
       {"7", [this] { root().makeReadOnly(home + "/deploy"); }},
       {"8", [this] { setLauncher("echo rc=1 > \"$result\""); }}};
 
-  /// The texts in double quotes in a cell.
+  // ----- Ways to each failure that is no stop, in the order of their table -----
+
+  void removeRecord(const std::string& name) {
+    Records records = {{"SKIPRUNNINGCHECK", "false"}, {"installedHotfixBundleID", kPackage}, {"version", "6.2.1"}};
+    records.erase(name);
+    setRecords(records);
+  }
+
+  const std::vector<std::function<void()>> failures = {
+      [this] { files().makeFolder(inside(kTraceFile)); },
+      [this] {
+        removeRecord("SKIPRUNNINGCHECK");
+        startProgram(bundle + "/Contents/MacOS/product");
+      },
+      [this] {
+        files().makeFile(inHome("installInfo.plist"), "<plist><dict>");
+        startProgram(bundle + "/Contents/MacOS/product");
+      },
+      [this] { removeFile("rcplauncher.properties"); },
+      [this] { removeFile("rcplauncher"); },
+      [this] { setLauncher("echo rc=0 > \"$result\"\nexit 7"); },
+      [this] { removeRecord("installedHotfixBundleID"); },
+      [this] { unlink((files() / inside(kPkgutil)).c_str()); },
+      [this] { makeStandIn(kPkgutil, "exit 1"); },
+      [this] { root().makeReadOnly(data); },
+      [this] { makeStandIn(kJavaHomeFinder); },
+      [this] { removeFile("collectionutility.jar"); },
+      [this] { makeStandIn(std::string(kJavaHome) + "/bin/java", "exit 1"); }};
+
+  /// The children of a successful run without those that a cell names.
+  std::vector<CommandLine> allChildrenBut(const std::string& cell) {
+    const auto isLeftOut = [&cell](const char* name) { return cell.find(name) != std::string::npos; };
+    const std::vector<CommandLine> all = allChildren();
+    std::vector<CommandLine> result;
+    for (size_t at = 0; at < all.size(); ++at) {
+      static constexpr const char* kNames[] = {"launches", "launches", "receipt", "-", "gathering", "passes", "passes"};
+      if (!isLeftOut(kNames[at])) result.push_back(all[at]);
+    }
+    return result;
+  }
+
+  /// The texts in double quotes in a cell; those of a cell that begins with "twice" come a second time.
   Lines quotedIn(const std::string& cell) const {
     Lines result;
     for (size_t begin = cell.find('"'); begin != std::string::npos; begin = cell.find('"', begin)) {
@@ -108,7 +153,7 @@ class SequenceDocumentTest : public MachineTest {
       result.push_back(filled(cell.substr(begin + 1, end - begin - 1)));
       begin = end + 1;
     }
-    return result;
+    return cell.compare(0, 6, "twice ") == 0 ? joined({result, result}) : result;
   }
 
   static std::string shortly(const Outcome& outcome) {
@@ -153,7 +198,7 @@ TEST_F(SequenceDocumentTest, EveryStepIsThatOfARealRun) {
 
 TEST_F(SequenceDocumentTest, EveryStopHasItsRowInTheirOrder) {
   Lines inTable, inPicture, known;
-  for (const Lines& cells : readStops()) inTable.push_back(cells.front());
+  for (const Lines& cells : readRows(kStops)) inTable.push_back(cells.front());
   for (const Step& step : readSteps()) {
     if (step.kind == "stop") inPicture.push_back(step.text.substr(0, step.text.find(' ')));
   }
@@ -162,12 +207,41 @@ TEST_F(SequenceDocumentTest, EveryStopHasItsRowInTheirOrder) {
   EXPECT_EQ(inTable, known);
 }
 
+TEST_F(SequenceDocumentTest, EveryFailureThatIsNoStopHasItsRow) {
+  EXPECT_EQ(readRows(kFailures).size(), failures.size());
+}
+
+class FailureTest : public SequenceDocumentTest, public ::testing::WithParamInterface<size_t> {};
+
+TEST_P(FailureTest, IsAsTheTableSays) {
+  const std::vector<Lines> rows = readRows(kFailures);
+  ASSERT_GT(rows.size(), GetParam());
+  const Lines& cells = rows[GetParam()];
+  SCOPED_TRACE(cells.front());
+  ASSERT_EQ(cells.size(), 5U);
+  failures.at(GetParam())();
+  const Outcome outcome = run(uninstall());
+  EXPECT_EQ(outcome.ending, "exit " + cells[3]);
+  EXPECT_EQ(outcome.commandLines(), allChildrenBut(cells[4]));
+  Lines told;
+  for (const std::string& line : outcome.trace) told.push_back(line.substr(line.find(": ") + 2));
+  if (cells[2] == "nothing") {
+    for (const std::string& line : outcome.trace) EXPECT_NE(line.compare(0, 7, "<Error>"), 0) << line;
+  } else {
+    for (const std::string& line : quotedIn(cells[2])) {
+      EXPECT_NE(std::find(told.begin(), told.end(), line), told.end()) << line;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, FailureTest, ::testing::Range<size_t>(0, 13));
+
 class StopTest : public SequenceDocumentTest, public ForEachText {};
 
 TEST_P(StopTest, IsAsTheTableSays) {
   ways.at(GetParam().text)();
   const Outcome outcome = run(uninstall());
-  for (const Lines& cells : readStops()) {
+  for (const Lines& cells : readRows(kStops)) {
     if (cells.front() != GetParam().text) continue;
     ASSERT_EQ(cells.size(), 5U);
     EXPECT_EQ(outcome.ending, "exit 1");
