@@ -6,7 +6,8 @@ all_files() {
   find . \( -name build -o -name node_modules -o -name .git \) -prune -o -type f -printf '%P\n' | sort
 }
 
-# What differs, committed or not, from main as it was last fetched or pushed; without such a branch, from the last commit.
+# What differs, committed or not, from main as it was last fetched or pushed; without such a branch, from the last
+# commit.
 changed_files() {
   local start base=HEAD
   for start in 'main@{upstream}' main; do

@@ -11,7 +11,8 @@ packages_macos="clang-14 lld-14 llvm-14 libc++-14-dev libc++abi-14-dev binutils"
 packages_npm="npm"
 packages_fuzz="clang-14 libclang-rt-14-dev"
 packages_checks="git clang-format clang-tidy cppcheck shellcheck"
-packages_bench="libbenchmark-dev libplist-utils xmlstarlet libxml2-utils rsync lsof procps openjdk-17-jdk-headless python3 strace"
+packages_bench="libbenchmark-dev libplist-utils xmlstarlet libxml2-utils rsync lsof procps openjdk-17-jdk-headless python3"
+packages_trace="strace"
 packages_memcheck="valgrind libc6-dbg"
 
 fail() {
