@@ -4,14 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "Platform/FileManager.h"
+#include "Tests/Support/Markdown.h"
 
 namespace {
 
@@ -19,20 +18,9 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
 
-using Texts = std::vector<std::string>;
-
-std::string readText(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
-std::string withSingleSpaces(const std::string& text) {
-  std::istringstream words(text);
-  std::string word, result;
-  while (words >> word) result += (result.empty() ? "" : " ") + word;
-  return result;
-}
+using markdown::tablesOf;
+using markdown::Texts;
+using markdown::withSingleSpaces;
 
 bool startsWith(const std::string& text, const std::string& prefix) {
   return text.compare(0, prefix.size(), prefix) == 0;
@@ -114,35 +102,6 @@ Texts operationsOf(const std::string& header) {
   return operations;
 }
 
-/// The cells of a table's line. "\|" is a bar in a cell.
-Texts cellsOf(const std::string& line) {
-  Texts cells;
-  std::string cell;
-  for (size_t at = 1; at < line.size(); ++at) {
-    if (line[at] == '|' && line[at - 1] != '\\') {
-      cells.push_back(withSingleSpaces(cell));
-      cell.clear();
-    } else {
-      cell += line[at];
-    }
-  }
-  return cells;
-}
-
-/// The lines of the tables below each heading of the second level, without the first two of each.
-std::map<std::string, std::vector<Texts>> tablesOf(const std::string& document) {
-  std::map<std::string, std::vector<Texts>> tables;
-  std::string heading, line;
-  int linesOfTable = 0;
-  std::istringstream lines(document);
-  while (std::getline(lines, line)) {
-    linesOfTable = startsWith(line, "|") ? linesOfTable + 1 : 0;
-    if (startsWith(line, "## ")) tables[heading = line.substr(3)];
-    if (linesOfTable > 2) tables[heading].push_back(cellsOf(line));
-  }
-  return tables;
-}
-
 /// The headers of operations, by the names of their files without ".h".
 std::map<std::string, std::string> headers() {
   std::map<std::string, std::string> result;
@@ -150,14 +109,14 @@ std::map<std::string, std::string> headers() {
   for (const std::string& place : {folder, folder + "/tool"}) {
     for (const std::string& name : platform::namesInFolder(place).value_or(Texts())) {
       if (name.size() < 2 || name.substr(name.size() - 2) != ".h") continue;
-      result[name.substr(0, name.size() - 2)] = readText(place + "/" + name);
+      result[name.substr(0, name.size() - 2)] = platform::readFile(place + "/" + name).value_or("");
     }
   }
   return result;
 }
 
 std::map<std::string, std::vector<Texts>> documentedTables() {
-  return tablesOf(readText(std::string(HOTFIX_SOURCE_FOLDER) + "/docs/operations.md"));
+  return tablesOf(markdown::readDocument("docs/operations.md"));
 }
 
 template <typename Value>

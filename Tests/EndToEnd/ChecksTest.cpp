@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,22 +9,6 @@ namespace {
 /// The checks before an uninstall. Whatever they say, the passes run.
 class ChecksTest : public MachineTest {
  protected:
-  /// Starts a copy of a program at a path of the root, and waits until it runs there.
-  void startProgram(const std::string& path) {
-    files().makeFile(inside(path), files().read(inside(ThrowAwayRoot::kFirstProcess)), 0755);
-    int started[2];
-    ASSERT_EQ(pipe(started), 0);
-    root().start([&] {
-      // The pipe closes when the program has taken over.
-      for (const int end : started) fcntl(end, F_SETFD, FD_CLOEXEC);
-      execl(path.c_str(), path.c_str(), "infinity", nullptr);
-    });
-    close(started[1]);
-    char byte;
-    EXPECT_EQ(read(started[0], &byte, 1), 0);
-    close(started[0]);
-  }
-
   Lines running(const std::string& path) { return {"<Info>: >>>> current is " + path + "."}; }
 
   void expectRefused(const Outcome& outcome, const std::vector<CommandLine>& children, const Lines& trace) {

@@ -11,9 +11,11 @@ packages_package="dpkg-dev"
 packages_tests="mandoc zsh fish lintian $packages_package"
 packages_32_bit="g++-multilib"
 packages_macos="clang-14 lld-14 llvm-14 libc++-14-dev libc++abi-14-dev binutils"
+packages_npm="npm"
 packages_fuzz="clang-14 libclang-rt-14-dev"
-packages_checks="clang-format clang-tidy cppcheck shellcheck"
+packages_checks="git clang-format clang-tidy cppcheck shellcheck"
 packages_bench="libbenchmark-dev libplist-utils xmlstarlet libxml2-utils rsync lsof procps openjdk-17-jdk-headless python3"
+packages_trace="strace"
 packages_memcheck="valgrind libc6-dbg"
 
 fail() {
@@ -55,6 +57,12 @@ install_packages() {
   as_root apt-get -qq update >/dev/null 2>&1 </dev/null || true
   quietly as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq -y -o DPkg::Lock::Timeout=300 --no-install-recommends install "${missing[@]}"
+}
+
+# The same for npm, which may also be there from elsewhere, with a runtime that Debian's does not go with.
+install_npm() {
+  # shellcheck disable=SC2086 # list of words
+  command -v npm >/dev/null || install_packages $packages_npm
 }
 
 # Configures a preset and builds it, or only the named targets of it.

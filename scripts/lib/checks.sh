@@ -1,0 +1,83 @@
+# shellcheck shell=bash
+# The checks of sources, for scripts/check and .ci/run. To be sourced after common.sh, with the tree as working folder.
+# Where a check reads names of files, it reads them from standard input, one a line, and passes when there are none.
+
+all_files() {
+  find . \( -name build -o -name node_modules -o -name .git \) -prune -o -type f -printf '%P\n' | sort
+}
+
+# What differs, committed or not, from main as it was last fetched or pushed; without such a branch, from the last
+# commit.
+changed_files() {
+  local start base=HEAD
+  for start in 'main@{upstream}' main; do
+    if base=$(git merge-base HEAD "$start" 2>/dev/null); then break; fi
+    base=HEAD
+  done
+  { git diff --name-only --diff-filter=d "$base" && git ls-files --others --exclude-standard; } | sort -u
+}
+
+cpp_among() { grep -E '\.(cpp|h|c)$' || true; }
+scripts_among() {
+  xargs -r -d '\n' awk 'FNR == 1 { if (/^#!.*[\/ ](ba)?sh$/ || FILENAME ~ /\.(ba)?sh$/) print FILENAME; nextfile }'
+}
+
+check_format() { cpp_among | xargs -r -d '\n' clang-format --dry-run -Werror; }
+check_scripts() { scripts_among | xargs -r -d '\n' shellcheck -x; }
+
+# ----- clang-tidy -----
+
+# clang cannot read the precompiled headers of another compiler.
+configure_for_tidy() { (quietly cmake --preset release -B build/tidy -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON); }
+
+# The sources, by their whole paths, that the build folder $1 compiles and whose paths in the tree match $2.
+sources_of() {
+  # shellcheck disable=SC2154 # from common.sh
+  sed -n 's/^ *"file": "\(.*\)",*$/\1/p' "$1/compile_commands.json" | grep "^$top/$2.*\.cpp$" | sort -u
+}
+
+# Of these sources, those that are in the file $1 (names of files in the tree) or include a header that is.
+concerned_by() {
+  local source names
+  names=$(sed 's,^.*\.h$,#include "&",' "$1")
+  while read -r source; do
+    if grep -qxF -- "${source#"$top"/}" <<<"$names" || grep -qxFf <(grep '^#' <<<"$names") "$source"; then
+      echo "$source"
+    fi
+  done
+}
+
+# A file a process: the analyser mistakes the variable arguments of one file for those of the one before.
+tidy() {
+  local folder=$1
+  shift
+  xargs -r -d '\n' -n 1 -P "$(nproc)" clang-tidy --quiet -p "$folder" "$@" 2> >(grep -v ' warnings\? generated\.$' >&2)
+}
+
+# ----- Several checks, one after the other -----
+
+summary=()
+failures=()
+
+# Runs a check under a headline. A failure is kept for finish and stops nothing.
+stage() {
+  local headline=$1 start=$SECONDS outcome=passed
+  shift
+  printf '\n===== %s =====\n\n' "$headline"
+  "$@" || outcome=FAILED
+  if [ "$outcome" = FAILED ]; then failures+=("$headline"); fi
+  summary+=("$(printf '%-36s %-6s %4d s' "$headline" "$outcome" $((SECONDS - start)))")
+  printf '\n%s\n' "${summary[-1]}"
+}
+
+# Ends with what came of the stages; the last line tells what failed.
+finish() {
+  local all=passed
+  if [ ${#failures[@]} != 0 ]; then all=FAILED; fi
+  printf '\n===== Summary =====\n\n'
+  printf '%s\n' "${summary[@]}"
+  printf '%-36s %-6s %4d s\n' "All" "$all" "$SECONDS"
+  if [ "$all" = passed ]; then exit 0; fi
+  printf '\nFailed: %s\n' "$(printf '%s, ' "${failures[@]}" | sed 's/, $//')"
+  exit 1
+}
