@@ -11,6 +11,7 @@
 #include "Platform/StandardStreams.h"
 #include "Platform/SystemLog.h"
 #include "Support/Path.h"
+#include "Support/Progress.h"
 
 using platform::LogLevel;
 
@@ -63,8 +64,14 @@ bool HotfixUninstall::uninstallOldHotfix() {
   }
   _instance->removeProvisionRCFile();
   platform::printLine(kCompleted);
-  removeHotfixReceipt();
-  _instance->updatePermissions(/*treatHome=*/false, _pathToRcpData);
+  {
+    const progress::Step step("Forgetting the installer's receipt");
+    removeHotfixReceipt();
+  }
+  {
+    const progress::Step step("Repairing the owner of the workspace");
+    _instance->updatePermissions(/*treatHome=*/false, _pathToRcpData);
+  }
   _instance->removeHotfixSkipRunningCheckProperty();
   _instance->deleteInstalledHotfixBundleID();  // after the receipt, which needs it
   return true;
@@ -78,12 +85,14 @@ bool HotfixUninstall::copyUninstallManifest() {
   if (!platform::exists(source)) {
     platform::log(LogLevel::Error, kManifestWasNotFound, source.c_str());
     printMissing(source);
+    progress::fail("there is no hotfix to remove, or it has been removed already, as " + source + " is missing");
     return false;
   }
   // Without an installer root: the manifest of an uninstall names nothing to be installed.
   if (!_instance->copyUpdateManifest(source, std::nullopt)) {
     platform::log(LogLevel::Error, kManifestNotFound, kUpdateManifest);
     printMissing(kUpdateManifest);
+    progress::fail("its uninstall manifest could not be copied from " + source);
     return false;
   }
   (void)platform::removeItem(source);  // Not a fatal error: it is consumed by the copy.
@@ -96,8 +105,11 @@ void HotfixUninstall::startProvisioning() {
   const std::string launcher = path::appending(_instance->pathToRcphome().value_or(""), kLauncher);
   const std::vector<std::string> arguments = InstanceService::provisioningArguments("update", _pathToRcpData);
   // Twice and alike, on purpose, whatever became of the first: it is how the platform's launcher is to be driven.
-  platform::runAndWait(launcher, arguments);
-  platform::runAndWait(launcher, arguments);
+  for (const char* run :
+       {"Running the platform to remove the hotfix, 1 of 2", "Running the platform to remove the hotfix, 2 of 2"}) {
+    const progress::Step step(run);
+    platform::runAndWait(launcher, arguments);
+  }
 }
 
 void HotfixUninstall::removeHotfixReceipt() { InstallUtil::removeReceipt(_instance->getInstalledHotfixBundleID()); }

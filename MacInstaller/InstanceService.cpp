@@ -16,6 +16,7 @@
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
+#include "Support/Progress.h"
 #include "Support/TextNumber.h"
 
 using platform::LogLevel;
@@ -326,11 +327,19 @@ OptionalString InstanceService::existingResultFile() const {
 
 std::int32_t InstanceService::getProvisioningResult() const {
   const OptionalString file = existingResultFile();
-  if (!file) return -1;
+  if (!file) {
+    progress::fail("the platform ended without leaving a result in " + besideHome(kResultFile).value_or(kResultFile));
+    return -1;
+  }
   const OptionalString code = JavaProperties(file).getPropertyForKey(kResultKey);
-  if (!code) return -1;
+  if (!code) {
+    progress::fail("the result that the platform left in " + *file + " has no \"rc\"");
+    return -1;
+  }
   const std::int32_t value = text::integerAtStart(*code);
-  return value == 0 || value == 2 ? 0 : -1;
+  if (value == 0 || value == 2) return 0;
+  progress::fail("the platform failed with the result code " + *code + ", read from " + *file);
+  return -1;
 }
 
 void InstanceService::removeProvisionRCFile() {

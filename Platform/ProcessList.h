@@ -1,6 +1,10 @@
 #ifndef PLATFORM_PROCESS_LIST_H_
 #define PLATFORM_PROCESS_LIST_H_
 
+#include <sys/types.h>
+
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +20,16 @@ inline constexpr char kBundleExecutableKey[] = "CFBundleExecutable";
 /// The texts that the running processes have under a key of their information, one per process that has it. On Linux
 /// kBundleExecutableKey is the only key that a process has.
 std::vector<std::string> processInformation(const std::string& key);
+
+/// What a person needs to know of a process to find it.
+struct RunningProcess {
+  pid_t id;
+  std::string user;  ///< the account's name, or its number when the account has none; empty when it is not known
+  std::string executable;
+};
+
+/// The first of these processes whose executable is one that is looked for; none when there is none (any more).
+std::optional<RunningProcess> findProcess(const std::function<bool(const std::string& executable)>& isLookedFor);
 
 }  // namespace platform
 

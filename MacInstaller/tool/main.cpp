@@ -10,11 +10,13 @@
 #include "MacInstaller/InstallUtil.h"
 #include "MacInstaller/InstanceService.h"
 #include "MacInstaller/hotifxUninstallLibrary.h"
+#include "MacInstaller/tool/TerminalProgress.h"
 #include "MacInstaller/tool/getArgValue.h"
 #include "Platform/StandardStreams.h"
 #include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
 #include "Support/Path.h"
+#include "Support/Progress.h"
 
 namespace {
 
@@ -27,9 +29,16 @@ void runPasses(const OptionalString& rcphome, const OptionalString& rcpdata) {
   InstanceService instance(rcphome, rcpdata);
   OptionalString launcher;
   if (rcphome) launcher = path::appending(*rcphome, "rcplauncher");
-  instance.startProvisioningWithCleanUp(launcher);
+  {
+    const progress::Step step("Running the platform to clean up");
+    instance.startProvisioningWithCleanUp(launcher);
+  }
   instance.updateInstallID(InstallUtil::generateNewManifestVersion());
-  instance.startProvisioningWithUpdate(launcher);
+  {
+    const progress::Step step("Running the platform to update");
+    instance.startProvisioningWithUpdate(launcher);
+  }
+  const progress::Step step("Repairing the owner of the workspace");
   instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true);
 }
 
@@ -43,6 +52,7 @@ int main(int argc, char* argv[]) {
     if (traceFile != -1) platform::addLogFile(traceFile);
   }
 
+  TerminalProgress terminal;
   const std::vector<std::string> arguments(argv, argv + argc);
   OptionalString rcphome = getArgValue(arguments, "-rcphome");
   const OptionalString rcpdata = getArgValue(arguments, "-rcpdata");
@@ -53,6 +63,7 @@ int main(int argc, char* argv[]) {
   // Also when the options were right and only the uninstall failed.
   if (status != 0) platform::printLine(kUsage);
   runPasses(rcphome, rcpdata);
+  if (status != 0) terminal.sayFailure(traceFile != -1 ? OptionalString(platform::kTraceFile) : std::nullopt);
 
   if (InstallUtil::shouldWriteTraces() && traceFile != -1) {
     platform::removeLogFile(traceFile);

@@ -1,19 +1,24 @@
 #include "Platform/ProcessList.h"
 
 #include <ApplicationServices/ApplicationServices.h>
+#include <libproc.h>
 #include <unistd.h>
 
 #include "Platform/darwin/CoreFoundationValue.h"
+#include "Platform/posix/Accounts.h"
 
 // Process Manager is deprecated from macOS 10.9 on; nothing else in C tells the applications of the login session.
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
 
 namespace platform {
 
-std::vector<std::string> processInformation(const std::string& key) {
-  std::vector<std::string> values;
+namespace {
+
+/// Calls \a visit with the id of one process after the other (-1 when that is not known) and the text that it has under
+/// \a key, until that answers false. Processes without such a text are left out.
+void visitProcesses(const std::string& key, const std::function<bool(pid_t id, const std::string& value)>& visit) {
   const Scoped<CFStringRef> name = stringObject(key);
-  if (!name) return values;
+  if (!name) return;
   ProcessSerialNumber process = {0, kNoProcess};
   while (GetNextProcess(&process) == noErr) {
     pid_t pid = -1;
@@ -21,10 +26,36 @@ std::vector<std::string> processInformation(const std::string& key) {
     const Scoped<CFDictionaryRef> information(
         ProcessInformationCopyDictionary(&process, static_cast<UInt32>(kProcessDictionaryIncludeAllInformationMask)));
     if (!information) continue;  // it has just ended
-    OptionalString value = textFrom(CFDictionaryGetValue(information.get(), name.get()));
-    if (value) values.push_back(std::move(*value));
+    const OptionalString value = textFrom(CFDictionaryGetValue(information.get(), name.get()));
+    if (value && !visit(pid, *value)) return;
   }
+}
+
+std::string userOf(pid_t id) {
+  struct proc_bsdshortinfo information = {};
+  const int size = proc_pidinfo(id, PROC_PIDT_SHORTBSDINFO, 1, &information, PROC_PIDT_SHORTBSDINFO_SIZE);
+  return size == PROC_PIDT_SHORTBSDINFO_SIZE ? accountText(information.pbsi_uid) : "";
+}
+
+}  // namespace
+
+std::vector<std::string> processInformation(const std::string& key) {
+  std::vector<std::string> values;
+  visitProcesses(key, [&values](pid_t, const std::string& value) {
+    values.push_back(value);
+    return true;
+  });
   return values;
+}
+
+std::optional<RunningProcess> findProcess(const std::function<bool(const std::string& executable)>& isLookedFor) {
+  std::optional<RunningProcess> found;
+  visitProcesses(kBundleExecutableKey, [&](pid_t id, const std::string& executable) {
+    if (!isLookedFor(executable)) return true;
+    found = RunningProcess{id, userOf(id), executable};
+    return false;
+  });
+  return found;
 }
 
 }  // namespace platform

@@ -8,7 +8,9 @@
 
 #include "Platform/FileManager.h"
 #include "Platform/SystemPaths.h"
+#include "Platform/posix/Accounts.h"
 #include "Support/OptionalString.h"
+#include "Support/TextNumber.h"
 
 namespace platform {
 
@@ -44,19 +46,40 @@ OptionalString executablePath(const std::string& process) {
   return path;
 }
 
+/// Calls \a visit with the number and the program of one process after the other, until that answers false.
+void visitProcesses(const std::function<bool(const std::string& process, const std::string& executable)>& visit) {
+  const std::string self = std::to_string(getpid());
+  const auto processes = namesInFolder(onDisk(kProcessFolder));
+  if (!processes) return;
+  for (const std::string& process : *processes) {
+    if (!isNumber(process) || process == self) continue;
+    const OptionalString executable = executablePath(process);
+    if (executable && !visit(process, *executable)) return;
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> processInformation(const std::string& key) {
   std::vector<std::string> values;
   if (key != kBundleExecutableKey) return values;
-  const std::string self = std::to_string(getpid());
-  const auto processes = namesInFolder(onDisk(kProcessFolder));
-  if (!processes) return values;
-  for (const std::string& process : *processes) {
-    if (!isNumber(process) || process == self) continue;
-    if (OptionalString path = executablePath(process)) values.push_back(std::move(*path));
-  }
+  visitProcesses([&values](const std::string&, const std::string& executable) {
+    values.push_back(executable);
+    return true;
+  });
   return values;
+}
+
+std::optional<RunningProcess> findProcess(const std::function<bool(const std::string& executable)>& isLookedFor) {
+  std::optional<RunningProcess> found;
+  visitProcesses([&](const std::string& process, const std::string& executable) {
+    if (!isLookedFor(executable)) return true;
+    found = RunningProcess{static_cast<pid_t>(text::integerAtStart(process)), "", executable};
+    struct stat status;  // the folder belongs to the process's user
+    if (stat((onDisk(kProcessFolder) + "/" + process).c_str(), &status) == 0) found->user = accountText(status.st_uid);
+    return false;
+  });
+  return found;
 }
 
 }  // namespace platform

@@ -11,6 +11,7 @@
 #include "Platform/SystemLog.h"
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/SpawnLimits.h"
+#include "Support/Progress.h"
 
 extern char** environ;  // NOLINT(readability-redundant-declaration): no header of macOS declares it
 
@@ -67,6 +68,7 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
   posix_spawnattr_destroy(&attributes);
   if (error == 0) return pid;
   log(LogLevel::Error, "Failed to launch %s: %s.", executable->c_str(), errorText(error).c_str());
+  progress::fail(*executable + " could not be started: " + errorText(error));
   return -1;
 }
 

@@ -38,9 +38,10 @@ class ScopedFd {
 /// Owns an open folder, whose entries can be read through the same descriptor.
 class ScopedFolder {
  public:
-  explicit ScopedFolder(ScopedFd descriptor = ScopedFd()) : _descriptor(std::move(descriptor)) {}
+  explicit ScopedFolder(ScopedFd descriptor = ScopedFd())
+      : _number(descriptor.get()), _descriptor(std::move(descriptor)) {}
 
-  int get() const { return _stream ? dirfd(_stream.get()) : _descriptor.get(); }
+  int get() const { return _number; }
   explicit operator bool() const { return get() >= 0; }
 
   /// For readdir(3), from the first entry on when it is asked for the first time; null when there is no memory for it.
@@ -51,7 +52,8 @@ class ScopedFolder {
     void operator()(DIR* stream) const { closedir(stream); }
   };
 
-  ScopedFd _descriptor;
+  int _number;           // of the descriptor, whoever owns it: dirfd(3) is no plain function on macOS
+  ScopedFd _descriptor;  // until the stream has it
   std::unique_ptr<DIR, Closer> _stream;
 };
 

@@ -55,6 +55,11 @@ std::optional<Account> accountWithId(uid_t userId) {
   });
 }
 
+std::string accountText(uid_t userId) {
+  const std::optional<Account> account = accountWithId(userId);
+  return account ? account->name : std::to_string(userId);
+}
+
 std::optional<gid_t> groupNamed(const std::string& name) {
   struct group record = {};
   std::vector<char> buffer;

@@ -1,0 +1,142 @@
+#include "MacInstaller/tool/TerminalProgress.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+namespace {
+
+constexpr char kFailed[] = "The hotfix was not removed";
+constexpr char kBoldRed[] = "\x1B[1;31m";
+constexpr char kPlain[] = "\x1B[0m";
+constexpr size_t kLongestEnding = 24;  // " ... failed, 123456 s"
+
+bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
+
+/// Columns of the terminal; 80 where it does not tell.
+size_t columns() {
+  struct winsize size = {};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+void write(const std::string& text) {
+  for (size_t written = 0; written < text.size();) {
+    const ssize_t count = ::write(STDERR_FILENO, text.data() + written, text.size() - written);
+    if (count < 0 && errno != EINTR) return;  // the terminal has gone; that is no reason to stop
+    if (count > 0) written += static_cast<size_t>(count);
+  }
+}
+
+/// A text that cannot drive the terminal: a path may hold anything. Of UTF-8, the control characters from 0x80 on are
+/// those that begin with 0xC2 and go on with less than 0xA0.
+std::string harmless(const std::string& text) {
+  std::string result = text;
+  for (size_t at = 0; at < result.size(); ++at) {
+    const auto byte = [&result](size_t index) { return static_cast<unsigned char>(result[index]); };
+    const bool isLongControl = byte(at) == 0xC2 && at + 1 < result.size() && byte(at + 1) < 0xA0;
+    if (byte(at) < 0x20 || byte(at) == 0x7F) result[at] = '?';
+    if (isLongControl) result.replace(at, 2, "?");
+  }
+  return result;
+}
+
+/// While it lives, the calling thread takes no signal, and a thread that it starts never does.
+class ScopedBlockedSignals {
+ public:
+  ScopedBlockedSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &_before);
+  }
+  ScopedBlockedSignals(const ScopedBlockedSignals&) = delete;
+  ScopedBlockedSignals& operator=(const ScopedBlockedSignals&) = delete;
+  ~ScopedBlockedSignals() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
+
+ private:
+  sigset_t _before;
+};
+
+}  // namespace
+
+TerminalProgress::TerminalProgress() : _isTerminal(isatty(STDERR_FILENO) == 1) {
+  if (!_isTerminal) return;
+  const char* kind = std::getenv("TERM");
+  _mayRewrite = !isEmpty(kind) && std::strcmp(kind, "dumb") != 0;
+  _hasColours = _mayRewrite && isEmpty(std::getenv("NO_COLOR"));
+  progress::setListener(this);
+}
+
+TerminalProgress::~TerminalProgress() {
+  if (_isTerminal) progress::setListener(nullptr);
+}
+
+void TerminalProgress::begin(const char* step) {
+  const std::lock_guard<std::mutex> lock(_mutex);
+  _step = step;
+  _begin = Clock::now();
+  _isRunning = true;
+  _isFailed = false;
+  write(_step + " ...");
+  // A line that goes past the right edge cannot be written over.
+  int ends[2];
+  if (!_mayRewrite || _step.size() + kLongestEnding > columns() || pipe(ends) != 0) return;
+  try {
+    const ScopedBlockedSignals blocked;
+    _counter = std::thread([this, ended = ends[0]] { countSeconds(ended); });
+    _running = ends[1];
+  } catch (const std::system_error&) {  // no thread is to be had: the line does without
+    close(ends[0]);
+    close(ends[1]);
+  }
+}
+
+void TerminalProgress::countSeconds(int ended) {
+  struct pollfd end = {ended, POLLIN, 0};
+  // A change of the effective user interrupts every thread.
+  for (int found = 0; found == 0 || (found < 0 && errno == EINTR);) {
+    found = poll(&end, 1, 1000);
+    if (found != 0) continue;
+    const std::lock_guard<std::mutex> lock(_mutex);
+    write("\r" + line());
+  }
+  close(ended);
+}
+
+void TerminalProgress::end() {
+  const bool isCounted = _counter.joinable();
+  if (isCounted) {
+    close(_running);
+    _counter.join();
+  }
+  const std::lock_guard<std::mutex> lock(_mutex);
+  _isRunning = false;
+  write(isCounted ? "\r" + line() + "\n" : line().substr(_step.size() + 4) + "\n");
+}
+
+/// What the line of the step says now: it only gets longer, so that nothing of an older one stays.
+std::string TerminalProgress::line() const {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - _begin).count();
+  std::string text = _step + " ...";
+  if (!_isRunning) text += _isFailed ? " failed" : " done";
+  if (seconds > 0) text += (_isRunning ? " " : ", ") + std::to_string(seconds) + " s";
+  return text;
+}
+
+void TerminalProgress::fail(const std::string& reason) {
+  const std::lock_guard<std::mutex> lock(_mutex);
+  if (_reason.empty()) _reason = reason;
+  _isFailed = true;
+}
+
+void TerminalProgress::sayFailure(const OptionalString& trace) const {
+  if (!_isTerminal) return;
+  const std::string sentence = kFailed + (_reason.empty() ? std::string() : ": " + harmless(_reason)) + ".";
+  write((_hasColours ? kBoldRed + sentence + kPlain : sentence) + "\n");
+  write("What was done is told in " + (trace ? harmless(*trace) : std::string("the system log")) + ".\n");
+}

@@ -1,0 +1,29 @@
+#include "Support/Progress.h"
+
+#include <atomic>
+
+namespace progress {
+
+namespace {
+
+std::atomic<Listener*> currentListener{nullptr};
+
+}  // namespace
+
+void setListener(Listener* listener) { currentListener = listener; }
+
+bool isHeard() { return currentListener != nullptr; }
+
+void fail(const std::string& reason) {
+  if (Listener* listener = currentListener) listener->fail(reason);
+}
+
+Step::Step(const char* step) {
+  if (Listener* listener = currentListener) listener->begin(step);
+}
+
+Step::~Step() {
+  if (Listener* listener = currentListener) listener->end();
+}
+
+}  // namespace progress

@@ -1,0 +1,42 @@
+#ifndef SUPPORT_PROGRESS_H_
+#define SUPPORT_PROGRESS_H_
+
+#include <string>
+
+/// What an operation is at, and why it failed, for a person who watches it. The operations tell it here; nobody hears
+/// it unless the program has set a listener, which of ours only the command does, and only at a terminal.
+namespace progress {
+
+class Listener {
+ public:
+  virtual ~Listener() = default;
+
+  /// A step begins; it ends before the next one does.
+  virtual void begin(const char* step) = 0;
+  virtual void end() = 0;
+
+  /// Something went wrong, said so that it can follow "because": no capital letter, no full stop.
+  virtual void fail(const std::string& reason) = 0;
+};
+
+/// Sets who is told from now on; null is nobody. Stays the caller's, and belongs to the whole process.
+void setListener(Listener* listener);
+
+/// Whether anybody is told: for what is looked up only to be told.
+bool isHeard();
+
+/// Tells why something failed. Of several reasons for one failure the first counts.
+void fail(const std::string& reason);
+
+/// A step that lasts as long as the object. Nothing may be printed meanwhile.
+class Step {
+ public:
+  explicit Step(const char* step);
+  Step(const Step&) = delete;
+  Step& operator=(const Step&) = delete;
+  ~Step();
+};
+
+}  // namespace progress
+
+#endif
