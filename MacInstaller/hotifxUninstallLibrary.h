@@ -12,7 +12,7 @@
       runtime. They need the rights to change the instance; normally root.
   (4) Lines for the person at the terminal go to standard output: one that tells success or failure of the
       provisioning, or which manifest is missing.
-  (5) They can be called again and again in one process, by one thread at a time. For two short reads in each call the
+  (5) They can be called again and again in one process, by one thread at a time. For one short read in each call the
       effective user id of the process is that of the user named by the environment variable USER. No signal handler,
       descriptor, locale or working folder of the caller is changed.
   (6) No exception leaves them. Running out of memory gives 1.
