@@ -105,7 +105,7 @@ TEST_P(TerminalFailureTest, IsToldInTwoLinesAtTheEnd) {
                                                                       "(NAME.app/Contents/MacOS).")})},
       {"PlatformIsRunning",
        joined({refusedSteps(), sentences("the platform is running: process " + runningProcess + " of the user " +
-                                         values["U"] + ", " + values["PROGRAM"] + ".")})},
+                                         values["USER"] + ", " + values["PROGRAM"] + ".")})},
       {"UninstallManifestIsMissing",
        joined({{"Checking the instance ... done"},
                collecting(),

@@ -107,7 +107,7 @@ const std::vector<WatchedTest::Way>& WatchedTest::ways() {
                                           test.makeInstance("/Applications/Pr\xC3\xB6#duct.app", test.data);
                                           return test.uninstall();
                                         },
-                                        {{"C", "#"}, {"N", "18"}}},
+                                        {{"CHARACTER", "#"}, {"POSITION", "18"}}},
                                        {"NoInstanceIsThere",
                                         [](WatchedTest& test) {
                                           test.removeFile("deploy/install.xml");
@@ -127,7 +127,7 @@ const std::vector<WatchedTest::Way>& WatchedTest::ways() {
                                               idInside(test.startProgram(program, ThrowAwayRoot::alice()));
                                           return test.uninstall();
                                         },
-                                        {{"U", ThrowAwayRoot::hasAccounts() ? "alice" : "root"}}},
+                                        {{"USER", ThrowAwayRoot::hasAccounts() ? "alice" : "root"}}},
                                        {"UninstallManifestIsMissing",
                                         [](WatchedTest& test) {
                                           test.removeFile("deploy/uninstall.hotfix.xml");
@@ -145,13 +145,13 @@ const std::vector<WatchedTest::Way>& WatchedTest::ways() {
                                           test.removeFile("rcplauncher");
                                           return test.uninstall();
                                         },
-                                        {{"E", "No such file or directory"}}},
+                                        {{"ERROR", "No such file or directory"}}},
                                        {"ResultIsAFailure",
                                         [](WatchedTest& test) {
                                           test.setLauncher("echo rc=13 > \"$result\"");
                                           return test.uninstall();
                                         },
-                                        {{"N", "13"}}},
+                                        {{"CODE", "13"}}},
                                        {"ResultFileIsMissing",
                                         [](WatchedTest& test) {
                                           test.setLauncher("");
@@ -173,6 +173,6 @@ Call WatchedTest::prepare(const Way& way, std::map<std::string, std::string>& va
   values["HOME"] = home;
   values["PROGRAM"] = bundle + "/Contents/MacOS/product";
   values["RESULT"] = bundle + "/Contents/MacOS/.provisioning_rc";
-  if (!runningProcess.empty()) values["N"] = runningProcess;
+  values["PROCESS"] = runningProcess;
   return result;
 }
