@@ -61,7 +61,7 @@ bool failed(const std::string& reason) {
 /// \param[out] instance the service for the instance, made when the checks come to need it.
 bool passesChecks(const OptionalString& home, const OptionalString& data, std::optional<InstanceService>& instance) {
   const progress::Step step("Checking the instance");
-  if (!home) return failed("no home folder was given");
+  if (!home || home->empty()) return failed("no home folder was given");
   if (!platform::exists(*home)) return failed("there is no " + *home);
 
   platform::log(LogLevel::Info, "Check whether the unsupported characters are contained.");

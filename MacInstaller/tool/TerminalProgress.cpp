@@ -10,6 +10,8 @@
 #include <cstring>
 #include <system_error>
 
+#include "Support/TextEncoding.h"
+
 namespace {
 
 constexpr char kFailed[] = "The hotfix was not removed";
@@ -33,15 +35,15 @@ void write(const std::string& text) {
   }
 }
 
-/// A text that cannot drive the terminal: a path may hold anything. Of UTF-8, the control characters from 0x80 on are
-/// those that begin with 0xC2 and go on with less than 0xA0.
+/// A text that cannot drive the terminal: a path may hold anything. Bytes that are no UTF-8 are replaced first, as some
+/// terminals take them for control characters. In UTF-8, those from 0x80 on begin with 0xC2 and go on with less than
+/// 0xA0.
 std::string harmless(const std::string& text) {
-  std::string result = text;
+  std::string result = text::utf8FromUtf16(text::utf16FromUtf8(text));
   for (size_t at = 0; at < result.size(); ++at) {
     const auto byte = [&result](size_t index) { return static_cast<unsigned char>(result[index]); };
-    const bool isLongControl = byte(at) == 0xC2 && at + 1 < result.size() && byte(at + 1) < 0xA0;
     if (byte(at) < 0x20 || byte(at) == 0x7F) result[at] = '?';
-    if (isLongControl) result.replace(at, 2, "?");
+    if (byte(at) == 0xC2 && byte(at + 1) < 0xA0) result.replace(at, 2, "?");
   }
   return result;
 }

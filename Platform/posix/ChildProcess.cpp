@@ -42,7 +42,7 @@ class SpawnOutputs {
 pid_t spawn(const OptionalString& executable, const std::vector<std::string>& arguments, SpawnOutputs& outputs) {
   if (!executable) {
     log(LogLevel::Error, "Failed to launch (null): no path given.");
-    progress::fail("there is no path to start a program from");
+    progress::fail("there is no program to start");
     return -1;
   }
   std::vector<char*> argv{const_cast<char*>(executable->c_str())};

@@ -163,19 +163,21 @@ void MachineTest::makeStandIn(const std::string& path, const std::string& shellT
   files().makeScript(inside(path), ". " + std::string(kNote) + "\n" + shellText);
 }
 
-void MachineTest::startProgram(const std::string& path) {
+pid_t MachineTest::startProgram(const std::string& path, uid_t user) {
   files().makeFile(inside(path), files().read(inside(ThrowAwayRoot::kFirstProcess)), 0755);
   int started[2];
-  ASSERT_EQ(pipe(started), 0);
-  root().start([&] {
+  EXPECT_EQ(pipe(started), 0);
+  const pid_t process = root().start([&] {
     // The pipe closes when the program has taken over.
     for (const int end : started) fcntl(end, F_SETFD, FD_CLOEXEC);
+    if (user != 0 && setuid(user) != 0) return;
     execl(path.c_str(), path.c_str(), "infinity", nullptr);
   });
   close(started[1]);
   char byte;
   EXPECT_EQ(read(started[0], &byte, 1), 0);
   close(started[0]);
+  return process;
 }
 
 void MachineTest::setLauncher(const std::string& shellText) {

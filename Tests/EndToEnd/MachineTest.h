@@ -112,8 +112,9 @@ class MachineTest : public ::testing::Test {
 
   /// A program that notes its call and then does what the shell text says.
   void makeStandIn(const std::string& path, const std::string& shellText = "");
-  /// Starts a copy of a program that does nothing, at a path of the root, and waits until it runs there.
-  void startProgram(const std::string& path);
+  /// Starts a copy of a program that does nothing, at a path of the root, and waits until it runs there. Answers its id
+  /// outside.
+  pid_t startProgram(const std::string& path, uid_t user = 0);
   /// What the launcher does at each start.
   void setLauncher(const std::string& shellText);
   /// The records of the instance, and the file that holds just these.

@@ -55,18 +55,7 @@ class SequenceDocumentTest : public MachineTest {
     const std::map<std::string, std::string> values = {
         {"HOME", home},      {"DATA", data},         {"LOCALE", "en_US"},  {"PACKAGE", kPackage},
         {"JAVA", kJavaHome}, {"PRODUCT", "Product"}, {"VERSION", "6.2.1"}, {"PROGRAM", ThrowAwayRoot::kFirstProcess}};
-    std::string result, word;
-    for (const char c : text + " ") {
-      if ((c >= 'A' && c <= 'Z') || c == '_') {
-        word += c;
-        continue;
-      }
-      const auto value = values.find(word);
-      result += (value == values.end() ? word : value->second) + c;
-      word.clear();
-    }
-    result.pop_back();
-    return result;
+    return markdown::filled(text, values);
   }
 
   CommandLine filledWords(const std::string& text) const {

@@ -1,5 +1,13 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <sstream>
 
 #include "Platform/ProcessList.h"
 #include "Tests/Support/Outside.h"
@@ -75,6 +83,114 @@ TEST_F(ProcessListTest, LongPathIsWhole) {
   while (path.size() < 3900) path += "/a name of some length";
   runProcess(1, path);
   EXPECT_THAT(executables(), ElementsAre(path));
+}
+
+// ----- findProcess -----
+
+/// A process that runs a copy of a program until the object's end.
+class RunningProgram {
+ public:
+  /// \param user whose it is; 0 for the account of the test.
+  explicit RunningProgram(const std::string& path, uid_t user = 0) {
+    int started[2];
+    EXPECT_EQ(pipe(started), 0);
+    _id = fork();
+    if (_id == 0) {
+      for (const int end : started) fcntl(end, F_SETFD, FD_CLOEXEC);  // the end of the pipe: it runs the program
+      if (user == 0 || setuid(user) == 0) execl(path.c_str(), path.c_str(), "infinity", nullptr);
+      _exit(1);
+    }
+    close(started[1]);
+    char byte;
+    EXPECT_EQ(read(started[0], &byte, 1), 0);
+    close(started[0]);
+  }
+  RunningProgram(const RunningProgram&) = delete;
+  RunningProgram& operator=(const RunningProgram&) = delete;
+  ~RunningProgram() {
+    kill(_id, SIGKILL);
+    waitpid(_id, nullptr, 0);
+  }
+
+  pid_t id() const { return _id; }
+
+ private:
+  pid_t _id;
+};
+
+class FindProcessTest : public ProcessListTest {
+ protected:
+  void SetUp() override {
+    if (access("/proc/self/exe", F_OK) != 0) GTEST_SKIP() << "this system shows no processes in /proc";
+    folder.makeLink(outside("/proc"), "/proc");
+    program = folder.makeFile("program", readProgram("/bin/sleep"), 0755);
+    chmod(folder.path().c_str(), 0755);
+  }
+
+  static std::string readProgram(const std::string& path) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+  }
+
+  std::optional<platform::RunningProcess> found() const {
+    return platform::findProcess([this](const std::string& executable) { return executable == program; });
+  }
+
+  std::string program;
+};
+
+TEST_F(FindProcessTest, ChildIsFoundWithItsUser) {
+  const RunningProgram child(program);
+  const auto process = found();
+  ASSERT_TRUE(process);
+  EXPECT_EQ(process->id, child.id());
+  const struct passwd* account = getpwuid(geteuid());
+  EXPECT_EQ(process->user, account != nullptr ? account->pw_name : std::to_string(geteuid()));
+  EXPECT_EQ(process->executable, program);
+}
+
+TEST_F(FindProcessTest, UserWithoutAnAccountHasANumber) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can start a process of another user";
+  constexpr uid_t kUser = 2000000123;
+  if (getpwuid(kUser) != nullptr) GTEST_SKIP() << "this machine has an account of the number that is to have none";
+  const RunningProgram child(program, kUser);
+  const auto process = found();
+  ASSERT_TRUE(process);
+  EXPECT_EQ(process->id, child.id());
+  EXPECT_EQ(process->user, std::to_string(kUser));
+}
+
+TEST_F(FindProcessTest, UserOfAProgramThatHeMayNotReadIsRight) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can start a process of another user";
+  chmod(program.c_str(), 0711);  // then most of what /proc has of the process belongs to root
+  const RunningProgram child(program, 2000000123);
+  const auto process = found();
+  ASSERT_TRUE(process);
+  EXPECT_EQ(process->user, "2000000123");
+}
+
+TEST_F(FindProcessTest, NoneIsFoundWhenNoneRuns) { EXPECT_FALSE(found()); }
+
+TEST_F(FindProcessTest, NoneIsFoundOnceItHasEnded) {
+  { const RunningProgram child(program); }
+  EXPECT_FALSE(found());
+}
+
+TEST_F(ProcessListTest, FirstProcessThatIsLookedForIsFound) {
+  runProcess(11, "/bin/a");
+  runProcess(12, "/bin/b");
+  runProcess(13, "/bin/b");
+  std::vector<std::string> asked;
+  const auto process = platform::findProcess([&asked](const std::string& executable) {
+    asked.push_back(executable);
+    return executable == "/bin/b";
+  });
+  ASSERT_TRUE(process);
+  EXPECT_EQ(process->executable, "/bin/b");
+  EXPECT_TRUE(process->id == 12 || process->id == 13) << process->id;
+  EXPECT_EQ(asked.back(), "/bin/b");
+  EXPECT_LE(asked.size(), 2U);
 }
 
 }  // namespace

@@ -29,6 +29,21 @@ std::string withSingleSpaces(const std::string& text) {
   return result;
 }
 
+std::string filled(const std::string& text, const std::map<std::string, std::string>& values) {
+  std::string result, word;
+  for (const char c : text + " ") {
+    if ((c >= 'A' && c <= 'Z') || c == '_') {
+      word += c;
+      continue;
+    }
+    const auto value = values.find(word);
+    result += (value == values.end() ? word : value->second) + c;
+    word.clear();
+  }
+  result.pop_back();
+  return result;
+}
+
 Texts cellsOf(const std::string& line) {
   Texts cells;
   std::string cell;

@@ -16,6 +16,9 @@ std::string readDocument(const std::string& path);
 /// A text without white space at its ends, and with single blanks for all other.
 std::string withSingleSpaces(const std::string& text);
 
+/// A text with what its words in capitals stand for; those without a value stay.
+std::string filled(const std::string& text, const std::map<std::string, std::string>& values);
+
 /// The cells of a table's line. "\|" is a bar in a cell.
 Texts cellsOf(const std::string& line);
 

@@ -1,0 +1,420 @@
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <regex>
+
+#include "Tests/EndToEnd/WatchedTest.h"
+
+namespace {
+
+/// What a person sees at a terminal; and that nobody else notices any of it.
+class TerminalTest : public WatchedTest {
+ protected:
+  static Lines uninstallSteps(const std::string& ending = "done") {
+    return {"Checking the instance ... done", "Running the platform to remove the hotfix, 1 of 2 ... " + ending,
+            "Running the platform to remove the hotfix, 2 of 2 ... " + ending};
+  }
+  static Lines successSteps() {
+    return {"Forgetting the installer's receipt ... done", "Repairing the owner of the workspace ... done"};
+  }
+  static Lines collecting() { return {"Collecting the log files ... done"}; }
+  static Lines passes(const std::string& ending = "done") {
+    return {"Running the platform to clean up ... " + ending, "Running the platform to update ... " + ending,
+            "Repairing the owner of the workspace ... done"};
+  }
+  static Lines refusedSteps() { return joined({{"Checking the instance ... failed"}, collecting(), passes()}); }
+  static Lines allSteps() { return joined({uninstallSteps(), successSteps(), collecting(), passes()}); }
+  static Lines sentences(const std::string& reason) { return {kNotRemoved + reason, kToldInTrace}; }
+
+  /// A launcher that waits until a file of this name is there.
+  void setWaitingLauncher(const std::string& path) {
+    setLauncher("until [ -e " + path + " ]; do sleep 0.05; done\necho rc=0 > \"$result\"");
+  }
+  /// A launcher that fails, and what a terminal gets of the whole run.
+  std::string failureAt(const std::map<std::string, std::string>& environment, unsigned short columns = 80) {
+    setLauncher("echo rc=1 > \"$result\"");
+    Terminal terminal(columns);
+    terminal.begin();
+    Call call = uninstall();
+    call.environment.insert(environment.begin(), environment.end());
+    call.prepare = [&terminal] { dup2(terminal.descriptor(), STDERR_FILENO); };
+    EXPECT_EQ(run(call).ending, "exit 1");
+    EXPECT_EQ(screen(terminal.text()), joined({uninstallSteps(), collecting(), passes(), sentences(resultCode())}));
+    return terminal.text();
+  }
+  std::string resultCode() const {
+    return "the platform failed with the result code 1, read from " + bundle + "/Contents/MacOS/.provisioning_rc.";
+  }
+
+  /// All of a run that others than the person can see, ids of processes and pipes masked.
+  Lines seenByOthers(const Call& call) {
+    const Snapshot before = state();
+    const Outcome outcome = run(call);
+    Lines result = joined({{outcome.ending, outcome.output}, outcome.trace, differences(before, state())});
+    for (const Child& child : outcome.children) {
+      result.insert(result.end(), child.commandLine.begin(), child.commandLine.end());
+      result.push_back(found(child));
+      result.push_back(files().read(child.seen + "/environ"));
+      for (const auto& [name, entry] : takeSnapshot(files() / (child.seen + "/fd"))) {
+        result.push_back(name + " " + std::regex_replace(entry, std::regex("\\[[0-9]+\\]|/[0-9]+"), "[id]"));
+      }
+      for (const std::string& line : files().lines(child.seen + "/status")) {
+        if (line.compare(0, 3, "Sig") == 0 && line.compare(0, 4, "SigQ") != 0) result.push_back(line);
+      }
+    }
+    return result;
+  }
+};
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+TEST_F(TerminalTest, SuccessfulRunShowsItsStepsAndNothingElse) {
+  std::string text;
+  const Snapshot before = state();
+  const Outcome outcome = watch(text);
+  expectSuccess(outcome, before);
+  EXPECT_EQ(screen(text), allSteps());
+  EXPECT_FALSE(contains(text, "\x1B")) << text;
+}
+
+// ----- Failures -----
+
+class TerminalFailureTest : public TerminalTest, public ::testing::WithParamInterface<size_t> {};
+
+TEST_P(TerminalFailureTest, IsToldInTwoLinesAtTheEnd) {
+  std::map<std::string, std::string> values;
+  const Call call = prepare(ways()[GetParam()], values);
+  std::string text;
+  const Outcome outcome = watch(text, call);
+  const std::string result = values["RESULT"];
+  const std::string manifest = home + "/deploy/uninstall.hotfix.xml";
+  const Lines noLauncher = joined({{"Checking the instance ... failed"}, passes("failed")});
+  const Lines ended = joined({uninstallSteps(), collecting(), passes()});
+  const std::map<std::string, Lines> expected = {
+      {"NoHomeFolderIsGiven", joined({noLauncher, sentences("no home folder was given.")})},
+      {"HomeIsMissing", joined({noLauncher, sentences("there is no " + home + ".")})},
+      {"CharacterIsRefused", joined({{"Checking the instance ... failed"},
+                                     passes(),
+                                     sentences("the path " + home + " has the refused character # at position 18.")})},
+      {"NoInstanceIsThere", joined({refusedSteps(), sentences("no instance is installed in " + home +
+                                                              ", as it has no deploy/install.xml.")})},
+      {"HomeLiesInNoBundle", joined({refusedSteps(), sentences(home + " lies in no application bundle "
+                                                                      "(NAME.app/Contents/MacOS).")})},
+      {"PlatformIsRunning",
+       joined({refusedSteps(), sentences("the platform is running: process " + runningProcess + " of the user " +
+                                         values["USER"] + ", " + values["PROGRAM"] + ".")})},
+      {"UninstallManifestIsMissing",
+       joined({{"Checking the instance ... done"},
+               collecting(),
+               passes(),
+               sentences("there is no hotfix to remove, or it has been removed already, as " + manifest +
+                         " is missing.")})},
+      {"UninstallManifestCannotBeCopied",
+       joined({{"Checking the instance ... done"},
+               collecting(),
+               passes(),
+               sentences("its uninstall manifest could not be copied from " + manifest + ".")})},
+      {"LauncherCannotBeStarted",
+       joined({uninstallSteps("failed"), collecting(), passes("failed"),
+               sentences(home + "/rcplauncher could not be started: No such file or directory.")})},
+      {"ResultIsAFailure",
+       joined({ended, sentences("the platform failed with the result code 13, read from " + result + ".")})},
+      {"ResultFileIsMissing",
+       joined({ended, sentences("the platform ended without leaving a result in " + result + ".")})},
+      {"ResultFileHasNoCode",
+       joined({ended, sentences("the result that the platform left in " + result + " has no \"rc\".")})}};
+  EXPECT_EQ(outcome.ending, "exit 1");
+  ASSERT_EQ(expected.count(ways()[GetParam()].name), 1U);
+  EXPECT_EQ(screen(text), expected.at(ways()[GetParam()].name));
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, TerminalFailureTest, ::testing::Range<size_t>(0, 12));
+
+class TerminalCharacterTest : public TerminalTest, public ForEachText {};
+
+TEST_P(TerminalCharacterTest, IsNamedWithItsPosition) {
+  makeInstance("/Applications/P" + GetParam().text + "#.app", data);
+  std::string text;
+  watch(text);
+  const std::string refused = GetParam().text;
+  const size_t length = refused.size() - (contains(refused, "\xC3\xB6") ? 1 : 0);
+  const Lines lines = screen(text);
+  ASSERT_GE(lines.size(), 2U);
+  EXPECT_EQ(lines[lines.size() - 2], kNotRemoved + ("the path " + home) + " has the refused character " +
+                                         refused.back() + " at position " + std::to_string(15 + length) + ".");
+}
+
+INSTANTIATE_TEST_SUITE_P(Characters, TerminalCharacterTest,
+                         ::testing::Values(NamedText{"ExclamationMark", "!"}, NamedText{"Quote", "\""},
+                                           NamedText{"Apostrophe", "'"}, NamedText{"Semicolon", ";"},
+                                           NamedText{"Backslash", "\\"}, NamedText{"NumberSign", "#"},
+                                           NamedText{"PercentSign", "%"}, NamedText{"VerticalBar", "|"},
+                                           NamedText{"EqualsSign", "="}, NamedText{"QuestionMark", "?"},
+                                           NamedText{"Colon", ":"}, NamedText{"AfterTwoBytes", "\xC3\xB6\x3A"}),
+                         nameOf);
+
+TEST_F(TerminalTest, EmptyHomeIsNoHome) {
+  std::string text;
+  EXPECT_EQ(watch(text, call({"-rcphome", "", "-rcpdata", data})).ending, "exit 1");
+  EXPECT_TRUE(contains(text, "The hotfix was not removed: no home folder was given.")) << text;
+}
+
+TEST_F(TerminalTest, ProcessOfNoAccountHasItsUsersNumber) {
+  if (!ThrowAwayRoot::hasAccounts()) GTEST_SKIP() << "this machine lets files and processes belong to one account only";
+  const std::string id = idInside(startProgram(bundle + "/Contents/MacOS/product", 4799));
+  std::string text;
+  watch(text);
+  EXPECT_TRUE(contains(text, "process " + id + " of the user 4799, " + bundle)) << text;
+}
+
+TEST_F(TerminalTest, FailureWithoutATraceFilePointsToTheSystemLog) {
+  files().makeFolder(inside(std::string(kTraceFile) + "/in the way"));
+  removeFile("deploy/install.xml");
+  std::string text;
+  watch(text);
+  EXPECT_EQ(screen(text).back(), "What was done is told in the system log.");
+}
+
+TEST_F(TerminalTest, FailureOfAPassIsSeenInASuccessfulRun) {
+  // The second launch is the last that finds the launcher.
+  setLauncher("echo rc=0 > \"$result\"\n[ -e /tmp/launched ] && rm \"$0\"\n: > /tmp/launched");
+  std::string text;
+  EXPECT_EQ(watch(text).ending, "exit 0");
+  EXPECT_EQ(screen(text), joined({uninstallSteps(), successSteps(), collecting(), passes("failed")}));
+}
+
+TEST_F(TerminalTest, RecoveryEndsInASuccess) {
+  setLauncher("echo rc=1 > \"$result\"");
+  std::string text;
+  EXPECT_EQ(watch(text).ending, "exit 1");
+  setLauncher("echo rc=0 > \"$result\"");
+  // sudo cp install.update.xml uninstall.hotfix.xml
+  files().makeFile(inHome("deploy/uninstall.hotfix.xml"), files().read(inHome("deploy/install.update.xml")));
+  EXPECT_EQ(watch(text).ending, "exit 0");
+  EXPECT_EQ(screen(text), allSteps());
+}
+
+// ----- Kinds of terminals -----
+
+TEST_F(TerminalTest, SecondsAreCountedUpWhileAStepLasts) {
+  setWaitingLauncher("/tmp/seen");
+  Terminal terminal;
+  terminal.begin("\rRunning the platform to remove the hotfix, 1 of 2 ... 1 s",
+                 [this] { files().makeFile(inside("/tmp/seen")); });
+  EXPECT_EQ(run(watched(terminal)).ending, "exit 0");
+  EXPECT_EQ(screen(terminal.text()), allSteps());
+  EXPECT_TRUE(std::regex_search(terminal.text(), std::regex("\r[^\r\n]*, 1 of 2 \\.\\.\\. done, [0-9]+ s\n")))
+      << terminal.text();
+}
+
+TEST_F(TerminalTest, FailureIsRedAtATerminalWithColours) {
+  const std::string text = failureAt({{"TERM", "xterm"}});
+  EXPECT_TRUE(contains(text, "\n\x1B[1;31mThe hotfix was not removed: " + resultCode() + "\x1B[0m\nWhat ")) << text;
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\x1B'), 2);
+  EXPECT_TRUE(contains(text, "\r"));
+}
+
+TEST_F(TerminalTest, NothingIsRedOrWrittenOverAtADumbTerminal) {
+  const std::string text = failureAt({{"TERM", "dumb"}});
+  EXPECT_EQ(text.find_first_of("\r\x1B"), std::string::npos) << text;
+}
+
+TEST_F(TerminalTest, TerminalOfNoKindIsDumb) {
+  const std::string text = failureAt({});
+  EXPECT_EQ(text.find_first_of("\r\x1B"), std::string::npos) << text;
+}
+
+TEST_F(TerminalTest, TerminalOfAnEmptyKindIsDumb) {
+  const std::string text = failureAt({{"TERM", ""}});
+  EXPECT_EQ(text.find_first_of("\r\x1B"), std::string::npos) << text;
+}
+
+TEST_F(TerminalTest, NoColorLeavesOutColoursOnly) {
+  const std::string text = failureAt({{"TERM", "xterm"}, {"NO_COLOR", "1"}});
+  EXPECT_FALSE(contains(text, "\x1B")) << text;
+  EXPECT_TRUE(contains(text, "\r")) << text;
+}
+
+TEST_F(TerminalTest, EmptyNoColorCountsAsNotSet) {
+  EXPECT_TRUE(contains(failureAt({{"TERM", "xterm"}, {"NO_COLOR", ""}}), "\x1B[1;31m"));
+}
+
+TEST_F(TerminalTest, NothingIsWrittenOverAtANarrowTerminal) {
+  EXPECT_FALSE(contains(failureAt({{"TERM", "xterm"}}, 20), "\r"));
+}
+
+TEST_F(TerminalTest, TerminalThatDoesNotTellItsWidthCountsAsWide) {
+  EXPECT_TRUE(contains(failureAt({{"TERM", "xterm"}}, 0), "\r"));
+}
+
+// ----- Texts that would drive the terminal -----
+
+class TerminalControlTest : public TerminalTest, public ForEachText {};
+
+TEST_P(TerminalControlTest, DoesNotReachTheTerminal) {
+  const std::string name = GetParam().text.substr(0, GetParam().text.find('>'));
+  const std::string shown = GetParam().text.substr(name.size() + 1);
+  makeInstance("/Applications/" + name + ".app", data);
+  removeFile("deploy/install.xml");
+  Call call = uninstall();
+  call.environment["TERM"] = "dumb";
+  std::string text;
+  const Outcome outcome = watch(text, call);
+  EXPECT_EQ(outcome.ending, "exit 1");
+  EXPECT_EQ(outcome.output, kUsage);
+  EXPECT_EQ(text.substr(text.find(kNotRemoved)), kNotRemoved + ("no instance is installed in /Applications/" + shown) +
+                                                     ".app/Contents/MacOS/rcp, as it has no deploy/install.xml.\n" +
+                                                     kToldInTrace + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, TerminalControlTest,
+                         ::testing::Values(NamedText{"Escape", "\x1B[2J\x1B]0,x\x07>?[2J?]0,x?"},
+                                           NamedText{"Newline",
+                                                     "a\nb\tc\rd\x7F"
+                                                     "e>a?b?c?d?e"},
+                                           NamedText{"LongControl",
+                                                     "a\xC2\x9B"
+                                                     "31m\xC2\x85>a?31m?"},
+                                           NamedText{"NoControl",
+                                                     "a\xC2\xA0\xC3\xB6\xE2\x82\xAC>a\xC2\xA0\xC3\xB6\xE2\x82\xAC"},
+                                           NamedText{"LoneByte",
+                                                     "a\x9B"
+                                                     "31m>a\xEF\xBF\xBD"
+                                                     "31m"},
+                                           NamedText{"CutOff", "a\xC2>a\xEF\xBF\xBD"}),
+                         nameOf);
+
+TEST_F(TerminalTest, ResultCodeDoesNotDriveTheTerminal) {
+  setLauncher("printf 'rc=7\\033[2J\\n' > \"$result\"");
+  std::string text;
+  watch(text);
+  EXPECT_TRUE(contains(text, "with the result code 7?[2J, read from")) << text;
+}
+
+// ----- Who is no person at a terminal -----
+
+class NoTerminalTest : public TerminalTest, public ForEachText {
+ protected:
+  /// Standard error for the call; the end of a pipe where it is one.
+  int connect(Call& call) {
+    call.environment["TERM"] = "xterm";
+    if (GetParam().text == "closed") call.prepare = [] { close(STDERR_FILENO); };
+    if (GetParam().text == "null") call.prepare = [] { dup2(open("/dev/null", O_WRONLY), STDERR_FILENO); };
+    if (GetParam().text != "pipe") return -1;
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    call.prepare = [writeEnd = ends[1]] { dup2(writeEnd, STDERR_FILENO); };
+    _writeEnd = ends[1];
+    return ends[0];
+  }
+
+  void expectAlike(const std::function<void()>& prepare) {
+    prepare();
+    Call call = uninstall();
+    const int readEnd = connect(call);
+    const Lines without = seenByOthers(call);
+    EXPECT_EQ(files().read(inside("/stand-ins/errors")), "");
+    if (readEnd != -1) {
+      close(_writeEnd);
+      char byte;
+      EXPECT_EQ(read(readEnd, &byte, 1), 0) << "something was written";
+      close(readEnd);
+    }
+    SetUp();  // another machine
+    prepare();
+    Terminal terminal;
+    terminal.begin();
+    EXPECT_EQ(seenByOthers(watched(terminal)), without);
+    EXPECT_NE(terminal.text(), "");
+  }
+
+ private:
+  int _writeEnd = -1;
+};
+
+TEST_P(NoTerminalTest, GetsNothingAndASuccessfulRunIsTheSame) {
+  expectAlike([] {});
+}
+
+TEST_P(NoTerminalTest, GetsNothingAndAFailedRunIsTheSame) {
+  expectAlike([this] { setLauncher("echo rc=1 > \"$result\""); });
+}
+
+TEST_P(NoTerminalTest, GetsNothingAndARefusedRunIsTheSame) {
+  expectAlike([this] { removeFile("deploy/install.xml"); });
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, NoTerminalTest,
+                         ::testing::Values(NamedText{"File", "file"}, NamedText{"Pipe", "pipe"},
+                                           NamedText{"Closed", "closed"}, NamedText{"NullDevice", "null"}),
+                         nameOf);
+
+TEST_F(TerminalTest, TerminalAsStandardOutputAloneGetsNoSteps) {
+  Terminal terminal;
+  terminal.begin();
+  Call call = uninstall();
+  call.environment["TERM"] = "xterm";
+  call.prepare = [&terminal] { dup2(terminal.descriptor(), STDOUT_FILENO); };
+  const Outcome outcome = run(call);
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(terminal.text(), kSucceeded);
+}
+
+TEST_F(TerminalTest, LibraryWritesNothingThere) {
+  for (const char* expected : {"0", "1"}) {  // the second call finds the manifest consumed
+    Call call = this->call({home, data, "1", expected});
+    call.program = HOTFIX_C_PROGRAM;
+    call.commandLine.front() = HOTFIX_C_PROGRAM;
+    std::string text;
+    EXPECT_EQ(watch(text, call).ending, "exit 0");
+    EXPECT_EQ(text, "RCPUninstallHotfixEx " + std::string(expected) + "\n");  // the program's own line
+  }
+}
+
+// ----- A terminal that goes away -----
+
+class HangUpTest : public TerminalTest {
+ protected:
+  /// A run whose terminal hangs up during the first launch.
+  Outcome hungUp(const std::function<void()>& prepare) {
+    setWaitingLauncher("/tmp/gone");
+    Terminal terminal;
+    terminal.begin("1 of 2 ...", [&] {
+      terminal.hangUp();
+      files().makeFile(inside("/tmp/gone"));
+    });
+    Call call = watched(terminal);
+    call.prepare = [connect = call.prepare, prepare] {
+      connect();
+      prepare();
+    };
+    return run(call);
+  }
+};
+
+TEST_F(HangUpTest, RunGoesOnWhenItIsNotTheRunsOwnTerminal) {
+  const Outcome outcome = hungUp([] {});
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(outcome.output, kSucceeded);
+  EXPECT_EQ(outcome.commandLines(), allChildren());
+  EXPECT_EQ(outcome.trace, allTrace());
+}
+
+TEST_F(HangUpTest, RunEndsByTheSignalAtItsOwnTerminal) {
+  EXPECT_EQ(hungUp([] { ioctl(STDERR_FILENO, TIOCSCTTY, 0); }).ending, "signal 1");
+}
+
+TEST_F(HangUpTest, RunGoesOnWhenTheSignalIsIgnored) {
+  const Outcome outcome = hungUp([] {
+    signal(SIGHUP, SIG_IGN);
+    ioctl(STDERR_FILENO, TIOCSCTTY, 0);
+  });
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(outcome.output, kSucceeded);
+  EXPECT_EQ(outcome.commandLines(), allChildren());
+}
+
+}  // namespace
