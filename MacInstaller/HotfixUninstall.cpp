@@ -85,7 +85,8 @@ bool HotfixUninstall::copyUninstallManifest() {
   if (!platform::exists(source)) {
     platform::log(LogLevel::Error, kManifestWasNotFound, source.c_str());
     printMissing(source);
-    progress::fail("there is no hotfix to remove, or it has been removed already, as " + source + " is missing");
+    progress::fail("there is no hotfix to remove, or an earlier run has consumed its manifest, as " + source +
+                   " is missing");
     return false;
   }
   // Without an installer root: the manifest of an uninstall names nothing to be installed.

@@ -110,7 +110,7 @@ TEST_P(TerminalFailureTest, IsToldInTwoLinesAtTheEnd) {
        joined({{"Checking the instance ... done"},
                collecting(),
                passes(),
-               sentences("there is no hotfix to remove, or it has been removed already, as " + manifest +
+               sentences("there is no hotfix to remove, or an earlier run has consumed its manifest, as " + manifest +
                          " is missing.")})},
       {"UninstallManifestCannotBeCopied",
        joined({{"Checking the instance ... done"},
