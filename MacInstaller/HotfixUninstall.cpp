@@ -48,7 +48,10 @@ HotfixUninstall::HotfixUninstall(const OptionalString& pathToRcphome, const Opti
 HotfixUninstall::~HotfixUninstall() = default;
 
 bool HotfixUninstall::uninstallOldHotfix() {
-  if (!_instance) return false;
+  if (!_instance) {
+    progress::fail("the home folder went away, or cannot be reached any more");
+    return false;
+  }
   if (!copyUninstallManifest()) return false;
   _instance->backupInstallManifest();  // Not a fatal error: an instance without an install manifest has no backup.
   _instance->updateProvisionManifestVersion(InstallUtil::generateNewManifestVersion());

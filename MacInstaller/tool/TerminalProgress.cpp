@@ -79,6 +79,7 @@ TerminalProgress::~TerminalProgress() {
 }
 
 void TerminalProgress::begin(const char* step) {
+  if (!_isTerminal) return;
   const std::lock_guard<std::mutex> lock(_mutex);
   _step = step;
   _begin = Clock::now();
@@ -111,6 +112,7 @@ void TerminalProgress::countSeconds(int ended) {
 }
 
 void TerminalProgress::end() {
+  if (!_isTerminal) return;
   const bool isCounted = _counter.joinable();
   if (isCounted) {
     close(_running);
