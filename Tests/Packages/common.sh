@@ -14,5 +14,6 @@ fi
 failed=0
 complain() {
   printf '%s\n' "$*"
+  # shellcheck disable=SC2034 # the scripts that read this end with it
   failed=1
 }
