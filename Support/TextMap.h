@@ -67,7 +67,7 @@ class TextMap {
   std::string _texts;
   std::vector<Place> _places;
   size_t _indexed = 0;       // so many of the places, from the first one on, are in the table
-  std::vector<Slot> _slots;  // a power of two of them, at least half of them empty
+  std::vector<Slot> _slots;  // a power of two of them, at least a quarter of them empty
 };
 
 #endif
