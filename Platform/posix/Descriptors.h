@@ -80,6 +80,7 @@ std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder);
 ScopedFd openExisting(int folder, const char* path, int flags);
 
 /// Everything from the descriptor's position to its end, or none after an error or past \a limit bytes.
+/// \a expected is about how many they are, if that is known: it spares growing in steps, and binds nothing.
 OptionalString readToEnd(int descriptor, size_t limit, size_t expected = 0);
 
 /// Writes all of \a bytes. \return false, with errno set, when that cannot be done.

@@ -12,9 +12,8 @@ int copyFileAndAttributes(int from, int to, const struct stat& source);
 
 /// Gives an entry of an open folder another name there, in one step, unless that name is taken.
 ///
-/// \return 0, or the number of the error: EEXIST when it is taken, ENOTSUP when the system or the file system has no
-/// such
-///     step.
+/// \return 0, or the number of the error: EEXIST when it is taken, ENOTSUP when the system or the file system cannot do
+///     it in one step.
 int renameIfFree(int folder, const char* name, const char* newName);
 
 /// Gives an open file or folder the mode, times and extended attributes of another, and its owner and group; each as
