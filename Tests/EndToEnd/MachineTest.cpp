@@ -71,11 +71,9 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
   return result;
 }
 
-/// Becomes the program of a call. Returns only when that is impossible.
-void become(const Call& call, int input, int output, int errors) {
-  std::vector<std::string> environment;
-  for (const auto& [name, value] : call.environment) environment.push_back(name + "=" + value);
-  std::vector<char*> argv = pointers(call.commandLine), envp = pointers(environment);
+/// Becomes the program of a call. Returns only when that is impossible. Asks for no memory: this is the child of a
+/// process with threads.
+void become(const Call& call, char* const argv[], char* const envp[], int input, int output, int errors) {
   umask(022);
   setsid();
   dup2(input, STDIN_FILENO);
@@ -85,7 +83,7 @@ void become(const Call& call, int input, int output, int errors) {
   if (chdir(call.folder.c_str()) != 0) return;
   if (call.user != 0 && (setgroups(0, nullptr) != 0 || setgid(call.user) != 0 || setuid(call.user) != 0)) return;
   call.prepare();
-  execve(call.program.c_str(), argv.data(), envp.data());
+  execve(call.program.c_str(), argv, envp);
 }
 
 }  // namespace
@@ -161,6 +159,12 @@ void MachineTest::giveTo(uid_t user, gid_t group, const std::string& path) {
 
 void MachineTest::makeStandIn(const std::string& path, const std::string& shellText) {
   files().makeScript(inside(path), ". " + std::string(kNote) + "\n" + shellText);
+}
+
+void MachineTest::makePatientJava() {
+  files().makeScript(inside(std::string(kJavaHome) + "/bin/java"),
+                     "tries=0\nuntil grep -q Successfully " + std::string(kTraceFile) +
+                         " || [ $tries = 100 ]; do sleep 0.1; tries=$((tries + 1)); done\n. " + kNote);
 }
 
 pid_t MachineTest::startProgram(const std::string& path, uid_t user) {
@@ -271,8 +275,11 @@ Outcome MachineTest::run(const Call& call) {
   const int input = open("/dev/null", O_RDONLY | O_CLOEXEC);
   const int output = open(files().makeFile(inside(kOutput)).c_str(), O_WRONLY | O_CLOEXEC);
   const int errors = open(files().makeFile(inside(kErrors)).c_str(), O_WRONLY | O_CLOEXEC);
+  std::vector<std::string> environment;
+  for (const auto& [name, value] : call.environment) environment.push_back(name + "=" + value);
+  const std::vector<char*> argv = pointers(call.commandLine), envp = pointers(environment);
   const std::time_t begin = std::time(nullptr);
-  const pid_t process = root().start([&] { become(call, input, output, errors); });
+  const pid_t process = root().start([&] { become(call, argv.data(), envp.data(), input, output, errors); });
   Outcome outcome;
   outcome.ending = waitFor(process);
   const std::time_t end = std::time(nullptr);

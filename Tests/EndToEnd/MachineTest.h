@@ -112,6 +112,8 @@ class MachineTest : public ::testing::Test {
 
   /// A program that notes its call and then does what the shell text says.
   void makeStandIn(const std::string& path, const std::string& shellText = "");
+  /// A java that looks around only when the trace has told of its success, which happens while it already runs.
+  void makePatientJava();
   /// Starts a copy of a program that does nothing, at a path of the root, and waits until it runs there. Answers its id
   /// outside.
   pid_t startProgram(const std::string& path, uid_t user = 0);

@@ -156,10 +156,7 @@ class SequenceDocumentTest : public MachineTest {
 };
 
 TEST_F(SequenceDocumentTest, EveryStepIsThatOfARealRun) {
-  // The utility waits for the line that is told while it runs: it is found by it then.
-  files().makeScript(inside(std::string(kJavaHome) + "/bin/java"),
-                     "tries=0\nuntil grep -q Successfully " + std::string(kTraceFile) +
-                         " || [ $tries = 100 ]; do sleep 0.1; tries=$((tries + 1)); done\n. /stand-ins/note");
+  makePatientJava();
   const Outcome outcome = run(uninstall());
   EXPECT_EQ(outcome.ending, "exit 0");
 

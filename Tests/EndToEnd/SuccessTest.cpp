@@ -82,10 +82,7 @@ TEST_F(SuccessTest, EveryStepOfTheRunInItsOrder) {
 TEST_F(SuccessTest, EveryChildFindsTheStepsBeforeItDone) {
   // A result of an earlier run, which must not be taken for this one's.
   files().makeFile(inside(bundle + "/Contents/MacOS/.provisioning_rc"), "rc=1\n");
-  // The utility runs while its success is already being told; this one waits for that line before it looks.
-  files().makeScript(inside(std::string(kJavaHome) + "/bin/java"),
-                     "tries=0\nuntil grep -q Successfully " + std::string(kTraceFile) +
-                         " || [ $tries = 100 ]; do sleep 0.1; tries=$((tries + 1)); done\n. /stand-ins/note");
+  makePatientJava();
   const std::string plain = " data=0644 " + owners("root:root"), repaired = " data=0775 " + owners("alice:admin");
   const std::string prepared = "uninstall=no update=yes backup=yes";
   const std::string records = " package=com.qor.hotfix.pkg skip=false";

@@ -50,7 +50,8 @@ class TerminalTest : public WatchedTest {
   }
 
   /// All of a run that others than the person can see, ids of processes and pipes masked.
-  Lines seenByOthers(const Call& call) {
+  /// As a text, of which a test shows the lines that differ, however many there are.
+  std::string seenByOthers(const Call& call) {
     const Snapshot before = state();
     const Outcome outcome = run(call);
     Lines result = joined({{outcome.ending, outcome.output}, outcome.trace, differences(before, state())});
@@ -65,7 +66,9 @@ class TerminalTest : public WatchedTest {
         if (line.compare(0, 3, "Sig") == 0 && line.compare(0, 4, "SigQ") != 0) result.push_back(line);
       }
     }
-    return result;
+    std::string text;
+    for (const std::string& line : result) text += line + "\n";
+    return text;
   }
 };
 
@@ -313,9 +316,10 @@ class NoTerminalTest : public TerminalTest, public ForEachText {
 
   void expectAlike(const std::function<void()>& prepare) {
     prepare();
+    makePatientJava();
     Call call = uninstall();
     const int readEnd = connect(call);
-    const Lines without = seenByOthers(call);
+    const std::string without = seenByOthers(call);
     EXPECT_EQ(files().read(inside("/stand-ins/errors")), "");
     if (readEnd != -1) {
       close(_writeEnd);
@@ -325,6 +329,7 @@ class NoTerminalTest : public TerminalTest, public ForEachText {
     }
     SetUp();  // another machine
     prepare();
+    makePatientJava();
     Terminal terminal;
     terminal.begin();
     EXPECT_EQ(seenByOthers(watched(terminal)), without);

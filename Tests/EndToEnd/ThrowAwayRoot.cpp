@@ -233,6 +233,7 @@ void ThrowAwayRoot::startFirstProcess() {
 pid_t ThrowAwayRoot::start(const std::function<void()>& program) {
   // A process cannot be moved to another process namespace, only its children can be born there; and one that has set
   // this up may be unable to go back. So a helper does it, and gives us its child for our own.
+  const std::string root = _folder / "root";  // no memory is asked for in the child: a thread may hold its lock
   int result[2];
   if (pipe2(result, O_CLOEXEC) != 0) ADD_FAILURE() << reason("pipe");
   const pid_t helper = fork();
@@ -240,7 +241,6 @@ pid_t ThrowAwayRoot::start(const std::function<void()>& program) {
     if (setns(_processNamespace, CLONE_NEWPID) != 0) _exit(1);
     const auto process = static_cast<pid_t>(syscall(SYS_clone, CLONE_PARENT | SIGCHLD, 0, 0, 0, 0));
     if (process != 0) _exit(write(result[1], &process, sizeof process) == sizeof process ? 0 : 1);
-    const std::string root = _folder / "root";
     if (chroot(root.c_str()) == 0 && chdir("/") == 0) program();
     _exit(126);
   }
