@@ -429,6 +429,38 @@ TEST_F(CopyItemTest, FileOrLinkNeverReplacesAnything) {
   EXPECT_EQ(snapshot(""), before);
 }
 
+TEST_F(CopyItemTest, TemporaryNameThatSomebodyTakesIsNotUsedAgain) {
+  if (!host::NameWatch::kIsAvailable) GTEST_SKIP() << "needs a system that tells what is made";
+  const std::map<bool, std::string> kinds = {{true, "new"}, {false, "taken"}};
+  for (int number = 0; number < 20; ++number) {
+    for (const auto& [isNew, kind] : kinds) {
+      const std::string name = kind + std::to_string(number);
+      folder.makeFile("source/" + name, "text of " + name);
+      if (!isNew) folder.makeFile("target/" + name, "old");
+    }
+  }
+  host::NameWatch watch(folder / "target");
+  std::vector<std::string> temporaryNames;
+  // At each file that is there already, plants one under the name that the copies before it have used.
+  answer = [&](int code) {
+    for (const std::string& name : watch.names()) {
+      if (name.find(".tmp.") != 0 || folder.has("target/" + name)) continue;
+      folder.makeFile("target/" + name, "planted");
+      temporaryNames.push_back(name);
+    }
+    return code == platform::kFileExists;
+  };
+  EXPECT_EQ(codeOfCopy("source", "target"), 0);
+  EXPECT_EQ(questions.size(), 1 + 20U) << "the folder and its files";
+  EXPECT_GE(temporaryNames.size(), 2U) << "no other name was used";
+  for (const std::string& name : temporaryNames) EXPECT_EQ(folder.read("target/" + name), "planted");
+  EXPECT_EQ(folder.names("target").size(), 40 + temporaryNames.size());
+  for (int number = 0; number < 20; ++number) {
+    const std::string name = "new" + std::to_string(number);
+    EXPECT_EQ(folder.read("target/" + name), "text of " + name);
+  }
+}
+
 TEST_F(CopyItemTest, FolderOntoFolderCopiesNothingWhenThePolicySaysStop) {
   makeTree("source");
   folder.makeFile("target/old", "old");

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #ifdef __APPLE__
 #include <dlfcn.h>
@@ -93,6 +94,15 @@ class OpeningWatch {
 
   bool add(const std::string&) { return false; }
   bool sawNothing() { return false; }
+};
+
+/// Tells which names entries were made under. Where it is not available it tells nothing.
+class NameWatch {
+ public:
+  static constexpr bool kIsAvailable = false;
+
+  explicit NameWatch(const std::string&) {}
+  std::vector<std::string> names() { return {}; }
 };
 
 /// Writes the bytes of a file to the disk: what the C library's fsync does.
@@ -193,6 +203,37 @@ class OpeningWatch {
   bool sawNothing() {
     char events[4096];
     return read(_watch, events, sizeof events) == -1 && errno == EAGAIN;
+  }
+
+ private:
+  int _watch;
+};
+
+/// Tells which names entries were made under. Where it is not available it tells nothing.
+class NameWatch {
+ public:
+  static constexpr bool kIsAvailable = true;
+
+  /// Looks at a folder from now on.
+  explicit NameWatch(const std::string& folder) : _watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    inotify_add_watch(_watch, folder.c_str(), IN_CREATE);
+  }
+  NameWatch(const NameWatch&) = delete;
+  NameWatch& operator=(const NameWatch&) = delete;
+  ~NameWatch() { close(_watch); }
+
+  /// The names since the last call.
+  std::vector<std::string> names() {
+    std::vector<std::string> result;
+    alignas(inotify_event) char events[4096];
+    for (ssize_t size; (size = read(_watch, events, sizeof events)) > 0;) {
+      for (ssize_t at = 0; at < size;) {
+        const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+        result.emplace_back(event->name);
+        at += static_cast<ssize_t>(sizeof *event + event->len);
+      }
+    }
+    return result;
   }
 
  private:
