@@ -18,6 +18,10 @@ void fail(const std::string& reason) {
   if (Listener* listener = currentListener) listener->fail(reason);
 }
 
+void goOn() {
+  if (Listener* listener = currentListener) listener->goOn();
+}
+
 Step::Step(const char* step) {
   if (Listener* listener = currentListener) listener->begin(step);
 }

@@ -15,6 +15,9 @@ class Listener {
   virtual void begin(const char* step) = 0;
   virtual void end() = 0;
 
+  /// The step still lasts: told many times a second while it waits for a child.
+  virtual void goOn() = 0;
+
   /// Something went wrong, said so that it can follow "because": no capital letter, no full stop.
   virtual void fail(const std::string& reason) = 0;
 };
@@ -27,6 +30,9 @@ bool isHeard();
 
 /// Tells why something failed. Of several reasons for one failure the first counts.
 void fail(const std::string& reason);
+
+/// Tells that the step still lasts.
+void goOn();
 
 /// A step that lasts as long as the object. Nothing may be printed meanwhile.
 class Step {

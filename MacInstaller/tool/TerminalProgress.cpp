@@ -1,14 +1,11 @@
 #include "MacInstaller/tool/TerminalProgress.h"
 
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <system_error>
 
 #include "Support/TextEncoding.h"
 
@@ -48,22 +45,6 @@ std::string harmless(const std::string& text) {
   return result;
 }
 
-/// While it lives, the calling thread takes no signal, and a thread that it starts never does.
-class ScopedBlockedSignals {
- public:
-  ScopedBlockedSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &_before);
-  }
-  ScopedBlockedSignals(const ScopedBlockedSignals&) = delete;
-  ScopedBlockedSignals& operator=(const ScopedBlockedSignals&) = delete;
-  ~ScopedBlockedSignals() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
-
- private:
-  sigset_t _before;
-};
-
 }  // namespace
 
 TerminalProgress::TerminalProgress() : _isTerminal(isatty(STDERR_FILENO) == 1) {
@@ -80,60 +61,42 @@ TerminalProgress::~TerminalProgress() {
 
 void TerminalProgress::begin(const char* step) {
   if (!_isTerminal) return;
-  const std::lock_guard<std::mutex> lock(_mutex);
   _step = step;
   _begin = Clock::now();
+  _shown = 0;
   _isRunning = true;
   _isFailed = false;
-  write(_step + " ...");
   // A line that goes past the right edge cannot be written over.
-  int ends[2];
-  if (!_mayRewrite || _step.size() + kLongestEnding > columns() || pipe(ends) != 0) return;
-  try {
-    const ScopedBlockedSignals blocked;
-    _counter = std::thread([this, ended = ends[0]] { countSeconds(ended); });
-    _running = ends[1];
-  } catch (const std::system_error&) {  // no thread is to be had: the line does without
-    close(ends[0]);
-    close(ends[1]);
-  }
+  _isCounted = _mayRewrite && _step.size() + kLongestEnding <= columns();
+  write(_step + " ...");
 }
 
-void TerminalProgress::countSeconds(int ended) {
-  struct pollfd end = {ended, POLLIN, 0};
-  // A change of the effective user interrupts every thread.
-  for (int found = 0; found == 0 || (found < 0 && errno == EINTR);) {
-    found = poll(&end, 1, 1000);
-    if (found != 0) continue;
-    const std::lock_guard<std::mutex> lock(_mutex);
-    write("\r" + line());
-  }
-  close(ended);
+void TerminalProgress::goOn() {
+  if (!_isRunning || !_isCounted || seconds() == _shown) return;
+  _shown = seconds();
+  write("\r" + line());
 }
 
 void TerminalProgress::end() {
   if (!_isTerminal) return;
-  const bool isCounted = _counter.joinable();
-  if (isCounted) {
-    close(_running);
-    _counter.join();
-  }
-  const std::lock_guard<std::mutex> lock(_mutex);
   _isRunning = false;
-  write(isCounted ? "\r" + line() + "\n" : line().substr(_step.size() + 4) + "\n");
+  write(_isCounted ? "\r" + line() + "\n" : line().substr(_step.size() + 4) + "\n");
+}
+
+long long TerminalProgress::seconds() const {
+  return std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - _begin).count();
 }
 
 /// What the line of the step says now: it only gets longer, so that nothing of an older one stays.
 std::string TerminalProgress::line() const {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - _begin).count();
+  const long long lasted = seconds();
   std::string text = _step + " ...";
   if (!_isRunning) text += _isFailed ? " failed" : " done";
-  if (seconds > 0) text += (_isRunning ? " " : ", ") + std::to_string(seconds) + " s";
+  if (lasted > 0) text += (_isRunning ? " " : ", ") + std::to_string(lasted) + " s";
   return text;
 }
 
 void TerminalProgress::fail(const std::string& reason) {
-  const std::lock_guard<std::mutex> lock(_mutex);
   if (_reason.empty()) _reason = reason;
   _isFailed = true;
 }

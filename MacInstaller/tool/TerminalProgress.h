@@ -2,17 +2,15 @@
 #define MACINSTALLER_TOOL_TERMINAL_PROGRESS_H_
 
 #include <chrono>
-#include <mutex>
 #include <string>
-#include <thread>
 
 #include "Support/OptionalString.h"
 #include "Support/Progress.h"
 
 /// Shows a person at a terminal, on standard error, what the tool is doing and for how long, and in the end why it
-/// failed. Writes nothing, and starts no thread, where standard error is no terminal.
+/// failed. Writes nothing where standard error is no terminal.
 ///
-/// A step has one line, whose seconds are counted up while it lasts. With TERM unset, empty or "dumb" nothing is
+/// A step has one line, whose seconds are counted up while it waits for a child. With TERM unset, empty or "dumb" nothing is
 /// written over and nothing has a colour; with NO_COLOR set, and not empty (no-color.org), nothing has a colour.
 class TerminalProgress : public progress::Listener {
  public:
@@ -22,6 +20,7 @@ class TerminalProgress : public progress::Listener {
 
   void begin(const char* step) override;
   void end() override;
+  void goOn() override;
   void fail(const std::string& reason) override;
 
   /// Says that the hotfix was not removed, why as far as that was told, and where the trace of the run is.
@@ -30,7 +29,7 @@ class TerminalProgress : public progress::Listener {
  private:
   using Clock = std::chrono::steady_clock;
 
-  void countSeconds(int ended);
+  long long seconds() const;
   std::string line() const;
 
   bool _isTerminal;
@@ -38,12 +37,10 @@ class TerminalProgress : public progress::Listener {
   bool _hasColours = false;
   std::string _reason;
 
-  std::thread _counter;
-  int _running = -1;  // closed when the step ends, which the thread sees at the other end of the pipe
-
-  std::mutex _mutex;  // of what follows
   std::string _step;
   Clock::time_point _begin;
+  long long _shown = 0;     // seconds
+  bool _isCounted = false;  // whether the line can be written over
   bool _isRunning = false;
   bool _isFailed = false;
 };

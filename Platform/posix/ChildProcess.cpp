@@ -1,6 +1,7 @@
 #include "Platform/ChildProcess.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -75,7 +76,16 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
 
 /// Any failure means that the child has ended: where SIGCHLD is ignored, or somebody else has reaped it.
 void waitFor(pid_t pid) {
-  if (pid > 0) (void)retried([pid] { return waitpid(pid, nullptr, 0); });
+  if (pid <= 0) return;
+  // Who watches is told in between that we are still here. There is no event that could wake us for it: the signals
+  // are the caller's.
+  constexpr int kLongestNap = 20;
+  for (int nap = 1; progress::isHeard(); nap = std::min(2 * nap, kLongestNap)) {
+    if (retried([pid] { return waitpid(pid, nullptr, WNOHANG); }) != 0) return;
+    (void)poll(nullptr, 0, nap);
+    progress::goOn();
+  }
+  (void)retried([pid] { return waitpid(pid, nullptr, 0); });
 }
 
 /// A pipe whose ends are closed on exec. \return false when none can be had.

@@ -213,6 +213,13 @@ TEST_F(TerminalTest, SecondsAreCountedUpWhileAStepLasts) {
       << terminal.text();
 }
 
+TEST_F(TerminalTest, SecondsAreCountedByTheToolsOneThread) {
+  setLauncher("grep Threads /proc/$PPID/status >> /tmp/threads\necho rc=0 > \"$result\"");
+  std::string text;
+  EXPECT_EQ(watch(text).ending, "exit 0");
+  EXPECT_EQ(files().lines(inside("/tmp/threads")), Lines(4, "Threads:\t1"));
+}
+
 TEST_F(TerminalTest, FailureIsRedAtATerminalWithColours) {
   const std::string text = failureAt({{"TERM", "xterm"}});
   EXPECT_TRUE(contains(text, "\n\x1B[1;31mThe hotfix was not removed: " + resultCode() + "\x1B[0m\nWhat ")) << text;

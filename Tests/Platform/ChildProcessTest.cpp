@@ -2,11 +2,13 @@
 #include <sys/time.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 
 #include "Platform/ChildProcess.h"
 #include "Platform/UserIdentity.h"
+#include "Support/Progress.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/Outside.h"
 
@@ -170,7 +172,33 @@ TEST_F(ChildProcessTest, SignalsOfTheCallerAreNotTheChilds) {
 
 // ----- Waiting -----
 
-TEST_F(ChildProcessTest, WaitingReturnsWhenTheChildHasExited) {
+/// Whether somebody is told meanwhile that it goes on.
+class WaitingTest : public ChildProcessTest, public progress::Listener, public ::testing::WithParamInterface<bool> {
+ protected:
+  WaitingTest() {
+    if (GetParam()) progress::setListener(this);
+  }
+  ~WaitingTest() override { progress::setListener(nullptr); }
+
+  void begin(const char*) override {}
+  void end() override {}
+  void fail(const std::string&) override {}
+  void goOn() override { ++_told; }
+
+  int _told = 0;
+};
+
+INSTANTIATE_TEST_SUITE_P(Watched, WaitingTest, ::testing::Bool());
+
+TEST_P(WaitingTest, WhoWatchesIsToldManyTimesASecond) {
+  const auto begin = std::chrono::steady_clock::now();
+  runScript("sleep 0.2");
+  const std::chrono::duration<double> lasted = std::chrono::steady_clock::now() - begin;
+  EXPECT_EQ(_told > 0, GetParam());
+  EXPECT_LE(_told, 10 + 50 * lasted.count()) << "it keeps the processor busy";
+}
+
+TEST_P(WaitingTest, WaitingReturnsWhenTheChildHasExited) {
   // The child cannot go on before the other end of the FIFO is opened, which happens after it was started.
   folder.makeFifo("fifo");
   ChildProcess child(kShell, {"-c", "read line < " + quoted("fifo") + "; sleep 0.1; echo ended > " + quoted("seen")});
@@ -181,12 +209,12 @@ TEST_F(ChildProcessTest, WaitingReturnsWhenTheChildHasExited) {
   child.waitUntilExit();  // again: nothing to wait for
 }
 
-TEST_F(ChildProcessTest, ObjectWaitsBeforeItGoes) {
+TEST_P(WaitingTest, ObjectWaitsBeforeItGoes) {
   { const ChildProcess child(kShell, {"-c", "sleep 0.1; echo ended > " + quoted("seen")}); }
   EXPECT_EQ(readIfThere("seen"), "ended\n");
 }
 
-TEST_F(ChildProcessTest, ChildrenLeaveNoZombies) {
+TEST_P(WaitingTest, ChildrenLeaveNoZombies) {
   runScript("exit 0");
   runShellCommand("exit 1");
   (void)firstLineOfShellCommand("exit 2", 10);
@@ -195,7 +223,7 @@ TEST_F(ChildProcessTest, ChildrenLeaveNoZombies) {
   EXPECT_EQ(errno, ECHILD);
 }
 
-TEST_F(ChildProcessTest, WaitingIsRightWhereChildrenAreIgnored) {
+TEST_P(WaitingTest, WaitingIsRightWhereChildrenAreIgnored) {
   const ScopedSignalAction ignored(SIGCHLD, SIG_IGN);
   runScript("sleep 0.1; echo ended > " + quoted("seen"));
   EXPECT_EQ(readIfThere("seen"), "ended\n");
@@ -205,7 +233,7 @@ TEST_F(ChildProcessTest, WaitingIsRightWhereChildrenAreIgnored) {
   EXPECT_EQ(readIfThere("seen three"), "ended\n");
 }
 
-TEST_F(ChildProcessTest, WaitingIsRightWhereChildrenAreReapedElsewhere) {
+TEST_P(WaitingTest, WaitingIsRightWhereChildrenAreReapedElsewhere) {
   std::atomic<bool> stopped{false};
   std::thread reaper([&] {
     while (!stopped) (void)waitpid(-1, nullptr, 0);
@@ -221,7 +249,7 @@ TEST_F(ChildProcessTest, WaitingIsRightWhereChildrenAreReapedElsewhere) {
 
 void doNothing(int) {}
 
-TEST_F(ChildProcessTest, SignalsOfTheCallerDoNotEndTheWaiting) {
+TEST_P(WaitingTest, SignalsOfTheCallerDoNotEndTheWaiting) {
   const ScopedSignalAction handled(SIGALRM, doNothing);
   const itimerval often = {{0, 1000}, {0, 1000}};
   ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
@@ -234,7 +262,7 @@ TEST_F(ChildProcessTest, SignalsOfTheCallerDoNotEndTheWaiting) {
   setitimer(ITIMER_REAL, &never, nullptr);
 }
 
-TEST_F(ChildProcessTest, ChildKilledByASignalHasEnded) {
+TEST_P(WaitingTest, ChildKilledByASignalHasEnded) {
   runScript("kill -KILL $$; echo survived > " + quoted("seen"));
   EXPECT_EQ(readIfThere("seen"), "<missing>");
   EXPECT_EQ(firstLineOfShellCommand("echo line; kill -KILL $$", 100), "line");

@@ -12,6 +12,7 @@ class Notes : public progress::Listener {
  public:
   void begin(const char* step) override { told.push_back("begin " + std::string(step)); }
   void end() override { told.emplace_back("end"); }
+  void goOn() override { told.emplace_back("go on"); }
   void fail(const std::string& reason) override { told.push_back("fail " + reason); }
 
   std::vector<std::string> told;
@@ -28,6 +29,7 @@ TEST_F(ProgressTest, NobodyListensAtFirst) {
   EXPECT_FALSE(progress::isHeard());
   const progress::Step step("one");
   progress::fail("no effect");
+  progress::goOn();
   EXPECT_THAT(notes.told, IsEmpty());
 }
 
@@ -37,12 +39,13 @@ TEST_F(ProgressTest, ListenerIsToldInOrder) {
   {
     const progress::Step step("one");
     progress::fail("first");
+    progress::goOn();
     progress::fail("second");
   }
   progress::fail("between");
   { const progress::Step step("two"); }
   EXPECT_THAT(notes.told,
-              ElementsAre("begin one", "fail first", "fail second", "end", "fail between", "begin two", "end"));
+              ElementsAre("begin one", "fail first", "go on", "fail second", "end", "fail between", "begin two", "end"));
 }
 
 TEST_F(ProgressTest, StepEndsWhenItIsLeftByAnException) {
