@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <exception>
 #include <string_view>
 #include <utility>
 
@@ -153,7 +154,12 @@ JavaProperties::~JavaProperties() = default;
 JavaProperties::JavaProperties(const OptionalString& file) : JavaProperties() {
   if (!file) return;
   _file = platform::expandingTilde(*file);
-  initDictionary();
+  try {
+    initDictionary();
+  } catch (const std::exception&) {  // more entries than there is memory for
+    *_dict = TextMap();
+    _isFileUnread = true;
+  }
 }
 
 void JavaProperties::initDictionary() {

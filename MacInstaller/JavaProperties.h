@@ -24,8 +24,8 @@ class JavaProperties {
   ~JavaProperties();
 
   /// Reads \a file ("~" expanded), which becomes the backing file also when it does not exist: a later save creates
-  /// it. An absent path means no backing file. A file that is there but cannot be read (a failing disk, say) leaves the
-  /// map empty too, but is then never replaced by a save: that would lose what it holds.
+  /// it. An absent path means no backing file. A file that is there but cannot be read (a failing disk, too little
+  /// memory) leaves the map empty too, but is then never replaced by a save: that would lose what it holds.
   explicit JavaProperties(const OptionalString& file);
 
   JavaProperties(const JavaProperties&) = delete;

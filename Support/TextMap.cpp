@@ -8,6 +8,8 @@ namespace {
 
 constexpr size_t kFirstSlots = 64;
 constexpr size_t kBatch = 32;
+/// So many entries wait to be indexed at most: of those with the same key, all but the last go then.
+constexpr size_t kMostWaiting = 4096;
 /// Runs shorter than this on average are sorted without regard to them.
 constexpr size_t kShortRun = 8;
 
@@ -62,12 +64,14 @@ std::optional<std::string_view> TextMap::find(std::string_view key) const {
 }
 
 void TextMap::append(std::string_view key, std::string_view value) {
-  _places.push_back({_texts.size(), key.size(), value.size(), true});
+  const size_t offset = _texts.size();
   _texts.append(key).append(value);
+  appendPlaced(offset, key.size(), value.size());
 }
 
 void TextMap::appendPlaced(size_t offset, size_t keyLength, size_t valueLength) {
   _places.push_back({offset, keyLength, valueLength, true});
+  if (_places.size() - _indexed >= kMostWaiting) index();
 }
 
 void TextMap::set(std::string_view key, std::string_view value) {
@@ -79,22 +83,24 @@ void TextMap::set(std::string_view key, std::string_view value) {
 /// before the first of them is needed.
 void TextMap::index() {
   std::array<std::uint32_t, kBatch> hashes{};
-  while (_indexed < _places.size()) {
-    const size_t count = std::min(kBatch, _places.size() - _indexed);
+  for (size_t begin = _indexed; begin < _places.size();) {
+    const size_t count = std::min(kBatch, _places.size() - begin);
     if ((_indexed + count) * 4 >= _slots.size() * 3) resizeSlots(std::max(kFirstSlots, _slots.size() * 2));
     for (size_t next = 0; next < count; ++next) {
-      hashes[next] = hashOf(keyOf(_places[_indexed + next]));
+      hashes[next] = hashOf(keyOf(_places[begin + next]));
       __builtin_prefetch(&_slots[hashes[next] & (_slots.size() - 1)]);
     }
-    for (size_t next = 0; next < count; ++next) insert(hashes[next]);
+    for (size_t next = 0; next < count; ++next) insert(_places[begin + next], hashes[next]);
+    begin += count;
   }
+  _places.resize(_indexed);
 }
 
-/// Puts the next place into the table, in the stead of an earlier one of the same key.
-void TextMap::insert(std::uint32_t hash) {
-  Slot& slot = _slots[slotFor(keyOf(_places[_indexed]), hash)];
-  if (slot.place != 0) _places[slot.place - 1].isThere = false;
-  slot = {hash, static_cast<std::uint32_t>(++_indexed)};
+/// Puts a place into the table, in the stead of an earlier one of the same key.
+void TextMap::insert(const Place& place, std::uint32_t hash) {
+  Slot& slot = _slots[slotFor(keyOf(place), hash)];
+  if (slot.place == 0) slot = {hash, static_cast<std::uint32_t>(++_indexed)};
+  _places[slot.place - 1] = place;
 }
 
 void TextMap::remove(std::string_view key) {

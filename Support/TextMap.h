@@ -34,8 +34,8 @@ class TextMap {
   /// Stores a value under a key, replacing an earlier one.
   void set(std::string_view key, std::string_view value);
 
-  /// As set, for many in a row: they are there only from the next `index` on. For `appendPlaced` the texts are in the
-  /// block already, the value behind the key, and must stay as they are from now on.
+  /// As set, for many in a row: they are there for certain only from the next `index` on. For `appendPlaced` the texts
+  /// are in the block already, the value behind the key, and must stay as they are from now on.
   void append(std::string_view key, std::string_view value);
   void appendPlaced(size_t offset, size_t keyLength, size_t valueLength);
   void index();
@@ -61,7 +61,7 @@ class TextMap {
   std::string_view keyOf(const Place& place) const;
   std::string_view valueOf(const Place& place) const;
   size_t slotFor(std::string_view key, std::uint32_t hash) const;
-  void insert(std::uint32_t hash);
+  void insert(const Place& place, std::uint32_t hash);
   void resizeSlots(size_t count);
 
   std::string _texts;

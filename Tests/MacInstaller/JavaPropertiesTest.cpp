@@ -15,6 +15,7 @@
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
 #include "Support/TextEncoding.h"
+#include "Tests/Platform/HostCalls.h"
 #include "Tests/Support/Outside.h"
 
 namespace {
@@ -512,6 +513,15 @@ TEST_F(JavaPropertiesTest, HostileFilesAreAnswered) {
                                                                                   "a\0",
                                                                                   6),
                                                                       std::string("\0b\0", 3)}}));
+}
+
+TEST_F(JavaPropertiesTest, LinesOfTheSameKeyTakeNoMemoryOfTheirOwn) {
+  constexpr size_t kSize = size_t{32} << 20U;
+  const std::string file = folder.makeFile("many lines", std::string(kSize, '\n') + "a=b");
+  const size_t before = host::peakMemory();
+  const JavaProperties properties(file);
+  EXPECT_LT(host::peakMemory() - before, 8 * kSize);
+  EXPECT_EQ(properties.getPropertyForKey("a"), "b");
 }
 
 TEST_F(JavaPropertiesTest, LineOfTenMegabytes) {

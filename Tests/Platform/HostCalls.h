@@ -1,6 +1,7 @@
 #ifndef TESTS_PLATFORM_HOST_CALLS_H_
 #define TESTS_PLATFORM_HOST_CALLS_H_
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -48,6 +49,13 @@ namespace host {
 inline constexpr char kOddName[] = "\xC3\x9F\xE2\x82\xAC";
 
 inline std::string programName() { return getprogname(); }
+
+/// The most memory that this process has ever had, in bytes.
+inline size_t peakMemory() {
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<size_t>(usage.ru_maxrss);
+}
 
 // ----- Entries -----
 
@@ -149,6 +157,13 @@ inline bool setUsers(uid_t real, uid_t effective) { return setreuid(real, effect
 inline constexpr char kOddName[] = "\xff";
 
 inline std::string programName() { return program_invocation_short_name; }
+
+/// The most memory that this process has ever had, in bytes.
+inline size_t peakMemory() {
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<size_t>(usage.ru_maxrss) << 10U;
+}
 
 // ----- Entries -----
 
