@@ -162,7 +162,10 @@ OptionalString javaHome() {
   if (identifier && platform::equalIgnoringCase(*identifier, kJavaPluginIdentifier)) {
     return platform::onDisk(platform::kJavaPluginHome);
   }
-  return platform::firstLineOfShellCommand(platform::onDisk(platform::kJavaHomeFinder), kLongestJavaHome);
+  OptionalString home =
+      platform::firstLineOfShellCommand(platform::onDisk(platform::kJavaHomeFinder), kLongestJavaHome);
+  // From a relative one, an empty line say, root would run a program of the folder that it was called in.
+  return home && home->compare(0, 1, "/") == 0 ? home : std::nullopt;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -62,7 +63,10 @@ int main(int argc, char* argv[]) {
   const std::int32_t status = RCPUninstallHotfixEx(textOrNullPointer(rcphome), textOrNullPointer(rcpdata));
   // Also when the options were right and only the uninstall failed.
   if (status != 0) platform::printLine(kUsage);
-  runPasses(rcphome, rcpdata);
+  try {
+    runPasses(rcphome, rcpdata);
+  } catch (const std::exception&) {  // out of memory; the status says how the uninstall ended
+  }
   if (status != 0) terminal.sayFailure(traceFile != -1 ? OptionalString(platform::kTraceFile) : std::nullopt);
 
   if (InstallUtil::shouldWriteTraces() && traceFile != -1) {

@@ -291,7 +291,7 @@ TEST_P(AttacksCommandTest, DataFolderIsOneArgument) {
 TEST_P(AttacksCommandTest, JavaHomeIsNoCommand) {
   // What the finder prints is a folder, and nothing that a shell would read again.
   const std::string finder = "printf '%s\\n' \"$(cat /Library/answer)\"";
-  files().makeFile(inside("/Library/answer"), text() + "\n");
+  files().makeFile(inside("/Library/answer"), "/" + text() + "\n");
   makeStandIn(kJavaHomeFinder, finder);
   std::vector<CommandLine> children = allChildren();
   children.erase(children.begin() + 4);  // there is no Java at such a place

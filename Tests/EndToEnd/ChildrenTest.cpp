@@ -284,6 +284,18 @@ TEST_F(JavaHomeTest, FinderThatPrintsNothingSkipsTheCollection) {
   expectNoJava(run(uninstall()), {findJava()});
 }
 
+TEST_F(JavaHomeTest, ProgramOfTheWorkingFolderIsNotTakenForJava) {
+  makeStandIn("/Users/bob/bin/java");
+  makeStandIn("/Users/bob/jdk/bin/java");
+  for (const char* line : {"", "jdk", "./jdk"}) {
+    makeStandIn(kJavaHomeFinder, "echo " + std::string(line));
+    Call call = uninstall();
+    call.folder = "/Users/bob";
+    expectNoJava(run(call), {findJava()});
+    makeInstance(bundle, data);
+  }
+}
+
 TEST_F(JavaHomeTest, FirstLineCounts) {
   makeStandIn(kJavaHomeFinder, "echo '" + std::string(kJavaHome) + "'; echo /other");
   expectJavaOf(kJavaHome, run(uninstall()));
