@@ -28,7 +28,7 @@ bool Configuration::setProperty(const std::optional<PropertyListValue>& value, c
 }
 
 bool Configuration::saveConfiguration() const {
-  return _internalProperties.savePropertiesToFile(onDisk(kInternalConfigurationFile));
+  return _internalProperties.savePropertiesToTrustedFile(onDisk(kInternalConfigurationFile));
 }
 
 void Configuration::cleanupConfiguration() {

@@ -21,7 +21,8 @@ class Configuration {
   /// Sets a key in memory (an absent value removes it). The answer is that of Properties::setProperty.
   bool setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey);
 
-  /// Writes the settings to the internal configuration file, which is created when missing. The answer is that of
+  /// Writes the settings to the internal configuration file, which is created when missing. One that cannot be trusted
+  /// at that moment is replaced, with nothing taken over from it. The answer is that of
   /// Properties::savePropertiesToFile: a failed write is not told.
   bool saveConfiguration() const;
 

@@ -55,3 +55,10 @@ bool Properties::savePropertiesToFile(const OptionalString& path) const {
   if (target) (void)platform::writeDictionary(*target, *_dict);  // callers do not learn of a failed write, on purpose
   return true;
 }
+
+bool Properties::savePropertiesToTrustedFile(const std::string& path) const {
+  if (!_dict) return false;
+  const OptionalString list = platform::xmlPropertyList(*_dict);
+  if (list) (void)platform::writeTrustedFile(path, *list);  // as for any other file
+  return true;
+}

@@ -49,6 +49,9 @@ class Properties {
   /// \return false only for an object without a dictionary. Callers do not learn of a failed write, on purpose.
   bool savePropertiesToFile(const OptionalString& path) const;
 
+  /// The same for a file that lies where others can write ("~" not expanded), see platform::writeTrustedFile.
+  bool savePropertiesToTrustedFile(const std::string& path) const;
+
  private:
   std::optional<PropertyListValue::Dictionary> _dict;
   OptionalString _file;  // backing file, "~" expanded

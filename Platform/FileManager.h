@@ -138,6 +138,11 @@ using PartWriter = std::function<bool(std::string_view part)>;
 /// give up, which is a failure.
 bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce);
 
+/// Makes \a path a regular file of just these bytes, where others can write. As writeFileAtomically, but owner, group
+/// and mode are kept only of a file that readTrustedFile would trust. Anything else, a link too, is replaced by a new
+/// file, which gets 0664 less the umask; a folder is a failure.
+bool writeTrustedFile(const std::string& path, const std::string& contents);
+
 }  // namespace platform
 
 #endif

@@ -13,7 +13,8 @@
 /// the old text form by a reader of our own. The XML text that is written is the same, byte for byte, on both.
 namespace platform {
 
-/// Reads a property list in XML, binary or old-style text form, whatever text encoding it declares.
+/// Reads a property list in XML, binary or old-style text form, whatever text encoding it declares. A UID in a binary
+/// list is the dictionary { "CF$UID" = number; }, as it stands in XML.
 ///
 /// Hostile input is met with an answer: lists nested more than 512 deep, and binary lists that refer to themselves or
 /// that would unfold to more than 4,000,000 values, or to 64 MiB of texts and data beyond their own size, are no

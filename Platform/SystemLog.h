@@ -16,7 +16,7 @@ enum class LogLevel { Error = 3, Warning = 4, Notice = 5, Info = 6 };
 ///
 /// Every extra file gets one line, in one write: "Nov  3 09:05:07 host sender[123] <Info>: text", local time. In the
 /// text a newline or carriage return becomes newline and tab, so that no message can look like two. A file that
-/// cannot be written is no longer used. Never fails.
+/// cannot be written is no longer used. Never fails, also while the process ends.
 void log(LogLevel level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 /// Adds an open descriptor to the outputs of the process's log. It stays the caller's. Adding it twice is once.

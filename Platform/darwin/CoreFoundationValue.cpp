@@ -18,11 +18,12 @@ CFIndex indexFrom(size_t size) { return static_cast<CFIndex>(size); }
 
 const UInt8* bytePointer(const std::string& bytes) { return reinterpret_cast<const UInt8*>(bytes.data()); }
 
-// ----- Integers past the signed 64 bits -----
+// ----- Integers past the signed 64 bits, and UIDs -----
 
-// CoreFoundation reads, keeps and writes them, but has no public number type for them: so they pass as text.
+// CoreFoundation reads, keeps and writes them, but has no public type for them: so they pass as text.
 
 constexpr char kIntegerStart[] = "<integer>";
+constexpr char kUidKey[] = "CF$UID";
 
 Scoped<CFTypeRef> largeIntegerObject(std::uint64_t bits) {
   const std::string list = "<plist>" + std::string(kIntegerStart) + std::to_string(bits) + "</integer></plist>";
@@ -30,19 +31,39 @@ Scoped<CFTypeRef> largeIntegerObject(std::uint64_t bits) {
                                                         kCFPropertyListImmutable, nullptr, nullptr));
 }
 
-std::optional<PropertyListValue> largeInteger(CFNumberRef number) {
+/// The object as a list in XML; none when no list can hold it.
+OptionalString printed(CFTypeRef object) {
   const Scoped<CFDataRef> list(
-      CFPropertyListCreateData(kCFAllocatorDefault, number, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
-  if (!list) return std::nullopt;
-  const std::string text = bytesFrom(list.get());
-  const size_t start = text.find(kIntegerStart);
-  if (start == std::string::npos) return std::nullopt;
-  const char* digits = text.c_str() + start + sizeof kIntegerStart - 1;
+      CFPropertyListCreateData(kCFAllocatorDefault, object, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  return list ? OptionalString(bytesFrom(list.get())) : std::nullopt;
+}
+
+/// Where the digits of the first integer in a list begin; null when there is none.
+const char* digitsIn(const std::string& list) {
+  const size_t start = list.find(kIntegerStart);
+  return start == std::string::npos ? nullptr : list.c_str() + start + sizeof kIntegerStart - 1;
+}
+
+std::optional<PropertyListValue> largeInteger(CFNumberRef number) {
+  const OptionalString list = printed(number);
+  const char* digits = list ? digitsIn(*list) : nullptr;
+  if (digits == nullptr) return std::nullopt;
   PropertyListValue::Integer integer;
   errno = 0;
   integer.bits = std::strtoull(digits, nullptr, 10);
   if (*digits == '-' || errno == ERANGE) return std::nullopt;
   return PropertyListValue(integer);
+}
+
+/// The value of a UID; none for an object of any other kind that is not public.
+std::optional<PropertyListValue> uidFrom(CFTypeRef object) {
+  const OptionalString list = printed(object);
+  if (!list || list->find("<key>" + std::string(kUidKey) + "</key>") == std::string::npos) return std::nullopt;
+  const char* digits = digitsIn(*list);
+  if (digits == nullptr) return std::nullopt;
+  // It has 32 bits without a sign, but may be printed as a number that has one.
+  const auto number = static_cast<std::uint32_t>(std::strtoll(digits, nullptr, 10));
+  return PropertyListValue(PropertyListValue::Dictionary{{kUidKey, PropertyListValue::integer(number)}});
 }
 
 // ----- Objects from values -----
@@ -118,10 +139,11 @@ class ListReader {
     if (type == CFDataGetTypeID()) {
       return PropertyListValue(PropertyListValue::Data{bytesFrom(static_cast<CFDataRef>(object))});
     }
+    const bool isArray = type == CFArrayGetTypeID();
+    if (!isArray && type != CFDictionaryGetTypeID()) return uidFrom(object);
     if (depth == kDeepestPropertyList) return std::nullopt;
-    if (type == CFArrayGetTypeID()) return arrayOf(static_cast<CFArrayRef>(object), depth + 1);
-    if (type == CFDictionaryGetTypeID()) return dictionaryOf(static_cast<CFDictionaryRef>(object), depth + 1);
-    return std::nullopt;
+    if (isArray) return arrayOf(static_cast<CFArrayRef>(object), depth + 1);
+    return dictionaryOf(static_cast<CFDictionaryRef>(object), depth + 1);
   }
 
  private:

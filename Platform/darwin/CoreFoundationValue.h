@@ -45,12 +45,12 @@ std::string bytesFrom(CFDataRef data);
 Scoped<CFTypeRef> objectFrom(const PropertyListValue& value);
 Scoped<CFTypeRef> objectFrom(const PropertyListValue::Dictionary& dictionary);
 
-/// A property list object as a value.
+/// A property list object as a value. A UID is a dictionary, as it stands in XML.
 ///
 /// \param keys what the numbers stand for that dictionaries have as keys; of equal ones the last counts. Null when the
 ///     keys stand for themselves.
 /// \return none for an object nested deeper than kDeepestPropertyList, and for one of a kind that no PropertyListValue
-///     can be (null, UID, integers past 64 bits).
+///     can be (null, integers past 64 bits).
 std::optional<PropertyListValue> valueFrom(CFTypeRef object, const std::vector<std::string>* keys = nullptr);
 
 }  // namespace platform

@@ -20,9 +20,13 @@ struct OwnedPasteboard {
   std::string type;
 };
 
-std::mutex ownedMutex;
-std::map<std::string, OwnedPasteboard>& ownedPasteboards() {
-  static auto* pasteboards = new std::map<std::string, OwnedPasteboard>;  // outlives threads that are still running
+struct OwnedPasteboards {
+  std::mutex mutex;
+  std::map<std::string, OwnedPasteboard> byName;
+};
+
+OwnedPasteboards& ownedPasteboards() {
+  static auto* pasteboards = new OwnedPasteboards;  // outlives threads that are still running
   return *pasteboards;
 }
 
@@ -42,18 +46,18 @@ Scoped<CFTypeRef> pasteboardNamed(const std::string& name) {
 
 void declarePasteboardType(const std::string& pasteboard, const std::string& type) {
   Scoped<CFTypeRef> reference = pasteboardNamed(pasteboard);
-  const std::lock_guard<std::mutex> lock(ownedMutex);
-  ownedPasteboards().erase(pasteboard);
+  const std::lock_guard<std::mutex> lock(ownedPasteboards().mutex);
+  ownedPasteboards().byName.erase(pasteboard);
   if (reference && PasteboardClear(pasteboardOf(reference)) == noErr) {
-    ownedPasteboards()[pasteboard] = {std::move(reference), type};
+    ownedPasteboards().byName[pasteboard] = {std::move(reference), type};
   }
 }
 
 void setPasteboardPropertyList(const std::string& pasteboard, const std::string& type, const PropertyListValue& value) {
   const OptionalString list = xmlPropertyList(value);
-  const std::lock_guard<std::mutex> lock(ownedMutex);
-  const auto owned = ownedPasteboards().find(pasteboard);
-  if (!list || owned == ownedPasteboards().end() || owned->second.type != type) return;
+  const std::lock_guard<std::mutex> lock(ownedPasteboards().mutex);
+  const auto owned = ownedPasteboards().byName.find(pasteboard);
+  if (!list || owned == ownedPasteboards().byName.end() || owned->second.type != type) return;
   PasteboardRef reference = pasteboardOf(owned->second.reference);
   // Somebody else may have cleared it since. Cleared again by its owner, as a type is filled only once.
   const bool isOwner = (PasteboardSynchronize(reference) & kPasteboardClientIsOwner) != 0;

@@ -20,8 +20,8 @@ bool canRaisePipeSignal(int descriptor) {
 // instead is an open file that makes none; one at a time, as two descriptors can be the same open file.
 void withoutPipeSignal(int descriptor, const std::function<void()>& write) {
   if (!canRaisePipeSignal(descriptor)) return write();
-  static std::mutex mutex;
-  const std::lock_guard<std::mutex> lock(mutex);
+  static auto* mutex = new std::mutex;  // outlives threads that are still running
+  const std::lock_guard<std::mutex> lock(*mutex);
   const int before = fcntl(descriptor, F_GETNOSIGPIPE);
   (void)fcntl(descriptor, F_SETNOSIGPIPE, 1);
   write();

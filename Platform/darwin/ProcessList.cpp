@@ -14,13 +14,23 @@ namespace platform {
 
 namespace {
 
+/// Goes to the process after \a process, or to the first one. \return false when there is none.
+bool goToNextProcess(ProcessSerialNumber& process) {
+  const ProcessSerialNumber before = process;
+  if (GetNextProcess(&process) == procNotFound) return false;
+  // Any other result still leads to a process. The walk ends only where it would stand still or begin again.
+  const bool isNone = process.highLongOfPSN == 0 && process.lowLongOfPSN == kNoProcess;
+  const bool isSame = process.highLongOfPSN == before.highLongOfPSN && process.lowLongOfPSN == before.lowLongOfPSN;
+  return !isNone && !isSame;
+}
+
 /// Calls \a visit with the id of one process after the other (-1 when that is not known) and the text that it has under
 /// \a key, until that answers false. Processes without such a text are left out.
 void visitProcesses(const std::string& key, const std::function<bool(pid_t id, const std::string& value)>& visit) {
   const Scoped<CFStringRef> name = stringObject(key);
   if (!name) return;
   ProcessSerialNumber process = {0, kNoProcess};
-  while (GetNextProcess(&process) == noErr) {
+  while (goToNextProcess(process)) {
     pid_t pid = -1;
     if (GetProcessPID(&process, &pid) == noErr && pid == getpid()) continue;
     const Scoped<CFDictionaryRef> information(

@@ -24,6 +24,13 @@ bool isRegular(int descriptor, struct stat& status) {
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+/// Whether what lies where others can write may be trusted.
+bool isTrusted(const struct stat& status) {
+  // One with a second name may be an old one that somebody kept.
+  return S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_mode & S_IWOTH) == 0 &&
+         isTrustedOwner(status.st_uid);
+}
+
 /// Contents of an open file; none unless it is a regular one of a size that we read.
 OptionalString contentsOf(const ScopedFd& file, const struct stat& status) {
   if (status.st_size < 0 || static_cast<unsigned long long>(status.st_size) > kLargestFile) return std::nullopt;
@@ -55,6 +62,56 @@ void adoptAttributes(int descriptor, const struct stat& replaced, bool isBehindL
   if (!isOwnerKept) (void)!fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid);
   // A set-id bit may speak for the old owner only, and for no file but the one that has it.
   (void)fchmod(descriptor, replaced.st_mode & (isOwnerKept && !isBehindLink ? 07777U : 0777U));
+}
+
+enum class Adopted { FromAnyFile, FromTrustedFile };
+
+/// \param adopted which files hand their owner, group and mode on to the one that replaces them.
+bool writeAtomically(const std::string& path, Adopted adopted,
+                     const std::function<bool(const PartWriter& write)>& produce) {
+  // The folder stays open, so that all steps happen in the same one, whatever becomes of its path.
+  const std::string parent = path::deletingLastComponent(path);
+  const std::string name = path::lastComponent(path);
+  const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
+  if (!folder || name.empty()) return false;
+
+  // Until it has its final attributes the new file is for its maker alone: what it replaces may have been secret.
+  struct stat replaced;
+  const bool isTrustNeeded = adopted == Adopted::FromTrustedFile;
+  const bool isThere = fstatat(folder.get(), name.c_str(), &replaced, isTrustNeeded ? AT_SYMLINK_NOFOLLOW : 0) == 0;
+  if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+    return false;  // whose is it, and who may read it?
+  const bool isReplacing = isThere && (isTrustNeeded ? isTrusted(replaced) : S_ISREG(replaced.st_mode));
+  const mode_t newMode = isTrustNeeded ? 0664 : 0666;
+  std::string temporaryName;
+  ScopedFd file;
+  for (int attempt = 0; !file && attempt < kNameAttempts && (attempt == 0 || errno == EEXIST); ++attempt) {
+    temporaryName = randomName(".tmp.");
+    file = ScopedFd(retried([&] {
+      return openat(folder.get(), temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                    isReplacing ? 0600 : newMode);
+    }));
+  }
+  if (!file) return false;
+
+  bool isDone = false;
+  try {
+    isDone = produce([&file](std::string_view part) { return writeAll(file.get(), part); });
+  } catch (const std::exception&) {  // out of memory: the temporary file is to go all the same
+    isDone = false;
+  }
+  struct stat link;
+  const bool isBehindLink =
+      fstatat(folder.get(), name.c_str(), &link, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(link.st_mode);
+  if (isReplacing) adoptAttributes(file.get(), replaced, isBehindLink);
+  isDone = isDone && fsync(file.get()) == 0;
+  isDone = isDone && renameat(folder.get(), temporaryName.c_str(), folder.get(), name.c_str()) == 0;
+  if (!isDone) {
+    (void)unlinkat(folder.get(), temporaryName.c_str(), 0);
+    return false;
+  }
+  (void)fsync(folder.get());  // the new file is whole and in place; a folder that cannot be synced does not change that
+  return true;
 }
 
 }  // namespace
@@ -156,9 +213,7 @@ OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
     *isDistrusted = lstat(path.c_str(), &status) == 0;  // a link, or closed to us
     return std::nullopt;
   }
-  // One with a second name may be an old one that somebody kept.
-  if (!isRegular(file.get(), status) || status.st_nlink != 1 || (status.st_mode & S_IWOTH) != 0 ||
-      !isTrustedOwner(status.st_uid)) {
+  if (fstat(file.get(), &status) != 0 || !isTrusted(status)) {
     *isDistrusted = true;
     return std::nullopt;
   }
@@ -176,47 +231,12 @@ bool writeFileAtomically(const std::string& path, const std::string& contents) {
 }
 
 bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce) {
-  // The folder stays open, so that all steps happen in the same one, whatever becomes of its path.
-  const std::string parent = path::deletingLastComponent(path);
-  const std::string name = path::lastComponent(path);
-  const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
-  if (!folder || name.empty()) return false;
+  return writeAtomically(path, Adopted::FromAnyFile, produce);
+}
 
-  // Until it has its final attributes the new file is for its maker alone: what it replaces may have been secret.
-  struct stat replaced;
-  const bool isThere = fstatat(folder.get(), name.c_str(), &replaced, 0) == 0;
-  if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
-    return false;  // whose is it, and who may read it?
-  const bool isReplacing = isThere && S_ISREG(replaced.st_mode);
-  std::string temporaryName;
-  ScopedFd file;
-  for (int attempt = 0; !file && attempt < kNameAttempts && (attempt == 0 || errno == EEXIST); ++attempt) {
-    temporaryName = randomName(".tmp.");
-    file = ScopedFd(retried([&] {
-      return openat(folder.get(), temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                    isReplacing ? 0600 : 0666);
-    }));
-  }
-  if (!file) return false;
-
-  bool isDone = false;
-  try {
-    isDone = produce([&file](std::string_view part) { return writeAll(file.get(), part); });
-  } catch (const std::exception&) {  // out of memory: the temporary file is to go all the same
-    isDone = false;
-  }
-  struct stat link;
-  const bool isBehindLink =
-      fstatat(folder.get(), name.c_str(), &link, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(link.st_mode);
-  if (isReplacing) adoptAttributes(file.get(), replaced, isBehindLink);
-  isDone = isDone && fsync(file.get()) == 0;
-  isDone = isDone && renameat(folder.get(), temporaryName.c_str(), folder.get(), name.c_str()) == 0;
-  if (!isDone) {
-    (void)unlinkat(folder.get(), temporaryName.c_str(), 0);
-    return false;
-  }
-  (void)fsync(folder.get());  // the new file is whole and in place; a folder that cannot be synced does not change that
-  return true;
+bool writeTrustedFile(const std::string& path, const std::string& contents) {
+  return writeAtomically(path, Adopted::FromTrustedFile,
+                         [&contents](const PartWriter& write) { return write(contents); });
 }
 
 }  // namespace platform

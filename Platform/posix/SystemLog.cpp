@@ -21,10 +21,14 @@ namespace platform {
 
 namespace {
 
-std::mutex logFilesMutex;
-std::vector<int>& logFiles() {
-  static std::vector<int> files;
-  return files;
+struct LogFiles {
+  std::mutex mutex;
+  std::vector<int> descriptors;
+};
+
+LogFiles& logFiles() {
+  static auto* files = new LogFiles;  // outlives threads that are still running
+  return *files;
 }
 
 const char* levelName(LogLevel level) {
@@ -112,8 +116,8 @@ void log(LogLevel level, const char* format, ...) {
   va_end(arguments);
 
   sendToSystemLog(level, message);
-  const std::lock_guard<std::mutex> lock(logFilesMutex);
-  std::vector<int>& files = logFiles();
+  const std::lock_guard<std::mutex> lock(logFiles().mutex);
+  std::vector<int>& files = logFiles().descriptors;
   if (!files.empty()) {
     const std::string line = traceLine(level, message);
     const auto fails = [&line](int file) {
@@ -127,14 +131,14 @@ void log(LogLevel level, const char* format, ...) {
 }
 
 void addLogFile(int descriptor) {
-  const std::lock_guard<std::mutex> lock(logFilesMutex);
-  std::vector<int>& files = logFiles();
+  const std::lock_guard<std::mutex> lock(logFiles().mutex);
+  std::vector<int>& files = logFiles().descriptors;
   if (std::find(files.begin(), files.end(), descriptor) == files.end()) files.push_back(descriptor);
 }
 
 void removeLogFile(int descriptor) {
-  const std::lock_guard<std::mutex> lock(logFilesMutex);
-  std::vector<int>& files = logFiles();
+  const std::lock_guard<std::mutex> lock(logFiles().mutex);
+  std::vector<int>& files = logFiles().descriptors;
   files.erase(std::remove(files.begin(), files.end(), descriptor), files.end());
 }
 

@@ -31,6 +31,14 @@ class ConfigurationTest : public OutsideTest {
     return value && value->asString() != nullptr ? OptionalString(*value->asString()) : std::nullopt;
   }
 
+  /// Saves the settings of a new object with this "productName".
+  static void save(const std::string& name) {
+    Configuration configuration;
+    EXPECT_TRUE(configuration.setProperty(name, "productName"));
+    EXPECT_TRUE(configuration.saveConfiguration());
+    clearLog();
+  }
+
   /// The file counts as missing, and one line at level 4 says so.
   void expectDistrusted() const {
     clearLog();
@@ -196,13 +204,63 @@ TEST_F(ConfigurationTest, FailedSaveIsNotTold) {
 }
 
 TEST_F(ConfigurationTest, SaveInPlaceOfALinkLeavesItsTargetAlone) {
-  folder.makeFile("elsewhere", "{ productName = P; }");
+  folder.makeFile("elsewhere", "{ productName = P; }", 0602);
   folder.makeLink(file, folder / "elsewhere");
-  Configuration configuration;
-  configuration.setProperty("Q", "productName");
-  EXPECT_TRUE(configuration.saveConfiguration());
+  save("Q");
   EXPECT_EQ(folder.read("elsewhere"), "{ productName = P; }");
+  EXPECT_EQ(folder.mode("elsewhere"), 0602U);
   EXPECT_TRUE(S_ISREG(folder.attributes(file).st_mode));
+  EXPECT_EQ(productName(), "Q");
+}
+
+TEST_F(ConfigurationTest, SaveInPlaceOfASecondNameLeavesTheOtherAlone) {
+  folder.makeFile("elsewhere", "{ productName = P; }", 0640);
+  folder.makeFolder(outside("/tmp"));
+  ASSERT_EQ(link((folder / "elsewhere").c_str(), (folder / file).c_str()), 0);
+  save("Q");
+  EXPECT_EQ(folder.read("elsewhere"), "{ productName = P; }");
+  EXPECT_EQ(productName(), "Q");
+}
+
+TEST_F(ConfigurationTest, SaveKeepsOwnerAndModeOfATrustedFile) {
+  makeConfiguration(0640);
+  if (geteuid() == 0) {
+    makeConfigurationOf(kStranger, 0640);
+    setEnvironment("SUDO_UID", std::to_string(kStranger));
+  }
+  save("Q");
+  EXPECT_EQ(folder.attributes(file).st_uid, geteuid() == 0 ? kStranger : geteuid());
+  EXPECT_EQ(folder.mode(file), 0640U);
+  EXPECT_EQ(productName(), "Q");
+}
+
+TEST_F(ConfigurationTest, SaveTakesNothingOverFromAFileOfAStranger) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
+  setEnvironment("SUDO_UID", std::nullopt);
+  makeConfigurationOf(kStranger, 0660);
+  save("Q");
+  EXPECT_EQ(folder.attributes(file).st_uid, 0U);
+  EXPECT_NE(folder.attributes(file).st_gid, kStranger);
+  EXPECT_EQ(productName(), "Q");
+  EXPECT_TRUE(log().empty());
+}
+
+TEST_F(ConfigurationTest, SaveLooksAtTheFileThatIsThereThen) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
+  setEnvironment("SUDO_UID", std::nullopt);
+  makeConfiguration();
+  Configuration configuration;
+  makeConfigurationOf(kStranger);
+  EXPECT_TRUE(configuration.saveConfiguration());
+  EXPECT_EQ(folder.attributes(file).st_uid, 0U);
+  EXPECT_EQ(productName(), "P");
+}
+
+TEST_F(ConfigurationTest, SaveClosesAFileThatEverybodyCanWriteTo) {
+  makeConfiguration(0666);
+  save("Q");
+  EXPECT_EQ(folder.mode(file) & S_IWOTH, 0U);
+  EXPECT_EQ(productName(), "Q");
 }
 
 // ----- Cleaning up -----

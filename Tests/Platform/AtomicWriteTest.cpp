@@ -269,4 +269,49 @@ TEST_F(AtomicWriteTest, WritesLeaveNoDescriptorOpen) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
+// ----- writeTrustedFile -----
+
+TEST_F(AtomicWriteTest, NewTrustedFileIsNeverOpenToEverybody) {
+  const ScopedUmask mask(0);
+  EXPECT_TRUE(platform::writeTrustedFile(folder / "here/file", "new"));
+  EXPECT_EQ(folder.mode("here/file"), 0664U);
+  EXPECT_EQ(folder.read("here/file"), "new");
+}
+
+TEST_F(AtomicWriteTest, TrustedFileKeepsItsMode) {
+  folder.makeFile("here/file", "old", 0600);
+  EXPECT_TRUE(platform::writeTrustedFile(folder / "here/file", "new"));
+  EXPECT_EQ(folder.mode("here/file"), 0600U);
+  EXPECT_EQ(folder.read("here/file"), "new");
+}
+
+TEST_F(AtomicWriteTest, NothingIsTakenOverFromAFileThatIsNotTrusted) {
+  const ScopedUmask mask(022);
+  folder.makeFile("other", "old", 0600);
+  folder.makeFile("here/open", "old", 0602);
+  folder.makeLink("here/link", "../other");
+  folder.makeFifo("here/fifo");
+  folder.makeFile("here/first name", "old", 0600);
+  ASSERT_EQ(link((folder / "here/first name").c_str(), (folder / "here/second name").c_str()), 0);
+  for (const char* name : {"open", "link", "fifo", "second name"}) {
+    SCOPED_TRACE(name);
+    const std::string file = std::string("here/") + name;
+    EXPECT_TRUE(platform::writeTrustedFile(folder / file, "new"));
+    EXPECT_TRUE(S_ISREG(folder.attributes(file).st_mode));
+    EXPECT_EQ(folder.mode(file), 0644U);
+    EXPECT_EQ(folder.read(file), "new");
+  }
+  for (const char* file : {"other", "here/first name"}) {
+    EXPECT_EQ(folder.read(file), "old");
+    EXPECT_EQ(folder.mode(file), 0600U);
+  }
+}
+
+TEST_F(AtomicWriteTest, FolderInPlaceOfATrustedFileIsAFailure) {
+  folder.makeFile("here/file/inside", "old");
+  EXPECT_FALSE(platform::writeTrustedFile(folder / "here/file", "new"));
+  EXPECT_THAT(folder.names("here"), ElementsAre("file"));
+  EXPECT_EQ(folder.read("here/file/inside"), "old");
+}
+
 }  // namespace

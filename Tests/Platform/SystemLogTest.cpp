@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 
 #include "Platform/SystemLog.h"
@@ -21,6 +22,14 @@ std::string origin() {
   gethostname(host, sizeof host - 1);
   return std::string(" ") + host + " " + host::programName() + "[" + std::to_string(getpid()) + "] ";
 }
+
+/// Made before any test and gone after all that they make: logs while the process ends, as a thread still may.
+struct LateMessage {
+  bool isWanted = false;
+  ~LateMessage() {
+    if (isWanted) platform::log(LogLevel::Info, "late");
+  }
+} lateMessage;
 
 class SystemLogTest : public OutsideTest {
  protected:
@@ -206,6 +215,15 @@ TEST_F(SystemLogTest, PipeWhoseReaderHasGoneDoesNotEndTheProcess) {
     platform::addLogFile(ends[1]);
     platform::log(LogLevel::Info, "text");
   });
+}
+
+TEST_F(SystemLogTest, FilesAreUsedUntilTheProcessHasEnded) {
+  platform::addLogFile(file);
+  inChild([] {
+    lateMessage.isWanted = true;
+    std::exit(0);
+  });
+  EXPECT_THAT(folder.lines("trace"), ElementsAre(::testing::EndsWith(" <Info>: late")));
 }
 
 // ----- openTraceFile -----

@@ -12,7 +12,7 @@
 namespace {
 
 std::string outsideFolder;
-std::vector<LogLine> messages;
+auto& messages = *new std::vector<LogLine>;  // there for what is logged while the process ends
 std::mutex messagesMutex;
 platform::LocalTime clockTime;
 

@@ -11,6 +11,7 @@
 #include <sys/types.h>
 
 enum { kNoProcess = 0 };
+enum { procNotFound = -600 };
 enum { kProcessDictionaryIncludeAllInformationMask = (int)0xFFFFFFFF };
 
 typedef struct OpaquePasteboardRef* PasteboardRef;
