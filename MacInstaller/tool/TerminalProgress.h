@@ -10,8 +10,9 @@
 /// Shows a person at a terminal, on standard error, what the tool is doing and for how long, and in the end why it
 /// failed. Writes nothing where standard error is no terminal.
 ///
-/// A step has one line, whose seconds are counted up while it waits for a child. With TERM unset, empty or "dumb" nothing is
-/// written over and nothing has a colour; with NO_COLOR set, and not empty (no-color.org), nothing has a colour.
+/// A step has one line, whose seconds are counted up while it waits for a child. With TERM unset, empty or "dumb"
+/// nothing is written over and nothing has a colour; with NO_COLOR set, and not empty (no-color.org), nothing has a
+/// colour.
 class TerminalProgress : public progress::Listener {
  public:
   /// Listens as long as it lives.
