@@ -44,8 +44,8 @@ TEST_F(ProgressTest, ListenerIsToldInOrder) {
   }
   progress::fail("between");
   { const progress::Step step("two"); }
-  EXPECT_THAT(notes.told,
-              ElementsAre("begin one", "fail first", "go on", "fail second", "end", "fail between", "begin two", "end"));
+  EXPECT_THAT(notes.told, ElementsAre("begin one", "fail first", "go on", "fail second", "end", "fail between",
+                                      "begin two", "end"));
 }
 
 TEST_F(ProgressTest, StepEndsWhenItIsLeftByAnException) {
