@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <vector>
@@ -19,12 +21,19 @@ namespace platform {
 
 namespace {
 
+/// Whether no folder that has been opened can lie at a path that gives this error: there is none, it is closed to us,
+/// or its volume does not answer.
+bool isElsewhere(int error) {
+  constexpr int kErrors[] = {ENOENT, ENOTDIR, ELOOP, EACCES, ENOTCONN, ESTALE, ETIMEDOUT, EHOSTDOWN};
+  return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
+}
+
 /// Also true for a path that cannot be looked at, when there is no telling what is there.
 bool mayBeSameFolder(const struct stat& folder, const std::string& path) {
   if (path.empty()) return false;
   struct stat status;
   if (stat(path.c_str(), &status) == 0) return status.st_dev == folder.st_dev && status.st_ino == folder.st_ino;
-  return errno != ENOENT && errno != ENOTDIR && errno != ELOOP && errno != EACCES;
+  return !isElsewhere(errno);
 }
 
 bool isHomeOf(const std::optional<Account>& account, const struct stat& folder) {
