@@ -160,7 +160,9 @@ class Copy {
     for (const auto& [name, type] : *entries) {
       const bool isDone =
           copyEntry(source.child(from.get(), name), target.child(to.get(), name, isNew), /*isTop=*/false, type);
-      if (!isDone) return false;
+      if (isDone) continue;
+      if (isNew) copyAttributes(from.get(), to.get(), status);  // what is there of it is to be used
+      return false;
     }
     copyAttributes(from.get(), to.get(), status);
     copyFlags(to.get(), status);

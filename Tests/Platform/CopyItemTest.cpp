@@ -633,6 +633,19 @@ TEST_F(CopyItemTest, CopyStopsAtTheFailedItemAndKeepsWhatItMade) {
                                             std::pair<const std::string, std::string>("a/b", "folder")));
 }
 
+TEST_F(CopyItemTest, FoldersThatAStoppedCopyMadeHaveTheModeAndTimesOfTheSource) {
+  answer = goesOnPastExistingFiles;
+  folder.makeFifo("source/there/new/fifo");
+  folder.makeFolder("source/there/new", 0751);
+  folder.makeFolder("source/there", 0711);
+  folder.makeFolder("target/there", 0700);
+  setTimes("source/there/new", 1'000'000'000, 1'100'000'000);
+  EXPECT_EQ(codeOfCopy("source", "target"), platform::kOtherWritingFailure);
+  EXPECT_EQ(folder.mode("target/there/new"), 0751U);
+  EXPECT_EQ(host::modificationTime(folder.attributes("target/there/new")).tv_sec, 1'100'000'000);
+  EXPECT_EQ(folder.mode("target/there"), 0700U) << "it was there before";
+}
+
 TEST_F(CopyItemTest, WithoutAPolicyEveryFailureStops) {
   folder.makeFifo("source/fifo");
   platform::setCopyPolicy(nullptr);
