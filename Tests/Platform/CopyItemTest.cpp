@@ -149,6 +149,21 @@ TEST_F(CopyItemTest, CopyOfAFileIsOnTheDiskBeforeTheReturn) {
   EXPECT_THAT(platform::namesInFolder(folder / "here"), ::testing::Optional(ElementsAre("copy")));
 }
 
+TEST_F(CopyItemTest, FileIsCopiedWhereThereAreNoLinks) {
+  if (!host::kCanRefuseCalls) GTEST_SKIP() << "needs a system that can refuse a process its calls";
+  folder.makeFile("source/file", "text", 0640);
+  std::string copy = "copy";
+  for (const int error : {EPERM, ENOSYS, ENOTSUP, EOPNOTSUPP, EMLINK}) {
+    copy += "+";  // two of the errors are one on Linux
+    inChild([&] {
+      ASSERT_TRUE(host::refuseLinks(error));
+      EXPECT_EQ(codeOfCopy("source", copy), 0) << std::strerror(error);
+    });
+    EXPECT_EQ(snapshot(copy), snapshot("source")) << std::strerror(error);
+    EXPECT_EQ(folder.mode(copy + "/file"), 0640U);
+  }
+}
+
 TEST_F(CopyItemTest, EmptyFileIsCopied) {
   folder.makeFile("file");
   EXPECT_EQ(codeOfCopy("file", "copy"), 0);
