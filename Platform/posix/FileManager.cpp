@@ -31,7 +31,7 @@ OptionalString contentsOf(const ScopedFd& file, const struct stat& status) {
 }
 
 int makeFolder(const std::string& path, const Attributes& attributes) {
-  if (mkdir(path.c_str(), 0777) != 0) return errno;
+  if (mkdir(path.c_str(), 0777) != 0) return errno == EISDIR ? EEXIST : errno;  // what macOS says to "/"
   (void)setAttributes(path, attributes);  // not a fatal error: the folder is there
   return 0;
 }
