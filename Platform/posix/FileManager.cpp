@@ -109,6 +109,11 @@ bool isMissing(const std::string& path) {
   return stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
+bool isNameFree(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
 bool isFolder(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
