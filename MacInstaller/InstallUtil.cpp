@@ -16,6 +16,7 @@
 #include "Platform/UserDefaults.h"
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
+#include "Support/TextEncoding.h"
 
 using platform::LogLevel;
 
@@ -97,7 +98,9 @@ std::string InstallUtil::generateNewManifestVersion() {
   return stamp;
 }
 
-std::string InstallUtil::processDate(const std::string& text) { return text.size() == 1 ? "0" + text : text; }
+std::string InstallUtil::processDate(const std::string& text) {
+  return text::utf16FromUtf8(text).size() == 1 ? "0" + text : text;
+}
 
 // ----- Platform and process checks -----
 

@@ -20,7 +20,7 @@ class InstallUtil {
   /// same minute are equal, and stamps do not sort by time.
   static std::string generateNewManifestVersion();
 
-  /// A text of one character with "0" before it; any other text as it is.
+  /// A text of one character (one UTF-16 code unit) with "0" before it; any other text as it is.
   static std::string processDate(const std::string& text);
 
   // ----- Platform and process checks -----

@@ -117,6 +117,10 @@ constexpr char kLogsCollected[] =
 
 bool existsAt(const OptionalString& path) { return path && platform::exists(*path); }
 
+/// Makes room for a copy. By the copy policy a target that could not be deleted would pass for a copy, and the caller
+/// would go on to consume its source.
+bool clearTarget(const std::string& target) { return platform::removeItem(target) || platform::isNameFree(target); }
+
 /// Gives a launcher's properties a new identity, and the place of the base plug-in if there is one.
 void stampLauncher(JavaProperties& properties, const OptionalString& baseVersion) {
   const std::string stamp = InstallUtil::generateNewManifestVersion();
@@ -246,9 +250,7 @@ bool InstanceService::copyInstallManifest(const OptionalString& source, const st
     adoptDefaultHome();
   }
   const std::string target = path::appending(path::appending(*_pathToRcphome, kDeployFolder), toFile);
-  // Before the source is looked at, on purpose. By the copy policy a target that could not be deleted would pass for a
-  // copy, and the caller would go on to consume its source.
-  const bool isCleared = platform::removeItem(target) || !platform::exists(target);
+  const bool isCleared = clearTarget(target);  // before the source is looked at, on purpose
   platform::log(LogLevel::Info, kCopyManifest, target.c_str());
   const bool isCopied = source && isCleared && platform::copyItem(*source, target);
   if (!isCopied || !existsAt(replaceInstallerRootWith)) return isCopied;
@@ -279,8 +281,7 @@ bool InstanceService::copyManifest(const OptionalString& source) {
 bool InstanceService::copyHotfixUninstallManifest(const OptionalString& source) {
   if (!existsAt(source) || !existsAt(_pathToRcphome)) return false;
   const std::string target = *inHome(kHotfixUninstallManifest);
-  const bool isCleared = platform::removeItem(target) || !platform::exists(target);
-  return isCleared && platform::copyItem(*source, target);
+  return clearTarget(target) && platform::copyItem(*source, target);
 }
 
 void InstanceService::backupInstallManifest() {

@@ -52,7 +52,7 @@ class InstanceService {
   /// the default home "/Applications/Vantelmor.app/Contents/MacOS/rcp" is taken, logged at level 3, and kept for all
   /// later operations. The steps are logged at level 6.
   /// \return whether the copy, and the rewriting if it was asked for, succeeded. A copy that cannot be rewritten, as it
-  ///     is no XML, stays.
+  ///     is no XML, stays. False, with nothing copied, where an old file or broken link cannot be deleted.
   bool copyInstallManifest(const OptionalString& source, const std::string& toFile,
                            const OptionalString& replaceInstallerRootWith);
 
@@ -67,8 +67,8 @@ class InstanceService {
   /// \return false, with nothing done, when the home folder or the source is absent or missing.
   bool copyManifest(const OptionalString& source);
 
-  /// Replaces `deploy/uninstall.hotfix.xml` by a copy of \a source. The answer is as for copyManifest; nothing is
-  /// logged.
+  /// Replaces `deploy/uninstall.hotfix.xml` by a copy of \a source. The answer is as for copyManifest, also where an
+  /// old file or broken link cannot be deleted; nothing is logged.
   bool copyHotfixUninstallManifest(const OptionalString& source);
 
   /// Copies `deploy/install.xml` to `deploy/install.<version>.xml`, named by the "provisioning.manifest.version" of

@@ -39,6 +39,9 @@ bool exists(const std::string& path);
 /// Whether nothing is at \a path, for certain: false also when the system cannot tell.
 bool isMissing(const std::string& path);
 
+/// Whether the name \a path is free: not even a broken link has it. False also when the system cannot tell.
+bool isNameFree(const std::string& path);
+
 /// Whether \a path is a folder, or a link to one.
 bool isFolder(const std::string& path);
 
@@ -94,9 +97,9 @@ void setCopyPolicy(CopyPolicy policy);
 /// - A device, FIFO or socket is kOtherWritingFailure; it is never opened.
 ///
 /// Each failure asks the copy policy. "Go on" continues with the next item and the whole copy counts as a success;
-/// "stop" ends it, and the items copied until then stay. Each file appears whole, from a temporary one of random name
-/// beside it; a folder's copy may end with a part of its files. The copy of a single file is durable (synced) when this
-/// returns, so that its source may be deleted.
+/// "stop" ends it, and the items copied until then stay, new folders with the attributes of their sources. Each file
+/// appears whole, from a temporary one of random name beside it; a folder's copy may end with a part of its files. The
+/// copy of a single file is durable (synced) when this returns, so that its source may be deleted.
 /// \return true on success. On false \a error, when given, holds the failure that stopped the copy.
 bool copyItem(const std::string& source, const std::string& target, FileError* error = nullptr);
 

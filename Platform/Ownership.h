@@ -45,8 +45,11 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 bool setAttributesBelow(const std::string& folder, const Attributes& attributes, bool* isRefused = nullptr);
 
 /// Whether a folder is the machine's or a user's as a whole: "/", a system folder at the top of the disk (/etc, /usr,
-/// /Library …), the folder of all users' homes, or a user's home folder itself. Links are followed. Any other folder,
-/// also a missing one, gives false; one that cannot be looked at gives true.
+/// /Library …), a folder of users' homes, or a user's home folder itself. Links are followed. Any other folder, also a
+/// missing one, gives false; one that cannot be looked at gives true.
+///
+/// Homes are in /Users and /home, and wherever else lies that of the invoking user, the caller of sudo(8), the
+/// effective user, or the owner of a folder directly in the folder.
 bool isProtectedFolder(const std::string& folder);
 
 }  // namespace platform

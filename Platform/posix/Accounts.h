@@ -20,6 +20,9 @@ std::optional<Account> accountNamed(const std::string& name);
 std::optional<Account> accountWithId(uid_t userId);
 std::optional<gid_t> groupNamed(const std::string& name);
 
+/// The account that called sudo(8), by its number in the environment variable SUDO_UID; none without it.
+std::optional<Account> sudoCaller();
+
 /// The name of an account for a person to read; its number when the database does not know it.
 std::string accountText(uid_t userId);
 

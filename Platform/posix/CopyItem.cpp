@@ -2,8 +2,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <climits>
+#include <iterator>
 
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
@@ -31,6 +34,12 @@ struct Entry {
     return {openFolder, childName, path + "/" + childName, isNew};
   }
 };
+
+/// Whether a file system answers so that has no links, or no more for this file.
+bool isWithoutLinks(int error) {
+  constexpr int kErrors[] = {EPERM, ENOSYS, ENOTSUP, EOPNOTSUPP, EMLINK};  // two of them are one on Linux
+  return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
+}
 
 /// One copy, item by item in the order of the folders' listings. Both trees are walked through folder descriptors, so
 /// that neither is left through a link, also when somebody exchanges entries meanwhile.
@@ -116,7 +125,7 @@ class Copy {
       (void)unlinkat(target.folder, temporaryName, 0);
       return 0;
     }
-    if (errno != EPERM && errno != ENOTSUP && errno != EMLINK) return errno;
+    if (!isWithoutLinks(errno)) return errno;
     // A file system without links: there something that has taken the name in this moment would be replaced.
     return renameat(target.folder, temporaryName, target.folder, name) == 0 ? 0 : errno;
   }
@@ -160,7 +169,9 @@ class Copy {
     for (const auto& [name, type] : *entries) {
       const bool isDone =
           copyEntry(source.child(from.get(), name), target.child(to.get(), name, isNew), /*isTop=*/false, type);
-      if (!isDone) return false;
+      if (isDone) continue;
+      if (isNew) copyAttributes(from.get(), to.get(), status);  // what is there of it is to be used
+      return false;
     }
     copyAttributes(from.get(), to.get(), status);
     copyFlags(to.get(), status);

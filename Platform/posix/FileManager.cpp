@@ -38,7 +38,7 @@ OptionalString contentsOf(const ScopedFd& file, const struct stat& status) {
 }
 
 int makeFolder(const std::string& path, const Attributes& attributes) {
-  if (mkdir(path.c_str(), 0777) != 0) return errno;
+  if (mkdir(path.c_str(), 0777) != 0) return errno == EISDIR ? EEXIST : errno;  // what macOS says to "/"
   (void)setAttributes(path, attributes);  // not a fatal error: the folder is there
   return 0;
 }
@@ -164,6 +164,11 @@ bool exists(const std::string& path) {
 bool isMissing(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+bool isNameFree(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
 }
 
 bool isFolder(const std::string& path) {

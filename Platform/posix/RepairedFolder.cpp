@@ -4,7 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <iterator>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "Platform/FileManager.h"
@@ -18,16 +21,48 @@ namespace platform {
 
 namespace {
 
+/// Whether no folder that has been opened can lie at a path that gives this error: there is none, it is closed to us,
+/// or its volume does not answer.
+bool isElsewhere(int error) {
+  constexpr int kErrors[] = {ENOENT, ENOTDIR, ELOOP, EACCES, ENOTCONN, ESTALE, ETIMEDOUT, EHOSTDOWN};
+  return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
+}
+
 /// Also true for a path that cannot be looked at, when there is no telling what is there.
 bool mayBeSameFolder(const struct stat& folder, const std::string& path) {
   if (path.empty()) return false;
   struct stat status;
   if (stat(path.c_str(), &status) == 0) return status.st_dev == folder.st_dev && status.st_ino == folder.st_ino;
-  return errno != ENOENT && errno != ENOTDIR && errno != ELOOP && errno != EACCES;
+  return !isElsewhere(errno);
 }
 
 bool isHomeOf(const std::optional<Account>& account, const struct stat& folder) {
   return account && mayBeSameFolder(folder, account->home);
+}
+
+/// Whether a folder is the one around an account's home, which holds the homes of others too. A home that is a link
+/// lies in two; one that is not there, or no path at all, as daemons have it, lies in none.
+bool holdsHomeOf(const std::optional<Account>& account, const struct stat& folder) {
+  if (!account || account->home.compare(0, 1, "/") != 0) return false;
+  return mayBeSameFolder(folder, account->home + "/..") ||
+         (exists(account->home) && mayBeSameFolder(folder, path::deletingLastComponent(account->home)));
+}
+
+/// Whether an open folder holds the home of an account that owns a folder in it: then homes lie here, whoever calls.
+/// True also when it cannot be read.
+bool holdsHomes(const ScopedFd& openFolder, const struct stat& folder) {
+  ScopedFolder read(openExisting(openFolder.get(), ".", O_RDONLY | O_DIRECTORY));
+  const auto entries = entriesIn(read);
+  if (!entries) return true;
+  std::set<uid_t> owners;
+  for (const NamedEntry& entry : *entries) {
+    struct stat status;
+    if (entry.type != 0 && !S_ISDIR(entry.type)) continue;
+    if (fstatat(read.get(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
+    if (S_ISDIR(status.st_mode)) owners.insert(status.st_uid);
+  }
+  return std::any_of(owners.begin(), owners.end(),
+                     [&folder](uid_t owner) { return holdsHomeOf(accountWithId(owner), folder); });
 }
 
 bool isSystemFolder(const struct stat& folder) {
@@ -50,10 +85,14 @@ bool isSystemFolder(const struct stat& folder) {
 /// \param path where the folder was found: homes that an account of that name has are homes whoever owns them.
 bool isProtected(const struct stat& folder, const std::string& path) {
   if (isSystemFolder(folder)) return true;
-  const OptionalString invokingUser = invokingUserName();
   const std::string name = path::lastComponent(resolvedPath(path).value_or(path));
-  return isHomeOf(accountWithId(folder.st_uid), folder) || isHomeOf(accountNamed(name), folder) ||
-         (invokingUser && isHomeOf(accountNamed(*invokingUser), folder)) || isHomeOf(accountWithId(geteuid()), folder);
+  if (isHomeOf(accountWithId(folder.st_uid), folder) || isHomeOf(accountNamed(name), folder)) return true;
+  const OptionalString invokingUser = invokingUserName();
+  for (const std::optional<Account>& account :
+       {invokingUser ? accountNamed(*invokingUser) : std::nullopt, sudoCaller(), accountWithId(geteuid())}) {
+    if (isHomeOf(account, folder) || holdsHomeOf(account, folder)) return true;
+  }
+  return false;
 }
 
 /// What a path leads to.
@@ -106,14 +145,18 @@ ScopedFd openForRepair(const std::string& path, bool* isRefused) {
   if (!destination || fstat(destination->folder.get(), &status) != 0 || !S_ISDIR(status.st_mode)) return ScopedFd();
   const std::vector<uid_t>& owners = destination->linkOwners;
   const auto isForeign = [&status](uid_t owner) { return owner != status.st_uid; };
-  *isRefused = std::any_of(owners.begin(), owners.end(), isForeign) || isProtected(status, path);
-  return *isRefused ? ScopedFd() : openExisting(destination->folder.get(), ".", O_RDONLY | O_DIRECTORY);
+  ScopedFd folder = openExisting(destination->folder.get(), ".", O_RDONLY | O_DIRECTORY);
+  *isRefused = std::any_of(owners.begin(), owners.end(), isForeign) || isProtected(status, path) ||
+               (folder && holdsHomes(folder, status));
+  return *isRefused ? ScopedFd() : std::move(folder);
 }
 
 bool isProtectedFolder(const std::string& folder) {
   struct stat status;
   if (stat(folder.c_str(), &status) != 0) return errno != ENOENT && errno != ENOTDIR;
-  return S_ISDIR(status.st_mode) && isProtected(status, folder);
+  if (!S_ISDIR(status.st_mode)) return false;
+  const ScopedFd open = openExisting(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+  return isProtected(status, folder) || (open && holdsHomes(open, status));
 }
 
 }  // namespace platform

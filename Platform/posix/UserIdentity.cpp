@@ -55,6 +55,14 @@ std::optional<Account> accountWithId(uid_t userId) {
   });
 }
 
+std::optional<Account> sudoCaller() {
+  const OptionalString number = environmentVariable("SUDO_UID");
+  if (!number) return std::nullopt;
+  const auto userId = static_cast<uid_t>(std::strtoul(number->c_str(), nullptr, 10));
+  if (*number != std::to_string(userId)) return std::nullopt;  // no number, or not in the form that sudo writes
+  return accountWithId(userId);
+}
+
 std::string accountText(uid_t userId) {
   const std::optional<Account> account = accountWithId(userId);
   return account ? account->name : std::to_string(userId);

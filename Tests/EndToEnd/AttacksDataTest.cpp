@@ -141,6 +141,32 @@ TEST_P(AttacksDataTest, OddNamesAreNoneButNames) {
   }
 }
 
+TEST_P(AttacksDataTest, FoldersOfAccountsWithoutAHomeAreRepaired) {
+  const std::vector<std::string> homes = {"", "/", "/nonexistent", data + "/nowhere", ".", "/etc/passwd"};
+  std::string accounts;
+  uid_t user = 4713;
+  for (const std::string& place : homes) {
+    const std::string number = std::to_string(user);
+    accounts += "daemon" + number + ":x:" + number + ":" + number + "::" + place + ":/bin/sh\n";
+    files().makeFolder(inside(data + "/" + number), 0700);
+    giveTo(user, user, data + "/" + number);
+    ++user;
+  }
+  files().makeFile(inside("/etc/passwd"), accounts + files().read(inside("/etc/passwd")));
+  expectRepaired();
+  for (uid_t daemon = 4713; daemon < user; ++daemon) {
+    EXPECT_EQ(state().at(data + "/" + std::to_string(daemon)), kRepaired + " folder");
+  }
+  for (uid_t daemon = 4713; daemon < user; ++daemon) {
+    const std::string number = std::to_string(daemon);
+    Call call = uninstall();
+    call.environment["USER"] = "daemon" + number;
+    call.environment["SUDO_UID"] = number;
+    (void)attacked(call);  // the hotfix is removed already
+    EXPECT_EQ(state().at(data + "/" + number), "0775 " + number + ":admin folder");
+  }
+}
+
 // ----- While the walk runs -----
 
 class AttacksWalkTest : public AttacksDataTest {
@@ -274,9 +300,10 @@ class AttacksFolderTest : public AttacksForEachText {
   }
 
   /// Expects both repairs to be refused, with all but the instance as it was.
-  void expectRefused() {
+  void expectRefused() { expectRefused(uninstall()); }
+  void expectRefused(const Call& call) {
     attackersPlace = bundle;  // the data folder is none of the instance's here
-    const Outcome outcome = expectHeld();
+    const Outcome outcome = expectHeld(call);
     int refusals = 0;
     for (const std::string& line : outcome.trace) {
       refusals += line.compare(0, 9, "<Error>: ") == 0 && line.find(" " + data + ":") != std::string::npos;
@@ -319,5 +346,79 @@ INSTANTIATE_TEST_SUITE_P(
             NamedText{"UsersOnDataVolume", "/System/Volumes/Data/Users"},
             NamedText{"UsersOnDataVolumeByDetour", "/System/Volumes/Data/Users/carol/.."})),
     nameOfProtectedText);
+
+// ----- Folders of homes that lie elsewhere -----
+
+/// The text is where the homes are.
+class AttacksHomesTest : public AttacksFolderTest {
+ protected:
+  static constexpr uid_t kCarol = 4713;
+  static constexpr uid_t kDave = 4714;
+
+  void SetUp() override {
+    AttacksFolderTest::SetUp();
+    if (IsSkipped()) return;
+    data = text();
+    homeOfCarol = data + "/carol";
+    makeAccount("carol", kCarol, homeOfCarol);
+    // Root's, like all that the test makes: the account alone tells that it is a home.
+    files().makeFile(inside(homeOfCarol + "/diary"), std::string(kSecret) + "\n", 0600);
+  }
+
+  void makeAccount(const std::string& name, uid_t user, const std::string& place) {
+    const std::string number = std::to_string(user);
+    files().makeFile(inside("/etc/passwd"), name + ":x:" + number + ":" + number + "::" + place + ":/bin/sh\n" +
+                                                files().read(inside("/etc/passwd")));
+  }
+
+  Call uninstallBy(const std::string& user) {
+    Call call = uninstall();
+    call.environment["USER"] = user;
+    return call;
+  }
+
+  std::string homeOfCarol;
+};
+
+TEST_P(AttacksHomesTest, OfTheUserAreNotRepaired) { expectRefused(uninstallBy("carol")); }
+
+TEST_P(AttacksHomesTest, OfTheSudoCallerAreNotRepaired) {
+  Call call = uninstallBy("root");
+  call.environment["SUDO_UID"] = std::to_string(kCarol);
+  expectRefused(call);
+}
+
+TEST_P(AttacksHomesTest, OfAnotherUserAreNotRepaired) {
+  giveTo(kCarol, kCarol, homeOfCarol);
+  expectRefused();
+}
+
+TEST_P(AttacksHomesTest, InAFolderThatALinkLeadsToAreNotRepaired) {
+  plantLink(0, "/Library/homes", data);
+  files().makeFolder(inside(data + "/dave"));
+  makeAccount("dave", kDave, "/Library/homes/dave");
+  expectRefused(uninstallBy("dave"));
+}
+
+TEST_P(AttacksHomesTest, ThatALinkLeadsToAreNotRepaired) {
+  plantLink(0, "/Library/dave", data + "/dave");
+  files().makeFolder(inside(data + "/dave"));
+  makeAccount("dave", kDave, "/Library/dave");
+  expectRefused(uninstallBy("dave"));
+}
+
+TEST_P(AttacksHomesTest, ThatAreLinksAreNotRepaired) {
+  plantLink(0, data + "/dave", "/Library/dave");
+  files().makeFolder(inside("/Library/dave"));
+  makeAccount("dave", kDave, data + "/dave");
+  expectRefused(uninstallBy("dave"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Folders, AttacksHomesTest,
+                         ::testing::Combine(::testing::Values(Protections::On, Protections::Off),
+                                            ::testing::Values(NamedText{"People", "/people"},
+                                                              NamedText{"Volume", "/Volumes/Data/Users"},
+                                                              NamedText{"Export", "/export/home"})),
+                         nameOfProtectedText);
 
 }  // namespace

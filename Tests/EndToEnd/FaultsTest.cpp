@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -117,6 +118,15 @@ TEST_F(FaultsTest, ReadOnlyDataIsPassedOver) {
   EXPECT_EQ(outcome.commandLines(), allChildren());
   EXPECT_EQ(outcome.trace, allTrace());
   EXPECT_EQ(differences(before, takeSnapshot(files() / inside(data))), Lines());
+}
+
+TEST_F(FaultsTest, VolumeWhoseServerHasGoneDoesNotHinderTheRepair) {
+  if (!root().mountDeadVolume("/mnt")) GTEST_SKIP() << "needs the rights to mount a file system of a process";
+  struct stat status = {};
+  ASSERT_EQ(stat((files() / inside("/mnt")).c_str(), &status), -1);
+  ASSERT_EQ(errno, ENOTCONN);
+  const Snapshot before = state();
+  expectSuccess(run(uninstall()), before);
 }
 
 TEST_F(FaultsTest, FullTemporaryFolderLeavesTheUninstallComplete) {

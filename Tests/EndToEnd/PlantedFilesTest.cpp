@@ -334,6 +334,18 @@ TEST_F(PlantedDataTest, DataFolderItselfKeepsItsAttributes) {
   EXPECT_EQ(state().at(data), "0711 " + owners("bob:bob") + " folder");
 }
 
+TEST_F(PlantedDataTest, VolumeBelowTheDataFolderIsTreated) {
+  const std::string volume = data + "/volume";
+  root().mountMemory(volume, "mode=0700");
+  files().makeFile(inside(volume + "/folder/file"), "on the volume\n", 0600);
+  uninstallSuccessfully();
+  const Snapshot after = takeSnapshot(files() / inside(volume));
+  const std::string repaired = "0775 " + owners("alice:admin");
+  EXPECT_EQ(files().mode(inside(volume)), 0775U);
+  EXPECT_EQ(after.at("/folder"), repaired + " folder");
+  EXPECT_EQ(after.at("/folder/file"), repaired + " file: on the volume\n");
+}
+
 TEST_F(PlantedDataTest, LinkAsDataFolderIsFollowedToAnOrdinaryPlaceOnly) {
   const std::string place = data;
   data = "/Users/alice/link";

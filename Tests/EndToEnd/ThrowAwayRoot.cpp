@@ -183,6 +183,16 @@ void ThrowAwayRoot::mountMemory(const std::string& path, const std::string& opti
   if (::mount("tmpfs", place.c_str(), "tmpfs", 0, options.c_str()) != 0) ADD_FAILURE() << reason("mount " + place);
 }
 
+bool ThrowAwayRoot::mountDeadVolume(const std::string& path) {
+  const std::string place = _folder.makeFolder(inside(path));
+  const int server = open("/dev/fuse", O_RDWR | O_CLOEXEC);
+  if (server == -1) return false;
+  const std::string options = "fd=" + std::to_string(server) + ",rootmode=40000,user_id=0,group_id=0";
+  const bool isMounted = ::mount("fuse", place.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) == 0;
+  close(server);
+  return isMounted;
+}
+
 void ThrowAwayRoot::makeReadOnly(const std::string& path) {
   const std::string place = _folder / inside(path);
   if (::mount(place.c_str(), place.c_str(), "", MS_BIND, "") != 0 ||

@@ -49,6 +49,10 @@ class ThrowAwayRoot {
   /// Mounts an empty file system in memory at a folder of the root.
   void mountMemory(const std::string& path, const std::string& options);
 
+  /// Mounts a volume at a folder of the root whose server has gone: the folder cannot be looked at any more. False
+  /// where the machine does not allow it.
+  bool mountDeadVolume(const std::string& path);
+
   /// Makes all below a folder of the root impossible to change, for root too.
   void makeReadOnly(const std::string& path);
 

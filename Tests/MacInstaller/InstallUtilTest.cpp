@@ -59,7 +59,16 @@ TEST_F(InstallUtilTest, StampsOfOneMinuteAreEqual) {
 TEST_F(InstallUtilTest, ProcessDateFillsOneCharacterOnly) {
   const struct {
     const char *text, *filled;
-  } rows[] = {{"7", "07"}, {"0", "00"}, {"12", "12"}, {"", ""}, {"x", "0x"}, {"123", "123"}};
+  } rows[] = {{"7", "07"},
+              {"0", "00"},
+              {"12", "12"},
+              {"", ""},
+              {"x", "0x"},
+              {"123", "123"},
+              {"\u00E9", "0\u00E9"},
+              {"\u20AC", "0\u20AC"},
+              {"\u00E9\u00E9", "\u00E9\u00E9"},
+              {"\U0001F600", "\U0001F600"}};
   for (const auto& row : rows) EXPECT_EQ(InstallUtil::processDate(row.text), row.filled) << row.text;
 }
 

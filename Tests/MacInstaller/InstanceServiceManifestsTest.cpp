@@ -6,6 +6,7 @@
 #include "MacInstaller/InstanceService.h"
 #include "Platform/FileManager.h"
 #include "Platform/SystemPaths.h"
+#include "Tests/Platform/Conditions.h"
 #include "Tests/Support/InstanceFixture.h"
 
 namespace {
@@ -52,6 +53,17 @@ class InstanceServiceManifestsTest : public InstanceTest {
 
   std::string makeStagedFile(const std::string& name, const std::string& contents) const {
     return folder.makeFile(outside(platform::kStagingFolder) + name, contents);
+  }
+
+  /// Expects every copy of a manifest to fail while nothing can be deleted from the folder of the manifests.
+  void expectNoCopies(InstanceService& instance, const std::string& source) const {
+    folder.makeFolder(inHome("deploy"), 0555);
+    asUnprivileged([&] {
+      EXPECT_FALSE(instance.copyInstallManifest(source, kNone));
+      EXPECT_FALSE(instance.copyUpdateManifest(source, kNone));
+      EXPECT_FALSE(instance.copyHotfixUninstallManifest(source));
+    });
+    folder.makeFolder(inHome("deploy"), 0755);
   }
 
   std::string inDeploy(const std::string& name) const { return folder / inHome("deploy/" + name); }
@@ -332,6 +344,30 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopiesReplaceALinkThatLeadsNowhere)
   EXPECT_TRUE(instance.copyHotfixUninstallManifest(inDeploy("install.xml")));
   EXPECT_EQ(homeTree()["deploy/target.xml"], "file: <install/>\n");
   EXPECT_EQ(homeTree()["deploy/uninstall.hotfix.xml"], "file: <install/>\n");
+  EXPECT_FALSE(folder.has("missing"));
+}
+
+TEST_F(InstanceServiceManifestsTest, ManifestCopiesAnswerNoWhereTheOldTargetCannotBeDeleted) {
+  InstanceService instance(home(), data());
+  const std::string source = folder.makeFile("package/new.xml", "new");
+  folder.makeFile(inHome("deploy/install.update.xml"), "older");
+  const Tree before = homeTree();
+  expectNoCopies(instance, source);
+  EXPECT_EQ(homeTree(), before);
+  EXPECT_EQ(folder.read("package/new.xml"), "new");
+}
+
+TEST_F(InstanceServiceManifestsTest, ManifestCopiesAnswerNoWhereALinkThatLeadsNowhereCannotBeDeleted) {
+  InstanceService instance(home(), data());
+  const std::string source = folder.makeFile("package/new.xml", "new");
+  for (const char* name : {"install.xml", "install.update.xml", "uninstall.hotfix.xml"}) {
+    (void)unlink(inDeploy(name).c_str());
+    folder.makeLink(inHome(std::string("deploy/") + name), folder / "missing");
+  }
+  const Tree before = homeTree();
+  expectNoCopies(instance, source);
+  EXPECT_EQ(homeTree(), before);
+  EXPECT_EQ(folder.read("package/new.xml"), "new");
   EXPECT_FALSE(folder.has("missing"));
 }
 

@@ -149,6 +149,21 @@ TEST_F(CopyItemTest, CopyOfAFileIsOnTheDiskBeforeTheReturn) {
   EXPECT_THAT(platform::namesInFolder(folder / "here"), ::testing::Optional(ElementsAre("copy")));
 }
 
+TEST_F(CopyItemTest, FileIsCopiedWhereThereAreNoLinks) {
+  if (!host::kCanRefuseCalls) GTEST_SKIP() << "needs a system that can refuse a process its calls";
+  folder.makeFile("source/file", "text", 0640);
+  std::string copy = "copy";
+  for (const int error : {EPERM, ENOSYS, ENOTSUP, EOPNOTSUPP, EMLINK}) {
+    copy += "+";  // two of the errors are one on Linux
+    inChild([&] {
+      ASSERT_TRUE(host::refuseLinks(error));
+      EXPECT_EQ(codeOfCopy("source", copy), 0) << std::strerror(error);
+    });
+    EXPECT_EQ(snapshot(copy), snapshot("source")) << std::strerror(error);
+    EXPECT_EQ(folder.mode(copy + "/file"), 0640U);
+  }
+}
+
 TEST_F(CopyItemTest, EmptyFileIsCopied) {
   folder.makeFile("file");
   EXPECT_EQ(codeOfCopy("file", "copy"), 0);
@@ -631,6 +646,19 @@ TEST_F(CopyItemTest, CopyStopsAtTheFailedItemAndKeepsWhatItMade) {
   EXPECT_EQ(codeOfCopy("source", "copy"), platform::kOtherWritingFailure);
   EXPECT_THAT(snapshot("copy"), ElementsAre(std::pair<const std::string, std::string>("a", "folder"),
                                             std::pair<const std::string, std::string>("a/b", "folder")));
+}
+
+TEST_F(CopyItemTest, FoldersThatAStoppedCopyMadeHaveTheModeAndTimesOfTheSource) {
+  answer = goesOnPastExistingFiles;
+  folder.makeFifo("source/there/new/fifo");
+  folder.makeFolder("source/there/new", 0751);
+  folder.makeFolder("source/there", 0711);
+  folder.makeFolder("target/there", 0700);
+  setTimes("source/there/new", 1'000'000'000, 1'100'000'000);
+  EXPECT_EQ(codeOfCopy("source", "target"), platform::kOtherWritingFailure);
+  EXPECT_EQ(folder.mode("target/there/new"), 0751U);
+  EXPECT_EQ(host::modificationTime(folder.attributes("target/there/new")).tv_sec, 1'100'000'000);
+  EXPECT_EQ(folder.mode("target/there"), 0700U) << "it was there before";
 }
 
 TEST_F(CopyItemTest, WithoutAPolicyEveryFailureStops) {

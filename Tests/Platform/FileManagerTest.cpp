@@ -184,6 +184,21 @@ TEST_F(FileManagerTest, ExistingFolderIsFailureUnlessParentsAreCreated) {
   EXPECT_EQ(folder.read("folder/nested"), "nested text");
 }
 
+TEST_F(FileManagerTest, TopIsAnExistingFolder) {
+  const auto expectThere = [] {
+    FileError error;
+    EXPECT_TRUE(platform::createFolder("/", Parents::Created));
+    EXPECT_FALSE(platform::createFolder("/", Parents::Required, {}, &error));
+    EXPECT_EQ(error.code, platform::kFileExists);
+  };
+  expectThere();
+  if (!host::kCanRefuseCalls) return;
+  inChild([&] {
+    ASSERT_TRUE(host::refuseNewFolders(EISDIR));  // what macOS says to it
+    expectThere();
+  });
+}
+
 TEST_F(FileManagerTest, FolderIsNotMadeWhereAFileIs) {
   const auto before = treeSnapshot(folder.path());
   for (const char* taken : {"file", "link", "fifo"}) {

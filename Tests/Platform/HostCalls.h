@@ -17,13 +17,17 @@
 #include <fcntl.h>
 #else
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sched.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/xattr.h>
 
 #include <cerrno>
+#include <cstddef>
 #endif
 
 /// What the tests ask of a system in another way on each, or what only one of them has. No other file of the tests asks
@@ -122,6 +126,12 @@ inline int sync(int descriptor) {
 
 /// Mounts a volume of 64 KiB at a folder, for this process alone. \return false where that cannot be done.
 inline bool mountSmallVolume(const std::string&) { return false; }
+
+/// Whether a process can have calls of its own refused.
+inline constexpr bool kCanRefuseCalls = false;
+
+inline bool refuseLinks(int) { return false; }
+inline bool refuseNewFolders(int) { return false; }
 
 // ----- Sockets -----
 
@@ -262,6 +272,33 @@ inline int sync(int descriptor) { return static_cast<int>(syscall(SYS_fsync, des
 inline bool mountSmallVolume(const std::string& folder) {
   return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
          mount("none", folder.c_str(), "tmpfs", 0, "size=64k") == 0;
+}
+
+/// Whether a process can have calls of its own refused.
+inline constexpr bool kCanRefuseCalls = true;
+
+/// Lets each of some calls of this process fail from now on, for good. \return false where that cannot be done.
+inline bool refuseCalls(const std::vector<long>& calls, int error) {
+  std::vector<sock_filter> steps = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+  for (const long call : calls) {
+    steps.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(call), 0, 1));
+    steps.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)));
+  }
+  steps.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+  const sock_fprog program = {static_cast<unsigned short>(steps.size()), steps.data()};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+/// A file system without links, that answers so by \a error, and without renaming to a free name.
+inline bool refuseLinks(int error) { return refuseCalls({SYS_renameat2}, ENOSYS) && refuseCalls({SYS_linkat}, error); }
+
+/// Each making of a folder answers \a error.
+inline bool refuseNewFolders(int error) {
+#ifdef SYS_mkdir
+  return refuseCalls({SYS_mkdir, SYS_mkdirat}, error);
+#else
+  return refuseCalls({SYS_mkdirat}, error);
+#endif
 }
 
 // ----- Sockets -----
