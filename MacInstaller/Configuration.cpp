@@ -4,6 +4,8 @@
 #include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
 
+namespace hotfix {
+
 using platform::kInternalConfigurationFile;
 using platform::onDisk;
 
@@ -36,3 +38,5 @@ void Configuration::cleanupConfiguration() {
   if (platform::exists(file)) (void)platform::removeItem(file);
   _internalProperties.removeAllProperties();
 }
+
+}  // namespace hotfix

@@ -5,6 +5,8 @@
 
 #include "MacInstaller/Properties.h"
 
+namespace hotfix {
+
 /// The internal configuration file, "/tmp/com.qor.rcp.platform.internal.configuration": settings that the platform's
 /// installer leaves for the tools that it starts. A property list, in spite of its name.
 ///
@@ -32,5 +34,7 @@ class Configuration {
  private:
   Properties _internalProperties;
 };
+
+}  // namespace hotfix
 
 #endif

@@ -13,6 +13,8 @@
 #include "Support/Path.h"
 #include "Support/Progress.h"
 
+namespace hotfix {
+
 using platform::LogLevel;
 
 namespace {
@@ -117,3 +119,5 @@ void HotfixUninstall::startProvisioning() {
 }
 
 void HotfixUninstall::removeHotfixReceipt() { InstallUtil::removeReceipt(_instance->getInstalledHotfixBundleID()); }
+
+}  // namespace hotfix

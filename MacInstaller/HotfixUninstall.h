@@ -5,6 +5,8 @@
 
 #include "Support/OptionalString.h"
 
+namespace hotfix {
+
 class InstanceService;
 
 /// Removes the hotfix that is installed in one instance: made, used once, destroyed.
@@ -46,5 +48,7 @@ class HotfixUninstall {
   OptionalString _pathToRcpHome;
   OptionalString _pathToRcpData;
 };
+
+}  // namespace hotfix
 
 #endif

@@ -5,6 +5,8 @@
 #include "Platform/SystemLog.h"
 #include "Support/XmlDocument.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr char DOMAIN_OBJECT[] = "domain-object";
@@ -67,3 +69,5 @@ bool InstallManifest::saveInstallManifestAs(const OptionalString& path) const {
   const OptionalString text = _xmlDoc->prettyPrinted();
   return text && platform::writeFileAtomically(path ? *path : _pathToManifest, *text);
 }
+
+}  // namespace hotfix

@@ -6,6 +6,8 @@
 
 #include "Support/OptionalString.h"
 
+namespace hotfix {
+
 class XmlDocument;
 
 /// An install manifest: the XML document that tells a provisioning run which features to install, update or remove.
@@ -39,5 +41,7 @@ class InstallManifest {
   std::string _pathToManifest;           // file that was parsed; default target of a save
   std::unique_ptr<XmlDocument> _xmlDoc;  // empty when the file could not be parsed
 };
+
+}  // namespace hotfix
 
 #endif

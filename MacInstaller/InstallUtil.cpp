@@ -18,6 +18,8 @@
 #include "Support/Path.h"
 #include "Support/TextEncoding.h"
 
+namespace hotfix {
+
 using platform::LogLevel;
 
 namespace {
@@ -246,3 +248,5 @@ void InstallUtil::removeReceipt(const OptionalString& packageIdentifier) {
   if (!packageIdentifier) return;
   platform::runAndWait(platform::onDisk(platform::kPkgutil), {"--forget", *packageIdentifier});
 }
+
+}  // namespace hotfix

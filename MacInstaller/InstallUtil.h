@@ -8,6 +8,8 @@
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
 
+namespace hotfix {
+
 /// What the installer tools share: version stamps, checks of machine and paths, tracing, messages to one another,
 /// file and package helpers. Class-level operations only; no instance is ever made, and nothing is kept.
 class InstallUtil {
@@ -118,5 +120,7 @@ class InstallUtil {
   /// examined. An absent identifier does nothing.
   static void removeReceipt(const OptionalString& packageIdentifier);
 };
+
+}  // namespace hotfix
 
 #endif

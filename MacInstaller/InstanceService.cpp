@@ -19,6 +19,8 @@
 #include "Support/Progress.h"
 #include "Support/TextNumber.h"
 
+namespace hotfix {
+
 using platform::LogLevel;
 
 namespace {
@@ -711,3 +713,5 @@ void InstanceService::collectLogFiles(const std::string& productName, const std:
   platform::log(LogLevel::Notice, kLogsCollected, inHome(kHistoryFolder)->c_str(), action.c_str(), productName.c_str());
   child.waitUntilExit();
 }
+
+}  // namespace hotfix

@@ -9,6 +9,8 @@
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
 
+namespace hotfix {
+
 /// One installed instance of the platform: where each of its files lives, and every operation on them.
 ///
 /// All operations work from two paths, the home folder and the data folder (workspace); both may be absent. Without a
@@ -287,5 +289,7 @@ class InstanceService {
   OptionalString _pathToRcphome;
   OptionalString _pathToRcpData;
 };
+
+}  // namespace hotfix
 
 #endif

@@ -14,6 +14,8 @@
 #include "Support/TextEncoding.h"
 #include "Support/TextMap.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr size_t kOrdinaryLine = 32;
@@ -242,3 +244,5 @@ std::vector<std::string> JavaProperties::propertyNames() const {
 }
 
 std::vector<std::string> JavaProperties::allProperties() const { return propertyNames(); }
+
+}  // namespace hotfix

@@ -7,6 +7,8 @@
 
 #include "Support/OptionalString.h"
 
+namespace hotfix {
+
 class TextMap;
 
 /// A Java-style properties file: texts by key, read from one file and saved to one file.
@@ -69,5 +71,7 @@ class JavaProperties {
   OptionalString _file;        // backing file, "~" expanded
   bool _isFileUnread = false;  // it is there, but what it holds is not known
 };
+
+}  // namespace hotfix
 
 #endif

@@ -6,6 +6,8 @@
 #include "Platform/PropertyList.h"
 #include "Platform/UserIdentity.h"
 
+namespace hotfix {
+
 Properties::Properties(const OptionalString& file) {
   const OptionalString path = file ? OptionalString(platform::expandingTilde(*file)) : std::nullopt;
   if (!path || !platform::exists(*path)) return;  // inert on purpose: see the class
@@ -62,3 +64,5 @@ bool Properties::savePropertiesToTrustedFile(const std::string& path) const {
   if (list) (void)platform::writeTrustedFile(path, *list);  // as for any other file
   return true;
 }
+
+}  // namespace hotfix

@@ -6,6 +6,8 @@
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
 
+namespace hotfix {
+
 /// The dictionary of one property-list file, read whole and written back whole.
 ///
 /// An object without a dictionary (made for a file that is missing, or that holds no dictionary) is inert: it answers
@@ -56,5 +58,7 @@ class Properties {
   std::optional<PropertyListValue::Dictionary> _dict;
   OptionalString _file;  // backing file, "~" expanded
 };
+
+}  // namespace hotfix
 
 #endif

@@ -4,6 +4,8 @@
 #include "Support/Path.h"
 #include "Support/PropertiesEscapes.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr char _quota[] = "\"";
@@ -121,3 +123,5 @@ OptionalString StringUtil::getVolume(const OptionalString& path) {
 }
 
 std::string StringUtil::addTranslationSignToString(const std::string& text) { return text; }
+
+}  // namespace hotfix

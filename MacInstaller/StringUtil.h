@@ -7,6 +7,8 @@
 
 #include "Support/OptionalString.h"
 
+namespace hotfix {
+
 /// Text operations of the installer tools: the escapes of properties files, placeholders, quoting, volumes, and the
 /// texts that stand for booleans. Class-level operations only; no instance is ever made. Nothing is logged.
 class StringUtil {
@@ -68,5 +70,7 @@ class StringUtil {
   /// Answers the text as it is. The operation is part of the class's contract but marks nothing.
   static std::string addTranslationSignToString(const std::string& text);
 };
+
+}  // namespace hotfix
 
 #endif

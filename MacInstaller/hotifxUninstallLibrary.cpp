@@ -16,6 +16,8 @@
 #include "Support/OptionalString.h"
 #include "Support/Progress.h"
 
+namespace hotfix {
+
 using platform::LogLevel;
 
 namespace {
@@ -103,13 +105,15 @@ std::int32_t uninstallAndCollectLogs(const OptionalString& home, const OptionalS
 
 }  // namespace
 
+}  // namespace hotfix
+
 int32_t RCPUninstallHotfixEx(const char* rcphome, const char* rcpdata) {
   try {
-    const platform::ScopedStandardDescriptors standardDescriptors;
-    return uninstallAndCollectLogs(optionalText(rcphome), optionalText(rcpdata));
+    const hotfix::platform::ScopedStandardDescriptors standardDescriptors;
+    return hotfix::uninstallAndCollectLogs(hotfix::optionalText(rcphome), hotfix::optionalText(rcpdata));
   } catch (const std::exception&) {  // out of memory; it must not reach a caller in C
-    progress::fail("there is not enough memory");
-    return kFailure;
+    hotfix::progress::fail("there is not enough memory");
+    return hotfix::kFailure;
   }
 }
 

@@ -5,13 +5,13 @@
 
 #include "Support/OptionalString.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 /// The identifier that the bundle at the folder \a path states in its information property list.
 ///
 /// \return none when there is no such folder, no readable list in it, or no identifier in the list.
 OptionalString bundleIdentifier(const std::string& path);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -5,7 +5,7 @@
 
 /// Letter case by the rules of Unicode, independent of any locale. Composed and decomposed forms of a character count
 /// as equal. Bytes that are no UTF-8 are compared as they are.
-namespace platform {
+namespace hotfix::platform {
 
 /// The text in lower case and in one canonical form, for comparison with another text made by this function.
 std::string lowercased(const std::string& text);
@@ -17,6 +17,6 @@ bool hasPrefixIgnoringCase(const std::string& text, const std::string& prefix);
 /// Whether two texts are equal but for case.
 bool equalIgnoringCase(const std::string& left, const std::string& right);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

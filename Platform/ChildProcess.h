@@ -13,7 +13,7 @@
 /// A child is the leader of its own process group, begins with the default action for SIGCHLD and SIGPIPE and with
 /// no signal blocked, and inherits nothing above descriptor 2. Its standard input, environment and working folder
 /// are the caller's. Waiting is right also in a process that ignores SIGCHLD or reaps its children elsewhere.
-namespace platform {
+namespace hotfix::platform {
 
 class ChildProcess {
  public:
@@ -48,6 +48,6 @@ void runShellCommand(const std::string& commandLine);
 /// \return none when the command cannot be run or prints nothing.
 OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t limit);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -14,7 +14,7 @@
 ///
 /// No operation throws or logs. A path goes to the system as it is: "~" is an ordinary character. Every descriptor
 /// is closed on exec, and a file that is neither regular nor a folder is never opened.
-namespace platform {
+namespace hotfix::platform {
 
 /// Why a file operation failed.
 struct FileError {
@@ -146,6 +146,6 @@ bool writeFileAtomically(const std::string& path, const std::function<bool(const
 /// file, which gets 0664 less the umask; a folder is a failure.
 bool writeTrustedFile(const std::string& path, const std::string& contents);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

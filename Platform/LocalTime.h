@@ -1,7 +1,7 @@
 #ifndef PLATFORM_LOCAL_TIME_H_
 #define PLATFORM_LOCAL_TIME_H_
 
-namespace platform {
+namespace hotfix::platform {
 
 /// A moment on the wall clock, in local time.
 struct LocalTime {
@@ -19,6 +19,6 @@ LocalTime currentLocalTime();
 /// The current moment in the Gregorian calendar, as lines of a log have it.
 LocalTime currentGregorianLocalTime();
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

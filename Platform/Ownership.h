@@ -9,7 +9,7 @@
 #include "Support/OptionalString.h"
 
 /// Owner, group and mode of files and folders.
-namespace platform {
+namespace hotfix::platform {
 
 /// Attributes to give to an entry; an absent one is left as it is. So is an owner or group whose name the account
 /// database does not know: that is no failure.
@@ -52,6 +52,6 @@ bool setAttributesBelow(const std::string& folder, const Attributes& attributes,
 /// effective user, or the owner of a folder directly in the folder.
 bool isProtectedFolder(const std::string& folder);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -11,7 +11,7 @@
 /// On macOS the pasteboard server. On Linux a file of that name which only its user can read, in the user's run-time
 /// folder `/run/user/<uid>`, else in `Library/Pasteboards` of the home folder; it is written atomically and never
 /// read or written through a link. Failures are silent.
-namespace platform {
+namespace hotfix::platform {
 
 /// Clears the pasteboard and declares \a type as the only one that it takes.
 void declarePasteboardType(const std::string& pasteboard, const std::string& type);
@@ -22,6 +22,6 @@ void setPasteboardPropertyList(const std::string& pasteboard, const std::string&
 /// What is stored under \a type; none when nothing is, or when the store is damaged.
 std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -12,7 +12,7 @@
 ///
 /// On macOS the applications of the login session, as Process Manager lists them. On Linux every process that /proc
 /// shows; a script shows as its interpreter, and a process whose program may not be looked at is not listed.
-namespace platform {
+namespace hotfix::platform {
 
 /// Key under which a process's information holds the full path of its executable.
 inline constexpr char kBundleExecutableKey[] = "CFBundleExecutable";
@@ -31,6 +31,6 @@ struct RunningProcess {
 /// The first of these processes whose executable is one that is looked for; none when there is none (any more).
 std::optional<RunningProcess> findProcess(const std::function<bool(const std::string& executable)>& isLookedFor);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

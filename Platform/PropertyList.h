@@ -11,7 +11,7 @@
 ///
 /// XML and binary lists are read by CoreFoundation on macOS and by libplist on Linux, both behind a guard of our own;
 /// the old text form by a reader of our own. The XML text that is written is the same, byte for byte, on both.
-namespace platform {
+namespace hotfix::platform {
 
 /// Reads a property list in XML, binary or old-style text form, whatever text encoding it declares. A UID in a binary
 /// list is the dictionary { "CF$UID" = number; }, as it stands in XML.
@@ -36,6 +36,6 @@ std::optional<PropertyListValue::Dictionary> readDictionary(const std::string& p
 /// Writes the dictionary to \a path as an XML property list (see writeFileAtomically).
 bool writeDictionary(const std::string& path, const PropertyListValue::Dictionary& dictionary);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -4,7 +4,7 @@
 #include <string>
 
 /// The three standard descriptors of the process, which in an installer that links the library may be anything.
-namespace platform {
+namespace hotfix::platform {
 
 /// Prints \a line and a newline to standard output, at once. A closed output or a reader that has gone is passed over
 /// in silence, without the signal that would end the process.
@@ -23,6 +23,6 @@ class ScopedStandardDescriptors {
   bool _opened[3] = {false, false, false};
 };
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

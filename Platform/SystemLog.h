@@ -7,7 +7,7 @@
 ///
 /// On macOS messages go to Apple System Log, on Linux to syslog(3). A line for each extra file is made here on both:
 /// programs built with a current SDK get nothing from the system into files that they add themselves.
-namespace platform {
+namespace hotfix::platform {
 
 /// Levels of a message, numbered as in syslog(3) and Apple System Log.
 enum class LogLevel { Error = 3, Warning = 4, Notice = 5, Info = 6 };
@@ -33,6 +33,6 @@ void removeLogFile(int descriptor);
 /// \return the descriptor, closed on exec, or -1 when no such file can be had.
 int openTraceFile(const std::string& path);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -7,7 +7,7 @@
 ///
 /// The constants are the names that messages show and children are given; `onDisk` is where the file of that name
 /// is found. Code that opens, starts or tests such a path goes through `onDisk`.
-namespace platform {
+namespace hotfix::platform {
 
 inline constexpr char kTraceFile[] = "/tmp/install_trace.log";
 inline constexpr char kInternalConfigurationFile[] = "/tmp/com.qor.rcp.platform.internal.configuration";
@@ -23,6 +23,6 @@ inline constexpr char kJavaPluginHome[] = "/Library/Internet Plug-Ins/JavaApplet
 /// below their own folder, so that they meet no file of the machine.
 std::string onDisk(const std::string& path);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

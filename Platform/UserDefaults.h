@@ -11,7 +11,7 @@
 ///
 /// On macOS through CFPreferences. On Linux the property lists `.GlobalPreferences.plist` and `<domain>.plist` in
 /// `Library/Preferences` of the home folder that the account database names; HOME is not consulted.
-namespace platform {
+namespace hotfix::platform {
 
 /// The user's value for a key that holds for all applications ("AppleLocale"), or none.
 std::optional<PropertyListValue> globalDefault(const std::string& key);
@@ -23,6 +23,6 @@ std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string&
 /// "YyTt", or with an optional sign, zeros and a digit 1 to 9. Everything else, an absent value too, is false.
 bool booleanValue(const std::optional<PropertyListValue>& value);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -8,7 +8,7 @@
 #include "Support/OptionalString.h"
 
 /// Who runs the process, on whose behalf, and where they live.
-namespace platform {
+namespace hotfix::platform {
 
 /// An environment variable, or none when it is not set. Set but empty gives the empty text.
 OptionalString environmentVariable(const char* name);
@@ -47,6 +47,6 @@ class ScopedEffectiveUser {
   uid_t _before;
 };
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace hotfix {
+
 /// A text that may be absent. Absent and empty are different things everywhere in this system.
 using OptionalString = std::optional<std::string>;
 
@@ -11,5 +13,7 @@ using OptionalString = std::optional<std::string>;
 ///
 /// \return a pointer that is valid as long as \a text is.
 inline const char* textOrNull(const OptionalString& text) { return text ? text->c_str() : "(null)"; }
+
+}  // namespace hotfix
 
 #endif

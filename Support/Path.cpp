@@ -1,6 +1,6 @@
 #include "Support/Path.h"
 
-namespace path {
+namespace hotfix::path {
 
 namespace {
 
@@ -49,4 +49,4 @@ std::vector<std::string> components(const std::string& path) {
   return result;
 }
 
-}  // namespace path
+}  // namespace hotfix::path

@@ -6,7 +6,7 @@
 
 /// Paths as texts, by the rules of the platform's path operations on strings. Pure text: the disk is never asked,
 /// and "." and ".." are ordinary names. Runs of "/" count as one, and a "/" at the end is dropped ("/" alone stays).
-namespace path {
+namespace hotfix::path {
 
 /// Joins \a base and \a component with one "/" between them.
 ///
@@ -23,6 +23,6 @@ std::string lastComponent(const std::string& path);
 /// The components in order. A "/" at the start and one at the end are components of their own.
 std::vector<std::string> components(const std::string& path);
 
-}  // namespace path
+}  // namespace hotfix::path
 
 #endif

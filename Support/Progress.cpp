@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-namespace progress {
+namespace hotfix::progress {
 
 namespace {
 
@@ -30,4 +30,4 @@ Step::~Step() {
   if (Listener* listener = currentListener) listener->end();
 }
 
-}  // namespace progress
+}  // namespace hotfix::progress

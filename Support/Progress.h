@@ -5,7 +5,7 @@
 
 /// What an operation is at, and why it failed, for a person who watches it. The operations tell it here; nobody hears
 /// it unless the program has set a listener, which of ours only the command does, and only at a terminal.
-namespace progress {
+namespace hotfix::progress {
 
 class Listener {
  public:
@@ -43,6 +43,6 @@ class Step {
   ~Step();
 };
 
-}  // namespace progress
+}  // namespace hotfix::progress
 
 #endif

@@ -10,7 +10,7 @@
 
 /// The escapes of properties files, written once for UTF-16 units (StringUtil) and for UTF-8 (a whole file's texts,
 /// without a detour). MacInstaller/StringUtil.h has the rules.
-namespace properties_escapes {
+namespace hotfix::properties_escapes {
 
 enum class Part : std::uint8_t { Key, Value };
 
@@ -76,6 +76,6 @@ void append(std::basic_string_view<Unit> text, Part part, std::basic_string<Unit
   }
 }
 
-}  // namespace properties_escapes
+}  // namespace hotfix::properties_escapes
 
 #endif

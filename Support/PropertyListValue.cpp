@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace hotfix {
+
 namespace {
 
 bool operator==(const PropertyListValue::Integer& left, const PropertyListValue::Integer& right) {
@@ -111,3 +113,5 @@ bool operator==(const PropertyListValue& left, const PropertyListValue& right) {
          areEqual(left.asDate(), right.asDate()) || areEqual(left.asData(), right.asData()) ||
          areEqual(left.asArray(), right.asArray()) || areEqual(left.asDictionary(), right.asDictionary());
 }
+
+}  // namespace hotfix

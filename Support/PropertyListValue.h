@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+namespace hotfix {
+
 /// One value of a property list: a string, boolean, integer, real, date, block of data, array or dictionary.
 ///
 /// A value type: copies are deep. Every type that a property list can hold is kept as it was read, so that a list
@@ -71,5 +73,7 @@ class PropertyListValue {
   std::variant<std::string, bool, Integer, double, Date, Data, std::unique_ptr<Array>, std::unique_ptr<Dictionary>>
       _value;
 };
+
+}  // namespace hotfix
 
 #endif

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace text {
+namespace hotfix::text {
 
 namespace {
 
@@ -134,4 +134,4 @@ std::string utf8FromLatin1(std::string_view latin1) {
   return result;
 }
 
-}  // namespace text
+}  // namespace hotfix::text

@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// Conversions between UTF-8 (the form of every text in this system), UTF-16 code units and ISO-8859-1.
-namespace text {
+namespace hotfix::text {
 
 /// True when \a bytes are well-formed UTF-8 (RFC 3629: no overlong form, no surrogate, nothing above U+10FFFF).
 bool isValidUtf8(std::string_view bytes);
@@ -19,6 +19,6 @@ std::string utf8FromUtf16(std::u16string_view utf16);
 /// UTF-8 of ISO-8859-1 bytes, one byte one character. Never fails.
 std::string utf8FromLatin1(std::string_view latin1);
 
-}  // namespace text
+}  // namespace hotfix::text
 
 #endif

@@ -4,6 +4,8 @@
 #include <array>
 #include <functional>
 
+namespace hotfix {
+
 namespace {
 
 constexpr size_t kFirstSlots = 64;
@@ -138,3 +140,5 @@ std::vector<TextMap::Entry> TextMap::sorted() const {
   }
   return entries;
 }
+
+}  // namespace hotfix

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+namespace hotfix {
+
 /// Texts by key, made for files of hundreds of thousands of entries: all texts lie in one block and are found through
 /// one table, instead of each in memory of its own. What is replaced or removed keeps its place in the block, so that
 /// a map is not for keeping a value that changes all the time.
@@ -69,5 +71,7 @@ class TextMap {
   size_t _indexed = 0;       // so many of the places, from the first one on, are in the table
   std::vector<Slot> _slots;  // a power of two of them, at least a quarter of them empty
 };
+
+}  // namespace hotfix
 
 #endif

@@ -4,7 +4,7 @@
 
 #include "Support/TextEncoding.h"
 
-namespace text {
+namespace hotfix::text {
 
 namespace {
 
@@ -28,4 +28,4 @@ std::int32_t integerAtStart(const std::string& utf8) {
   return static_cast<std::int32_t>(isNegative ? -number : number);
 }
 
-}  // namespace text
+}  // namespace hotfix::text

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace text {
+namespace hotfix::text {
 
 /// The whole number at the start of a text, as the platform reads one: blanks, a sign, blanks, ASCII digits, up to the
 /// first other character. Blanks are the control characters, the space, and U+007F to U+00A0, U+2000 to U+200B, U+3000.
@@ -12,6 +12,6 @@ namespace text {
 /// \return 0 for a text without digits; the nearest number of the type for one that is out of its range.
 std::int32_t integerAtStart(const std::string& utf8);
 
-}  // namespace text
+}  // namespace hotfix::text
 
 #endif

@@ -11,6 +11,8 @@
 
 #include "Support/TextEncoding.h"
 
+namespace hotfix {
+
 namespace {
 
 /// Owns an object of libxml2's, which \a release frees.
@@ -344,3 +346,5 @@ OptionalString XmlDocument::prettyPrinted() const {
   if (!readAgain || Printer(*readAgain->_document, text->size()).print() != text) return std::nullopt;
   return bytes;
 }
+
+}  // namespace hotfix

@@ -11,6 +11,8 @@
 struct _xmlDoc;
 struct _xmlNode;
 
+namespace hotfix {
+
 /// An element of an XmlDocument. A light handle: valid as long as its document is.
 class XmlElement {
  public:
@@ -63,5 +65,7 @@ class XmlDocument {
   _xmlDoc* _document;        // owned
   size_t _expectedSize = 0;  // of its text when it is printed, about
 };
+
+}  // namespace hotfix
 
 #endif

@@ -20,6 +20,8 @@
 #include "Tests/Support/InstanceFixture.h"
 #include "Tests/Support/Markdown.h"
 
+namespace hotfix {
+
 namespace {
 
 using markdown::Block;
@@ -181,3 +183,5 @@ TEST_F(FileFormatsDocumentTest, EveryExampleIsRead) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -12,6 +12,8 @@
 #include "Platform/FileManager.h"
 #include "Tests/Support/Markdown.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -83,7 +85,9 @@ Texts operationsOf(const std::string& header) {
     }
     parentheses += c == '(' ? 1 : c == ')' ? -1 : 0;
     const std::string words = withSingleSpaces(declaration);
-    if (c == '{' && parentheses == 0 && startsWith(words, "class ")) {
+    if (c == '{' && parentheses == 0 && startsWith(words, "namespace ")) {
+      declaration.clear();
+    } else if (c == '{' && parentheses == 0 && startsWith(words, "class ")) {
       isOffered = false;
       declaration.clear();
     } else if (c == '{' && parentheses == 0) {
@@ -201,3 +205,5 @@ TEST(OperationsTableTest, TableReaderKeepsEmptyCellsAndEscapedBars) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

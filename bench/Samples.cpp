@@ -1,5 +1,7 @@
 #include "bench/Samples.h"
 
+namespace hotfix {
+
 std::string propertiesText(int entries) {
   std::string text;
   for (int entry = 0; entry < entries; ++entry) {
@@ -46,3 +48,5 @@ std::string addonRegistryText(int addons) {
   }
   return text + "</array></dict></plist>\n";
 }
+
+}  // namespace hotfix

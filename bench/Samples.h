@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace hotfix {
+
 /// Texts of files of an instance, of any size.
 
 /// A properties file; an entry takes some 70 bytes and has characters that are escaped.
@@ -16,5 +18,7 @@ std::string propertyListText(int records);
 
 /// An `addonInfo.plist`; the add-ons have the IDs "com.qor.addon.0", "com.qor.addon.1" and so on.
 std::string addonRegistryText(int addons);
+
+}  // namespace hotfix
 
 #endif

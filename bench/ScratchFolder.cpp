@@ -9,6 +9,8 @@
 
 #include "Platform/FileManager.h"
 
+namespace hotfix {
+
 namespace {
 
 /// A benchmark of something that is not there would measure nothing.
@@ -52,3 +54,5 @@ std::string ScratchFolder::makeTree(const std::string& name, int entries) const 
   }
   return top;
 }
+
+}  // namespace hotfix

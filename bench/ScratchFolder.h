@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace hotfix {
+
 /// A fresh folder, below TMPDIR or /tmp, that goes away with all it holds.
 class ScratchFolder {
  public:
@@ -23,5 +25,7 @@ class ScratchFolder {
  private:
   std::string _path;
 };
+
+}  // namespace hotfix
 
 #endif

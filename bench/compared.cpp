@@ -25,6 +25,8 @@
 #include "Platform/PropertyList.h"
 #include "bench/Samples.h"
 
+namespace hotfix {
+
 namespace {
 
 using Arguments = std::vector<std::string>;
@@ -91,9 +93,7 @@ struct Work {
   bool (*run)(const Arguments& arguments);
 };
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
+int runWork(int argc, char* argv[]) {
   static constexpr Work kWorks[] = {{"repair", 4, repair}, {"merge", 2, merge},       {"properties", 3, properties},
                                     {"list", 2, list},     {"manifest", 2, manifest}, {"running", 1, running},
                                     {"sample", 3, sample}};
@@ -106,3 +106,9 @@ int main(int argc, char* argv[]) {
   std::fputs("compared: see the comment at the top of bench/compared.cpp\n", stderr);
   return 2;
 }
+
+}  // namespace
+
+}  // namespace hotfix
+
+int main(int argc, char* argv[]) { return hotfix::runWork(argc, argv); }

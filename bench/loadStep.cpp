@@ -24,6 +24,8 @@
 #include "bench/Samples.h"
 #include "bench/ScratchFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 /// What is made before, and what is done then. Both get the same folder.
@@ -131,9 +133,7 @@ void prepareElsewhere(const Work& work, const ScratchFolder& folder, int size) {
   if (waitpid(pid, &status, 0) != pid || status != 0) std::exit(1);
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
+int runStep(int argc, char* argv[]) {
   const auto work = argc == 3 ? works().find(argv[1]) : works().end();
   if (work == works().end()) {
     std::fputs("Usage: loadStep WORK SIZE, with WORK one of:\n", stderr);
@@ -155,3 +155,9 @@ int main(int argc, char* argv[]) {
   std::printf("%.3f %.1f\n", seconds.count(), static_cast<double>(usage.ru_maxrss) / 1024);
   return 0;
 }
+
+}  // namespace
+
+}  // namespace hotfix
+
+int main(int argc, char* argv[]) { return hotfix::runStep(argc, argv); }

@@ -7,6 +7,8 @@
 #include "bench/Samples.h"
 #include "bench/ScratchFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr int kOrdinarySize = 200;  // features of an ordinary manifest
@@ -74,3 +76,5 @@ void manifestSave(benchmark::State& state) {
 BENCHMARK(manifestSave)->Apply(sizes);
 
 }  // namespace
+
+}  // namespace hotfix

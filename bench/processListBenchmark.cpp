@@ -2,6 +2,8 @@
 
 #include "Platform/ProcessList.h"
 
+namespace hotfix {
+
 namespace {
 
 /// The machine's own processes; how many they were is shown beside the time.
@@ -13,3 +15,5 @@ void processList(benchmark::State& state) {
 BENCHMARK(processList)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
+
+}  // namespace hotfix

@@ -4,6 +4,8 @@
 #include "bench/Samples.h"
 #include "bench/ScratchFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr int kOrdinarySize = 50;  // entries of an ordinary rcplauncher.properties
@@ -32,3 +34,5 @@ void propertiesSave(benchmark::State& state) {
 BENCHMARK(propertiesSave)->Arg(1)->Arg(10)->Arg(100);
 
 }  // namespace
+
+}  // namespace hotfix

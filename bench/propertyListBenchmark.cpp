@@ -5,6 +5,8 @@
 
 #include "Platform/PropertyList.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr int kOrdinarySize = 20;  // records of an ordinary installInfo.plist
@@ -85,3 +87,5 @@ void propertyListWrite(benchmark::State& state) {
 BENCHMARK(propertyListWrite)->Arg(1)->Arg(10)->Arg(100);
 
 }  // namespace
+
+}  // namespace hotfix

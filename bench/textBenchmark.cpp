@@ -2,6 +2,8 @@
 
 #include "MacInstaller/StringUtil.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr int kOrdinarySize = 4096;  // characters
@@ -44,3 +46,5 @@ void replace(benchmark::State& state) {
 BENCHMARK(replace)->Apply(sizes);
 
 }  // namespace
+
+}  // namespace hotfix

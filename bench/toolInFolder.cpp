@@ -8,7 +8,7 @@
 #include "Platform/SystemPaths.h"
 #include "Platform/posix/SystemLogSink.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 std::string onDisk(const std::string& path) {
   const char* root = std::getenv("HOTFIX_BENCH_ROOT");
@@ -22,4 +22,4 @@ LocalTime currentLocalTime() { return {2026, 11, 15, 21, 25, 7}; }
 
 LocalTime currentGregorianLocalTime() { return currentLocalTime(); }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -3,6 +3,8 @@
 #include "Platform/FileManager.h"
 #include "bench/ScratchFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 /// A walk that finds every entry with another mode than it is to have.
@@ -60,3 +62,5 @@ void removeTree(benchmark::State& state) {
 BENCHMARK(removeTree)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+}  // namespace hotfix

@@ -5,7 +5,11 @@
 
 #include "Platform/Ownership.h"
 
-int main(int argc, char* argv[]) {
+namespace hotfix {
+
+namespace {
+
+int walk(int argc, char* argv[]) {
   if (argc != 3) {
     std::fputs("Usage: walkFolder FOLDER MODE\n", stderr);
     return 2;
@@ -14,3 +18,9 @@ int main(int argc, char* argv[]) {
   attributes.mode = static_cast<mode_t>(std::strtoul(argv[2], nullptr, 8));
   return platform::setAttributesBelow(argv[1], attributes) ? 0 : 1;
 }
+
+}  // namespace
+
+}  // namespace hotfix
+
+int main(int argc, char* argv[]) { return hotfix::walk(argc, argv); }

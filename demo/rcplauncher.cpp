@@ -27,6 +27,8 @@
 #include "Support/Path.h"
 #include "Support/XmlDocument.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr int kOk = 0;
@@ -130,9 +132,7 @@ int provision(const std::string& home, const std::string& operation) {
   return kFailed;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   const std::vector<std::string> words(argv, argv + argc);
   if (const char* record = std::getenv("DEMO_CHILDREN")) {
     std::string line;
@@ -154,3 +154,9 @@ int main(int argc, char** argv) {
       << "rc=" + std::to_string(result) + "\n";
   return result;
 }
+
+}  // namespace
+
+}  // namespace hotfix
+
+int main(int argc, char* argv[]) { return hotfix::run(argc, argv); }

@@ -17,25 +17,25 @@
 namespace {
 
 /// Where several templates have a value for the same preference, the one that is merged last wins.
-bool layOut(InstanceService& instance, const std::string& data, const std::string& templates) {
+bool layOut(hotfix::InstanceService& instance, const std::string& data, const std::string& templates) {
   return instance.generateRcplauncherPropertiesWithTemplate(templates + "/launcher.properties", data) &&
          instance.copyOgsiAgentProperties(templates + "/agent.properties") &&
          instance.generateJVMPropertiesWithTemplate(templates + "/jvm.properties") &&
          instance.mergePluginCustomizationWithRcphome(templates + "/defaults.ini") &&
          instance.mergePluginCustomizationWithRcphome(templates + "/site.ini") &&
          instance.copyInstallManifest(templates + "/install.xml", templates) &&
-         platform::copyItem(templates + "/rcplauncher", *instance.pathToRcphome() + "/rcplauncher");
+         hotfix::platform::copyItem(templates + "/rcplauncher", *instance.pathToRcphome() + "/rcplauncher");
 }
 
 /// What a hotfix's installer leaves behind for its own removal. This one may be removed while the platform runs.
-bool recordHotfix(InstanceService& instance, const std::string& templates) {
+bool recordHotfix(hotfix::InstanceService& instance, const std::string& templates) {
   instance.updateHotfixVersion("6.2.1.1");
   instance.saveHotfixBundleID("com.qor.rcp.hotfix");
   instance.saveHotfixSkipRunningCheckProperty(true);
   return instance.copyHotfixUninstallManifest(templates + "/uninstall.hotfix.xml");
 }
 
-void printHotfix(const InstanceService& instance) {
+void printHotfix(const hotfix::InstanceService& instance) {
   std::cout << "Installed hotfix: " << instance.getCurrentHotfixVersion().value_or("none") << std::endl;
 }
 
@@ -48,7 +48,7 @@ int main(int argc, char* argv[]) {
   }
   const std::string home = argv[1], data = argv[2], templates = argv[3];
 
-  InstanceService instance(home, data);  // makes the home folder
+  hotfix::InstanceService instance(home, data);  // makes the home folder
   if (!layOut(instance, data, templates)) {
     std::cerr << "The instance could not be laid out; see the system log.\n";
     return 1;

@@ -8,14 +8,14 @@
 #include "Platform/FileManager.h"
 #include "Platform/posix/SystemLogSink.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 /// Takes the place of the one that is shipped: some million runs would flood the machine's log.
 void sendToSystemLog(LogLevel /*level*/, const std::string& /*message*/) {}
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
-namespace fuzz {
+namespace hotfix::fuzz {
 
 namespace {
 
@@ -62,4 +62,4 @@ std::string contentsOf(const std::string& path) {
   return *contents;
 }
 
-}  // namespace fuzz
+}  // namespace hotfix::fuzz

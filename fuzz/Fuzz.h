@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+namespace hotfix {
+
 /// The entry of every fuzzer: tries one input. Ends the process when the input breaks a law.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -28,5 +30,7 @@ std::string scratchFile(const char* name, const std::string& contents);
 std::string contentsOf(const std::string& path);
 
 }  // namespace fuzz
+
+}  // namespace hotfix
 
 #endif

@@ -8,6 +8,8 @@
 #include "Support/TextNumber.h"
 #include "fuzz/Fuzz.h"
 
+namespace hotfix {
+
 namespace {
 
 using fuzz::require;
@@ -102,3 +104,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   checkNumber(bytes);
   return 0;
 }
+
+}  // namespace hotfix

@@ -9,6 +9,8 @@
 #include "Support/TextEncoding.h"
 #include "fuzz/Fuzz.h"
 
+namespace hotfix {
+
 namespace {
 
 using fuzz::require;
@@ -121,3 +123,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   checkPlaceholders(bytes);
   return 0;
 }
+
+}  // namespace hotfix

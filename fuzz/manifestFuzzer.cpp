@@ -5,6 +5,8 @@
 #include "MacInstaller/InstallManifest.h"
 #include "fuzz/Fuzz.h"
 
+namespace hotfix {
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static constexpr char kRoot[] = "file:/My Disk/<&\">\t\xC3\xA9\xE2\x82\xAC";
   const std::string bytes = fuzz::textOf(data, size);
@@ -23,3 +25,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::require(fuzz::contentsOf(printed) == text, "printing and rewriting again change nothing");
   return 0;
 }
+
+}  // namespace hotfix

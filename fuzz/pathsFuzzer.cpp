@@ -6,6 +6,8 @@
 #include "Support/Path.h"
 #include "fuzz/Fuzz.h"
 
+namespace hotfix {
+
 namespace {
 
 using fuzz::require;
@@ -73,3 +75,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
           "it does not matter what is joined first");
   return 0;
 }
+
+}  // namespace hotfix

@@ -7,6 +7,8 @@
 #include "Tests/Laws/PropertiesModel.h"
 #include "fuzz/Fuzz.h"
 
+namespace hotfix {
+
 namespace {
 
 laws::Entries entriesOf(const JavaProperties& properties) {
@@ -58,3 +60,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   }
   return 0;
 }
+
+}  // namespace hotfix

@@ -7,6 +7,8 @@
 #include "Tests/Laws/PropertyListModel.h"
 #include "fuzz/Fuzz.h"
 
+namespace hotfix {
+
 namespace {
 
 std::string repeated(const std::string& text, int count) {
@@ -49,3 +51,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   checkWrittenList(*value);
   return 0;
 }
+
+}  // namespace hotfix

@@ -11,6 +11,8 @@
 #include "Platform/FileManager.h"
 #include "fuzz/Fuzz.h"
 
+namespace hotfix {
+
 namespace {
 
 void run(const std::string& input) {
@@ -18,9 +20,7 @@ void run(const std::string& input) {
   LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int runCorpus(int argc, char** argv) {
   size_t count = 0;
   for (int index = 1; index < argc; ++index) {
     const std::string folder = argv[index];
@@ -36,3 +36,9 @@ int main(int argc, char** argv) {
   std::printf("%zu inputs\n", count);
   return count > 0 ? 0 : 1;
 }
+
+}  // namespace
+
+}  // namespace hotfix
+
+int main(int argc, char* argv[]) { return hotfix::runCorpus(argc, argv); }

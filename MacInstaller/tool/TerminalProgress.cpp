@@ -9,6 +9,8 @@
 
 #include "Support/TextEncoding.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr char kFailed[] = "The hotfix was not removed";
@@ -107,3 +109,5 @@ void TerminalProgress::sayFailure(const OptionalString& trace) const {
   write((_hasColours ? kBoldRed + sentence + kPlain : sentence) + "\n");
   write("What was done is told in " + (trace ? harmless(*trace) : std::string("the system log")) + ".\n");
 }
+
+}  // namespace hotfix

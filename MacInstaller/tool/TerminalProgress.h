@@ -7,6 +7,8 @@
 #include "Support/OptionalString.h"
 #include "Support/Progress.h"
 
+namespace hotfix {
+
 /// Shows a person at a terminal, on standard error, what the tool is doing and for how long, and in the end why it
 /// failed. Writes nothing where standard error is no terminal.
 ///
@@ -45,5 +47,7 @@ class TerminalProgress : public progress::Listener {
   bool _isRunning = false;
   bool _isFailed = false;
 };
+
+}  // namespace hotfix
 
 #endif

@@ -19,6 +19,8 @@
 #include "Support/Path.h"
 #include "Support/Progress.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr char kUsage[] = "Usage: [sudo hotfixUninstall -rcphome ${path to rcphome}] -rcpdata ${path to rcpdata}";
@@ -43,9 +45,7 @@ void runPasses(const OptionalString& rcphome, const OptionalString& rcpdata) {
   instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true);
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
+int run(int argc, char* argv[]) {
   const platform::ScopedStandardDescriptors standardDescriptors;
   int traceFile = -1;
   if (InstallUtil::shouldWriteTraces()) {
@@ -75,3 +75,9 @@ int main(int argc, char* argv[]) {
   }
   return status;
 }
+
+}  // namespace
+
+}  // namespace hotfix
+
+int main(int argc, char* argv[]) { return hotfix::run(argc, argv); }

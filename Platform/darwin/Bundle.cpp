@@ -2,7 +2,7 @@
 
 #include "Platform/darwin/CoreFoundationValue.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 OptionalString bundleIdentifier(const std::string& path) {
   const Scoped<CFURLRef> url(CFURLCreateFromFileSystemRepresentation(
@@ -14,4 +14,4 @@ OptionalString bundleIdentifier(const std::string& path) {
   return textFrom(CFBundleGetIdentifier(bundle.get()));
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

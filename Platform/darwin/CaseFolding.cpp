@@ -3,7 +3,7 @@
 #include "Platform/darwin/CoreFoundationValue.h"
 #include "Support/TextEncoding.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -99,4 +99,4 @@ bool hasPrefixIgnoringCase(const std::string& text, const std::string& prefix) {
 
 bool equalIgnoringCase(const std::string& left, const std::string& right) { return folded(left) == folded(right); }
 
-}  // namespace platform
+}  // namespace hotfix::platform

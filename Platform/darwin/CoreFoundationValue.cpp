@@ -10,7 +10,7 @@
 #include "Platform/posix/PropertyListLimits.h"
 #include "Support/TextEncoding.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -241,4 +241,4 @@ std::optional<PropertyListValue> valueFrom(CFTypeRef object, const std::vector<s
   return ListReader(keys).read(object, 0);
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -13,7 +13,7 @@
 #include "Support/PropertyListValue.h"
 
 /// CoreFoundation objects with an owner, and their conversion from and to the values of this system.
-namespace platform {
+namespace hotfix::platform {
 
 struct Releaser {
   void operator()(CFTypeRef object) const { CFRelease(object); }
@@ -53,6 +53,6 @@ Scoped<CFTypeRef> objectFrom(const PropertyListValue::Dictionary& dictionary);
 ///     can be (null, integers past 64 bits).
 std::optional<PropertyListValue> valueFrom(CFTypeRef object, const std::vector<std::string>* keys = nullptr);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -1,6 +1,6 @@
 #include "Platform/darwin/DynamicType.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 std::string dynamicPasteboardType(const std::string& name) {
   static constexpr char kDigits[] = "abcdefghkmnpqrstuvwxyz0123456789";
@@ -15,4 +15,4 @@ std::string dynamicPasteboardType(const std::string& name) {
   return identifier;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace platform {
+namespace hotfix::platform {
 
 /// The uniform type identifier under which a pasteboard keeps a type whose name is no such identifier: the one that
 /// UTTypeCreatePreferredIdentifierForTag makes of the tag class "com.apple.nspboard-type".
@@ -12,6 +12,6 @@ namespace platform {
 /// "?0=6:4=<name>". The form is not documented; it is the same in every release of macOS.
 std::string dynamicPasteboardType(const std::string& name);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

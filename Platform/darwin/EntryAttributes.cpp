@@ -6,7 +6,7 @@
 
 #include <climits>
 
-namespace platform {
+namespace hotfix::platform {
 
 // macOS has no descriptor that holds an entry without opening it. A file or folder is opened for reading, a link by
 // O_SYMLINK as what it is (open(2)); a device, FIFO or socket cannot be held.
@@ -46,4 +46,4 @@ bool hasHiddenAccessList(int folder) {
   return true;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

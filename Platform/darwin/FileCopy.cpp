@@ -6,7 +6,7 @@
 
 #include "Platform/posix/EntryAttributes.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -60,4 +60,4 @@ void copyLinkAttributes(int folder, const char* name, const struct stat& source)
   copyTimes(held.get(), source);
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -2,7 +2,7 @@
 
 #include "Platform/darwin/CoreFoundationValue.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -23,4 +23,4 @@ LocalTime currentGregorianLocalTime() {
       Scoped<CFCalendarRef>(CFCalendarCreateWithIdentifier(kCFAllocatorDefault, kCFGregorianCalendar)));
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -9,7 +9,7 @@
 #include "Platform/darwin/CoreFoundationValue.h"
 #include "Platform/darwin/DynamicType.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -82,4 +82,4 @@ std::optional<PropertyListValue> pasteboardPropertyList(const std::string& paste
   return data == nullptr ? std::nullopt : parsePropertyList(bytesFrom(data));
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

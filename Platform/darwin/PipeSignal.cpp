@@ -5,7 +5,7 @@
 
 #include <mutex>
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -28,4 +28,4 @@ void withoutPipeSignal(int descriptor, const std::function<void()>& write) {
   if (before == 0) (void)fcntl(descriptor, F_SETNOSIGPIPE, 0);
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -10,7 +10,7 @@
 // Process Manager is deprecated from macOS 10.9 on; nothing else in C tells the applications of the login session.
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -68,4 +68,4 @@ std::optional<RunningProcess> findProcess(const std::function<bool(const std::st
   return found;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-namespace platform {
+namespace hotfix::platform {
 
 std::string programName() { return getprogname(); }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -3,7 +3,7 @@
 #include "Platform/darwin/CoreFoundationValue.h"
 #include "Platform/posix/PropertyListLibrary.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -38,4 +38,4 @@ OptionalString xmlPropertyList(const PropertyListValue::Dictionary& dictionary) 
   return xmlOf(objectFrom(dictionary));
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

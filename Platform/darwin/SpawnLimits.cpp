@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace platform {
+namespace hotfix::platform {
 
 void inheritStandardDescriptorsOnly(posix_spawn_file_actions_t* actions, short* flags) {
   // Closes every descriptor that no action names.
@@ -15,4 +15,4 @@ void inheritStandardDescriptorsOnly(posix_spawn_file_actions_t* actions, short* 
   }
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -2,7 +2,7 @@
 
 #include "Platform/darwin/CoreFoundationValue.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 OptionalString convertedToUtf8(std::string_view bytes, const std::string& encoding) {
   const Scoped<CFStringRef> name = stringObject(encoding);
@@ -16,4 +16,4 @@ OptionalString convertedToUtf8(std::string_view bytes, const std::string& encodi
   return utf8From(text.get());
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

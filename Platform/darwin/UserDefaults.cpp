@@ -2,7 +2,7 @@
 
 #include "Platform/darwin/CoreFoundationValue.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -35,4 +35,4 @@ std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string&
   return std::move(*value->asDictionary());
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

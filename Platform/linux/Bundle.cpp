@@ -3,7 +3,7 @@
 #include "Platform/PropertyList.h"
 #include "Support/Path.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 OptionalString bundleIdentifier(const std::string& path) {
   const auto information = readDictionary(path::appending(path, "Contents/Info.plist"));
@@ -13,4 +13,4 @@ OptionalString bundleIdentifier(const std::string& path) {
   return *identifier->second.asString();
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

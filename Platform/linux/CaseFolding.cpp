@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -107,4 +107,4 @@ bool hasPrefixIgnoringCase(const std::string& text, const std::string& prefix) {
 
 bool equalIgnoringCase(const std::string& left, const std::string& right) { return folded(left) == folded(right); }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -7,7 +7,7 @@
 #include <climits>
 #include <string>
 
-namespace platform {
+namespace hotfix::platform {
 
 ScopedFd holdEntry(int folder, const char* name) {
   return ScopedFd(retried([&] { return openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
@@ -36,4 +36,4 @@ bool changeHeldOwner(int held, uid_t owner, gid_t group) {
 // The rights that a list gives show as those of the group (acl(5)).
 bool hasHiddenAccessList(int) { return false; }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -10,7 +10,7 @@
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/EntryAttributes.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -89,4 +89,4 @@ void copyLinkAttributes(int folder, const char* name, const struct stat& source)
   (void)utimensat(held.get(), "", times, AT_EMPTY_PATH);
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

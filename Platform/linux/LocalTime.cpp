@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-namespace platform {
+namespace hotfix::platform {
 
 LocalTime currentLocalTime() {
   const std::time_t now = std::time(nullptr);
@@ -13,4 +13,4 @@ LocalTime currentLocalTime() {
 
 LocalTime currentGregorianLocalTime() { return currentLocalTime(); }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -15,7 +15,7 @@
 // The store of a pasteboard is a property list: a dictionary whose one key is the declared type and whose value is an
 // array, empty or holding the one property list that was stored.
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -81,4 +81,4 @@ std::optional<PropertyListValue> pasteboardPropertyList(const std::string& paste
   return values->front();
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -3,7 +3,7 @@
 #include <pthread.h>
 #include <signal.h>
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -42,4 +42,4 @@ void withoutPipeSignal(int, const std::function<void()>& write) {
   write();
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

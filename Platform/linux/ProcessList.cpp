@@ -12,7 +12,7 @@
 #include "Support/OptionalString.h"
 #include "Support/TextNumber.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -82,4 +82,4 @@ std::optional<RunningProcess> findProcess(const std::function<bool(const std::st
   return found;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

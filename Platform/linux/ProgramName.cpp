@@ -2,8 +2,8 @@
 
 #include <cerrno>
 
-namespace platform {
+namespace hotfix::platform {
 
 std::string programName() { return program_invocation_short_name; }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -14,7 +14,7 @@
 #include "Platform/linux/XmlPropertyListWriter.h"
 #include "Platform/posix/PropertyListLibrary.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -200,4 +200,4 @@ OptionalString xmlPropertyList(const PropertyListValue::Dictionary& dictionary) 
   return writeXmlPropertyList(dictionary);
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

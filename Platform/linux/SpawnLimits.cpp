@@ -1,9 +1,9 @@
 #include "Platform/posix/SpawnLimits.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 void inheritStandardDescriptorsOnly(posix_spawn_file_actions_t* actions, short*) {
   posix_spawn_file_actions_addclosefrom_np(actions, 3);
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <memory>
 
-namespace platform {
+namespace hotfix::platform {
 
 OptionalString convertedToUtf8(std::string_view bytes, const std::string& encoding) {
   if (encoding.find('/') != std::string::npos) return std::nullopt;  // would tell iconv to guess
@@ -30,4 +30,4 @@ OptionalString convertedToUtf8(std::string_view bytes, const std::string& encodi
   return utf8;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -4,7 +4,7 @@
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -26,4 +26,4 @@ std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string&
   return readDictionary(onDisk(*home + "/Library/Preferences/" + domain + ".plist"));
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -13,7 +13,7 @@
 
 #include "Support/TextEncoding.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -220,4 +220,4 @@ OptionalString writeXmlPropertyList(const PropertyListValue::Dictionary& diction
   return writtenBy([&dictionary](Writer& writer) { return writer.appendDictionary(dictionary, 0); });
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -4,7 +4,7 @@
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 /// The value as an XML property list, byte for byte as CoreFoundation writes it.
 ///
@@ -15,6 +15,6 @@ namespace platform {
 OptionalString writeXmlPropertyList(const PropertyListValue& value);
 OptionalString writeXmlPropertyList(const PropertyListValue::Dictionary& dictionary);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace platform {
+namespace hotfix::platform {
 
 /// What the account database has about a user.
 struct Account {
@@ -26,6 +26,6 @@ std::optional<Account> sudoCaller();
 /// The name of an account for a person to read; its number when the database does not know it.
 std::string accountText(uid_t userId);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

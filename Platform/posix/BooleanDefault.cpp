@@ -1,6 +1,6 @@
 #include "Platform/UserDefaults.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -25,4 +25,4 @@ bool booleanValue(const std::optional<PropertyListValue>& value) {
   return false;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

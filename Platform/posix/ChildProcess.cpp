@@ -16,7 +16,7 @@
 
 extern char** environ;  // NOLINT(readability-redundant-declaration): no header of macOS declares it
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -150,4 +150,4 @@ OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t li
   return line;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

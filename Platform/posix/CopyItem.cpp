@@ -15,7 +15,7 @@
 #include "Platform/posix/FileErrors.h"
 #include "Support/Path.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -233,4 +233,4 @@ bool copyTrustedFolder(const std::string& source, const std::string& target, boo
   return isDone;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

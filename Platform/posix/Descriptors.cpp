@@ -8,7 +8,7 @@
 #include <exception>
 #include <system_error>
 
-namespace platform {
+namespace hotfix::platform {
 
 ScopedFd::~ScopedFd() {
   if (_descriptor >= 0) {
@@ -84,4 +84,4 @@ std::string randomName(const char* prefix) {
   return name;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -14,7 +14,7 @@
 #include "Support/OptionalString.h"
 
 /// What the file services share: owned descriptors, whole reads and writes, interrupted calls, and reasons as text.
-namespace platform {
+namespace hotfix::platform {
 
 /// Owns a file descriptor; -1 is none.
 class ScopedFd {
@@ -95,6 +95,6 @@ std::string randomName(const char* prefix);
 /// Whether a name from a folder's listing is "." or "..".
 inline bool isDotName(const char* name) { return std::string_view(name) == "." || std::string_view(name) == ".."; }
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -6,7 +6,7 @@
 #include "Platform/posix/Descriptors.h"
 
 /// Owner and mode of one entry through a descriptor that holds on to just this entry, whatever its name comes to mean.
-namespace platform {
+namespace hotfix::platform {
 
 /// Holds on to an entry of an open folder: not its content, and not what it points to if it is a link. A device or FIFO
 /// is not opened.
@@ -25,6 +25,6 @@ bool changeHeldOwner(int held, uid_t owner, gid_t group);
 /// what is in it, whatever the mode says.
 bool hasHiddenAccessList(int folder);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -3,7 +3,7 @@
 
 #include <sys/stat.h>
 
-namespace platform {
+namespace hotfix::platform {
 
 /// Copies the data of an open file into a new, empty one, then its attributes as below.
 ///
@@ -26,6 +26,6 @@ void copyFlags(int to, const struct stat& source);
 /// Gives a link, itself, the times of another and, as far as permitted, its owner and group.
 void copyLinkAttributes(int folder, const char* name, const struct stat& source);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -5,7 +5,7 @@
 
 #include "Platform/FileManager.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 /// The error of a failed writing operation on \a path, with the platform's number for \a errorNumber.
 FileError writingError(const std::string& operation, const std::string& path, int errorNumber);
@@ -13,6 +13,6 @@ FileError writingError(const std::string& operation, const std::string& path, in
 /// The same for a reading operation, whose numbers differ.
 FileError readingError(const std::string& operation, const std::string& path, int errorNumber);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

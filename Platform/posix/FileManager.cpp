@@ -13,7 +13,7 @@
 #include "Platform/posix/FileErrors.h"
 #include "Support/Path.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -244,4 +244,4 @@ bool writeTrustedFile(const std::string& path, const std::string& contents) {
                          [&contents](const PartWriter& write) { return write(contents); });
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

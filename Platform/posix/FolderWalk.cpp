@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -124,4 +124,4 @@ class Walk {
 
 bool walkBelow(ScopedFd top, FolderVisitor& visitor) { return Walk(visitor).run(std::move(top)); }
 
-}  // namespace platform
+}  // namespace hotfix::platform

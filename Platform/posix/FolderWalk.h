@@ -5,7 +5,7 @@
 
 #include "Platform/posix/Descriptors.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 /// A folder that a walk has open.
 struct WalkedFolder {
@@ -38,6 +38,6 @@ class FolderVisitor {
 /// it.
 bool walkBelow(ScopedFd top, FolderVisitor& visitor);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -7,7 +7,7 @@
 #include "Support/OptionalString.h"
 #include "Support/TextEncoding.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -239,4 +239,4 @@ class Reader {
 
 std::optional<PropertyListValue> parseOldStylePropertyList(std::string_view utf8) { return Reader(utf8).readList(); }
 
-}  // namespace platform
+}  // namespace hotfix::platform

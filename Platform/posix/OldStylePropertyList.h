@@ -6,7 +6,7 @@
 
 #include "Support/PropertyListValue.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 /// Reads a property list in the old text form: { key = value; }, ( a, b ), <0fbd77>, bare and quoted strings.
 ///
@@ -16,6 +16,6 @@ namespace platform {
 /// \return none when the text is no such list, or one nested more than kDeepestPropertyList deep.
 std::optional<PropertyListValue> parseOldStylePropertyList(std::string_view utf8);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -8,7 +8,7 @@
 #include "Platform/posix/FolderWalk.h"
 #include "Platform/posix/RepairedFolder.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -141,4 +141,4 @@ bool setAttributesBelow(const std::string& folder, const Attributes& attributes,
   return visitor.succeeded();
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -3,12 +3,12 @@
 
 #include <functional>
 
-namespace platform {
+namespace hotfix::platform {
 
 /// Calls \a write, which writes to \a descriptor. If that is a pipe that nobody reads, this is an error for \a write
 /// and no signal for the process.
 void withoutPipeSignal(int descriptor, const std::function<void()>& write);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -3,11 +3,11 @@
 
 #include <string>
 
-namespace platform {
+namespace hotfix::platform {
 
 /// Last component of the name that the process was started by.
 std::string programName();
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

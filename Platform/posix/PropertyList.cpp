@@ -13,7 +13,7 @@
 #include "Platform/posix/TextConversion.h"
 #include "Support/TextEncoding.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -98,4 +98,4 @@ bool writeDictionary(const std::string& path, const PropertyListValue::Dictionar
   return list && writeFileAtomically(path, *list);
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -11,7 +11,7 @@
 #include "Support/OptionalString.h"
 #include "Support/TextEncoding.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -660,4 +660,4 @@ bool isSafeBinaryPropertyList(std::string_view bytes) {
 
 std::optional<PlainXmlPropertyList> plainXmlPropertyList(std::string_view utf8) { return XmlList(utf8).plain(); }
 
-}  // namespace platform
+}  // namespace hotfix::platform

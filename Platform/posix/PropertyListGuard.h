@@ -9,7 +9,7 @@
 /// Stands between foreign bytes and the system's library of property lists. CoreFoundation and libplist both recurse as
 /// deep as a list is nested. libplist also unfolds whatever a binary list refers to, and reads many things in XML
 /// otherwise than CoreFoundation does or than they are written. What passes here both read alike.
-namespace platform {
+namespace hotfix::platform {
 
 /// Whether the bytes begin as a binary property list, and end with a trailer and a table of offsets that fit them.
 bool isBinaryPropertyList(std::string_view bytes);
@@ -40,6 +40,6 @@ struct PlainXmlPropertyList {
 ///     read without loss: a U+0000, and a date before the year 0 or after 9999.
 std::optional<PlainXmlPropertyList> plainXmlPropertyList(std::string_view utf8);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -8,7 +8,7 @@
 #include "Support/PropertyListValue.h"
 
 /// The system's library of property lists, given nothing that it could stumble over.
-namespace platform {
+namespace hotfix::platform {
 
 /// Reads a binary list for which isSafeBinaryPropertyList holds; none when the library cannot.
 std::optional<PropertyListValue> readSafeBinaryList(const std::string& bytes);
@@ -17,6 +17,6 @@ std::optional<PropertyListValue> readSafeBinaryList(const std::string& bytes);
 /// the library cannot.
 std::optional<PropertyListValue> readPlainXmlList(const PlainXmlPropertyList& list);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

@@ -5,7 +5,7 @@
 #include "Platform/posix/FolderWalk.h"
 #include "Support/Path.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -52,4 +52,4 @@ bool removeItem(const std::string& path) {
   return rmdir(item.c_str()) == 0;
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

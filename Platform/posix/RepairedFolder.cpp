@@ -17,7 +17,7 @@
 #include "Platform/posix/EntryAttributes.h"
 #include "Support/Path.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -159,4 +159,4 @@ bool isProtectedFolder(const std::string& folder) {
   return isProtected(status, folder) || (open && holdsHomes(open, status));
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -9,7 +9,7 @@
 
 /// Which folder's content may be given to a user, decided about the open folder itself: between a look at a path and
 /// the work on it somebody may have put a link there.
-namespace platform {
+namespace hotfix::platform {
 
 /// Whether nobody but root and us can change what the names in an open folder mean.
 bool isOursAlone(int folder, const struct stat& status);
@@ -21,6 +21,6 @@ bool isOursAlone(int folder, const struct stat& status);
 /// \return empty when it is refused, and when no folder is there or it cannot be opened.
 ScopedFd openForRepair(const std::string& path, bool* isRefused);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

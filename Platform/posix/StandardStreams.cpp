@@ -8,7 +8,7 @@
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/PipeSignal.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 void printLine(const std::string& line) {
   withoutPipeSignal(STDOUT_FILENO, [&line] {
@@ -37,4 +37,4 @@ ScopedStandardDescriptors::~ScopedStandardDescriptors() {
   }
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

@@ -17,7 +17,7 @@
 #include "Platform/posix/ProgramName.h"
 #include "Platform/posix/SystemLogSink.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -158,4 +158,4 @@ int openTraceFile(const std::string& path) {
       [&] { return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_APPEND | O_CLOEXEC, 0644); });
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

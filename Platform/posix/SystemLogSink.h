@@ -5,11 +5,11 @@
 
 #include "Platform/SystemLog.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 /// Hands a finished message to the log of the operating system. Never fails. The tests link one that keeps it.
 void sendToSystemLog(LogLevel level, const std::string& message);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

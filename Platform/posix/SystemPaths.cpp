@@ -1,7 +1,7 @@
 #include "Platform/SystemPaths.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 std::string onDisk(const std::string& path) { return path; }
 
-}  // namespace platform
+}  // namespace hotfix::platform

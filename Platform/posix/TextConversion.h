@@ -6,7 +6,7 @@
 
 #include "Support/OptionalString.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 /// A text in UTF-8.
 ///
@@ -14,6 +14,6 @@ namespace platform {
 /// \return none when the bytes are no text in that encoding, or the system has no such encoding.
 OptionalString convertedToUtf8(std::string_view bytes, const std::string& encoding);
 
-}  // namespace platform
+}  // namespace hotfix::platform
 
 #endif

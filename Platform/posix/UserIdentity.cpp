@@ -10,7 +10,7 @@
 
 #include "Platform/posix/Accounts.h"
 
-namespace platform {
+namespace hotfix::platform {
 
 namespace {
 
@@ -139,4 +139,4 @@ ScopedEffectiveUser::~ScopedEffectiveUser() {
   if (geteuid() != _before) (void)!seteuid(_before);
 }
 
-}  // namespace platform
+}  // namespace hotfix::platform

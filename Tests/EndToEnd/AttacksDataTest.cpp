@@ -11,6 +11,8 @@
 
 #include "Tests/EndToEnd/AttacksTest.h"
 
+namespace hotfix {
+
 namespace {
 
 const std::string kRepaired = "0775 alice:admin";
@@ -422,3 +424,5 @@ INSTANTIATE_TEST_SUITE_P(Folders, AttacksHomesTest,
                          nameOfProtectedText);
 
 }  // namespace
+
+}  // namespace hotfix

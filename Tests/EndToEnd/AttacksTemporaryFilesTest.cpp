@@ -8,6 +8,8 @@
 
 #include "Tests/EndToEnd/AttacksTest.h"
 
+namespace hotfix {
+
 namespace {
 
 const uid_t kNobodys = static_cast<uid_t>(-1);
@@ -334,3 +336,5 @@ INSTANTIATE_TEST_SUITE_P(Protections, AttacksStagingTest, ::testing::Values(Prot
                          nameOfProtections);
 
 }  // namespace
+
+}  // namespace hotfix

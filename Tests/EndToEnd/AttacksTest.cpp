@@ -18,6 +18,8 @@
 #include <cstring>
 #include <new>
 
+namespace hotfix {
+
 namespace {
 
 constexpr std::chrono::seconds kInTime{20};  // a run takes a fraction of a second, under sanitizers too
@@ -199,3 +201,5 @@ bool AttacksTest::isSeen(const Outcome& outcome, const std::string& text) {
   }
   return result;
 }
+
+}  // namespace hotfix

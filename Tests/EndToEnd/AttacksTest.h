@@ -8,6 +8,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 /// Whether the kernel's protections of links, FIFOs and files in sticky folders can apply to /tmp. They are settings of
 /// the whole machine and stay as they are: "off" is a /tmp without the sticky bit, where none of them counts, and
 /// where everybody can also remove and exchange what is others'.
@@ -111,5 +113,7 @@ class AttacksForEachText : public AttacksTest, public ::testing::WithParamInterf
   Protections protections() const override { return std::get<0>(GetParam()); }
   const std::string& text() const { return std::get<1>(GetParam()).text; }
 };
+
+}  // namespace hotfix
 
 #endif

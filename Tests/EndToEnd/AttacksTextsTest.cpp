@@ -9,6 +9,8 @@
 
 #include "Tests/EndToEnd/AttacksTest.h"
 
+namespace hotfix {
+
 namespace {
 
 std::string xmlText(const std::string& text) {
@@ -464,3 +466,5 @@ INSTANTIATE_TEST_SUITE_P(Kinds, AttacksManifestTest,
                          nameOfProtectedText);
 
 }  // namespace
+
+}  // namespace hotfix

@@ -4,6 +4,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// The checks before an uninstall. Whatever they say, the passes run.
@@ -240,3 +242,5 @@ INSTANTIATE_TEST_SUITE_P(Texts, NotTrueTest,
                          nameOf);
 
 }  // namespace
+
+}  // namespace hotfix

@@ -7,6 +7,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// What the children are given, and children that are not as they should be.
@@ -385,3 +387,5 @@ TEST_F(JavaHomeTest, BundleWithoutVersionGivesAStamp) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -2,6 +2,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// The locale of the user on whose behalf the tool runs, as the launcher is told it.
@@ -142,3 +144,5 @@ INSTANTIATE_TEST_SUITE_P(Settings, TraceSwitchTest,
                          nameOf);
 
 }  // namespace
+
+}  // namespace hotfix

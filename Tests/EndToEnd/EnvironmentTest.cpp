@@ -7,6 +7,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// What the tool is started with: variables, descriptors, signals.
@@ -188,3 +190,5 @@ TEST_F(EnvironmentTest, UmaskDoesNotReachTheRepairedPermissions) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

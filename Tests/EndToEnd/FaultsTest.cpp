@@ -6,6 +6,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// File systems that refuse.
@@ -189,3 +191,5 @@ TEST_F(FaultsTest, DiskThatIsFullForEveryRewriteCollectsNoTemporaryFiles) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -1,5 +1,7 @@
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// The exported entries, called by a program in C that is linked with the library.
@@ -66,3 +68,5 @@ TEST_F(LibraryTest, AbsentHomeIsRefusedAndNothingIsStarted) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -16,6 +16,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace hotfix {
+
 namespace {
 
 constexpr char kRecord[] = "/stand-ins/record";
@@ -491,3 +493,5 @@ void MachineTest::expectSuccess(const Outcome& outcome, const Snapshot& before) 
   EXPECT_EQ(outcome.trace, allTrace());
   EXPECT_EQ(differences(before, state()), successChanges(before));
 }
+
+}  // namespace hotfix

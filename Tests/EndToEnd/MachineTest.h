@@ -17,6 +17,8 @@
 #include "Tests/EndToEnd/Snapshot.h"
 #include "Tests/EndToEnd/ThrowAwayRoot.h"
 
+namespace hotfix {
+
 using Lines = std::vector<std::string>;
 
 /// Several lists, one after the other.
@@ -184,5 +186,7 @@ class MachineTest : public ::testing::Test {
   std::set<std::string> _stamps;
   int _systemLogSocket = -1;
 };
+
+}  // namespace hotfix
 
 #endif

@@ -2,6 +2,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 class OptionsTest : public MachineTest {
@@ -317,3 +319,5 @@ TEST_F(OptionsTest, HomeLongerThanAnyPathIsRefused) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -5,6 +5,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// What others may have put in place before the tool runs as root: in /tmp, and in a data folder that is theirs.
@@ -386,3 +388,5 @@ INSTANTIATE_TEST_SUITE_P(Folders, ProtectedFolderTest,
                          nameOf);
 
 }  // namespace
+
+}  // namespace hotfix

@@ -8,6 +8,8 @@
 #include "Tests/EndToEnd/WatchedTest.h"
 #include "Tests/Support/Markdown.h"
 
+namespace hotfix {
+
 namespace {
 
 class ReadmeTest : public WatchedTest {
@@ -50,3 +52,5 @@ TEST_F(ReadmeTest, FailureEndsLikeThis) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

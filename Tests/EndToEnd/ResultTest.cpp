@@ -2,6 +2,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// How an uninstall ends, by the files it finds and the result that the launcher leaves.
@@ -208,3 +210,5 @@ INSTANTIATE_TEST_SUITE_P(Texts, BadResultTest,
                          nameOf);
 
 }  // namespace
+
+}  // namespace hotfix

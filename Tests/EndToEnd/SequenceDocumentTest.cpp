@@ -10,6 +10,8 @@
 #include "Tests/EndToEnd/MachineTest.h"
 #include "Tests/Support/Markdown.h"
 
+namespace hotfix {
+
 namespace {
 
 /// A line of sequence.txt: "kind text [state]".
@@ -258,3 +260,5 @@ INSTANTIATE_TEST_SUITE_P(Stops, StopTest,
                          nameOf);
 
 }  // namespace
+
+}  // namespace hotfix

@@ -13,6 +13,8 @@
 
 #include "Tests/EndToEnd/ThrowAwayRoot.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr size_t kLargestText = size_t{64} << 10U;
@@ -117,3 +119,5 @@ std::vector<std::string> differences(const Snapshot& before, const Snapshot& aft
 std::string owners(const std::string& ownerAndGroup) {
   return ThrowAwayRoot::hasAccounts() ? ownerAndGroup : "root:root";
 }
+
+}  // namespace hotfix

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace hotfix {
+
 /// Every entry below a folder, other file systems mounted there left out: its path, after a prefix, to its mode, owner,
 /// group, kind and contents: "0644 root:root file: text", "0755 alice:admin folder", "0777 root:root link: target",
 /// "0644 root:root fifo". Lines of ".properties" files are sorted, as their order means nothing; large contents are
@@ -19,5 +21,7 @@ std::vector<std::string> differences(const Snapshot& before, const Snapshot& aft
 
 /// Owner and group as a snapshot writes them. In a root with one account all are root's.
 std::string owners(const std::string& ownerAndGroup);
+
+}  // namespace hotfix
 
 #endif

@@ -2,6 +2,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 class SuccessTest : public MachineTest {};
@@ -223,3 +225,5 @@ TEST_F(SuccessTest, OrdinaryUserUninstallsFromAnInstanceOfTheirOwn) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

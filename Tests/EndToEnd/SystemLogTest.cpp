@@ -4,6 +4,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 namespace {
 
 class SystemLogTest : public MachineTest {
@@ -63,3 +65,5 @@ TEST_F(SystemLogTest, TakesNoPartInClosedDescriptors) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

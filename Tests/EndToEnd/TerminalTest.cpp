@@ -8,6 +8,8 @@
 
 #include "Tests/EndToEnd/WatchedTest.h"
 
+namespace hotfix {
+
 namespace {
 
 /// What a person sees at a terminal; and that nobody else notices any of it.
@@ -430,3 +432,5 @@ TEST_F(HangUpTest, RunGoesOnWhenTheSignalIsIgnored) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -17,6 +17,8 @@
 #include <fstream>
 #include <sstream>
 
+namespace hotfix {
+
 namespace {
 
 std::string reason(const std::string& what) { return what + ": " + std::strerror(errno); }
@@ -262,3 +264,5 @@ pid_t ThrowAwayRoot::start(const std::function<void()>& program) {
   _processes.push_back(process);
   return process;
 }
+
+}  // namespace hotfix

@@ -9,6 +9,8 @@
 
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 /// A copy of the machine's root, to be changed as a test likes, with processes of its own.
 ///
 /// It is an overlay of "/" whose changes lie in memory, with a fresh /tmp, /dev and /proc, and with the project's
@@ -78,5 +80,7 @@ class ThrowAwayRoot {
   std::vector<pid_t> _processes;  // the first one ends all others with it
   int _processNamespace = -1;
 };
+
+}  // namespace hotfix
 
 #endif

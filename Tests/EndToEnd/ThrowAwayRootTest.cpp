@@ -8,6 +8,8 @@
 #include "Tests/EndToEnd/Snapshot.h"
 #include "Tests/EndToEnd/ThrowAwayRoot.h"
 
+namespace hotfix {
+
 namespace {
 
 class ThrowAwayRootTest : public ::testing::Test {
@@ -75,3 +77,5 @@ TEST_F(ThrowAwayRootTest, NothingIsLeftBehind) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -8,6 +8,8 @@
 #include "Tests/EndToEnd/WatchedTest.h"
 #include "Tests/Support/Markdown.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr char kDocument[] = "docs/troubleshooting.md";
@@ -152,3 +154,5 @@ TEST_P(OtherLineTest, IsWhatARunTells) {
 INSTANTIATE_TEST_SUITE_P(Rows, OtherLineTest, ::testing::Range<size_t>(0, 5));
 
 }  // namespace
+
+}  // namespace hotfix

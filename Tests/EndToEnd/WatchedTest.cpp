@@ -10,6 +10,8 @@
 #include <regex>
 #include <sstream>
 
+namespace hotfix {
+
 Terminal::Terminal(unsigned short columns) : _program(-1), _person(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
   char name[64] = {};
   if (grantpt(_person) == 0 && unlockpt(_person) == 0 && ptsname_r(_person, name, sizeof name) == 0) {
@@ -176,3 +178,5 @@ Call WatchedTest::prepare(const Way& way, std::map<std::string, std::string>& va
   values["PROCESS"] = runningProcess;
   return result;
 }
+
+}  // namespace hotfix

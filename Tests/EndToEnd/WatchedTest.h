@@ -8,6 +8,8 @@
 
 #include "Tests/EndToEnd/MachineTest.h"
 
+namespace hotfix {
+
 /// A pseudo-terminal, and all that reaches it, byte by byte.
 class Terminal {
  public:
@@ -70,5 +72,7 @@ class WatchedTest : public MachineTest {
 
   std::string runningProcess;  ///< its id, of the way with a process
 };
+
+}  // namespace hotfix
 
 #endif

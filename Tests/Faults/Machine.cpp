@@ -19,7 +19,7 @@
 
 #include "Platform/SystemPaths.h"
 
-namespace machine {
+namespace hotfix::machine {
 
 namespace {
 
@@ -338,4 +338,4 @@ Run run(const Fault& fault, const std::function<void()>& whenStopped, const std:
   return result;
 }
 
-}  // namespace machine
+}  // namespace hotfix::machine

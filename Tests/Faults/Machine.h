@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace hotfix {
+
 /// What lies at a path.
 struct Entry {
   enum class Kind { File, Folder, Link };
@@ -90,5 +92,7 @@ void removeAll(const std::string& folder);
 Run run(const Fault& fault, const std::function<void()>& whenStopped = nullptr, const std::string& data = kData);
 
 }  // namespace machine
+
+}  // namespace hotfix
 
 #endif

@@ -26,6 +26,8 @@
 
 #include "Tests/Faults/Machine.h"
 
+namespace hotfix {
+
 namespace {
 
 using machine::kData;
@@ -731,11 +733,15 @@ class Faults {
   std::map<std::string, long> _exceptions;
 };
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
+int run(int argc, char* argv[]) {
   if (argc < 4 || argc > 5) return 2;
   const auto number = [argv](int index) { return std::strtol(argv[index], nullptr, 10); };
   if (number(1) < 0 || number(2) < 1 || number(3) < 1) return 2;
   return Faults(number(1), number(2), number(3), argc == 5 ? argv[4] : "").run();
 }
+
+}  // namespace
+
+}  // namespace hotfix
+
+int main(int argc, char* argv[]) { return hotfix::run(argc, argv); }

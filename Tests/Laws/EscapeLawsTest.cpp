@@ -6,6 +6,8 @@
 #include "MacInstaller/StringUtil.h"
 #include "Tests/Laws/Random.h"
 
+namespace hotfix {
+
 namespace {
 
 using laws::forCases;
@@ -59,3 +61,5 @@ TEST(EscapeLawsTest, ValueThatHoldsEscapesPassesUnchanged) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

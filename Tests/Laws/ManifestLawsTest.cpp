@@ -14,6 +14,8 @@
 #include "Tests/Laws/Random.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using laws::forCases;
@@ -268,3 +270,5 @@ TEST_F(ManifestLawsTest, SavingWithoutRewritingChangesTheLayoutOnly) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

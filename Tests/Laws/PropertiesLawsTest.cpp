@@ -12,6 +12,8 @@
 #include "Tests/Laws/Random.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using laws::Entries;
@@ -147,3 +149,5 @@ TEST_F(PropertiesLawsTest, CustomizationKeepsItsKeysAndTakesTheGivenOnes) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

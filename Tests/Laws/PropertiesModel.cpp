@@ -5,7 +5,7 @@
 
 #include "Support/TextEncoding.h"
 
-namespace laws {
+namespace hotfix::laws {
 
 namespace {
 
@@ -76,4 +76,4 @@ bool isKept(const std::string& key, const std::string& value) {
   return isKeptText(value) && !hasLostEnd;
 }
 
-}  // namespace laws
+}  // namespace hotfix::laws

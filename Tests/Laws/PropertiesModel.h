@@ -5,7 +5,7 @@
 #include <string>
 
 /// What a properties file can hold, told by other means than JavaProperties reads and writes it.
-namespace laws {
+namespace hotfix::laws {
 
 using Entries = std::map<std::string, std::string>;
 
@@ -24,6 +24,6 @@ Entries afterSaving(const Entries& entries);
 /// Whether an entry is of the kind of which nothing is lost, by the list above.
 bool isKept(const std::string& key, const std::string& value);
 
-}  // namespace laws
+}  // namespace hotfix::laws
 
 #endif

@@ -11,6 +11,8 @@
 #include "Tests/Laws/Random.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 using Array = PropertyListValue::Array;
@@ -143,3 +145,5 @@ TEST(PropertyListLawsTest, TextThatIsNoUtf8IsNeverWritten) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

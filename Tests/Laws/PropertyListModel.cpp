@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-namespace laws {
+namespace hotfix::laws {
 
 namespace {
 
@@ -76,4 +76,4 @@ int depthOf(const PropertyListValue& value) {
   return deepest + 1;
 }
 
-}  // namespace laws
+}  // namespace hotfix::laws

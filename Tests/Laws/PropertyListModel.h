@@ -6,7 +6,7 @@
 #include "Support/PropertyListValue.h"
 
 /// What a property list in XML can hold, told by other means than the system reads and writes it.
-namespace laws {
+namespace hotfix::laws {
 
 /// The value that is read from a list to which \a value was written: dates are in whole seconds, and one that is no
 /// number is 2001-01-01.
@@ -20,6 +20,6 @@ bool areSame(const PropertyListValue& left, const PropertyListValue& right);
 /// How many collections lie in one another; 0 for a scalar.
 int depthOf(const PropertyListValue& value);
 
-}  // namespace laws
+}  // namespace hotfix::laws
 
 #endif

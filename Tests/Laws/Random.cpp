@@ -6,7 +6,7 @@
 
 #include "Support/TextEncoding.h"
 
-namespace laws {
+namespace hotfix::laws {
 
 namespace {
 
@@ -103,4 +103,4 @@ void forCases(unsigned count, const std::function<void(Random&)>& law) {
   }
 }
 
-}  // namespace laws
+}  // namespace hotfix::laws

@@ -10,7 +10,7 @@
 #include <vector>
 
 /// Random inputs for tests of laws, the same on every system for the same seed.
-namespace laws {
+namespace hotfix::laws {
 
 class Random {
  public:
@@ -57,6 +57,6 @@ class ScopedMemoryFolders {
 /// sets, and the case.
 void forCases(unsigned count, const std::function<void(Random&)>& law);
 
-}  // namespace laws
+}  // namespace hotfix::laws
 
 #endif

@@ -11,6 +11,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 namespace {
 
 using laws::forCases;
@@ -184,3 +186,5 @@ TEST_F(TreeLawsTest, MergeOfFoldersLosesOnlyWhatItReplaces) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -10,6 +10,8 @@
 #include "Platform/SystemPaths.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr uid_t kStranger = 12345;
@@ -300,3 +302,5 @@ TEST_F(ConfigurationTest, CleanupOfALinkLeavesItsTargetAlone) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

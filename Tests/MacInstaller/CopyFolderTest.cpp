@@ -5,6 +5,8 @@
 #include "Platform/FileManager.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 /// Merges of folders that hold links to folders. InstallUtilTest has the ones without links.
@@ -143,3 +145,5 @@ TEST_F(CopyFolderTest, SecondMergeOfALinkLosesNothingInTheLinkedFolder) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

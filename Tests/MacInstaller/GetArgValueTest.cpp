@@ -5,6 +5,8 @@
 
 #include "MacInstaller/tool/getArgValue.h"
 
+namespace hotfix {
+
 namespace {
 
 using Arguments = std::vector<std::string>;
@@ -61,3 +63,5 @@ TEST(GetArgValueTest, EmptyValueIsAValue) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -12,6 +12,8 @@
 #include "Platform/SystemPaths.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::HasSubstr;
@@ -461,3 +463,5 @@ TEST_F(HotfixUninstallLibraryTest, ProcessOfTheCallerIsLeftAsItWas) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -10,6 +10,8 @@
 #include "Platform/SystemPaths.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::AllOf;
@@ -569,3 +571,5 @@ TEST_F(HotfixUninstallTest, OlderBackupOfTheSameVersionStays) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -10,6 +10,8 @@
 #include "MacInstaller/InstallManifest.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::HasSubstr;
@@ -334,3 +336,5 @@ TEST_F(InstallManifestTest, SavedManifestIsReadAsTheSame) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

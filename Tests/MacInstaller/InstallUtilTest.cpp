@@ -20,6 +20,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::LogLevel;
@@ -912,3 +914,5 @@ TEST_F(InstallUtilReceiptTest, MissingPkgutilIsOneLine) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -8,6 +8,8 @@
 #include "Platform/FileManager.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::IsEmpty;
@@ -533,3 +535,5 @@ TEST_F(CopyExtrasTest, FailedCopyIsNotTold) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -10,6 +10,8 @@
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::Contains;
@@ -755,3 +757,5 @@ TEST_F(MergeCustomizationTest, BaseMergeNeedsHomeFileAndBaseVersion) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

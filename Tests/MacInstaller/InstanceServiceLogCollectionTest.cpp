@@ -10,6 +10,8 @@
 #include "Platform/SystemPaths.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::AllOf;
@@ -331,3 +333,5 @@ TEST_F(InstanceServiceLogCollectionTest, InstanceWithoutAWorkspacePassesAnEmptyT
 }
 
 }  // namespace
+
+}  // namespace hotfix

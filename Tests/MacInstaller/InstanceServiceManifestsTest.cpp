@@ -9,6 +9,8 @@
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -687,3 +689,5 @@ TEST_F(BackupTest, NothingIsBackedUpWithoutAHome) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

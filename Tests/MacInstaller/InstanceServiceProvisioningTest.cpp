@@ -10,6 +10,8 @@
 #include "Platform/UserIdentity.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::AllOf;
@@ -380,3 +382,5 @@ TEST_F(InstanceServiceProvisioningTest, WithoutAManifestVersionBothFilesAreOnlyR
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -6,6 +6,8 @@
 #include "MacInstaller/InstanceService.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::IsEmpty;
@@ -461,3 +463,5 @@ TEST_F(InstanceServiceRecordsTest, NothingIsRecordedWithoutAHome) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

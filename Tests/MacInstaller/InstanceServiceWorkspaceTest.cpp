@@ -10,6 +10,8 @@
 #include "MacInstaller/InstanceService.h"
 #include "Tests/Support/InstanceFixture.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::IsEmpty;
@@ -372,3 +374,5 @@ TEST_F(InstanceServiceWorkspaceTest, ThereIsNoWorkspaceWithoutAHome) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -18,6 +18,8 @@
 #include "Tests/Platform/HostCalls.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::AnyOf;
@@ -825,3 +827,5 @@ TEST_F(JavaPropertiesLawTest, EveryShortLineIsSavedAsAsciiAndSettlesAfterOneMore
 }
 
 }  // namespace
+
+}  // namespace hotfix

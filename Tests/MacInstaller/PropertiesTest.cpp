@@ -11,6 +11,8 @@
 #include "Platform/UserIdentity.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using Dictionary = PropertyListValue::Dictionary;
@@ -340,3 +342,5 @@ TEST_F(PropertiesTest, SaveReplacesALink) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

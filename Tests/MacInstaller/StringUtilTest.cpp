@@ -6,6 +6,8 @@
 
 #include "MacInstaller/StringUtil.h"
 
+namespace hotfix {
+
 namespace {
 
 std::u16string escapedKey(const std::u16string& key) { return StringUtil::convertNSStringTo8859_1Key(key); }
@@ -281,3 +283,5 @@ TEST(StringUtilTest, TranslationSignLeavesTheTextAsItIs) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -6,6 +6,8 @@
 #include "Support/Progress.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 /// What it shows at a terminal is tested with the finished tool, from outside.
@@ -54,3 +56,5 @@ TEST_F(TerminalProgressTest, WithoutATerminalItLeavesAnotherListenerAlone) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -8,6 +8,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 std::function<void(int descriptor)> beforeSync;
 
 /// Takes the place of the C library's own for this program, so that a test can tell when what was synced.
@@ -315,3 +317,5 @@ TEST_F(AtomicWriteTest, FolderInPlaceOfATrustedFileIsAFailure) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -3,6 +3,8 @@
 #include "Platform/Bundle.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::bundleIdentifier;
@@ -70,3 +72,5 @@ TEST_F(BundleTest, FifoForAListHasNoIdentifier) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

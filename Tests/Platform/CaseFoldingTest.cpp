@@ -4,6 +4,8 @@
 
 #include "Platform/CaseFolding.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::equalIgnoringCase;
@@ -112,3 +114,5 @@ TEST(CaseFoldingTest, LongTextsAreComparedWhole) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

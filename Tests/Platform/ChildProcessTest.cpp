@@ -12,6 +12,8 @@
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::ChildProcess;
@@ -414,3 +416,5 @@ TEST_F(ChildProcessTest, FirstLineIsReadAlsoWhereStandardDescriptorsAreClosed) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

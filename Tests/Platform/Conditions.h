@@ -20,6 +20,8 @@
 
 #include "Tests/Platform/HostCalls.h"
 
+namespace hotfix {
+
 /// Conditions of the system that tests bring about: processes and users of their own, low limits, trees deeper than a
 /// path can name, and somebody who exchanges entries while an operation runs.
 
@@ -247,5 +249,7 @@ class Exchanger {
   std::atomic<int> _rounds{0};
   std::thread _thread;  // last: it uses the others
 };
+
+}  // namespace hotfix
 
 #endif

@@ -10,6 +10,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::FileError;
@@ -725,3 +727,5 @@ TEST_F(CopyItemTest, TargetThatVanishesIsAskedItemByItem) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -2,6 +2,8 @@
 
 #include "Platform/darwin/DynamicType.h"
 
+namespace hotfix {
+
 namespace {
 
 TEST(DynamicTypeTest, NameBecomesIdentifier) {
@@ -21,3 +23,5 @@ TEST(DynamicTypeTest, NamesThatDifferInLastBitGiveDifferentIdentifiers) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -12,6 +12,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::Attributes;
@@ -526,3 +528,5 @@ TEST_F(FileManagerTest, FolderOfSomebodyElseIsTrustedOnlyWhenTheInvokingUserIsMe
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -43,7 +43,7 @@ ssize_t getxattr(const char* path, const char* name, void* value, size_t size, u
 
 #endif
 
-namespace host {
+namespace hotfix::host {
 
 #ifdef __APPLE__
 
@@ -325,6 +325,6 @@ inline dev_t nullDevice() {
   return stat("/dev/null", &status) == 0 ? status.st_rdev : 0;
 }
 
-}  // namespace host
+}  // namespace hotfix::host
 
 #endif

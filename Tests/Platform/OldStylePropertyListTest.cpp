@@ -5,6 +5,8 @@
 
 #include "Platform/posix/OldStylePropertyList.h"
 
+namespace hotfix {
+
 namespace {
 
 using Array = PropertyListValue::Array;
@@ -273,3 +275,5 @@ TEST(OldStylePropertyListTest, TextCutAnywhereIsRefusedOrShorter) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

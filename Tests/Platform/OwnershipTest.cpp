@@ -10,6 +10,8 @@
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::Attributes;
@@ -536,3 +538,5 @@ TEST_F(OwnershipTest, MissingFolderIsNotProtected) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

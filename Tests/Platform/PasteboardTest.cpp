@@ -9,6 +9,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::declarePasteboardType;
@@ -175,3 +177,5 @@ TEST_P(PasteboardTest, StoreThatCannotBeMadeIsSilent) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

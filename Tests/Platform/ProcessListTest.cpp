@@ -12,6 +12,8 @@
 #include "Platform/ProcessList.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::kBundleExecutableKey;
@@ -194,3 +196,5 @@ TEST_F(ProcessListTest, FirstProcessThatIsLookedForIsFound) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

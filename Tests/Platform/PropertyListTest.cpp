@@ -17,6 +17,8 @@
 #include "Support/TextEncoding.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 using Array = PropertyListValue::Array;
@@ -1359,3 +1361,5 @@ TEST(DamagedPropertyListTest, ListWithAnyByteChangedIsReadConsistentlyOrRefused)
 }
 
 }  // namespace
+
+}  // namespace hotfix

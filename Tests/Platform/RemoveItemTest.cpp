@@ -5,6 +5,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::removeItem;
@@ -184,3 +186,5 @@ TEST_F(RemoveItemTest, NothingOutsideIsRemovedWhileTheItemIsExchangedForALink) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -6,6 +6,8 @@
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::printLine;
@@ -163,3 +165,5 @@ TEST_F(StandardStreamsTest, ClosedStandardDescriptorsAreTheNullDeviceForAWhile) 
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -11,6 +11,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::LogLevel;
@@ -366,3 +368,5 @@ TEST_F(TraceFileTest, TwoOpeningsAddToTheSameText) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -3,6 +3,8 @@
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::booleanValue;
@@ -119,3 +121,5 @@ TEST(BooleanValueTest, EverythingElseIsFalse) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

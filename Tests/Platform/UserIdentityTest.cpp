@@ -4,6 +4,8 @@
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 using platform::environmentVariable;
@@ -191,3 +193,5 @@ TEST_F(UserIdentityTest, NothingIsSwitchedWithoutTheRight) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

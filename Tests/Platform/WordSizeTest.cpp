@@ -54,6 +54,8 @@
 #include "Tests/Support/InstanceFixture.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 bool passesHoles = false;  // whether a copy of file data leaves out what is not there
@@ -757,3 +759,5 @@ TEST_F(WordSizeInstanceTest, ResultOutOfRangeIsAFailure) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

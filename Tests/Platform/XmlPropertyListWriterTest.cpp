@@ -10,6 +10,8 @@
 #include "Platform/PropertyList.h"
 #include "Platform/linux/XmlPropertyListWriter.h"
 
+namespace hotfix {
+
 namespace {
 
 using Array = PropertyListValue::Array;
@@ -246,3 +248,5 @@ TEST(XmlPropertyListWriterTest, TextWithAZeroCharacterIsRefused) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -5,6 +5,8 @@
 
 #include "Support/Path.h"
 
+namespace hotfix {
+
 namespace {
 
 /// Every text of up to \a length characters of \a alphabet.
@@ -148,3 +150,5 @@ TEST(PathTest, VeryLongPaths) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -2,6 +2,8 @@
 
 #include "Support/Progress.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -71,3 +73,5 @@ TEST_F(ProgressTest, ListenerThatWasReplacedIsToldNoMore) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -8,6 +8,8 @@
 
 #include "Support/PropertyListValue.h"
 
+namespace hotfix {
+
 namespace {
 
 using Array = PropertyListValue::Array;
@@ -192,3 +194,5 @@ TEST(PropertyListValueTest, AssignmentToItselfKeepsTheValue) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -4,6 +4,8 @@
 
 #include "Support/TextEncoding.h"
 
+namespace hotfix {
+
 namespace {
 
 /// UTF-8 of one code point, by the table of RFC 3629.
@@ -110,3 +112,5 @@ TEST(TextEncodingTest, EveryTwoByteSequenceIsAnsweredAndAgreesWithTheTest) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

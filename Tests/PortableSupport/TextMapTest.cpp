@@ -8,6 +8,8 @@
 
 #include "Support/TextMap.h"
 
+namespace hotfix {
+
 namespace {
 
 using testing::ElementsAre;
@@ -136,3 +138,5 @@ INSTANTIATE_TEST_SUITE_P(Orders, TextMapOrderTest,
                          testing::Values("sorted", "as numbered", "backwards", "two sorted files", "shuffled"));
 
 }  // namespace
+
+}  // namespace hotfix

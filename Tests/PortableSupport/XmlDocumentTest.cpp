@@ -10,6 +10,8 @@
 #include "Support/XmlDocument.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 namespace {
 
 using ::testing::EndsWith;
@@ -638,3 +640,5 @@ TEST(XmlDocumentTest, EncodingThatHidesTheMarkupIsNotPrinted) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -14,6 +14,8 @@
 #include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
 
+namespace hotfix {
+
 namespace {
 
 constexpr char kRecord[] = "children";  // what the noting programs append to, in the test's folder
@@ -190,3 +192,5 @@ std::string InstanceTest::xmlRecords(const std::vector<std::pair<std::string, st
   for (const auto& [key, value] : records) text += "\t<key>" + key + "</key>\n\t<string>" + value + "</string>\n";
   return text + "</dict>\n</plist>\n";
 }
+
+}  // namespace hotfix

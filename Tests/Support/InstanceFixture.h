@@ -10,6 +10,8 @@
 #include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
+namespace hotfix {
+
 using Tree = std::map<std::string, std::string>;         // as treeSnapshot answers it
 using Children = std::vector<std::vector<std::string>>;  // as InstanceTest::children answers them
 
@@ -120,5 +122,7 @@ class InstanceTest : public OutsideTest {
  private:
   int _historyFile;
 };
+
+}  // namespace hotfix
 
 #endif

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <sstream>
 
-namespace markdown {
+namespace hotfix::markdown {
 
 namespace {
 
@@ -93,4 +93,4 @@ std::vector<Block> blocksOf(const std::string& document) {
   return blocks;
 }
 
-}  // namespace markdown
+}  // namespace hotfix::markdown

@@ -6,7 +6,7 @@
 #include <vector>
 
 /// Reads as much of Markdown as the project's documents use, for tests that hold a document against the code.
-namespace markdown {
+namespace hotfix::markdown {
 
 using Texts = std::vector<std::string>;
 
@@ -34,6 +34,6 @@ struct Block {
 };
 std::vector<Block> blocksOf(const std::string& document);
 
-}  // namespace markdown
+}  // namespace hotfix::markdown
 
 #endif

@@ -9,6 +9,8 @@
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/SystemLogSink.h"
 
+namespace hotfix {
+
 namespace {
 
 std::string outsideFolder;
@@ -87,3 +89,5 @@ void OutsideTest::setUserDefaults(const std::string& domain, const std::string& 
   const std::string home = platform::homeFolder().value_or("");
   folder.makeFile(outside(home + "/Library/Preferences/" + domain + ".plist"), propertyList);
 }
+
+}  // namespace hotfix

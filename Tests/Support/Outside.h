@@ -12,6 +12,8 @@
 #include "Platform/SystemLog.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 /// Stand-ins for the world outside an instance: fixed paths lie below the test's own folder, messages to the system
 /// log are kept instead of sent, and the clock stands still. Everything else is real.
 
@@ -51,5 +53,7 @@ class OutsideTest : public ::testing::Test {
  private:
   std::vector<std::pair<std::string, std::optional<std::string>>> _environmentBefore;
 };
+
+}  // namespace hotfix
 
 #endif

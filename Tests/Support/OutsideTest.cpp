@@ -3,6 +3,8 @@
 #include "Platform/UserDefaults.h"
 #include "Tests/Support/Outside.h"
 
+namespace hotfix {
+
 namespace {
 
 TEST_F(OutsideTest, FixedPathsLieInTheTestsFolder) {
@@ -27,3 +29,5 @@ TEST_F(OutsideTest, ProcessesAndDefaultsAreTheTestsOwn) {
 }
 
 }  // namespace
+
+}  // namespace hotfix

@@ -11,6 +11,8 @@
 #include <fstream>
 #include <sstream>
 
+namespace hotfix {
+
 namespace {
 
 std::string reason(const std::string& what) { return what + ": " + std::strerror(errno); }
@@ -142,3 +144,5 @@ std::vector<std::string> TemporaryFolder::names(const std::string& relativePath)
   std::sort(result.begin(), result.end());
   return result;
 }
+
+}  // namespace hotfix

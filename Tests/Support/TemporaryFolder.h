@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace hotfix {
+
 /// A fresh folder, below TMPDIR or /tmp, that goes away with all it holds. The helpers take paths relative to it and
 /// make missing parents; each of them fails the running test when it cannot do its work.
 class TemporaryFolder {
@@ -41,5 +43,7 @@ class TemporaryFolder {
  private:
   std::string _path;
 };
+
+}  // namespace hotfix
 
 #endif

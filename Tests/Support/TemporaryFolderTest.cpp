@@ -5,6 +5,8 @@
 
 #include "Tests/Support/TemporaryFolder.h"
 
+namespace hotfix {
+
 TEST(TemporaryFolderTest, GoesAwayWithAllItHolds) {
   auto folder = std::make_unique<TemporaryFolder>();
   const std::string path = folder->path();
@@ -36,3 +38,5 @@ TEST(TemporaryFolderTest, HelpersMakeParentsAndModes) {
   EXPECT_TRUE(folder.has("a/b"));
   EXPECT_FALSE(folder.has("a/c"));
 }
+
+}  // namespace hotfix

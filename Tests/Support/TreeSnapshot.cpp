@@ -8,6 +8,8 @@
 #include <fstream>
 #include <sstream>
 
+namespace hotfix {
+
 namespace {
 
 void addTree(const std::string& top, const std::string& relative, std::map<std::string, std::string>& snapshot) {
@@ -45,3 +47,5 @@ std::map<std::string, std::string> treeSnapshot(const std::string& folder) {
   addTree(folder, "", snapshot);
   return snapshot;
 }
+
+}  // namespace hotfix
