@@ -32,6 +32,10 @@ bool Configuration::setProperty(const std::optional<PropertyListValue>& value, c
 bool Configuration::saveConfiguration() const {
   return _internalProperties.savePropertiesToTrustedFile(onDisk(kInternalConfigurationFile));
 }
+bool Configuration::setProperty(const char* value, const OptionalString& forKey) {
+  return _internalProperties.setProperty(value, forKey);
+}
+
 
 void Configuration::cleanupConfiguration() {
   const std::string file = onDisk(kInternalConfigurationFile);

@@ -24,6 +24,9 @@ class Configuration {
   bool setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey);
 
   /// Writes the settings to the internal configuration file, which is created when missing. One that cannot be trusted
+  /// The same for a text; a null pointer is an absent value.
+  bool setProperty(const char* value, const OptionalString& forKey);
+
   /// at that moment is replaced, with nothing taken over from it. The answer is that of
   /// Properties::savePropertiesToFile: a failed write is not told.
   bool saveConfiguration() const;

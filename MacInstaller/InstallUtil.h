@@ -100,8 +100,9 @@ class InstallUtil {
   /// Hands a command line to the system shell and waits for it; its exit status is discarded.
   static void startProvisionWithArgs(const std::string& commandLine);
 
-  /// Whether a text begins with a prefix, ignoring case. False for an empty prefix and for an absent text.
-  static bool hasPrefixCaseInsensitive(const OptionalString& text, const std::string& prefix);
+  /// Whether a text begins with a prefix, ignoring case. False for an empty prefix, and when either is absent.
+  /// A match never ends inside a character: "s" is no prefix of "ß".
+  static bool hasPrefixCaseInsensitive(const OptionalString& text, const OptionalString& prefix);
 
   /// Replaces "${package}" in every value of \a inProperties that is a text; nested values are left alone. An absent
   /// package changes nothing.

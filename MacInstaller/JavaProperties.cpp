@@ -192,8 +192,9 @@ void JavaProperties::initDictionary() {
   _dict->index();
 }
 
-OptionalString JavaProperties::getPropertyForKey(const std::string& key) const {
-  const std::optional<std::string_view> value = _dict->find(key);
+OptionalString JavaProperties::getPropertyForKey(const OptionalString& key) const {
+  if (!key) return std::nullopt;
+  const std::optional<std::string_view> value = _dict->find(*key);
   return value ? OptionalString(*value) : std::nullopt;
 }
 
@@ -206,7 +207,9 @@ bool JavaProperties::setProperty(const OptionalString& value, const OptionalStri
   return true;
 }
 
-void JavaProperties::removePropertyForKey(const std::string& key) { _dict->remove(key); }
+void JavaProperties::removePropertyForKey(const OptionalString& key) {
+  if (key) _dict->remove(*key);
+}
 
 bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
   if (!path && !_file) return false;

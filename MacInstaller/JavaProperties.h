@@ -33,16 +33,16 @@ class JavaProperties {
   JavaProperties(const JavaProperties&) = delete;
   JavaProperties& operator=(const JavaProperties&) = delete;
 
-  /// The value of a key, or none when the key is not present.
-  OptionalString getPropertyForKey(const std::string& key) const;
+  /// The value of a key; none when the key is absent or not present.
+  OptionalString getPropertyForKey(const OptionalString& key) const;
 
   /// Stores a value under a key, replacing an earlier one.
   ///
   /// \return false, with one line at level 3 that names what is missing and nothing changed, when either is absent.
   bool setProperty(const OptionalString& value, const OptionalString& forKey);
 
-  /// Removes a key; does nothing when it is not present.
-  void removePropertyForKey(const std::string& key);
+  /// Removes a key; does nothing when it is absent or not present.
+  void removePropertyForKey(const OptionalString& key);
 
   /// Writes one line per entry, "key=value" with the escapes of StringUtil, to \a path ("~" expanded) or to the
   /// backing file when the path is absent. An entry with an empty key is not written.

@@ -191,6 +191,9 @@ TEST_F(ConfigurationTest, SaveCreatesAMissingFile) {
 TEST_F(ConfigurationTest, SaveWritesAllThatTheFileHeld) {
   folder.makeFile(file, "{ productName = P; other = ( 1, 2 ); }");
   Configuration configuration;
+  EXPECT_TRUE(configuration.setProperty("v", "other"));
+  EXPECT_TRUE(configuration.setProperty(nullptr, "other"));
+  EXPECT_FALSE(configuration.getPropertyValueForKey("other"));
   configuration.setProperty("/x", "newInstallLocation");
   EXPECT_TRUE(configuration.saveConfiguration());
   const Configuration saved;

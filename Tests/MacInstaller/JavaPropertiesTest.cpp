@@ -209,6 +209,14 @@ TEST_F(JavaPropertiesTest, ChangesStayInMemoryUntilASave) {
   EXPECT_EQ(folder.read("file"), "k=v");
 }
 
+TEST_F(JavaPropertiesTest, AbsentKeyIsNotThere) {
+  JavaProperties properties;
+  properties.setProperty("v", "");
+  EXPECT_EQ(properties.getPropertyForKey(std::nullopt), std::nullopt);
+  properties.removePropertyForKey(nullptr);
+  EXPECT_EQ(properties.getPropertyForKey(""), "v");
+}
+
 // ----- Reading: lines -----
 
 TEST_F(JavaPropertiesTest, KeyAndValueWithBlanksAroundTheSeparator) {
