@@ -75,7 +75,8 @@ class InstallUtil {
   /// ("ERROR_CODE" 0 and an empty "ERROR_DETAILS").
   static void initInternalPasteboard(bool reset);
 
-  /// Stores a report on the installers' pasteboard, which must have been claimed; an absent report does nothing.
+  /// Stores a report on the installers' pasteboard. Does nothing unless this process was the last to claim it, and for
+  /// an absent report.
   static void sendErrorMessage(const std::optional<PropertyListValue>& report);
 
   /// The report on the installers' pasteboard, or none.
