@@ -228,7 +228,7 @@ class InstanceService {
   // ----- Add-on registry, keystores and extras -----
 
   /// The entries of `addonInfo.plist`, in the order of their installation, with every key and type they have. Empty
-  /// when the file lists none or cannot be read; none when it does not exist.
+  /// when the file lists none or cannot be read; none when it does not exist. A "~" in the home's path is not expanded.
   std::optional<PropertyListValue::Array> getAllAddonRegistryInfo() const;
 
   /// The first entry whose "ID" is exactly \a addonID; none when there is none, or for an absent ID.
