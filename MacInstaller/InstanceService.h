@@ -104,6 +104,9 @@ class InstanceService {
   void updateProvisionManifestVersion(const std::string& version);
 
   /// Sets "rcp.install.id" in `rcplauncher.properties`. Does nothing when the file is missing.
+  // A properties file that exists and cannot be read is left as it is, with a line at level 3: see
+  // JavaProperties::savePropertiesToFile.
+
   void updateInstallID(const std::string& id);
 
   /// Makes the "provisioning.manifest.version" of `rcplauncher.properties` the "rcp.install.id" there and in
