@@ -67,8 +67,8 @@ class InstallUtil {
   /// then not used; both on purpose.
   static bool shouldWriteTraces();
 
-  /// Opens the trace file "/tmp/install_trace.log", emptied, and adds it to the log's outputs until the process ends.
-  /// One that cannot be opened leaves tracing off, silently.
+  /// Opens the trace file "/tmp/install_trace.log", made or emptied, and adds it to the log's outputs until the process
+  /// ends. One that cannot be opened leaves tracing off, silently.
   static void setupTraceOutput();
 
   /// Claims the installers' pasteboard, which empties it; with \a reset, stores a report that means no error
@@ -98,7 +98,8 @@ class InstallUtil {
   ///     one that somebody's link leads to.
   static bool changeAttributesForDirectory(const OptionalString& folder);
 
-  /// Hands a command line to the system shell and waits for it; its exit status is discarded.
+  /// Hands a command line to the system shell and waits for it; its exit status is discarded. An empty one does
+  /// nothing.
   static void startProvisionWithArgs(const std::string& commandLine);
 
   /// Whether a text begins with a prefix, ignoring case. False for an empty prefix, and when either is absent.
@@ -109,7 +110,8 @@ class InstallUtil {
   /// package changes nothing.
   static void replacePackageVariableWith(const OptionalString& package, PropertyListValue::Dictionary& inProperties);
 
-  /// Copies a folder to a place where nothing is, or merges it into the folder that is there.
+  /// Copies a folder to a place where nothing is, in a folder that must exist, or merges it into the folder that is
+  /// there.
   ///
   /// In a merge a file replaces whatever has its name, a folder is merged into its namesake, and what only the
   /// destination has stays. Nothing happens when a path is absent or the source is missing, and nothing to an existing
@@ -118,8 +120,8 @@ class InstallUtil {
   /// silence.
   static void copyFolderFrom(const OptionalString& source, const OptionalString& to);
 
-  /// Makes the system forget an installer receipt, with `/usr/sbin/pkgutil --forget`. What comes of it is not
-  /// examined. An absent identifier does nothing.
+  /// Makes the system forget an installer receipt, with `/usr/sbin/pkgutil --forget`. What comes of it is not examined;
+  /// a program that cannot be started is a line at level 3. An absent identifier does nothing.
   static void removeReceipt(const OptionalString& packageIdentifier);
 };
 

@@ -49,7 +49,8 @@ class Properties {
   void removeAllProperties();
 
   /// Writes the dictionary as an XML property list to \a path ("~" expanded), or to the backing file when the path is
-  /// absent. Atomic, see platform::writeFileAtomically. With neither path nor backing file nothing is written.
+  /// absent. A missing file is made, in a folder that must exist. Atomic, see platform::writeFileAtomically. With
+  /// neither path nor backing file nothing is written.
   ///
   /// \return false only for an object without a dictionary. Callers do not learn of a failed write, on purpose.
   bool savePropertiesToFile(const OptionalString& path) const;
