@@ -246,9 +246,7 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
 void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {
   if (!path || !platform::exists(*path)) return;
   const JavaProperties other(path);
-  for (const std::string& key : other.propertyNames()) {
-    if (const OptionalString value = other.getPropertyForKey(key)) (void)setProperty(value, key);
-  }
+  for (const auto& [key, value] : other._dict->sorted()) _dict->set(key, value);
   (void)savePropertiesToFile(std::nullopt);  // callers rely on it being saved, and do not learn whether it was
 }
 
