@@ -16,8 +16,11 @@ Configuration::Configuration() {
     _internalProperties = Properties(onDisk(kInternalConfigurationFile), *contents);
   } else if (isDistrusted) {
     platform::log(platform::LogLevel::Warning,
-                  "Ignored %s: it is not a file of root or of this user that only its owner can write.",
+                  "Ignored %s: it counts only as a plain file with one name that root or this user owns and that not "
+                  "everybody can write to.",
                   kInternalConfigurationFile);
+  } else if (!platform::isMissing(onDisk(kInternalConfigurationFile))) {
+    _internalProperties = Properties(onDisk(kInternalConfigurationFile), "");  // what it holds is not known
   }
 }
 
@@ -26,6 +29,10 @@ std::optional<PropertyListValue> Configuration::getPropertyValueForKey(const Opt
 }
 
 bool Configuration::setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey) {
+  return _internalProperties.setProperty(value, forKey);
+}
+
+bool Configuration::setProperty(const char* value, const OptionalString& forKey) {
   return _internalProperties.setProperty(value, forKey);
 }
 

@@ -16,8 +16,8 @@ class InstanceService;
 class HotfixUninstall {
  public:
   /// For the instance at \a pathToRcphome. An absent \a pathToRcpData means "systemdata" in the home folder; the data
-  /// folder need not exist. When the home is absent or does not exist the object is empty, and every uninstall with
-  /// it answers false.
+  /// folder need not exist. When the home is absent or does not exist the object is empty, nothing is touched, and
+  /// every uninstall with it answers false. Else an InstanceService is made, with its side effects.
   HotfixUninstall(const OptionalString& pathToRcphome, const OptionalString& pathToRcpData);
   HotfixUninstall(const HotfixUninstall&) = delete;
   HotfixUninstall& operator=(const HotfixUninstall&) = delete;
@@ -33,11 +33,13 @@ class HotfixUninstall {
 
   /// Copies `deploy/uninstall.hotfix.xml` unchanged to `deploy/install.update.xml` and deletes it.
   ///
-  /// \return true on success. False, with a line in the log and on standard output, when the manifest is missing or
-  ///     cannot be copied. Must not be called on an empty object, like the next two.
+  /// Needs the folder `deploy`.
+  /// \return true on success. False, with a line in the log and on standard output, when the manifest is missing, and
+  ///     nothing is changed then, or cannot be copied. Must not be called on an empty object, like the next two.
   bool copyUninstallManifest();
 
-  /// Deletes an old result file and starts the launcher in provisioning mode "update", twice, waiting for each.
+  /// Deletes an old result file and starts the launcher in provisioning mode "update", twice, waiting for each. One
+  /// that cannot be started is a line at level 3 each time.
   void startProvisioning();
 
   /// Makes the system forget the receipt of the hotfix's installer package, if one is recorded.

@@ -31,7 +31,8 @@ class InstallManifest {
   ///     line at level 3 that names the element that was not found.
   bool replaceInstallerRootWith(const std::string& root);
 
-  /// Writes the document as indented XML to \a path, or back to its own file when the path is absent.
+  /// Writes the document as indented XML to \a path, in a folder that must exist, or back to its own file when the path
+  /// is absent.
   ///
   /// Atomic: on failure the target keeps its old content.
   /// \return true on success; false without a log line otherwise.

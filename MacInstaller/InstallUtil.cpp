@@ -226,8 +226,8 @@ bool InstallUtil::changeAttributesForDirectory(const OptionalString& folder) {
 
 void InstallUtil::startProvisionWithArgs(const std::string& commandLine) { platform::runShellCommand(commandLine); }
 
-bool InstallUtil::hasPrefixCaseInsensitive(const OptionalString& text, const std::string& prefix) {
-  return text && platform::hasPrefixIgnoringCase(*text, prefix);
+bool InstallUtil::hasPrefixCaseInsensitive(const OptionalString& text, const OptionalString& prefix) {
+  return text && prefix && platform::hasPrefixIgnoringCase(*text, *prefix);
 }
 
 void InstallUtil::replacePackageVariableWith(const OptionalString& package,

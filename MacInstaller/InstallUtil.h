@@ -67,15 +67,16 @@ class InstallUtil {
   /// then not used; both on purpose.
   static bool shouldWriteTraces();
 
-  /// Opens the trace file "/tmp/install_trace.log", emptied, and adds it to the log's outputs until the process ends.
-  /// One that cannot be opened leaves tracing off, silently.
+  /// Opens the trace file "/tmp/install_trace.log", made or emptied, and adds it to the log's outputs until the process
+  /// ends. One that cannot be opened leaves tracing off, silently.
   static void setupTraceOutput();
 
   /// Claims the installers' pasteboard, which empties it; with \a reset, stores a report that means no error
   /// ("ERROR_CODE" 0 and an empty "ERROR_DETAILS").
   static void initInternalPasteboard(bool reset);
 
-  /// Stores a report on the installers' pasteboard, which must have been claimed; an absent report does nothing.
+  /// Stores a report on the installers' pasteboard. Does nothing unless this process was the last to claim it, and for
+  /// an absent report.
   static void sendErrorMessage(const std::optional<PropertyListValue>& report);
 
   /// The report on the installers' pasteboard, or none.
@@ -97,17 +98,20 @@ class InstallUtil {
   ///     one that somebody's link leads to.
   static bool changeAttributesForDirectory(const OptionalString& folder);
 
-  /// Hands a command line to the system shell and waits for it; its exit status is discarded.
+  /// Hands a command line to the system shell and waits for it; its exit status is discarded. An empty one does
+  /// nothing.
   static void startProvisionWithArgs(const std::string& commandLine);
 
-  /// Whether a text begins with a prefix, ignoring case. False for an empty prefix and for an absent text.
-  static bool hasPrefixCaseInsensitive(const OptionalString& text, const std::string& prefix);
+  /// Whether a text begins with a prefix, ignoring case. False for an empty prefix, and when either is absent.
+  /// A match never ends inside a character: "s" is no prefix of "ß".
+  static bool hasPrefixCaseInsensitive(const OptionalString& text, const OptionalString& prefix);
 
   /// Replaces "${package}" in every value of \a inProperties that is a text; nested values are left alone. An absent
   /// package changes nothing.
   static void replacePackageVariableWith(const OptionalString& package, PropertyListValue::Dictionary& inProperties);
 
-  /// Copies a folder to a place where nothing is, or merges it into the folder that is there.
+  /// Copies a folder to a place where nothing is, in a folder that must exist, or merges it into the folder that is
+  /// there.
   ///
   /// In a merge a file replaces whatever has its name, a folder is merged into its namesake, and what only the
   /// destination has stays. Nothing happens when a path is absent or the source is missing, and nothing to an existing
@@ -116,8 +120,8 @@ class InstallUtil {
   /// silence.
   static void copyFolderFrom(const OptionalString& source, const OptionalString& to);
 
-  /// Makes the system forget an installer receipt, with `/usr/sbin/pkgutil --forget`. What comes of it is not
-  /// examined. An absent identifier does nothing.
+  /// Makes the system forget an installer receipt, with `/usr/sbin/pkgutil --forget`. What comes of it is not examined;
+  /// a program that cannot be started is a line at level 3. An absent identifier does nothing.
   static void removeReceipt(const OptionalString& packageIdentifier);
 };
 

@@ -12,6 +12,7 @@
 #include "Platform/Bundle.h"
 #include "Platform/CaseFolding.h"
 #include "Platform/ChildProcess.h"
+#include "Platform/PropertyList.h"
 #include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
@@ -617,8 +618,10 @@ OptionalString InstanceService::getWorkspace() const {
 std::optional<PropertyListValue::Array> InstanceService::getAllAddonRegistryInfo() const {
   const OptionalString file = inHome(kAddonInfo);
   if (!existsAt(file)) return std::nullopt;
-  const std::optional<PropertyListValue> addons = Properties(file).getPropertyForKey(OptionalString(kAddonsKey));
-  const PropertyListValue::Array* entries = addons ? addons->asArray() : nullptr;
+  // Read as a dictionary, not as Properties: that would expand "~", which was not done when it was looked for.
+  const std::optional<PropertyListValue::Dictionary> registry = platform::readDictionary(*file);
+  const auto addons = registry ? registry->find(kAddonsKey) : PropertyListValue::Dictionary::const_iterator();
+  const PropertyListValue::Array* entries = registry && addons != registry->end() ? addons->second.asArray() : nullptr;
   return entries != nullptr ? *entries : PropertyListValue::Array();
 }
 

@@ -17,6 +17,9 @@ namespace hotfix {
 /// home folder a getter answers none or false and logs nothing, and a setter does nothing, except where said. Each
 /// operation reads its files afresh and writes them back before it returns; every rewrite of a file is atomic (see
 /// platform::writeFileAtomically). Paths below are relative to the home folder unless said otherwise.
+///
+/// An operation makes no folder, except where said: what it writes needs the folder around it. That is the home folder
+/// itself where no other is named.
 class InstanceService {
  public:
   // ----- Making an instance service -----
@@ -26,8 +29,8 @@ class InstanceService {
   /// - installs the process-wide copy policy below;
   /// - makes the home folder and its missing parents;
   /// - copies the staging folder "/tmp/zelcore2/" to the place that the internal configuration has under
-  ///   "newInstallLocation". A failed copy is a line at level 3; no such place a line at level 4; a staging folder of
-  ///   somebody that is not trusted counts as missing, with a line at level 4.
+  ///   "newInstallLocation", in a folder that must exist. A failed copy is a line at level 3; no such place a line at
+  ///   level 4; a staging folder of somebody that is not trusted counts as missing, with a line at level 4.
   ///
   /// The paths are kept only when something exists at the home path then, else one line at level 3 says so.
   InstanceService(const OptionalString& pathToRcphome, const OptionalString& pathToRcpData);
@@ -50,11 +53,13 @@ class InstanceService {
   /// Replaces `deploy/<toFile>` by a copy of \a source and, with an installer root that exists, rewrites its
   /// "${installer.root}" references to "file:" and the root.
   ///
-  /// The old file is deleted before the source is looked at: with a missing source it is gone. Without a home folder
-  /// the default home "/Applications/Vantelmor.app/Contents/MacOS/rcp" is taken, logged at level 3, and kept for all
-  /// later operations. The steps are logged at level 6.
-  /// \return whether the copy, and the rewriting if it was asked for, succeeded. A copy that cannot be rewritten, as it
-  ///     is no XML, stays. False, with nothing copied, where an old file or broken link cannot be deleted.
+  /// Needs the folder `deploy`: a new home folder has none. The old file is deleted before the source is looked at:
+  /// with an absent or missing source it is gone. Without a home folder the default home
+  /// "/Applications/Vantelmor.app/Contents/MacOS/rcp" is taken, logged at level 3, and kept for all later operations.
+  /// The steps are logged at level 6. \return whether the copy, and the rewriting if it was asked for, succeeded. A
+  /// copy that cannot be rewritten, as it
+  ///     is no XML, stays. False, with nothing copied, where an old file or broken link cannot be deleted, or there is
+  ///     no `deploy`.
   bool copyInstallManifest(const OptionalString& source, const std::string& toFile,
                            const OptionalString& replaceInstallerRootWith);
 
@@ -64,13 +69,13 @@ class InstanceService {
   /// The same for `deploy/install.update.xml`.
   bool copyUpdateManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith);
 
-  /// Replaces the manifest of the same name in `deploy` by a copy of \a source, unchanged.
+  /// Replaces the manifest of the same name in `deploy`, which it needs, by a copy of \a source, unchanged.
   ///
   /// \return false, with nothing done, when the home folder or the source is absent or missing.
   bool copyManifest(const OptionalString& source);
 
-  /// Replaces `deploy/uninstall.hotfix.xml` by a copy of \a source. The answer is as for copyManifest, also where an
-  /// old file or broken link cannot be deleted; nothing is logged.
+  /// Replaces `deploy/uninstall.hotfix.xml` by a copy of \a source. Needs the folder `deploy`. The answer is as for
+  /// copyManifest, also where an old file or broken link cannot be deleted; nothing is logged.
   bool copyHotfixUninstallManifest(const OptionalString& source);
 
   /// Copies `deploy/install.xml` to `deploy/install.<version>.xml`, named by the "provisioning.manifest.version" of
@@ -81,12 +86,11 @@ class InstanceService {
   // ----- Provisioning runs -----
 
   /// The launcher's arguments for a provisioning run with this operation, in the invoking user's locale. What comes
-  /// after
-  /// "-vmargs" is for the platform's virtual machine; "-data" comes only with a data folder.
+  /// after "-vmargs" is for the platform's virtual machine; "-data" comes only with a data folder.
   static std::vector<std::string> provisioningArguments(const std::string& operation, const OptionalString& data);
 
   /// Starts \a launcher for a clean-up pass and waits for it, see platform::ChildProcess. The data folder is passed on
-  /// when there is one. Needs no home folder. A launcher that cannot be started is a line at level 3.
+  /// when there is one. Needs no home folder. A launcher that is absent or cannot be started is a line at level 3.
   void startProvisioningWithCleanUp(const OptionalString& launcher);
 
   /// The same for an update pass.
@@ -100,6 +104,9 @@ class InstanceService {
   /// Deletes the result file, if it exists; a failure is not told.
   void removeProvisionRCFile();
 
+  // A properties file that exists and cannot be read is left as it is, with a line at level 3: see
+  // JavaProperties::savePropertiesToFile.
+
   /// Sets "provisioning.manifest.version" in `rcplauncher.properties`. Does nothing when the file is missing.
   void updateProvisionManifestVersion(const std::string& version);
 
@@ -107,8 +114,8 @@ class InstanceService {
   void updateInstallID(const std::string& id);
 
   /// Makes the "provisioning.manifest.version" of `rcplauncher.properties` the "rcp.install.id" there and in
-  /// `.config/rcpinstall.properties` of the data folder. Does nothing unless both files exist. Without a version both
-  /// files are only rewritten, and each refused change is a line at level 3.
+  /// `.config/rcpinstall.properties` of the data folder. Does nothing without a data folder, and unless both files
+  /// exist. Without a version both files are only rewritten, and each refused change is a line at level 3.
   void updateInstallIDWithProvManVer();
 
   // ----- Installed versions and hotfix records -----
@@ -119,10 +126,12 @@ class InstanceService {
   bool hasInstanceInstalled() const;
 
   /// Version of the base plug-in: of the entries of `eclipse/plugins` that begin with "com.qor.rcp.base_", the greatest
-  /// text between the first "_" and the next or the end. Compared as text on purpose, so "9.0" is above "10.0".
+  /// text between the first "_" and the next or the end. Compared as text on purpose, so "9.0" is above "10.0". None
+  /// without that folder or such an entry.
   OptionalString getBaseVersion() const;
 
-  /// "CFBundleShortVersionString" of the application bundle around the home folder; none without bundle or key.
+  /// "CFBundleShortVersionString" in `Contents/Info.plist` of the application bundle around the home folder; none
+  /// without bundle, file or key.
   OptionalString getInstalledTargetVersion() const;
 
   /// The record "version". Logs the path of the file at level 6.
@@ -168,10 +177,10 @@ class InstanceService {
   /// version) and "rcp.data" (with a workspace). All other keys of file or template are kept.
   ///
   /// Without a home folder the default home is taken and kept, as in copyInstallManifest. A missing home folder is
-  /// made. \return true when the file was laid out, whatever its last save reported. False, with a line at level 3,
-  /// when the
-  ///     template is missing or could not be copied in two tries; also when the second try succeeded after the home
-  ///     folder could not be made.
+  /// made, with its parents.
+  /// \return true when the file was laid out, whatever its last save reported. False, with a line at level 3, when the
+  ///     template is absent or missing, or could not be copied in two tries; also when the second try succeeded after
+  ///     the home folder could not be made.
   bool generateRcplauncherPropertiesWithTemplate(const OptionalString& templatePath, const OptionalString& workspace);
 
   /// Sets a new "rcp.install.id" and "provisioning.manifest.version" (the same stamp) and, with a base version,
@@ -180,7 +189,9 @@ class InstanceService {
   bool updateRcpLauncherProperties();
 
   /// Copies a template to `osgiagent.properties`; an existing file stays.
-  /// \return the copy's success. False without home folder; false, with a line at level 3, without a template.
+  /// \return the copy's success. False without a home folder; false, with a line at level 3, when the template is
+  /// absent
+  ///     or missing.
   bool copyOgsiAgentProperties(const OptionalString& templatePath);
 
   /// Replaces `deploy/jvm.properties` by a copy of a template or, when that is absent or missing, by an empty file. A
@@ -190,7 +201,7 @@ class InstanceService {
   bool generateJVMPropertiesWithTemplate(const OptionalString& templatePath);
 
   /// Merges a customization file into `plugin_customization.ini` (the given file's values win), or copies it there when
-  /// there is none yet.
+  /// there is none yet. With a missing file the own one is only rewritten.
   /// \return false, with nothing done, without a home folder or a path; else true, whatever came of it.
   bool mergePluginCustomizationWithRcphome(const OptionalString& file);
 
@@ -212,7 +223,8 @@ class InstanceService {
   bool generateLinks();
 
   /// Hands everything below the home folder and the folder "shared" beside it (with \a treatHome) and below
-  /// \a workspace (unless absent) to the invoking user, see InstallUtil::changeAttributesForDirectory.
+  /// \a workspace (unless absent) to the invoking user, see InstallUtil::changeAttributesForDirectory. One that is
+  /// missing is left out.
   void updatePermissions(bool treatHome, const OptionalString& workspace);
 
   /// The same with the workspace that getWorkspace finds, or none.
@@ -222,13 +234,13 @@ class InstanceService {
   void updatePermissions(bool treatHome, const char* workspace) = delete;
 
   /// The data folder, or, when there is none, "rcp.data" of `rcplauncher.properties` with "${env.HOME}" replaced by
-  /// the environment variable HOME (when that is set). Whether it exists is not tested.
+  /// the environment variable HOME (when that is set). Whether it exists is not tested. None without that file or key.
   OptionalString getWorkspace() const;
 
   // ----- Add-on registry, keystores and extras -----
 
   /// The entries of `addonInfo.plist`, in the order of their installation, with every key and type they have. Empty
-  /// when the file lists none or cannot be read; none when it does not exist.
+  /// when the file lists none or cannot be read; none when it does not exist. A "~" in the home's path is not expanded.
   std::optional<PropertyListValue::Array> getAllAddonRegistryInfo() const;
 
   /// The first entry whose "ID" is exactly \a addonID; none when there is none, or for an absent ID.
@@ -241,16 +253,17 @@ class InstanceService {
   OptionalString getAddonInstalledBundleID(const OptionalString& addonID) const;
 
   /// Looks the entry up and forgets it in memory. The file is not written: the operation has no lasting effect, on
-  /// purpose.
+  /// purpose. An absent ID, one that is not there and a missing file do nothing.
   void removeRegistryInfoforAddon(const OptionalString& addonID);
 
   /// Replaces all keystore files of `deploy` (names that begin with ".keystore" in any letter case) by those of a
-  /// folder. Each step is a line at level 6, whether it succeeded or not; without a home folder too, though nothing is
-  /// copied then. A source without keystores leaves none.
+  /// folder. Needs the folder `deploy`. Each step is a line at level 6, whether it succeeded or not; without a home
+  /// folder or `deploy` too, though nothing is copied then. A source that is absent, missing or without keystores
+  /// leaves none.
   void copyKeyStores(const OptionalString& sourceFolder);
 
-  /// Merges a folder into `deploy/extras`, see InstallUtil::copyFolderFrom. Does nothing for a source that is absent,
-  /// no folder, or empty.
+  /// Merges a folder into `deploy/extras`, see InstallUtil::copyFolderFrom. A missing `deploy/extras` is made, in the
+  /// folder `deploy`, which it needs. Does nothing for a source that is absent, no folder, or empty.
   void copyExtras(const OptionalString& sourceFolder);
 
   // ----- Log collection -----
@@ -265,7 +278,8 @@ class InstanceService {
   /// Runs the log-collection utility of the instance, `collectionutility.jar`, with the Java runtime of the machine,
   /// and waits for it. Progress is logged at levels 5 and 6.
   ///
-  /// Does nothing, after a line that says so, without a Java runtime or without the utility. What the utility itself
+  /// Does nothing, after a line that says so, without a Java runtime, when the one that the system names has a relative
+  /// path, or without the utility. What the utility itself
   /// does stays unknown: the line that tells of success is logged as soon as it was started, on purpose. An instance
   /// without a version passes a fresh stamp, one without a workspace an empty text.
   void collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile,

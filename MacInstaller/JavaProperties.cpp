@@ -22,6 +22,7 @@ constexpr size_t kOrdinaryLine = 32;
 constexpr size_t kPartSize = size_t{1} << 16;
 constexpr char kNoKey[] = "setObjectForKey: key cannot be nil";
 constexpr char kNoValue[] = "setObjectForKey: object cannot be nil";
+constexpr char kUnread[] = "Not saved: %s exists, but cannot be read.";
 
 /// White space and line ends of ISO-8859-1.
 bool isTrimmed(char c) {
@@ -192,8 +193,9 @@ void JavaProperties::initDictionary() {
   _dict->index();
 }
 
-OptionalString JavaProperties::getPropertyForKey(const std::string& key) const {
-  const std::optional<std::string_view> value = _dict->find(key);
+OptionalString JavaProperties::getPropertyForKey(const OptionalString& key) const {
+  if (!key) return std::nullopt;
+  const std::optional<std::string_view> value = _dict->find(*key);
   return value ? OptionalString(*value) : std::nullopt;
 }
 
@@ -206,12 +208,25 @@ bool JavaProperties::setProperty(const OptionalString& value, const OptionalStri
   return true;
 }
 
-void JavaProperties::removePropertyForKey(const std::string& key) { _dict->remove(key); }
+void JavaProperties::removePropertyForKey(const OptionalString& key) {
+  if (key) _dict->remove(*key);
+}
+
+/// Whether a save to this file would lose what it holds, as that is not known.
+bool JavaProperties::wouldLose(const std::string& target) const {
+  if (!platform::exists(target)) return false;
+  const bool isBackingFile =
+      _file && (target == *_file || platform::resolvedPath(target) == platform::resolvedPath(*_file));
+  return isBackingFile ? _isFileUnread : !platform::readFile(target);
+}
 
 bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
   if (!path && !_file) return false;
   const std::string target = path ? platform::expandingTilde(*path) : *_file;
-  if (_isFileUnread && target == *_file) return false;
+  if (wouldLose(target)) {
+    platform::log(platform::LogLevel::Error, kUnread, target.c_str());
+    return false;
+  }
   return platform::writeFileAtomically(target, [this](const platform::PartWriter& write) {
     std::string part;
     for (const auto& [key, value] : _dict->sorted()) {
@@ -231,9 +246,7 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
 void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {
   if (!path || !platform::exists(*path)) return;
   const JavaProperties other(path);
-  for (const std::string& key : other.propertyNames()) {
-    if (const OptionalString value = other.getPropertyForKey(key)) (void)setProperty(value, key);
-  }
+  for (const auto& [key, value] : other._dict->sorted()) _dict->set(key, value);
   (void)savePropertiesToFile(std::nullopt);  // callers rely on it being saved, and do not learn whether it was
 }
 

@@ -18,7 +18,7 @@ class TextMap;
 /// separators, continuation lines and lines that begin with "-X", and keeps neither comments nor the order of lines.
 /// See initDictionary in the source for each rule.
 ///
-/// Changes stay in memory until a save. A missing or unreadable file reads as empty. Only setProperty logs.
+/// Changes stay in memory until a save. A missing or unreadable file reads as empty. What is logged is said below.
 class JavaProperties {
  public:
   /// No entries and no backing file.
@@ -27,29 +27,31 @@ class JavaProperties {
 
   /// Reads \a file ("~" expanded), which becomes the backing file also when it does not exist: a later save creates
   /// it. An absent path means no backing file. A file that is there but cannot be read (a failing disk, too little
-  /// memory) leaves the map empty too, but is then never replaced by a save: that would lose what it holds.
+  /// memory, no regular file) leaves the map empty too, and is never replaced by a save.
   explicit JavaProperties(const OptionalString& file);
 
   JavaProperties(const JavaProperties&) = delete;
   JavaProperties& operator=(const JavaProperties&) = delete;
 
-  /// The value of a key, or none when the key is not present.
-  OptionalString getPropertyForKey(const std::string& key) const;
+  /// The value of a key; none when the key is absent or not present.
+  OptionalString getPropertyForKey(const OptionalString& key) const;
 
   /// Stores a value under a key, replacing an earlier one.
   ///
   /// \return false, with one line at level 3 that names what is missing and nothing changed, when either is absent.
   bool setProperty(const OptionalString& value, const OptionalString& forKey);
 
-  /// Removes a key; does nothing when it is not present.
-  void removePropertyForKey(const std::string& key);
+  /// Removes a key; does nothing when it is absent or not present.
+  void removePropertyForKey(const OptionalString& key);
 
   /// Writes one line per entry, "key=value" with the escapes of StringUtil, to \a path ("~" expanded) or to the
-  /// backing file when the path is absent. An entry with an empty key is not written.
+  /// backing file when the path is absent. An entry with an empty key is not written. A missing file is made, in a
+  /// folder that must exist.
   ///
   /// The lines are sorted by their keys, so equal entries give equal bytes. Atomic, see platform::writeFileAtomically.
-  /// \return true on success; false when the write failed, there is no file to write to, or the target is a backing
-  ///     file that could not be read. Nothing is logged.
+  /// A file that exists and cannot be read is not replaced, however its path is spelt, as what it holds would be lost.
+  /// \return true on success; false when the write failed or there is no file to write to; false, with one line at
+  ///     level 3, for a file that exists and cannot be read.
   bool savePropertiesToFile(const OptionalString& path) const;
 
   /// Copies every entry of the properties file at the path over the entries here (the file's values win, nothing is
@@ -66,6 +68,7 @@ class JavaProperties {
 
  private:
   void initDictionary();
+  bool wouldLose(const std::string& target) const;
 
   std::unique_ptr<TextMap> _dict;
   OptionalString _file;        // backing file, "~" expanded

@@ -27,7 +27,7 @@ std::optional<PropertyListValue> Properties::getPropertyForKey(const OptionalStr
   return entry->second;
 }
 
-OptionalString Properties::getTextForKey(const std::string& key) const {
+OptionalString Properties::getTextForKey(const OptionalString& key) const {
   const std::optional<PropertyListValue> value = getPropertyForKey(key);
   const std::string* text = value ? value->asString() : nullptr;
   return text != nullptr ? OptionalString(*text) : std::nullopt;
@@ -41,6 +41,10 @@ bool Properties::setProperty(const std::optional<PropertyListValue>& value, cons
     _dict->erase(*forKey);
   }
   return true;
+}
+
+bool Properties::setProperty(const char* value, const OptionalString& forKey) {
+  return setProperty(value != nullptr ? std::optional<PropertyListValue>(value) : std::nullopt, forKey);
 }
 
 void Properties::removePropertyForKey(const OptionalString& key) {

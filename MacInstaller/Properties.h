@@ -32,12 +32,15 @@ class Properties {
   std::optional<PropertyListValue> getPropertyForKey(const OptionalString& key) const;
 
   /// The value of a key when it is a text; none otherwise.
-  OptionalString getTextForKey(const std::string& key) const;
+  OptionalString getTextForKey(const OptionalString& key) const;
 
   /// Stores a value under a key, replacing an earlier one; an absent value removes the key.
   ///
   /// \return false only for an object without a dictionary and for an absent key.
   bool setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey);
+
+  /// The same for a text; a null pointer is an absent value.
+  bool setProperty(const char* value, const OptionalString& forKey);
 
   /// Removes a key; does nothing when it is absent or not present.
   void removePropertyForKey(const OptionalString& key);
@@ -46,7 +49,8 @@ class Properties {
   void removeAllProperties();
 
   /// Writes the dictionary as an XML property list to \a path ("~" expanded), or to the backing file when the path is
-  /// absent. Atomic, see platform::writeFileAtomically. With neither path nor backing file nothing is written.
+  /// absent. A missing file is made, in a folder that must exist. Atomic, see platform::writeFileAtomically. With
+  /// neither path nor backing file nothing is written.
   ///
   /// \return false only for an object without a dictionary. Callers do not learn of a failed write, on purpose.
   bool savePropertiesToFile(const OptionalString& path) const;

@@ -58,8 +58,7 @@ std::u16string StringUtil::convertUnicode2Characters(const std::u16string& escap
   return result;
 }
 
-std::optional<std::u16string> StringUtil::charAtIndex(std::int32_t index,
-                                                      const std::optional<std::u16string>& ofString) {
+OptionalUtf16 StringUtil::charAtIndex(std::int32_t index, const OptionalUtf16& ofString) {
   if (!ofString || index < 0 || static_cast<size_t>(index) >= ofString->size()) return std::nullopt;
   return std::u16string(1, (*ofString)[static_cast<size_t>(index)]);
 }

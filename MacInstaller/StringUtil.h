@@ -38,7 +38,7 @@ class StringUtil {
   static std::u16string convertUnicode2Characters(const std::u16string& escaped);
 
   /// The one unit at an index, or none for an absent text or an index outside it.
-  static std::optional<std::u16string> charAtIndex(std::int32_t index, const std::optional<std::u16string>& ofString);
+  static OptionalUtf16 charAtIndex(std::int32_t index, const OptionalUtf16& ofString);
 
   // ----- Placeholders -----
 

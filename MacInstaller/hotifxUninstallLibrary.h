@@ -16,12 +16,16 @@
       effective user id of the process is that of the user named by the environment variable USER. No signal handler,
       descriptor, locale or working folder of the caller is changed.
   (6) No exception leaves them. Running out of memory gives 1.
+  (7) The library is position-independent and may go into a plug-in. These are its only names that are not hidden.
 */
 
 #include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {
+#endif
+#ifdef __GNUC__
+#pragma GCC visibility push(default) /* the only names that are not hidden in the library */
 #endif
 
 /*
@@ -39,6 +43,9 @@ int32_t RCPUninstallHotfixEx(const char* rcphome, const char* rcpdata);
 /* RCPUninstallHotfixEx with the default data folder. */
 int32_t RCPUninstallHotfix(const char* rcphome);
 
+#ifdef __GNUC__
+#pragma GCC visibility pop
+#endif
 #ifdef __cplusplus
 }
 #endif

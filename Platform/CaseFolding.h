@@ -10,8 +10,9 @@ namespace hotfix::platform {
 /// The text in lower case and in one canonical form, for comparison with another text made by this function.
 std::string lowercased(const std::string& text);
 
-/// Whether \a text begins with \a prefix, ignoring case. A match never cuts a letter from its accent. An empty prefix
-/// gives false.
+/// Whether \a text begins with \a prefix, ignoring case. A match never ends inside a character: not between a letter
+/// and its accent, not in a Korean syllable, nor in what stands for one character when case is ignored ("ss" for "ß").
+/// An empty prefix gives false.
 bool hasPrefixIgnoringCase(const std::string& text, const std::string& prefix);
 
 /// Whether two texts are equal but for case.

@@ -27,7 +27,7 @@ bool areEqual(const Content* left, const Content* right) {
 }  // namespace
 
 PropertyListValue::PropertyListValue(std::string text) : _value(std::move(text)) {}
-PropertyListValue::PropertyListValue(const char* text) : _value(std::string(text)) {}
+PropertyListValue::PropertyListValue(const char* text) : _value(std::string(text != nullptr ? text : "")) {}
 PropertyListValue::PropertyListValue(bool boolean) : _value(boolean) {}
 PropertyListValue::PropertyListValue(Integer integer) : _value(integer) {}
 PropertyListValue::PropertyListValue(double real) : _value(real) {}

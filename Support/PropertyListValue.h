@@ -1,6 +1,7 @@
 #ifndef SUPPORT_PROPERTY_LIST_VALUE_H_
 #define SUPPORT_PROPERTY_LIST_VALUE_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -37,7 +38,8 @@ class PropertyListValue {
 
   PropertyListValue() : PropertyListValue(std::string()) {}  ///< the empty string
   PropertyListValue(std::string text);                       // NOLINT(google-explicit-constructor): a text is a value
-  PropertyListValue(const char* text);  // NOLINT(google-explicit-constructor): else it would be a boolean
+  PropertyListValue(const char* text);  // NOLINT(google-explicit-constructor): else it would be a boolean; null is ""
+  PropertyListValue(std::nullptr_t) = delete;
   explicit PropertyListValue(bool boolean);
   explicit PropertyListValue(Integer integer);
   explicit PropertyListValue(double real);

@@ -47,7 +47,7 @@ install(FILES completions/hotfixUninstall.bash RENAME hotfixUninstall
 install(FILES completions/_hotfixUninstall DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 install(FILES completions/hotfixUninstall.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 
-install(FILES CHANGELOG.md SECURITY.md docs/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 install(EXPORT hotfixUninstallTargets NAMESPACE hotfixUninstall:: DESTINATION ${package_folder})
 configure_package_config_file(cmake/hotfixUninstallConfig.cmake.in ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake

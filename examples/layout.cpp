@@ -16,7 +16,8 @@
 
 namespace {
 
-/// Where several templates have a value for the same preference, the one that is merged last wins.
+/// Where several templates have a value for the same preference, the one that is merged last wins. The JVM's properties
+/// come before the manifest, which needs the folder `deploy` that they make.
 bool layOut(hotfix::InstanceService& instance, const std::string& data, const std::string& templates) {
   return instance.generateRcplauncherPropertiesWithTemplate(templates + "/launcher.properties", data) &&
          instance.copyOgsiAgentProperties(templates + "/agent.properties") &&

@@ -1,6 +1,7 @@
 #include "Platform/CaseFolding.h"
 
 #include "Platform/darwin/CoreFoundationValue.h"
+#include "Platform/posix/CharacterEnd.h"
 #include "Support/TextEncoding.h"
 
 namespace hotfix::platform {
@@ -18,17 +19,22 @@ size_t lengthOfCharacter(char first) {
   return byte < 0xF0 ? 3 : 4;
 }
 
+/// The character at a place of a text, or the one byte there that is no part of UTF-8.
+std::string characterAt(const std::string& text, size_t at) {
+  std::string character = text.substr(at, lengthOfCharacter(text[at]));
+  return text::isValidUtf8(character) ? character : text.substr(at, 1);
+}
+
 std::u16string unitsFrom(const std::string& text) {
   std::u16string units;
   for (size_t at = 0; at < text.size();) {
-    const std::string character = text.substr(at, lengthOfCharacter(text[at]));
+    const std::string character = characterAt(text, at);
     if (text::isValidUtf8(character)) {
       units += text::utf16FromUtf8(character);
-      at += character.size();
     } else {
       units += static_cast<char16_t>(kStrayByte + static_cast<unsigned char>(text[at]));
-      ++at;
     }
+    at += character.size();
   }
   return units;
 }
@@ -71,13 +77,27 @@ std::u16string folded(const std::string& text) {
   return unitsOf(string);
 }
 
-/// Whether an accent, or another mark that belongs to the letter before it, is at this place.
-bool isMarkAt(const std::u16string& units, size_t at) {
-  const char16_t unit = units[at];
-  const bool isPair = unit >= 0xD800 && unit < 0xDC00 && at + 1 < units.size();
-  const UTF32Char character =
-      isPair ? 0x10000U + ((unit - 0xD800U) << 10U) + (units[at + 1] - 0xDC00U) : UTF32Char{unit};
-  return CFCharacterSetIsLongCharacterMember(CFCharacterSetGetPredefined(kCFCharacterSetNonBase), character) != 0;
+/// Whether the character is an accent, or another mark that belongs to the letter before it.
+bool isMark(const std::u16string& character) {
+  const char16_t unit = character[0];
+  const UTF32Char number =
+      character.size() > 1 ? 0x10000U + ((unit - 0xD800U) << 10U) + (character[1] - 0xDC00U) : UTF32Char{unit};
+  return CFCharacterSetIsLongCharacterMember(CFCharacterSetGetPredefined(kCFCharacterSetNonBase), number) != 0;
+}
+
+/// Whether a character of the text ends where its folded form has so many units.
+bool endsCharacter(const std::string& text, const std::u16string& whole, size_t foldedLength) {
+  size_t folding = 0;
+  size_t at = 0;
+  while (folding < foldedLength && at < text.size()) {
+    const std::string character = characterAt(text, at);
+    folding += folded(character).size();
+    at += character.size();
+  }
+  if (folding != foldedLength) return false;
+  if (at == text.size()) return true;
+  const std::u16string next = unitsFrom(characterAt(text, at));
+  return !isMark(next) && !continuesSyllable(whole[foldedLength - 1], next[0]);
 }
 
 }  // namespace
@@ -94,7 +114,7 @@ bool hasPrefixIgnoringCase(const std::string& text, const std::string& prefix) {
   const std::u16string whole = folded(text);
   const std::u16string start = folded(prefix);
   if (whole.compare(0, start.size(), start) != 0) return false;
-  return whole.size() == start.size() || !isMarkAt(whole, start.size());
+  return endsCharacter(text, whole, start.size());
 }
 
 bool equalIgnoringCase(const std::string& left, const std::string& right) { return folded(left) == folded(right); }

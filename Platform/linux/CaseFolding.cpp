@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/posix/CharacterEnd.h"
+
 namespace hotfix::platform {
 
 namespace {
@@ -25,6 +27,14 @@ void appendDecomposed(std::string_view utf8, utf8proc_option_t options, Characte
   utf8proc_decompose(bytes, size, &characters[before], count, options);
 }
 
+/// How many bytes the character at a place of a text takes; none when they are no UTF-8.
+size_t lengthOfCharacterAt(const std::string& text, size_t at, utf8proc_int32_t& character) {
+  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+  const utf8proc_ssize_t length =
+      utf8proc_iterate(bytes + at, static_cast<utf8proc_ssize_t>(text.size() - at), &character);
+  return length > 0 ? static_cast<size_t>(length) : 0;
+}
+
 /// The characters of a text in canonical decomposition; bytes that are no UTF-8 stay what they are.
 Characters decomposed(const std::string& text, int moreOptions) {
   const auto options = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE | moreOptions);
@@ -32,15 +42,12 @@ Characters decomposed(const std::string& text, int moreOptions) {
   size_t start = 0;
   for (size_t at = 0; at < text.size();) {
     utf8proc_int32_t character = 0;
-    const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-    const utf8proc_ssize_t length =
-        utf8proc_iterate(bytes + at, static_cast<utf8proc_ssize_t>(text.size() - at), &character);
-    if (length > 0) {
-      at += static_cast<size_t>(length);
+    if (const size_t length = lengthOfCharacterAt(text, at, character); length > 0) {
+      at += length;
       continue;
     }
     appendDecomposed(std::string_view(text).substr(start, at - start), options, characters);
-    characters.push_back(kStrayByte + bytes[at]);
+    characters.push_back(kStrayByte + static_cast<unsigned char>(text[at]));
     start = ++at;
   }
   appendDecomposed(std::string_view(text).substr(start), options, characters);
@@ -83,6 +90,22 @@ bool isFinalSigma(const Characters& characters, size_t index) {
 /// What two texts that differ in case only have in common.
 Characters folded(const std::string& text) { return decomposed(text, UTF8PROC_CASEFOLD); }
 
+/// Whether a character of the text ends where its folded form has so many characters.
+bool endsCharacter(const std::string& text, const Characters& whole, size_t foldedLength) {
+  size_t folding = 0;
+  size_t at = 0;
+  utf8proc_int32_t character = 0;
+  while (folding < foldedLength) {
+    const size_t length = std::max<size_t>(lengthOfCharacterAt(text, at, character), 1);
+    folding += folded(text.substr(at, length)).size();
+    at += length;
+  }
+  if (folding > foldedLength) return false;
+  if (lengthOfCharacterAt(text, at, character) == 0) return true;  // the text's end, or a stray byte
+  return !isMark(character) &&
+         !continuesSyllable(static_cast<char32_t>(whole[foldedLength - 1]), static_cast<char32_t>(character));
+}
+
 }  // namespace
 
 std::string lowercased(const std::string& text) {
@@ -102,7 +125,7 @@ bool hasPrefixIgnoringCase(const std::string& text, const std::string& prefix) {
   const Characters whole = folded(text);
   const Characters start = folded(prefix);
   if (start.size() > whole.size() || !std::equal(start.begin(), start.end(), whole.begin())) return false;
-  return start.size() == whole.size() || !isMark(whole[start.size()]);
+  return endsCharacter(text, whole, start.size());
 }
 
 bool equalIgnoringCase(const std::string& left, const std::string& right) { return folded(left) == folded(right); }

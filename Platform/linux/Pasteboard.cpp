@@ -4,7 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <map>
+#include <mutex>
 
 #include "Platform/FileManager.h"
 #include "Platform/PropertyList.h"
@@ -26,15 +27,17 @@ bool isPrivateFolder(const std::string& path) {
          (status.st_mode & 077U) == 0;
 }
 
-/// File of a pasteboard, in a private folder that is made if need be; none when there is no such folder.
-OptionalString storeFile(const std::string& pasteboard) {
+enum class IfMissing { MakeFolder, Leave };
+
+/// File of a pasteboard, in a private folder; none when there is no such folder.
+OptionalString storeFile(const std::string& pasteboard, IfMissing ifMissing) {
   const std::string name = path::lastComponent(pasteboard) + ".plist";
   const std::string runtimeFolder = onDisk("/run/user/" + std::to_string(geteuid()));
   if (isPrivateFolder(runtimeFolder)) return path::appending(runtimeFolder, name);
   const OptionalString home = homeFolder();
   if (!home) return std::nullopt;
   const std::string folder = onDisk(*home + "/Library/Pasteboards");
-  if (!exists(folder)) {
+  if (ifMissing == IfMissing::MakeFolder && !exists(folder)) {
     (void)createFolder(path::deletingLastComponent(folder), Parents::Created);
     (void)mkdir(folder.c_str(), 0700);
   }
@@ -50,29 +53,65 @@ std::optional<PropertyListValue::Dictionary> readStore(const OptionalString& fil
   return readDictionary(*file);
 }
 
+/// Which file a store is. Every write makes another one.
+struct Identity {
+  dev_t device;
+  ino_t number;
+  struct timespec changed;
+};
+
+std::optional<Identity> identityOf(const std::string& file) {
+  struct stat status;
+  if (lstat(file.c_str(), &status) != 0) return std::nullopt;
+  return Identity{status.st_dev, status.st_ino, status.st_ctim};
+}
+
+bool operator==(const Identity& left, const Identity& right) {
+  return left.device == right.device && left.number == right.number && left.changed.tv_sec == right.changed.tv_sec &&
+         left.changed.tv_nsec == right.changed.tv_nsec;
+}
+
+/// The stores that this process was the last to write, as far as it knows.
+struct OwnedStores {
+  std::mutex mutex;
+  std::map<std::string, Identity> byFile;
+};
+
+OwnedStores& ownedStores() {
+  static auto* stores = new OwnedStores;  // outlives threads that are still running
+  return *stores;
+}
+
 void writeStore(const OptionalString& file, const std::string& type, PropertyListValue::Array content) {
   if (!file) return;
   const OptionalString text =
       xmlPropertyList(PropertyListValue(PropertyListValue::Dictionary{{type, PropertyListValue(std::move(content))}}));
   Attributes ownerOnly;
   ownerOnly.mode = 0600;
-  if (text) (void)createFile(*file, *text, ownerOnly);  // in a private folder it is never open to others
+  const bool isWritten = text && createFile(*file, *text, ownerOnly);  // in a private folder it is never open to others
+  const std::optional<Identity> identity = isWritten ? identityOf(*file) : std::nullopt;
+  if (identity) ownedStores().byFile[*file] = *identity;
 }
 
 }  // namespace
 
 void declarePasteboardType(const std::string& pasteboard, const std::string& type) {
-  writeStore(storeFile(pasteboard), type, {});
+  const std::lock_guard<std::mutex> lock(ownedStores().mutex);
+  writeStore(storeFile(pasteboard, IfMissing::MakeFolder), type, {});
 }
 
 void setPasteboardPropertyList(const std::string& pasteboard, const std::string& type, const PropertyListValue& value) {
-  const OptionalString file = storeFile(pasteboard);
+  const std::lock_guard<std::mutex> lock(ownedStores().mutex);
+  const OptionalString file = storeFile(pasteboard, IfMissing::Leave);
+  if (!file) return;
+  const auto owned = ownedStores().byFile.find(*file);
+  if (owned == ownedStores().byFile.end() || !(identityOf(*file) == owned->second)) return;
   const auto store = readStore(file);
   if (store && store->count(type) != 0) writeStore(file, type, {value});
 }
 
 std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type) {
-  const auto store = readStore(storeFile(pasteboard));
+  const auto store = readStore(storeFile(pasteboard, IfMissing::Leave));
   if (!store) return std::nullopt;
   const auto content = store->find(type);
   if (content == store->end()) return std::nullopt;

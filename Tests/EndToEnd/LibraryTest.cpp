@@ -8,10 +8,11 @@ namespace {
 class LibraryTest : public MachineTest {
  protected:
   /// The program ends with 0 when each of its calls answers \a expected; data "-" is an absent data folder.
-  Call callEntries(const std::string& dataFolder, const std::string& count, const std::string& expected) {
+  Call callEntries(const std::string& dataFolder, const std::string& count, const std::string& expected,
+                   const std::string& program = HOTFIX_C_PROGRAM) {
     Call result = call({home, dataFolder, count, expected});
-    result.program = HOTFIX_C_PROGRAM;
-    result.commandLine.front() = HOTFIX_C_PROGRAM;
+    result.program = program;
+    result.commandLine.front() = program;
     return result;
   }
 
@@ -65,6 +66,21 @@ TEST_F(LibraryTest, AbsentHomeIsRefusedAndNothingIsStarted) {
   EXPECT_EQ(outcome.output, "");
   EXPECT_EQ(outcome.commandLines(), std::vector<CommandLine>());
   EXPECT_EQ(state(), before);
+}
+
+TEST_F(LibraryTest, ProgramWithTheSameNamesIsLeftAlone) {
+  setLauncher("echo rc=7 > \"$result\"; echo '<m/>' > \"${0%/*}/deploy/uninstall.hotfix.xml\"");
+  EXPECT_EQ(run(callEntries(data, "1", "1", HOTFIX_OWN_NAMES_PROGRAM)).ending, "exit 0") << "not a failure";
+  setLauncher("echo rc=0 > \"$result\"");
+  const Outcome outcome = run(callEntries(data, "1", "0", HOTFIX_OWN_NAMES_PROGRAM));
+  EXPECT_EQ(outcome.ending, "exit 0") << outcome.errors;
+  EXPECT_EQ(outcome.output, kSucceeded);
+}
+
+TEST_F(LibraryTest, WorksInAPluginThatIsLoadedAgainAndAgain) {
+  EXPECT_EQ(run(callEntries(data, "1", "0", HOTFIX_PLUGIN_HOST)).output, kSucceeded);
+  const Outcome outcome = run(callEntries(data, "2", "1", HOTFIX_PLUGIN_HOST));
+  EXPECT_EQ(outcome.ending, "exit 0") << outcome.errors;
 }
 
 }  // namespace

@@ -140,7 +140,8 @@ class PlantedConfigurationTest : public PlantedFilesTest {
     Lines service = serviceMade();
     service.insert(service.begin() + 1,
                    "<Warning>: Ignored " + std::string(kConfigurationFile) +
-                       ": it is not a file of root or of this user that only its owner can write.");
+                       ": it counts only as a plain file with one name that root or this user owns and that "
+                       "not everybody can write to.");
     expectSuccessWithTrace(run(uninstall()), allTraceWith(service));
     EXPECT_FALSE(files().has(inside(kLocation)));
     EXPECT_EQ(victim(), intactVictim());

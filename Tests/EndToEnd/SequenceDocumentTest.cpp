@@ -114,6 +114,10 @@ class SequenceDocumentTest : public MachineTest {
         startProgram(bundle + "/Contents/MacOS/product");
       },
       [this] { removeFile("rcplauncher.properties"); },
+      [this] {
+        removeFile("rcplauncher.properties");
+        files().makeFolder(inHome("rcplauncher.properties"));
+      },
       [this] { removeFile("rcplauncher"); },
       [this] { setLauncher("echo rc=0 > \"$result\"\nexit 7"); },
       [this] { removeRecord("installedHotfixBundleID"); },
@@ -222,7 +226,7 @@ TEST_P(FailureTest, IsAsTheTableSays) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, FailureTest, ::testing::Range<size_t>(0, 13));
+INSTANTIATE_TEST_SUITE_P(Rows, FailureTest, ::testing::Range<size_t>(0, 14));
 
 class StopTest : public SequenceDocumentTest, public ForEachText {};
 

@@ -46,7 +46,10 @@ class ConfigurationTest : public OutsideTest {
     clearLog();
     EXPECT_EQ(productName(), std::nullopt);
     EXPECT_EQ(log().size(), 1U);
-    EXPECT_EQ(log(platform::LogLevel::Warning).size(), 1U);
+    EXPECT_EQ(log(platform::LogLevel::Warning),
+              (std::vector<std::string>{std::string("Ignored ") + platform::kInternalConfigurationFile +
+                                        ": it counts only as a plain file with one name that root or this user owns "
+                                        "and that not everybody can write to."}));
   }
 };
 
@@ -86,6 +89,16 @@ TEST_F(ConfigurationTest, FileThatIsNoDictionaryIsInert) {
   EXPECT_FALSE(configuration.setProperty("v", "k"));
   EXPECT_FALSE(configuration.saveConfiguration());
   EXPECT_EQ(folder.read(file), "( a )");
+}
+
+TEST_F(ConfigurationTest, FileThatCannotBeReadIsNeverSavedOver) {
+  constexpr off_t kMoreThanIsRead = (off_t{1} << 30) + 1;
+  makeConfiguration();
+  ASSERT_EQ(truncate((folder / file).c_str(), kMoreThanIsRead), 0);
+  Configuration configuration;
+  EXPECT_FALSE(configuration.setProperty("v", "k"));
+  EXPECT_FALSE(configuration.saveConfiguration());
+  EXPECT_EQ(folder.attributes(file).st_size, kMoreThanIsRead);
 }
 
 // ----- Trust -----
@@ -178,6 +191,9 @@ TEST_F(ConfigurationTest, SetPassesOnTheAnswersOfTheList) {
   EXPECT_TRUE(configuration.setProperty("v", "k"));
   EXPECT_FALSE(configuration.setProperty("v", std::nullopt));
   EXPECT_TRUE(configuration.setProperty(std::nullopt, "k"));
+  EXPECT_TRUE(configuration.setProperty("v", "other"));
+  EXPECT_TRUE(configuration.setProperty(nullptr, "other"));
+  EXPECT_FALSE(configuration.getPropertyValueForKey("other"));
   EXPECT_EQ(configuration.getPropertyValueForKey("k"), std::nullopt);
 }
 

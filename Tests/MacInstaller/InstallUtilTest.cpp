@@ -642,6 +642,8 @@ TEST_F(InstallUtilTest, PrefixIgnoresCase) {
 TEST_F(InstallUtilTest, AbsentTextHasNoPrefix) {
   EXPECT_FALSE(InstallUtil::hasPrefixCaseInsensitive(std::nullopt, "x"));
   EXPECT_FALSE(InstallUtil::hasPrefixCaseInsensitive(std::nullopt, ""));
+  EXPECT_FALSE(InstallUtil::hasPrefixCaseInsensitive("x", std::nullopt));
+  EXPECT_FALSE(InstallUtil::hasPrefixCaseInsensitive(std::nullopt, std::nullopt));
 }
 
 // ----- The package variable -----

@@ -247,6 +247,12 @@ TEST_F(AddonRegistryTest, FolderInPlaceOfTheFileReadsAsEmpty) {
   EXPECT_EQ(instance.getAllAddonRegistryInfo(), Array());
 }
 
+TEST_F(AddonRegistryTest, FileIsReadWhereItWasLookedForWithTheTildeAsItIs) {
+  const ScopedWorkingFolder working(folder.path());
+  folder.makeFile("~/rcp/addonInfo.plist", "{ addons = ( { ID = a; version = 1; } ); }");
+  EXPECT_EQ(InstanceService("~/rcp").getAddonInstalledVersion("a"), "1");
+}
+
 TEST_F(AddonRegistryTest, MissingFileGivesNone) {
   InstanceService instance(home(), data());
   InstanceService homeless(kNone, data());

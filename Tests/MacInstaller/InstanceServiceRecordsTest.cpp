@@ -267,7 +267,7 @@ TEST_F(InstanceServiceRecordsTest, HotfixVersionIsRecordedAndRemoved) {
                                 {"hotfixVersion", "6.2.1.2"},
                                 {"installedHotfixBundleID", "com.qor.hotfix.pkg"},
                                 {"version", "6.2.1"}}));
-  instance.updateHotfixVersion(kNone);
+  instance.updateHotfixVersion(nullptr);
   expectInstallInfo(xmlRecords(
       {{"SKIPRUNNINGCHECK", "false"}, {"installedHotfixBundleID", "com.qor.hotfix.pkg"}, {"version", "6.2.1"}}));
   EXPECT_FALSE(instance.isHotfixApplied());

@@ -151,13 +151,13 @@ TEST_F(InstanceServiceWorkspaceTest, LinksFolderThatCannotBeMadeIsAWarning) {
   EXPECT_EQ(log(), (std::vector<LogLine>{{4, "Not able to create links directory."}}));
 }
 
-TEST_F(InstanceServiceWorkspaceTest, LinksThatCannotBeSavedAreNotTold) {
+TEST_F(InstanceServiceWorkspaceTest, LinksThatCannotBeSavedAreNotAnswered) {
   folder.makeFolder(inHome("eclipse/links/rcp.link"));
   Tree expected = homeTree();
   expected["eclipse/links/shared.link"] = "file: path=" + shared() + "\n";
   EXPECT_TRUE(instance.generateLinks());
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_EQ(log(), (std::vector<LogLine>{notSaved("eclipse/links/rcp.link")}));
 }
 
 TEST_F(InstanceServiceWorkspaceTest, FileInPlaceOfTheLinksFolderIsUsedAsItIs) {

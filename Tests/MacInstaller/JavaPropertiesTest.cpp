@@ -209,6 +209,14 @@ TEST_F(JavaPropertiesTest, ChangesStayInMemoryUntilASave) {
   EXPECT_EQ(folder.read("file"), "k=v");
 }
 
+TEST_F(JavaPropertiesTest, AbsentKeyIsNotThere) {
+  JavaProperties properties;
+  properties.setProperty("v", "");
+  EXPECT_EQ(properties.getPropertyForKey(std::nullopt), std::nullopt);
+  properties.removePropertyForKey(nullptr);
+  EXPECT_EQ(properties.getPropertyForKey(""), "v");
+}
+
 // ----- Reading: lines -----
 
 TEST_F(JavaPropertiesTest, KeyAndValueWithBlanksAroundTheSeparator) {
@@ -701,10 +709,29 @@ TEST_F(JavaPropertiesTest, BackingFileThatCouldNotBeReadIsNotReplaced) {
   JavaProperties properties(fifo);
   properties.setProperty("v", "k");
   EXPECT_FALSE(properties.savePropertiesToFile(std::nullopt));
-  EXPECT_FALSE(properties.savePropertiesToFile(fifo));
+  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Not saved: " + fifo + " exists, but cannot be read."}}));
+  folder.makeFolder("folder");
+  folder.makeLink("link", "fifo");
+  for (const std::string& spelling :
+       {fifo, folder / "/fifo", folder / "./fifo", folder / "folder/../fifo", folder / "link"}) {
+    clearLog();
+    EXPECT_FALSE(properties.savePropertiesToFile(spelling));
+    EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Not saved: " + spelling + " exists, but cannot be read."}}));
+  }
   EXPECT_TRUE(S_ISFIFO(folder.attributes("fifo").st_mode));
+  EXPECT_TRUE(S_ISLNK(folder.attributes("link").st_mode));
+  clearLog();
   EXPECT_TRUE(properties.savePropertiesToFile(folder / "other"));
   EXPECT_EQ(folder.read("other"), "k=v\n");
+  EXPECT_TRUE(log().empty());
+}
+
+TEST_F(JavaPropertiesTest, AnotherFileThatCannotBeReadIsNotReplacedEither) {
+  const std::string fifo = folder.makeFifo("fifo");
+  const std::string file = folder.makeFile("file", "k=v");
+  EXPECT_FALSE(JavaProperties(file).savePropertiesToFile(fifo));
+  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Not saved: " + fifo + " exists, but cannot be read."}}));
+  EXPECT_TRUE(S_ISFIFO(folder.attributes("fifo").st_mode));
 }
 
 TEST_F(JavaPropertiesTest, SaveWithoutAFolderFails) {

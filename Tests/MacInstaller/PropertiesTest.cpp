@@ -60,6 +60,9 @@ TEST_F(PropertiesTest, NewObjectIsAnEmptyDictionaryWithoutAFile) {
   EXPECT_EQ(properties.getPropertyForKey("k"), std::nullopt);
   EXPECT_TRUE(properties.setProperty("v", "k"));
   EXPECT_EQ(properties.getPropertyForKey("k"), PropertyListValue("v"));
+  EXPECT_EQ(properties.getTextForKey(nullptr), std::nullopt);
+  EXPECT_TRUE(properties.setProperty(nullptr, "k"));
+  EXPECT_FALSE(properties.getPropertyForKey("k"));
 }
 
 TEST_F(PropertiesTest, MissingFileGivesAnInertObject) {

@@ -160,6 +160,7 @@ TEST(StringUtilTest, CharAtIndexOutsideTheTextIsNone) {
   EXPECT_EQ(StringUtil::charAtIndex(INT_MIN, u"abc"), std::nullopt);
   EXPECT_EQ(StringUtil::charAtIndex(0, u""), std::nullopt);
   EXPECT_EQ(StringUtil::charAtIndex(0, std::nullopt), std::nullopt);
+  EXPECT_EQ(StringUtil::charAtIndex(0, nullptr), std::nullopt);
 }
 
 // ----- Placeholders -----

@@ -107,6 +107,33 @@ TEST(CaseFoldingTest, PrefixDoesNotCutALetterFromItsAccent) {
   EXPECT_TRUE(hasPrefixIgnoringCase("cafe\u0301 x", "CAF\u00C9"));
 }
 
+TEST(CaseFoldingTest, PrefixDoesNotEndInsideACharacter) {
+  EXPECT_FALSE(hasPrefixIgnoringCase("\u00DF", "s"));
+  EXPECT_FALSE(hasPrefixIgnoringCase("s\u00DF", "ss"));
+  EXPECT_FALSE(hasPrefixIgnoringCase("s\u00DF", "\u00DF"));
+  EXPECT_TRUE(hasPrefixIgnoringCase("\u00DFx", "SS"));
+  EXPECT_TRUE(hasPrefixIgnoringCase("ssx", "\u00DF"));
+  EXPECT_FALSE(hasPrefixIgnoringCase("\uFB01n", "f"));
+  EXPECT_TRUE(hasPrefixIgnoringCase("\uFB01n", "FI"));
+  // An iota subscript becomes a letter when case is ignored.
+  EXPECT_FALSE(hasPrefixIgnoringCase("\u1FB3", "\u03B1"));
+  EXPECT_FALSE(hasPrefixIgnoringCase("\u03B1\u0345", "\u03B1"));
+  EXPECT_TRUE(hasPrefixIgnoringCase("\u1FB3", "\u0391\u0345"));
+}
+
+TEST(CaseFoldingTest, PrefixDoesNotEndInsideAKoreanSyllable) {
+  constexpr char kGa[] = "\uAC00";
+  constexpr char kGag[] = "\uAC01";
+  EXPECT_FALSE(hasPrefixIgnoringCase(kGag, kGa));
+  EXPECT_FALSE(hasPrefixIgnoringCase("\u1100\u1161\u11A8", kGa));
+  EXPECT_FALSE(hasPrefixIgnoringCase("\uAC00\u11A8", kGa));
+  EXPECT_FALSE(hasPrefixIgnoringCase(kGa, "\u1100"));
+  EXPECT_FALSE(hasPrefixIgnoringCase("\uA960\uD7B0\uD7CB", "\uA960\uD7B0"));
+  EXPECT_TRUE(hasPrefixIgnoringCase(kGag, "\u1100\u1161\u11A8"));
+  EXPECT_TRUE(hasPrefixIgnoringCase("\uAC00\uAC01", kGa));
+  EXPECT_TRUE(hasPrefixIgnoringCase("\uAC00x", kGa));
+}
+
 TEST(CaseFoldingTest, LongTextsAreComparedWhole) {
   const std::string text = std::string(100'000, 'A') + "\u00C9";
   EXPECT_TRUE(equalIgnoringCase(text, std::string(100'000, 'a') + "e\u0301"));

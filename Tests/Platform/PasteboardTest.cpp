@@ -87,6 +87,31 @@ TEST_P(PasteboardTest, NothingIsReadBeforeAnythingIsDeclared) {
   EXPECT_THAT(log(), IsEmpty());
 }
 
+TEST_P(PasteboardTest, OnlyTheProcessThatDeclaredTheTypeCanStore) {
+  declarePasteboardType(kBoard, kType);
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  // Another process of the user, which took the pasteboard over.
+  inChild([] { declarePasteboardType(kBoard, kType); });
+  setPasteboardPropertyList(kBoard, kType, "too late");
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+}
+
+TEST_P(PasteboardTest, ProcessThatDeclaredNothingCannotStore) {
+  inChild([] {
+    declarePasteboardType(kBoard, kType);
+    setPasteboardPropertyList(kBoard, kType, kValue);
+  });
+  setPasteboardPropertyList(kBoard, kType, "of a stranger");
+  EXPECT_EQ(pasteboardPropertyList(kBoard, kType), kValue);
+}
+
+TEST_P(PasteboardTest, ReadingAndStoringMakeNoFolder) {
+  const auto before = treeSnapshot(folder.path());
+  EXPECT_FALSE(pasteboardPropertyList(kBoard, kType));
+  setPasteboardPropertyList(kBoard, kType, kValue);
+  EXPECT_EQ(treeSnapshot(folder.path()), before);
+}
+
 TEST_P(PasteboardTest, StoreIsForItsUserAlone) {
   const ScopedUmask mask(0);
   declarePasteboardType(kBoard, kType);

@@ -64,6 +64,11 @@ class InstanceTest : public OutsideTest {
   /// What every making of an instance service for \a home logs, as nobody set a new install location.
   static std::vector<LogLine> creationLines(const std::string& home);
 
+  /// What a save logs that would replace a file that cannot be read.
+  LogLine notSaved(const std::string& pathInHome) const {
+    return {3, "Not saved: " + home() + "/" + pathInHome + " exists, but cannot be read."};
+  }
+
   // ----- Noting programs -----
 
   /// A program that notes its start for the functions below, then runs \a shellText.

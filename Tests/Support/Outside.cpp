@@ -72,7 +72,7 @@ void OutsideTest::clearLog() { messages.clear(); }
 
 void OutsideTest::setClock(const platform::LocalTime& moment) { clockTime = moment; }
 
-void OutsideTest::setEnvironment(const std::string& name, const std::optional<std::string>& value) {
+void OutsideTest::setEnvironment(const std::string& name, const OptionalString& value) {
   _environmentBefore.emplace_back(name, platform::environmentVariable(name.c_str()));
   if (value) {
     setenv(name.c_str(), value->c_str(), 1);

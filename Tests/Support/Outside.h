@@ -42,7 +42,7 @@ class OutsideTest : public ::testing::Test {
   static void setClock(const platform::LocalTime& moment);
 
   /// Sets an environment variable for this test, or removes it (absent value); put back afterwards.
-  void setEnvironment(const std::string& name, const std::optional<std::string>& value);
+  void setEnvironment(const std::string& name, const OptionalString& value);
 
   /// Lets a process with this executable path run, as far as the process list can see.
   void runProcess(int pid, const std::string& executable) const;
@@ -51,7 +51,7 @@ class OutsideTest : public ::testing::Test {
   void setUserDefaults(const std::string& domain, const std::string& propertyList) const;
 
  private:
-  std::vector<std::pair<std::string, std::optional<std::string>>> _environmentBefore;
+  std::vector<std::pair<std::string, OptionalString>> _environmentBefore;
 };
 
 }  // namespace hotfix
