@@ -11,7 +11,7 @@
 
 #include "Platform/SystemLog.h"
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/SpawnLimits.h"
+#include "Platform/posix/SpawnDescriptors.h"
 #include "Support/Progress.h"
 
 extern char** environ;  // NOLINT(readability-redundant-declaration): no header of macOS declares it
