@@ -13,7 +13,6 @@
 #include "Platform/LocalTime.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/PipeSignal.h"
 #include "Platform/posix/ProgramName.h"
 #include "Platform/posix/SystemLogSink.h"
 
@@ -120,11 +119,7 @@ void log(LogLevel level, const char* format, ...) {
   std::vector<int>& files = logFiles().descriptors;
   if (!files.empty()) {
     const std::string line = traceLine(level, message);
-    const auto fails = [&line](int file) {
-      bool isWritten = false;
-      withoutPipeSignal(file, [&] { isWritten = writeAll(file, line); });
-      return !isWritten;
-    };
+    const auto fails = [&line](int file) { return !writeAll(file, line); };
     files.erase(std::remove_if(files.begin(), files.end(), fails), files.end());
   }
   errno = errorBefore;
