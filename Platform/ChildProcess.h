@@ -12,7 +12,9 @@
 ///
 /// A child is the leader of its own process group, begins with the default action for SIGCHLD and SIGPIPE and with
 /// no signal blocked, and inherits nothing above descriptor 2. Its standard input, environment and working folder
-/// are the caller's. Waiting is right also in a process that ignores SIGCHLD or reaps its children elsewhere.
+/// are the caller's. The system shell differs in one thing: it stays in the caller's process group, as with system(3)
+/// and popen(3), so that it can use the terminal that the caller has. Waiting is right also in a process that ignores
+/// SIGCHLD or reaps its children elsewhere.
 namespace hotfix::platform {
 
 class ChildProcess {

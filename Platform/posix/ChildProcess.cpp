@@ -39,8 +39,12 @@ class SpawnOutputs {
   posix_spawn_file_actions_t _actions = {};
 };
 
+/// Whose process group a child belongs to.
+enum class Group { Own, Callers };
+
 /// Starts a program. \return its process id, or -1 after a line in the log.
-pid_t spawn(const OptionalString& executable, const std::vector<std::string>& arguments, SpawnOutputs& outputs) {
+pid_t spawn(const OptionalString& executable, const std::vector<std::string>& arguments, SpawnOutputs& outputs,
+            Group group) {
   if (!executable) {
     log(LogLevel::Error, "Failed to launch (null): no path given.");
     progress::fail("there is no program to start");
@@ -50,18 +54,20 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
 
-  // The caller's process group, blocked signals and ignored signals are its own affair: a child that waits for children
-  // of its own would not get far with SIGCHLD ignored.
+  // The caller's blocked and ignored signals are its own affair: a child that waits for children of its own would not
+  // get far with SIGCHLD ignored.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+  const bool isOwnGroup = group == Group::Own;
+  auto flags =
+      static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | (isOwnGroup ? POSIX_SPAWN_SETPGROUP : 0));
+  if (isOwnGroup) posix_spawnattr_setpgroup(&attributes, 0);
   sigset_t signals;
   sigemptyset(&signals);
   posix_spawnattr_setsigmask(&attributes, &signals);
   sigaddset(&signals, SIGCHLD);
   sigaddset(&signals, SIGPIPE);
   posix_spawnattr_setsigdefault(&attributes, &signals);
-  posix_spawnattr_setpgroup(&attributes, 0);
   inheritStandardDescriptorsOnly(outputs.actions(), &flags);
   posix_spawnattr_setflags(&attributes, flags);
 
@@ -104,7 +110,7 @@ ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<s
   SpawnOutputs outputs;
   outputs.discard(STDOUT_FILENO);
   outputs.discard(STDERR_FILENO);
-  _pid = spawn(executable, arguments, outputs);
+  _pid = spawn(executable, arguments, outputs, Group::Own);
 }
 
 ChildProcess::~ChildProcess() { waitUntilExit(); }
@@ -120,7 +126,7 @@ void runAndWait(const OptionalString& executable, const std::vector<std::string>
 
 void runShellCommand(const std::string& commandLine) {
   SpawnOutputs outputs;
-  waitFor(spawn(kShell, {"-c", commandLine}, outputs));
+  waitFor(spawn(kShell, {"-c", commandLine}, outputs, Group::Callers));
 }
 
 OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t limit) {
@@ -130,7 +136,7 @@ OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t li
   SpawnOutputs outputs;
   outputs.connect(STDOUT_FILENO, writeEnd.get());
   outputs.discard(STDERR_FILENO);
-  const pid_t pid = spawn(kShell, {"-c", commandLine}, outputs);
+  const pid_t pid = spawn(kShell, {"-c", commandLine}, outputs, Group::Callers);
   writeEnd = ScopedFd();  // the child's alone now, so that its end is seen
 
   std::string line(limit, '\0');
