@@ -55,7 +55,12 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
   argv.push_back(nullptr);
 
   // The caller's blocked and ignored signals are its own affair: a child that waits for children of its own would not
-  // get far with SIGCHLD ignored.
+  // get far with SIGCHLD ignored. But a child with a process group of its own is in the background of the terminal,
+  // where reading stops it, and so does changing the settings: we would wait for it without end. With these signals
+  // blocked (or ignored, see ignoreTerminalStops) the reading fails instead, by POSIX with EIO, and the rest is done.
+  // In a session of its own (setsid) a child could still read the terminal that is its standard input, and would wait
+  // for the person there. Ignored signals would go further, but posix_spawn(3) cannot set them, and to ignore them here
+  // for a moment would be seen by the caller's other threads.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   const bool isOwnGroup = group == Group::Own;
@@ -64,7 +69,12 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
   if (isOwnGroup) posix_spawnattr_setpgroup(&attributes, 0);
   sigset_t signals;
   sigemptyset(&signals);
+  if (isOwnGroup) {
+    sigaddset(&signals, SIGTTIN);
+    sigaddset(&signals, SIGTTOU);
+  }
   posix_spawnattr_setsigmask(&attributes, &signals);
+  sigemptyset(&signals);
   sigaddset(&signals, SIGCHLD);
   sigaddset(&signals, SIGPIPE);
   posix_spawnattr_setsigdefault(&attributes, &signals);
@@ -118,6 +128,10 @@ ChildProcess::~ChildProcess() { waitUntilExit(); }
 void ChildProcess::waitUntilExit() {
   waitFor(_pid);
   _pid = -1;
+}
+
+void ignoreTerminalStops() {
+  for (const int signal : {SIGTTIN, SIGTTOU}) (void)::signal(signal, SIG_IGN);
 }
 
 void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments) {

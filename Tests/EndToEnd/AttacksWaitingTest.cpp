@@ -1,4 +1,6 @@
+#include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include "Tests/EndToEnd/WatchedTest.h"
 
@@ -8,6 +10,28 @@ namespace {
 
 /// What would make the tool wait without end, or die half-way.
 class AttacksWaitingTest : public WatchedTest {};
+
+// ----- Children at the terminal -----
+
+TEST_F(AttacksWaitingTest, LauncherAndItsChildrenAreNotStoppedByTheTerminal) {
+  // Each after a child that ended: some shells have unblocked their signals by then.
+  setLauncher(
+      "read x; echo $? >> /tmp/seen\n/bin/true; read x < /dev/tty; echo $? >> /tmp/seen\n"
+      "sh -c 'read x'; echo $? >> /tmp/seen\nsh -c 'stty -echo; echo $?' >> /tmp/seen\n"
+      "echo rc=0 > \"$result\"");
+  Terminal terminal;
+  terminal.begin();
+  Call call = uninstall();
+  call.prepare = [&terminal] {
+    dup2(terminal.descriptor(), STDIN_FILENO);
+    ioctl(STDIN_FILENO, TIOCSCTTY, 0);
+  };
+  const Outcome outcome = run(call);
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(outcome.commandLines(), allChildren());
+  const Lines each = {"1", "1", "1", "0"};
+  EXPECT_EQ(files().lines(inside("/tmp/seen")), joined({each, each, each, each}));
+}
 
 // ----- The limit of a file's size -----
 

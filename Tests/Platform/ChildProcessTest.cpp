@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <sys/time.h>
+#include <termios.h>
 
 #include <cerrno>
 #include <chrono>
@@ -143,6 +144,17 @@ TEST_F(ChildProcessTest, ChildLeadsItsOwnProcessGroup) {
   // A process group with the child's number exists just when the child is its leader.
   runScript("kill -s 0 -- -$$ && echo leader > " + quoted("seen"));
   EXPECT_EQ(readIfThere("seen"), "leader\n");
+}
+
+TEST_F(ChildProcessTest, ChildIsNotStoppedByTheTerminal) {
+  atTerminal("typed\n", [this] {
+    runScript("read x; echo $? > " + quoted("seen") + "; read x < /dev/tty; echo $? >> " + quoted("seen"));
+    runAndWait(std::string("/bin/stty"), {"-icanon"});
+    struct termios settings = {};
+    EXPECT_EQ(tcgetattr(STDIN_FILENO, &settings), 0);
+    EXPECT_EQ(settings.c_lflag & ICANON, 0U);
+  });
+  EXPECT_EQ(readIfThere("seen"), "1\n1\n");
 }
 
 TEST_F(ChildProcessTest, SystemShellReadsTheTerminal) {
