@@ -1,6 +1,9 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include "Tests/EndToEnd/WatchedTest.h"
 
@@ -10,6 +13,19 @@ namespace {
 
 /// What would make the tool wait without end, or die half-way.
 class AttacksWaitingTest : public WatchedTest {};
+
+// ----- The system log -----
+
+TEST_F(AttacksWaitingTest, StoppedReaderOfTheSystemLogStopsNothing) {
+  const int reader = makeSystemLog(SOCK_DGRAM), flooder = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  const struct sockaddr_un address = systemLogAddress();
+  ASSERT_EQ(connect(flooder, reinterpret_cast<const struct sockaddr*>(&address), sizeof address), 0);
+  while (send(flooder, "x", 1, 0) == 1) continue;
+  EXPECT_EQ(errno, EAGAIN);
+  const Snapshot before = state();
+  expectSuccess(run(uninstall()), before);
+  for (const int end : {reader, flooder}) close(end);
+}
 
 // ----- Children at the terminal -----
 
