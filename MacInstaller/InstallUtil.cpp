@@ -16,6 +16,7 @@
 #include "Platform/UserDefaults.h"
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
+#include "Support/Progress.h"
 #include "Support/TextEncoding.h"
 
 namespace hotfix {
@@ -48,6 +49,7 @@ constexpr mode_t kMode = 0775;
 constexpr char kPackageVariable[] = "${package}";
 
 constexpr char kCurrentProcess[] = ">>>> current is %s.";
+constexpr char kNoProcessList[] = "The running processes cannot be listed: whether the platform runs was not checked.";
 constexpr char kPathToHome[] = "pathToRCPHome is %s.";
 constexpr char kTargetName[] = "targetName is %s.";
 constexpr char kInvalidHome[] = "Error path value, please provide a valid path value for rcp home.";
@@ -125,7 +127,12 @@ bool InstallUtil::checkBundleIsRunning(const std::string& prefix) {
 
 bool InstallUtil::checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey) {
   const std::string lowerPrefix = platform::lowercased(prefix);
-  for (const std::string& value : getAllProcess(kCFBundleKey)) {
+  const std::vector<std::string> values = getAllProcess(kCFBundleKey);
+  if (values.empty() && !platform::canListProcesses()) {
+    platform::log(LogLevel::Warning, kNoProcessList);
+    progress::warn(kNoProcessList);
+  }
+  for (const std::string& value : values) {
     platform::log(LogLevel::Info, kCurrentProcess, value.c_str());
     if (hasPrefix(platform::lowercased(value), lowerPrefix)) return true;
   }

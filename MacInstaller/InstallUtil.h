@@ -40,7 +40,8 @@ class InstallUtil {
   /// Whether a running process has, under the key, a value that begins with \a prefix, ignoring case.
   ///
   /// A prefix test on purpose: "/Applications/P.app" also finds a program in "/Applications/P.app2". Each value looked
-  /// at is logged at level 6; none after the first match. An empty prefix gives false.
+  /// at is logged at level 6; none after the first match. An empty prefix gives false. So does a system that cannot
+  /// list its processes, with one line at level 4 and for who watches.
   static bool checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey);
 
   /// Folder of the application bundle that a path lies in: the path up to the last ".app" that "/Contents/MacOS"

@@ -10,9 +10,16 @@
 
 /// Child processes: started, and waited for until they exit. Exit statuses are never examined.
 ///
-/// A child is the leader of its own process group, begins with the default action for SIGCHLD and SIGPIPE and with
-/// no signal blocked, and inherits nothing above descriptor 2. Its standard input, environment and working folder
-/// are the caller's. Waiting is right also in a process that ignores SIGCHLD or reaps its children elsewhere.
+/// A child begins with the default action for SIGCHLD and SIGPIPE and inherits nothing above descriptor 2. Its standard
+/// input, environment and working folder are the caller's. It leads its own process group, and is not stopped when it
+/// uses the terminal: reading from it is an error. Waiting is right also in a process that ignores SIGCHLD or reaps its
+/// children elsewhere.
+///
+/// The system shell stays in the caller's process group, as with system(3) and popen(3), and reads the terminal as the
+/// caller does.
+///
+/// No signal is blocked in a child but SIGTTIN and SIGTTOU, and these not in the system shell. Whether they stay so in
+/// the child's own children is up to it: a virtual machine hands them on, some shells do not.
 namespace hotfix::platform {
 
 class ChildProcess {
@@ -35,6 +42,11 @@ class ChildProcess {
  private:
   pid_t _pid = -1;  // -1: not started, or already waited for
 };
+
+/// From now on the terminal stops neither this process nor any child in the background, nor a child's children,
+/// whatever those do with blocked signals. For a program that owns its process, as it changes what SIGTTIN and SIGTTOU
+/// do there.
+void ignoreTerminalStops();
 
 /// Starts a child as ChildProcess does and waits until it exits.
 void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments);

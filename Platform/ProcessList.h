@@ -21,6 +21,10 @@ inline constexpr char kBundleExecutableKey[] = "CFBundleExecutable";
 /// kBundleExecutableKey is the only key that a process has.
 std::vector<std::string> processInformation(const std::string& key);
 
+/// Whether the system lists processes: false when it shows none at all, not even the caller: on Linux without
+/// /proc, on macOS outside a login session.
+bool canListProcesses();
+
 /// What a person needs to know of a process to find it.
 struct RunningProcess {
   pid_t id;

@@ -5,8 +5,10 @@
 
 /// The system log, with extra output files.
 ///
-/// On macOS messages go to Apple System Log, on Linux to syslog(3). A line for each extra file is made here on both:
-/// programs built with a current SDK get nothing from the system into files that they add themselves.
+/// On macOS messages go to Apple System Log, on Linux to the reader of syslog(3)'s socket, in the form that syslog(3)
+/// has, under the program's name. A log that is too busy to take a message does not get it. A line for each extra file
+/// is made here on both: programs built with a current SDK get nothing from the system into files that they add
+/// themselves.
 namespace hotfix::platform {
 
 /// Levels of a message, numbered as in syslog(3) and Apple System Log.

@@ -18,6 +18,10 @@ void fail(const std::string& reason) {
   if (Listener* listener = currentListener) listener->fail(reason);
 }
 
+void warn(const std::string& sentence) {
+  if (Listener* listener = currentListener) listener->warn(sentence);
+}
+
 void goOn() {
   if (Listener* listener = currentListener) listener->goOn();
 }

@@ -18,6 +18,9 @@ class Listener {
   /// The step still lasts: told many times a second while it waits for a child.
   virtual void goOn() = 0;
 
+  /// Something to know that is no failure: a sentence.
+  virtual void warn(const std::string&) {}
+
   /// Something went wrong, said so that it can follow "because": no capital letter, no full stop.
   virtual void fail(const std::string& reason) = 0;
 };
@@ -30,6 +33,9 @@ bool isHeard();
 
 /// Tells why something failed. Of several reasons for one failure the first counts.
 void fail(const std::string& reason);
+
+/// Tells a sentence that is worth knowing, though nothing failed.
+void warn(const std::string& sentence);
 
 /// Tells that the step still lasts.
 void goOn();

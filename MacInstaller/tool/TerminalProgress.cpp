@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "Support/TextEncoding.h"
 
@@ -83,6 +84,7 @@ void TerminalProgress::end() {
   if (!_isTerminal) return;
   _isRunning = false;
   write(_isCounted ? "\r" + line() + "\n" : line().substr(_step.size() + 4) + "\n");
+  write(std::exchange(_warnings, ""));
 }
 
 long long TerminalProgress::seconds() const {
@@ -96,6 +98,11 @@ std::string TerminalProgress::line() const {
   if (!_isRunning) text += _isFailed ? " failed" : " done";
   if (lasted > 0) text += (_isRunning ? " " : ", ") + std::to_string(lasted) + " s";
   return text;
+}
+
+void TerminalProgress::warn(const std::string& sentence) {
+  _warnings += harmless(sentence) + "\n";
+  if (!_isRunning) write(std::exchange(_warnings, ""));
 }
 
 void TerminalProgress::fail(const std::string& reason) {

@@ -24,6 +24,8 @@ class TerminalProgress : public progress::Listener {
   void begin(const char* step) override;
   void end() override;
   void goOn() override;
+  /// Shown in a line of its own, after that of the step.
+  void warn(const std::string& sentence) override;
   void fail(const std::string& reason) override;
 
   /// Says that the hotfix was not removed, why as far as that was told, and where the trace of the run is.
@@ -39,6 +41,7 @@ class TerminalProgress : public progress::Listener {
   bool _mayRewrite = false;
   bool _hasColours = false;
   std::string _reason;
+  std::string _warnings;  // lines that wait for the end of the step
 
   std::string _step;
   Clock::time_point _begin;

@@ -13,6 +13,7 @@
 #include "MacInstaller/hotifxUninstallLibrary.h"
 #include "MacInstaller/tool/TerminalProgress.h"
 #include "MacInstaller/tool/getArgValue.h"
+#include "Platform/ChildProcess.h"
 #include "Platform/StandardStreams.h"
 #include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
@@ -47,6 +48,7 @@ void runPasses(const OptionalString& rcphome, const OptionalString& rcpdata) {
 
 int run(int argc, char* argv[]) {
   const platform::ScopedStandardDescriptors standardDescriptors;
+  platform::ignoreTerminalStops();
   int traceFile = -1;
   if (InstallUtil::shouldWriteTraces()) {
     traceFile = platform::openTraceFile(platform::onDisk(platform::kTraceFile));

@@ -58,6 +58,12 @@ std::vector<std::string> processInformation(const std::string& key) {
   return values;
 }
 
+// Outside a login session, as over ssh, none is listed.
+bool canListProcesses() {
+  ProcessSerialNumber process = {0, kNoProcess};
+  return goToNextProcess(process);
+}
+
 std::optional<RunningProcess> findProcess(const std::function<bool(const std::string& executable)>& isLookedFor) {
   std::optional<RunningProcess> found;
   visitProcesses(kBundleExecutableKey, [&](pid_t id, const std::string& executable) {

@@ -70,6 +70,11 @@ std::vector<std::string> processInformation(const std::string& key) {
   return values;
 }
 
+bool canListProcesses() {
+  const auto processes = namesInFolder(onDisk(kProcessFolder));
+  return processes && std::any_of(processes->begin(), processes->end(), isNumber);
+}
+
 std::optional<RunningProcess> findProcess(const std::function<bool(const std::string& executable)>& isLookedFor) {
   std::optional<RunningProcess> found;
   visitProcesses([&](const std::string& process, const std::string& executable) {

@@ -1,13 +1,64 @@
 #include "Platform/posix/SystemLogSink.h"
 
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+
+#include "Platform/SystemPaths.h"
+#include "Platform/posix/Descriptors.h"
+#include "Platform/posix/ProgramName.h"
 
 namespace hotfix::platform {
 
-// The levels have the numbers of syslog(3). The ident and options are those of the process, which may be somebody
-// else's: no openlog(3), no closelog(3).
+namespace {
+
+/// Time that this process may still spend on waiting for the log: enough for a reader who is only slow, in all.
+std::atomic<long> patienceLeft{100'000};  // microseconds
+
+/// Waits for the queue of the log to have room, as long as there is patience left. \return false when there is none.
+bool waitForRoom(int connection) {
+  const long patience = patienceLeft;
+  if (patience <= 0) return false;
+  const auto begin = std::chrono::steady_clock::now();
+  struct pollfd room = {connection, POLLOUT, 0};
+  (void)poll(&room, 1, static_cast<int>(patience / 1000) + 1);
+  const auto waited =
+      std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin).count();
+  patienceLeft -= static_cast<long>(waited);
+  return true;
+}
+
+/// Sends a line to the log's socket, or drops it. \return false when the socket is of another type.
+bool send(int type, const std::string& line) {
+  const ScopedFd connection(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  struct sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  onDisk(_PATH_LOG).copy(address.sun_path, sizeof address.sun_path - 1);
+  if (connect(connection.get(), reinterpret_cast<const struct sockaddr*>(&address), sizeof address) != 0) {
+    return errno != EPROTOTYPE;
+  }
+  while (::send(connection.get(), line.data(), line.size(), MSG_NOSIGNAL) < 0 && errno == EAGAIN) {
+    if (!waitForRoom(connection.get())) break;
+  }
+  return true;
+}
+
+}  // namespace
+
+// Not by syslog(3), which waits for as long as the queue of the log is full: for ever, when its reader has stopped, and
+// every user can fill it. Lines have the same form; but the name is that of the program, whatever the process gave to
+// openlog(3), which nobody can ask for. The levels have the numbers of syslog(3).
 void sendToSystemLog(LogLevel level, const std::string& message) {
-  syslog(LOG_USER | static_cast<int>(level), "%s", message.c_str());
+  const int number = static_cast<int>(level);
+  if ((setlogmask(0) & LOG_MASK(number)) == 0) return;
+  const std::string line =
+      "<" + std::to_string(LOG_USER | number) + ">" + logTime() + " " + programName() + ": " + message.c_str();
+  if (!send(SOCK_DGRAM, line)) (void)send(SOCK_STREAM, line + '\0');
 }
 
 }  // namespace hotfix::platform

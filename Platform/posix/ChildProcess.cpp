@@ -11,7 +11,7 @@
 
 #include "Platform/SystemLog.h"
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/SpawnLimits.h"
+#include "Platform/posix/SpawnDescriptors.h"
 #include "Support/Progress.h"
 
 extern char** environ;  // NOLINT(readability-redundant-declaration): no header of macOS declares it
@@ -39,8 +39,12 @@ class SpawnOutputs {
   posix_spawn_file_actions_t _actions = {};
 };
 
+/// Whose process group a child belongs to.
+enum class Group { Own, Callers };
+
 /// Starts a program. \return its process id, or -1 after a line in the log.
-pid_t spawn(const OptionalString& executable, const std::vector<std::string>& arguments, SpawnOutputs& outputs) {
+pid_t spawn(const OptionalString& executable, const std::vector<std::string>& arguments, SpawnOutputs& outputs,
+            Group group) {
   if (!executable) {
     log(LogLevel::Error, "Failed to launch (null): no path given.");
     progress::fail("there is no program to start");
@@ -50,18 +54,30 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
 
-  // The caller's process group, blocked signals and ignored signals are its own affair: a child that waits for children
-  // of its own would not get far with SIGCHLD ignored.
+  // The caller's blocked and ignored signals are its own affair: a child that waits for children of its own would not
+  // get far with SIGCHLD ignored. But a child with a process group of its own is in the background of the terminal,
+  // where reading stops it, and so does changing the settings: we would wait for it without end. With these signals
+  // blocked (or ignored, see ignoreTerminalStops) the reading fails instead, by POSIX with EIO, and the rest is done.
+  // In a session of its own (setsid) a child could still read the terminal that is its standard input, and would wait
+  // for the person there. Ignored signals would go further, but posix_spawn(3) cannot set them, and to ignore them here
+  // for a moment would be seen by the caller's other threads.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+  const bool isOwnGroup = group == Group::Own;
+  auto flags =
+      static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | (isOwnGroup ? POSIX_SPAWN_SETPGROUP : 0));
+  if (isOwnGroup) posix_spawnattr_setpgroup(&attributes, 0);
   sigset_t signals;
   sigemptyset(&signals);
+  if (isOwnGroup) {
+    sigaddset(&signals, SIGTTIN);
+    sigaddset(&signals, SIGTTOU);
+  }
   posix_spawnattr_setsigmask(&attributes, &signals);
+  sigemptyset(&signals);
   sigaddset(&signals, SIGCHLD);
   sigaddset(&signals, SIGPIPE);
   posix_spawnattr_setsigdefault(&attributes, &signals);
-  posix_spawnattr_setpgroup(&attributes, 0);
   inheritStandardDescriptorsOnly(outputs.actions(), &flags);
   posix_spawnattr_setflags(&attributes, flags);
 
@@ -104,7 +120,7 @@ ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<s
   SpawnOutputs outputs;
   outputs.discard(STDOUT_FILENO);
   outputs.discard(STDERR_FILENO);
-  _pid = spawn(executable, arguments, outputs);
+  _pid = spawn(executable, arguments, outputs, Group::Own);
 }
 
 ChildProcess::~ChildProcess() { waitUntilExit(); }
@@ -114,13 +130,17 @@ void ChildProcess::waitUntilExit() {
   _pid = -1;
 }
 
+void ignoreTerminalStops() {
+  for (const int signal : {SIGTTIN, SIGTTOU}) (void)::signal(signal, SIG_IGN);
+}
+
 void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments) {
   ChildProcess(executable, arguments).waitUntilExit();
 }
 
 void runShellCommand(const std::string& commandLine) {
   SpawnOutputs outputs;
-  waitFor(spawn(kShell, {"-c", commandLine}, outputs));
+  waitFor(spawn(kShell, {"-c", commandLine}, outputs, Group::Callers));
 }
 
 OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t limit) {
@@ -130,7 +150,7 @@ OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t li
   SpawnOutputs outputs;
   outputs.connect(STDOUT_FILENO, writeEnd.get());
   outputs.discard(STDERR_FILENO);
-  const pid_t pid = spawn(kShell, {"-c", commandLine}, outputs);
+  const pid_t pid = spawn(kShell, {"-c", commandLine}, outputs, Group::Callers);
   writeEnd = ScopedFd();  // the child's alone now, so that its end is seen
 
   std::string line(limit, '\0');

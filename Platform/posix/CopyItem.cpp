@@ -13,6 +13,7 @@
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/FileCopy.h"
 #include "Platform/posix/FileErrors.h"
+#include "Platform/posix/WriteSignals.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform {
@@ -94,7 +95,8 @@ class Copy {
     // Under its own name it is whole: half a file there would pass for a copy in every later run.
     const ScopedFd to = openTemporary(target.folder);
     if (!to) return errno;
-    int error = copyFileAndAttributes(from.get(), to.get(), status);
+    int error = 0;
+    withoutWriteSignals(to.get(), [&] { error = copyFileAndAttributes(from.get(), to.get(), status); });
     if (error == 0 && isDurable && fsync(to.get()) != 0) error = errno;
     if (error == 0) error = giveName(target);
     if (error != 0) (void)unlinkat(target.folder, _temporaryName.c_str(), 0);

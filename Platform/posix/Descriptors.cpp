@@ -8,6 +8,8 @@
 #include <exception>
 #include <system_error>
 
+#include "Platform/posix/WriteSignals.h"
+
 namespace hotfix::platform {
 
 ScopedFd::~ScopedFd() {
@@ -65,12 +67,19 @@ OptionalString readToEnd(int descriptor, size_t limit, size_t expected) try {
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = retried([&] { return write(descriptor, bytes.data(), bytes.size()); });
-    if (count < 0) return false;
-    bytes.remove_prefix(static_cast<size_t>(count));
-  }
-  return true;
+  int error = 0;
+  withoutWriteSignals(descriptor, [&] {
+    while (!bytes.empty()) {
+      const ssize_t count = retried([&] { return write(descriptor, bytes.data(), bytes.size()); });
+      if (count < 0) {
+        error = errno;
+        return;
+      }
+      bytes.remove_prefix(static_cast<size_t>(count));
+    }
+  });
+  if (error != 0) errno = error;
+  return error == 0;
 }
 
 std::string errorText(int errorNumber) { return std::generic_category().message(errorNumber); }

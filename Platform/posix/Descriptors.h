@@ -83,7 +83,7 @@ ScopedFd openExisting(int folder, const char* path, int flags);
 /// \a expected is about how many they are, if that is known: it spares growing in steps, and binds nothing.
 OptionalString readToEnd(int descriptor, size_t limit, size_t expected = 0);
 
-/// Writes all of \a bytes. \return false, with errno set, when that cannot be done.
+/// Writes all of \a bytes; what cannot be written is an error and no signal. \return false, with errno set, then.
 bool writeAll(int descriptor, std::string_view bytes);
 
 /// The system's text for an error number, independent of other threads.

@@ -6,16 +6,14 @@
 #include <cstdio>
 
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/PipeSignal.h"
+#include "Platform/posix/WriteSignals.h"
 
 namespace hotfix::platform {
 
 void printLine(const std::string& line) {
-  withoutPipeSignal(STDOUT_FILENO, [&line] {
-    // Past the buffer of stdio, which would try again at exit what cannot be written now; but after what it holds.
-    (void)std::fflush(stdout);
-    (void)writeAll(STDOUT_FILENO, line + "\n");
-  });
+  // Past the buffer of stdio, which would try again at exit what cannot be written now; but after what it holds.
+  withoutWriteSignals(STDOUT_FILENO, [] { (void)std::fflush(stdout); });
+  (void)writeAll(STDOUT_FILENO, line + "\n");
 }
 
 ScopedStandardDescriptors::ScopedStandardDescriptors() {

@@ -13,7 +13,6 @@
 #include "Platform/LocalTime.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/PipeSignal.h"
 #include "Platform/posix/ProgramName.h"
 #include "Platform/posix/SystemLogSink.h"
 
@@ -79,17 +78,6 @@ std::string encoded(const std::string& message) {
   return result;
 }
 
-/// "Nov  3 09:05:07", whatever the locale.
-std::string timeStamp() {
-  static constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                            "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-  const LocalTime now = currentGregorianLocalTime();
-  char text[64];
-  std::snprintf(text, sizeof text, "%s %2d %02d:%02d:%02d", kMonths[static_cast<unsigned>(now.month - 1) % 12], now.day,
-                now.hour, now.minute, now.second);
-  return text;
-}
-
 std::string hostName() {
   char name[256] = {};
   (void)gethostname(name, sizeof name - 1);
@@ -97,8 +85,8 @@ std::string hostName() {
 }
 
 std::string traceLine(LogLevel level, const std::string& message) {
-  return timeStamp() + " " + encoded(hostName()) + " " + encoded(programName()) + "[" + std::to_string(getpid()) +
-         "] <" + levelName(level) + ">: " + encoded(message) + "\n";
+  return logTime() + " " + encoded(hostName()) + " " + encoded(programName()) + "[" + std::to_string(getpid()) + "] <" +
+         levelName(level) + ">: " + encoded(message) + "\n";
 }
 
 /// Whether an existing trace file may be emptied and used.
@@ -107,6 +95,16 @@ bool isOwnTraceFile(const struct stat& status) {
 }
 
 }  // namespace
+
+std::string logTime() {
+  static constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                            "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  const LocalTime now = currentGregorianLocalTime();
+  char text[64];
+  std::snprintf(text, sizeof text, "%s %2d %02d:%02d:%02d", kMonths[static_cast<unsigned>(now.month - 1) % 12], now.day,
+                now.hour, now.minute, now.second);
+  return text;
+}
 
 void log(LogLevel level, const char* format, ...) {
   const int errorBefore = errno;
@@ -120,11 +118,7 @@ void log(LogLevel level, const char* format, ...) {
   std::vector<int>& files = logFiles().descriptors;
   if (!files.empty()) {
     const std::string line = traceLine(level, message);
-    const auto fails = [&line](int file) {
-      bool isWritten = false;
-      withoutPipeSignal(file, [&] { isWritten = writeAll(file, line); });
-      return !isWritten;
-    };
+    const auto fails = [&line](int file) { return !writeAll(file, line); };
     files.erase(std::remove_if(files.begin(), files.end(), fails), files.end());
   }
   errno = errorBefore;

@@ -7,8 +7,12 @@
 
 namespace hotfix::platform {
 
-/// Hands a finished message to the log of the operating system. Never fails. The tests link one that keeps it.
+/// Hands a finished message to the log of the operating system. Never fails, and never waits for long: a message that
+/// the log does not take is dropped. The tests link one that keeps it.
 void sendToSystemLog(LogLevel level, const std::string& message);
+
+/// The current moment as lines of a log have it: "Nov  3 09:05:07", whatever the locale.
+std::string logTime();
 
 }  // namespace hotfix::platform
 

@@ -364,16 +364,23 @@ void MachineTest::readTrace(Outcome& outcome, const std::string& sender, std::ti
   }
 }
 
-void MachineTest::listenToSystemLog() {
-  _systemLogSocket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+struct sockaddr_un MachineTest::systemLogAddress() {
   struct sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   const std::string path = files() / inside("/dev/log");
-  ASSERT_LT(path.size(), sizeof address.sun_path);
+  EXPECT_LT(path.size(), sizeof address.sun_path);
   path.copy(address.sun_path, path.size());
-  ASSERT_EQ(bind(_systemLogSocket, reinterpret_cast<const struct sockaddr*>(&address), sizeof address), 0)
-      << std::strerror(errno);
+  return address;
 }
+
+int MachineTest::makeSystemLog(int type) {
+  const int made = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+  const struct sockaddr_un address = systemLogAddress();
+  EXPECT_EQ(bind(made, reinterpret_cast<const struct sockaddr*>(&address), sizeof address), 0) << std::strerror(errno);
+  return made;
+}
+
+void MachineTest::listenToSystemLog() { _systemLogSocket = makeSystemLog(SOCK_DGRAM); }
 
 // ----- What is expected -----
 

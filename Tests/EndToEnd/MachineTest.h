@@ -2,6 +2,7 @@
 #define TESTS_END_TO_END_MACHINE_TEST_H_
 
 #include <gtest/gtest.h>
+#include <sys/un.h>
 
 #include <ctime>
 #include <functional>
@@ -144,6 +145,10 @@ class MachineTest : public ::testing::Test {
   /// The tool with any arguments.
   Call call(const CommandLine& arguments);
   Outcome run(const Call& call);
+
+  /// The socket of the system log, of a type, and its address outside. Stays open, and the caller's.
+  int makeSystemLog(int type);
+  struct sockaddr_un systemLogAddress();
 
   /// Sees to it that syslog has a reader during a call, and collects the messages.
   void listenToSystemLog();

@@ -1,3 +1,4 @@
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -50,6 +51,22 @@ TEST_F(SystemLogTest, HoldsMessagesAlsoWithoutTraceFile) {
   const Outcome outcome = run(uninstall());
   EXPECT_EQ(outcome.ending, "exit 0");
   EXPECT_EQ(systemLog.size(), allTrace().size());
+}
+
+TEST_F(SystemLogTest, HoldsTheMessagesAlsoWhereItIsAStream) {
+  const int reader = makeSystemLog(SOCK_STREAM | SOCK_NONBLOCK);
+  ASSERT_EQ(listen(reader, 100), 0);
+  const Outcome outcome = run(uninstall());
+  for (int connection; (connection = accept(reader, nullptr, nullptr)) >= 0; close(connection)) {
+    char text[8192];
+    const ssize_t size = recv(connection, text, sizeof text, 0);
+    ASSERT_GT(size, 0);
+    EXPECT_EQ(text[size - 1], '\0');
+    systemLog.emplace_back(text, static_cast<size_t>(size) - 1);
+  }
+  close(reader);
+  EXPECT_EQ(asInTrace(), outcome.trace);
+  EXPECT_EQ(outcome.trace, allTrace());
 }
 
 TEST_F(SystemLogTest, TakesNoPartInClosedDescriptors) {

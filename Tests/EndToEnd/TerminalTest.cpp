@@ -202,6 +202,18 @@ TEST_F(TerminalTest, RecoveryEndsInASuccess) {
   EXPECT_EQ(screen(text), allSteps());
 }
 
+TEST_F(TerminalTest, ProcessesThatCannotBeListedAreToldOf) {
+  const std::string sentence = "The running processes cannot be listed: whether the platform runs was not checked.";
+  root().mountMemory("/proc", "mode=0555");
+  std::string text;
+  const Outcome outcome = watch(text);
+  EXPECT_EQ(outcome.ending, "exit 0");
+  EXPECT_EQ(std::count(outcome.trace.begin(), outcome.trace.end(), "<Warning>: " + sentence), 1);
+  Lines expected = allSteps();
+  expected.insert(expected.begin() + 1, sentence);
+  EXPECT_EQ(screen(text), expected);
+}
+
 // ----- Kinds of terminals -----
 
 TEST_F(TerminalTest, SecondsAreCountedUpWhileAStepLasts) {

@@ -181,7 +181,8 @@ void ThrowAwayRoot::bindReadOnly(const std::string& source, const std::string& p
 }
 
 void ThrowAwayRoot::mountMemory(const std::string& path, const std::string& options) {
-  const std::string place = _folder.makeFolder(inside(path));
+  const std::string place = _folder / inside(path);
+  if (!_folder.has(inside(path))) _folder.makeFolder(inside(path));
   if (::mount("tmpfs", place.c_str(), "tmpfs", 0, options.c_str()) != 0) ADD_FAILURE() << reason("mount " + place);
 }
 

@@ -30,6 +30,8 @@ constexpr char kTrace[] = "/tmp/install_trace.log";
 
 class HotfixUninstallLibraryTest : public InstanceTest {
  protected:
+  HotfixUninstallLibraryTest() { runProcess(getpid(), "/the/caller"); }
+
   /// What both entries return and print.
   struct Call {
     std::int32_t status = -1;

@@ -197,10 +197,22 @@ TEST_F(InstallUtilTest, LetterCaseAndFormOfAccentsDoNotMatter) {
 }
 
 TEST_F(InstallUtilTest, EmptyPrefixAndEmptyListAreNoMatch) {
+  runProcess(getpid(), "/a");  // the caller, which is left out
   EXPECT_FALSE(InstallUtil::checkBundleIsRunning("/Applications/Vantelmor.app"));
   EXPECT_TRUE(log().empty());
   runProcess(10, "/a");
   EXPECT_FALSE(InstallUtil::checkBundleIsRunning(""));
+}
+
+TEST_F(InstallUtilTest, ProcessesThatCannotBeListedAreNoMatchAndAWarning) {
+  for (const bool isFolderThere : {false, true}) {
+    if (isFolderThere) folder.makeFolder(outside("/proc/sys"));
+    clearLog();
+    EXPECT_FALSE(InstallUtil::checkBundleIsRunning("/"));
+    EXPECT_EQ(log(), (std::vector<LogLine>{{4,
+                                            "The running processes cannot be listed: whether the platform runs was "
+                                            "not checked."}}));
+  }
 }
 
 TEST_F(InstallUtilTest, EveryProcessLookedAtIsLogged) {

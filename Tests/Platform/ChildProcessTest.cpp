@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
 #include <sys/time.h>
+#include <termios.h>
 
 #include <cerrno>
 #include <chrono>
@@ -66,6 +68,23 @@ class ChildProcessTest : public OutsideTest {
   std::string readIfThere(const std::string& relativePath) const {
     return folder.has(relativePath) ? folder.read(relativePath) : "<missing>";
   }
+
+  /// Runs \a body in a child that has a terminal of its own as standard input, where a text has been typed. Ends one
+  /// that waits for a stopped process.
+  template <class Body>
+  static void atTerminal(const std::string& typed, Body body) {
+    inChild([&] {
+      alarm(20);
+      setsid();
+      const int person = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+      ASSERT_TRUE(grantpt(person) == 0 && unlockpt(person) == 0);
+      const int terminal = open(ptsname(person), O_RDWR | O_NOCTTY | O_CLOEXEC);
+      ASSERT_EQ(ioctl(terminal, TIOCSCTTY, 0), 0) << std::strerror(errno);
+      ASSERT_EQ(dup2(terminal, STDIN_FILENO), STDIN_FILENO);
+      ASSERT_EQ(write(person, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+      body();
+    });
+  }
 };
 
 // ----- What a child gets -----
@@ -123,11 +142,26 @@ TEST_F(ChildProcessTest, OutputsGoToTheNullDevice) {
 
 TEST_F(ChildProcessTest, ChildLeadsItsOwnProcessGroup) {
   // A process group with the child's number exists just when the child is its leader.
-  const std::string text = "kill -s 0 -- -$$ && echo leader >> " + quoted("seen");
-  runScript(text);
-  runShellCommand(text);
-  (void)firstLineOfShellCommand(text, 100);
-  EXPECT_THAT(folder.lines("seen"), ElementsAre("leader", "leader", "leader"));
+  runScript("kill -s 0 -- -$$ && echo leader > " + quoted("seen"));
+  EXPECT_EQ(readIfThere("seen"), "leader\n");
+}
+
+TEST_F(ChildProcessTest, ChildIsNotStoppedByTheTerminal) {
+  atTerminal("typed\n", [this] {
+    runScript("read x; echo $? > " + quoted("seen") + "; read x < /dev/tty; echo $? >> " + quoted("seen"));
+    runAndWait(std::string("/bin/stty"), {"-icanon"});
+    struct termios settings = {};
+    EXPECT_EQ(tcgetattr(STDIN_FILENO, &settings), 0);
+    EXPECT_EQ(settings.c_lflag & ICANON, 0U);
+  });
+  EXPECT_EQ(readIfThere("seen"), "1\n1\n");
+}
+
+TEST_F(ChildProcessTest, SystemShellReadsTheTerminal) {
+  atTerminal("typed\nagain\n",
+             [this] { runShellCommand("read x && read y < /dev/tty && echo $x $y > " + quoted("seen")); });
+  EXPECT_EQ(readIfThere("seen"), "typed again\n");
+  atTerminal("typed\n", [] { EXPECT_EQ(firstLineOfShellCommand("read x && echo $x", 100), "typed"); });
 }
 
 TEST_F(ChildProcessTest, OnlyStandardDescriptorsAreInherited) {

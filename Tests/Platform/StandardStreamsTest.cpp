@@ -22,9 +22,9 @@ bool isNullDevice(int descriptor) {
          S_ISCHR(opened.st_mode);
 }
 
-bool pipeSignalIsPending() {
+bool isPending(int signal) {
   sigset_t pending;
-  return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+  return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
 }
 
 class StandardStreamsTest : public ::testing::Test {
@@ -97,7 +97,7 @@ TEST_F(StandardStreamsTest, ReaderThatHasGoneIsPassedOver) {
     std::fputs("held back by stdio", stdout);
     printLine("text");
     printLine("again");
-    EXPECT_FALSE(pipeSignalIsPending());
+    EXPECT_FALSE(isPending(SIGPIPE));
     sigset_t blocked;
     ASSERT_EQ(pthread_sigmask(SIG_BLOCK, nullptr, &blocked), 0);
     EXPECT_EQ(sigismember(&blocked, SIGPIPE), 0);
@@ -107,18 +107,32 @@ TEST_F(StandardStreamsTest, ReaderThatHasGoneIsPassedOver) {
   });
 }
 
-TEST_F(StandardStreamsTest, PipeSignalOfSomebodyElseStaysPending) {
+TEST_F(StandardStreamsTest, FileAtItsSizeLimitIsPassedOver) {
+  inChild([this] {
+    EXPECT_EQ(printed([] {
+                const ScopedLimit limit(RLIMIT_FSIZE, 4);
+                std::fputs("text held back by stdio", stdout);
+                printLine("text");
+                EXPECT_FALSE(isPending(SIGXFSZ));
+              }),
+              "text");
+  });
+}
+
+TEST_F(StandardStreamsTest, SignalsOfSomebodyElseStayPending) {
   inChild([] {
-    sigset_t pipeSignal;
-    sigemptyset(&pipeSignal);
-    sigaddset(&pipeSignal, SIGPIPE);
-    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &pipeSignal, nullptr), 0);
-    raise(SIGPIPE);
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) sigaddset(&signals, signal);
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &signals, nullptr), 0);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) raise(signal);
     printLine("");
-    EXPECT_TRUE(pipeSignalIsPending());
     sigset_t blocked;
     ASSERT_EQ(pthread_sigmask(SIG_BLOCK, nullptr, &blocked), 0);
-    EXPECT_EQ(sigismember(&blocked, SIGPIPE), 1);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+      EXPECT_TRUE(isPending(signal));
+      EXPECT_EQ(sigismember(&blocked, signal), 1);
+    }
   });
 }
 

@@ -15,6 +15,7 @@ class Notes : public progress::Listener {
   void begin(const char* step) override { told.push_back("begin " + std::string(step)); }
   void end() override { told.emplace_back("end"); }
   void goOn() override { told.emplace_back("go on"); }
+  void warn(const std::string& sentence) override { told.push_back("warn " + sentence); }
   void fail(const std::string& reason) override { told.push_back("fail " + reason); }
 
   std::vector<std::string> told;
@@ -43,11 +44,12 @@ TEST_F(ProgressTest, ListenerIsToldInOrder) {
     progress::fail("first");
     progress::goOn();
     progress::fail("second");
+    progress::warn("third");
   }
   progress::fail("between");
   { const progress::Step step("two"); }
-  EXPECT_THAT(notes.told, ElementsAre("begin one", "fail first", "go on", "fail second", "end", "fail between",
-                                      "begin two", "end"));
+  EXPECT_THAT(notes.told, ElementsAre("begin one", "fail first", "go on", "fail second", "warn third", "end",
+                                      "fail between", "begin two", "end"));
 }
 
 TEST_F(ProgressTest, StepEndsWhenItIsLeftByAnException) {

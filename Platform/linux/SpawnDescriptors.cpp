@@ -1,4 +1,4 @@
-#include "Platform/posix/SpawnLimits.h"
+#include "Platform/posix/SpawnDescriptors.h"
 
 namespace hotfix::platform {
 
