@@ -31,6 +31,9 @@ class BasicOptionalString {
   // NOLINTEND(google-explicit-constructor)
   explicit BasicOptionalString(std::basic_string_view<Char> text) : _text(text) {}
 
+  /// For callers that keep optional texts of their own.
+  operator std::optional<value_type>() const { return _text; }  // NOLINT(google-explicit-constructor)
+
   bool has_value() const { return _text.has_value(); }
   explicit operator bool() const { return _text.has_value(); }
 
@@ -38,6 +41,7 @@ class BasicOptionalString {
   const value_type& operator*() const& { return *_text; }
   value_type& operator*() & { return *_text; }
   value_type&& operator*() && { return *std::move(_text); }
+  const value_type& value() const { return *_text; }
   const value_type* operator->() const { return &*_text; }
   value_type* operator->() { return &*_text; }
 
