@@ -11,6 +11,7 @@
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
+#include "Support/PropertyListWriter.h"
 
 // The store of a pasteboard is a property list: a dictionary whose one key is the declared type and whose value is an
 // array, empty or holding the one property list that was stored.
@@ -52,8 +53,8 @@ std::optional<PropertyListValue::Dictionary> readStore(const OptionalString& fil
 
 void writeStore(const OptionalString& file, const std::string& type, PropertyListValue::Array content) {
   if (!file) return;
-  const OptionalString text =
-      xmlPropertyList(PropertyListValue(PropertyListValue::Dictionary{{type, PropertyListValue(std::move(content))}}));
+  const OptionalString text = property_list::toXml(
+      PropertyListValue(PropertyListValue::Dictionary{{type, PropertyListValue(std::move(content))}}));
   Attributes ownerOnly;
   ownerOnly.mode = 0600;
   if (text) (void)createFile(*file, *text, ownerOnly);  // in a private folder it is never open to others
