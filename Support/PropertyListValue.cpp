@@ -58,8 +58,8 @@ PropertyListValue::PropertyListValue(const PropertyListValue& other) {
 }
 
 // A value that was moved from is the empty string, never a collection without content.
-PropertyListValue::PropertyListValue(PropertyListValue&& other) noexcept : _value(std::move(other._value)) {
-  other._value.emplace<std::string>();
+PropertyListValue::PropertyListValue(PropertyListValue&& other) noexcept : PropertyListValue() {
+  _value.swap(other._value);
 }
 
 PropertyListValue& PropertyListValue::operator=(const PropertyListValue& other) {
@@ -70,7 +70,7 @@ PropertyListValue& PropertyListValue::operator=(const PropertyListValue& other) 
 
 PropertyListValue& PropertyListValue::operator=(PropertyListValue&& other) noexcept {
   PropertyListValue taken(std::move(other));  // first: other may be a part of this value
-  _value = std::move(taken._value);
+  _value.swap(taken._value);
   return *this;
 }
 

@@ -123,6 +123,7 @@ TEST(PropertyListReaderTest, NestingEndsAtTheDeepestLevelInEveryForm) {
               {repeated("<array>", 511) + "<dict/>" + repeated("</array>", 511),
                repeated("[", 511) + "{}" + repeated("]", 511)},
               {repeated("<array>", 512) + "<dict/>" + repeated("</array>", 512), "none"},
+              {repeated("<array>", 513) + repeated("</array>", 513), "none"},
               {repeated("<dict><key>a</key>", 513) + "<true/>" + repeated("</dict>", 513), "none"},
               {repeated("(", 513) + repeated(")", 513), "none"},
               {repeated("{a=", 513) + "b" + repeated(";}", 513), "none"},
@@ -150,6 +151,10 @@ TEST(PropertyListReaderTest, ListOfAnyFormHoldsLimitedValues) {
   std::vector<std::string> tooMany = arraysOf(100);
   tooMany.push_back("<dict>" + repeated("<key/><true/>", 100) + "</dict>");
   tooMany.push_back("{" + repeated("a;", 100) + "}");
+  BinaryList dictionary({"", "\x51k", "\x09"});
+  dictionary.offsetSize = 2;
+  dictionary.objects[0] = dictionary.dictionary(std::vector<std::uint64_t>(100, 1), std::vector<std::uint64_t>(100, 2));
+  tooMany.push_back(dictionary.bytes());
   for (const std::string& list : tooMany) EXPECT_FALSE(property_list::read(list, nullptr, limits)) << list;
   EXPECT_TRUE(property_list::read(tooMany.back()));
 }

@@ -2,6 +2,7 @@
 #include <stdlib.h>
 
 #include <clocale>
+#include <locale>
 
 #include "Support/PropertyListReader.h"
 #include "Tests/Support/PropertyLists.h"
@@ -196,6 +197,8 @@ TEST(XmlPropertyListReaderTest, OtherReferencesAreRefused) {
                            "&#xDE00;",
                            "&#xD83D;x&#xDE00;",
                            "&#xD83D;&#xD83D;&#xDE00;",
+                           "&#xD83D;&#65;",
+                           "&#xD83D;&#xE000;",
                            "&#xDE00;&#xD83D;",
                            "&#xD83D;&amp;",
                            "&#x110000;",
@@ -369,6 +372,17 @@ TEST(XmlPropertyListReaderTest, DataIsWholeGroupsOfBase64) {
                                   {"QU<!-- c -->JD", "none"},
                                   {"<![CDATA[QUJD]]>", "none"}}));
   expectXmlRows({{"<data/>", "none"}, {"<data>QUJD", "none"}});
+}
+
+TEST(XmlPropertyListReaderTest, GlobalLocaleOfTheProcessChangesNothing) {
+  class CommaPunctuation : public std::numpunct<char> {
+   protected:
+    char do_decimal_point() const override { return ','; }
+  };
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new CommaPunctuation));
+  const std::optional<PropertyListValue> value = property_list::read("<real>1.5</real>");
+  std::locale::global(before);
+  EXPECT_EQ(shown(value), "real 1.5");
 }
 
 /// Gives the test's process a locale with a decimal comma.
