@@ -1,6 +1,7 @@
 #include "MacInstaller/InstallUtil.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "MacInstaller/Properties.h"
 #include "MacInstaller/StringUtil.h"
@@ -62,6 +63,17 @@ bool hasPrefix(const std::string& text, const std::string& prefix) {
 
 bool hasSuffix(const std::string& text, const std::string& suffix) {
   return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+/// Whether a text can be a locale identifier, "zh-Hans_CN@currency=EUR": it is an argument of the launcher, which looks
+/// for files by it. ICU's longest (ULOC_FULLNAME_CAPACITY) has 156 characters.
+bool isPlausibleLocale(const std::string& text) {
+  constexpr size_t kLongest = 156;
+  const auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
+  const auto fits = [isLetter](char c) {
+    return isLetter(c) || (c >= '0' && c <= '9') || std::string_view("_-@=;+").find(c) != std::string_view::npos;
+  };
+  return !text.empty() && text.size() <= kLongest && isLetter(text[0]) && std::all_of(text.begin(), text.end(), fits);
 }
 
 /// InstallUtil::copyFolderFrom, inside the source folders \a enclosing. A link back to one of them would have no end.
@@ -174,7 +186,7 @@ std::string InstallUtil::getCurrentLocale() {
     locale = platform::globalDefault(kLocaleKey);
   }
   const std::string* text = locale ? locale->asString() : nullptr;
-  return text != nullptr ? *text : kDefaultLocale;
+  return text != nullptr && isPlausibleLocale(*text) ? *text : kDefaultLocale;
 }
 
 // ----- Tracing and installer messages -----

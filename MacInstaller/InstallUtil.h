@@ -59,7 +59,8 @@ class InstallUtil {
   static OptionalString getBundleID(const std::string& bundlePath);
 
   /// The locale that the invoking user chose ("AppleLocale"), read as that user also when the tool runs as root, else
-  /// "en_US". The effective user id is switched for the time of the read, when the account is known.
+  /// the one for all users, else "en_US". A value that cannot be a locale identifier counts as "en_US". The effective
+  /// user id is switched for the time of the read, when the account is known.
   static std::string getCurrentLocale();
 
   // ----- Tracing and installer messages -----

@@ -5,6 +5,7 @@
 #include "Platform/FileManager.h"
 #include "Platform/PropertyList.h"
 #include "Platform/UserIdentity.h"
+#include "Support/PropertyListWriter.h"
 
 namespace hotfix {
 
@@ -64,7 +65,7 @@ bool Properties::savePropertiesToFile(const OptionalString& path) const {
 
 bool Properties::savePropertiesToTrustedFile(const std::string& path) const {
   if (!_dict) return false;
-  const OptionalString list = platform::xmlPropertyList(*_dict);
+  const OptionalString list = property_list::toXml(*_dict);
   if (list) (void)platform::writeTrustedFile(path, *list);  // as for any other file
   return true;
 }

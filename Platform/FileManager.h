@@ -1,6 +1,7 @@
 #ifndef PLATFORM_FILE_MANAGER_H_
 #define PLATFORM_FILE_MANAGER_H_
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -112,10 +113,14 @@ bool copyItem(const std::string& source, const std::string& target, FileError* e
 bool copyTrustedFolder(const std::string& source, const std::string& target, bool* isDistrusted,
                        FileError* error = nullptr);
 
+/// Files of more bytes are not read.
+inline constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;
+
 /// The bytes of a regular file; links are followed. Opening never blocks.
 ///
-/// \return none when it is missing, cannot be read, is no regular file, or is larger than 1 GiB.
-OptionalString readFile(const std::string& path);
+/// \return none when it is missing, cannot be read, is no regular file, or is larger than \a mostBytes; by its size
+///     alone, before anything is read.
+OptionalString readFile(const std::string& path, std::uint64_t mostBytes = kLargestFile);
 
 /// The bytes of a file that lies where others can write, if it can be trusted: a regular file, reached without a
 /// link as its last component and without a second name, not writable by everyone, and owned by root, the effective

@@ -1,6 +1,7 @@
 #ifndef PLATFORM_USER_DEFAULTS_H_
 #define PLATFORM_USER_DEFAULTS_H_
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -10,10 +11,14 @@
 /// ScopedEffectiveUser; under an effective id of 0 the real user's).
 ///
 /// On macOS through CFPreferences. On Linux the property lists `.GlobalPreferences.plist` and `<domain>.plist` in
-/// `Library/Preferences` of the home folder that the account database names; HOME is not consulted.
+/// `Library/Preferences` of the home folder that the account database names; HOME is not consulted. A list of more than
+/// kLargestSettings bytes counts as none.
 namespace hotfix::platform {
 
-/// The user's value for a key that holds for all applications ("AppleLocale"), or none.
+inline constexpr std::uint64_t kLargestSettings = 8U << 20U;
+
+/// The value for a key that holds for all applications ("AppleLocale"): the user's, else what
+/// `/Library/Preferences/.GlobalPreferences.plist` says for all users, else none.
 std::optional<PropertyListValue> globalDefault(const std::string& key);
 
 /// The user's own settings of one domain, without those for all applications, or none.

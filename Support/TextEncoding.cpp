@@ -49,25 +49,6 @@ Decoded decode(std::string_view bytes) {
   return {character, length, true};
 }
 
-void appendUtf8(char32_t character, std::string& result) {
-  const auto append = [&result](char32_t byte) { result += static_cast<char>(static_cast<unsigned char>(byte)); };
-  if (character < 0x80) {
-    append(character);
-  } else if (character < 0x800) {
-    append(0xC0 | (character >> 6));
-    append(0x80 | (character & 0x3F));
-  } else if (character < 0x10000) {
-    append(0xE0 | (character >> 12));
-    append(0x80 | ((character >> 6) & 0x3F));
-    append(0x80 | (character & 0x3F));
-  } else {
-    append(0xF0 | (character >> 18));
-    append(0x80 | ((character >> 12) & 0x3F));
-    append(0x80 | ((character >> 6) & 0x3F));
-    append(0x80 | (character & 0x3F));
-  }
-}
-
 /// How many bytes at the start are ASCII; taken eight at a time, as nearly all texts are nothing else.
 size_t asciiLength(std::string_view bytes) {
   size_t length = 0;
@@ -91,6 +72,25 @@ bool isValidUtf8(std::string_view bytes) {
     const Decoded decoded = decode(bytes);
     if (!decoded.isWellFormed) return false;
     bytes.remove_prefix(decoded.length);
+  }
+}
+
+void appendUtf8(char32_t character, std::string& text) {
+  const auto append = [&text](char32_t byte) { text += static_cast<char>(static_cast<unsigned char>(byte)); };
+  if (character < 0x80) {
+    append(character);
+  } else if (character < 0x800) {
+    append(0xC0 | (character >> 6));
+    append(0x80 | (character & 0x3F));
+  } else if (character < 0x10000) {
+    append(0xE0 | (character >> 12));
+    append(0x80 | ((character >> 6) & 0x3F));
+    append(0x80 | (character & 0x3F));
+  } else {
+    append(0xF0 | (character >> 18));
+    append(0x80 | ((character >> 12) & 0x3F));
+    append(0x80 | ((character >> 6) & 0x3F));
+    append(0x80 | (character & 0x3F));
   }
 }
 
@@ -127,10 +127,20 @@ std::string utf8FromUtf16(std::u16string_view utf16) {
   return result;
 }
 
+std::string utf8FromUtf16Bytes(std::string_view bytes, ByteOrder order) {
+  const size_t high = order == ByteOrder::BigEndian ? 0 : 1;
+  std::u16string units(bytes.size() / 2, u'\0');
+  for (size_t index = 0; index < units.size(); ++index) {
+    const auto byte = [&](size_t offset) { return static_cast<unsigned char>(bytes[2 * index + offset]); };
+    units[index] = static_cast<char16_t>(byte(high) << 8 | byte(1 - high));
+  }
+  return utf8FromUtf16(units);
+}
+
 std::string utf8FromLatin1(std::string_view latin1) {
-  std::string result;
-  result.reserve(latin1.size());
-  for (const char c : latin1) appendUtf8(static_cast<unsigned char>(c), result);
+  const size_t ascii = asciiLength(latin1);
+  std::string result(latin1.substr(0, ascii));
+  for (const char c : latin1.substr(ascii)) appendUtf8(static_cast<unsigned char>(c), result);
   return result;
 }
 

@@ -6,6 +6,9 @@
 
 namespace hotfix::text {
 
+/// What a hexadecimal digit stands for; 99, a digit of no base, for any other character.
+unsigned digitValue(char c);
+
 /// The whole number at the start of a text, as the platform reads one: blanks, a sign, blanks, ASCII digits, up to the
 /// first other character. Blanks are the control characters, the space, and U+007F to U+00A0, U+2000 to U+200B, U+3000.
 ///

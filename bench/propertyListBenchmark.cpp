@@ -1,9 +1,7 @@
 #include <benchmark/benchmark.h>
-#include <plist/plist.h>
 
-#include <cstdlib>
-
-#include "Platform/PropertyList.h"
+#include "Support/PropertyListReader.h"
+#include "Support/PropertyListWriter.h"
 
 namespace hotfix {
 
@@ -39,21 +37,9 @@ std::string oldStyleText(const PropertyListValue& value) {
   return "\"" + *value.asString() + "\"";
 }
 
-std::string binaryFrom(const std::string& xml) {
-  plist_t root = nullptr;
-  plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
-  char* bytes = nullptr;
-  std::uint32_t size = 0;
-  plist_to_bin(root, &bytes, &size);
-  plist_free(root);
-  std::string binary(bytes, size);
-  std::free(bytes);
-  return binary;
-}
-
 void read(benchmark::State& state, const std::string& bytes) {
   for (auto _ : state) {
-    const auto value = platform::parsePropertyList(bytes);
+    const auto value = property_list::read(bytes);
     if (!value) {
       state.SkipWithError("no property list");
       return;
@@ -63,13 +49,8 @@ void read(benchmark::State& state, const std::string& bytes) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
 }
 
-void propertyListReadXml(benchmark::State& state) { read(state, platform::xmlPropertyList(list(state)).value_or("")); }
+void propertyListReadXml(benchmark::State& state) { read(state, property_list::toXml(list(state)).value_or("")); }
 BENCHMARK(propertyListReadXml)->Arg(1)->Arg(10)->Arg(100);
-
-void propertyListReadBinary(benchmark::State& state) {
-  read(state, binaryFrom(platform::xmlPropertyList(list(state)).value_or("")));
-}
-BENCHMARK(propertyListReadBinary)->Arg(1)->Arg(10)->Arg(100);
 
 void propertyListReadOldStyle(benchmark::State& state) { read(state, oldStyleText(list(state))); }
 BENCHMARK(propertyListReadOldStyle)->Arg(1)->Arg(10)->Arg(100);
@@ -78,7 +59,7 @@ void propertyListWrite(benchmark::State& state) {
   const PropertyListValue value = list(state);
   size_t size = 0;
   for (auto _ : state) {
-    const OptionalString text = platform::xmlPropertyList(value);
+    const OptionalString text = property_list::toXml(value);
     size = text ? text->size() : 0;
     benchmark::DoNotOptimize(text);
   }

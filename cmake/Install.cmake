@@ -57,7 +57,6 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/hotfixUninstallConfigVers
 install(FILES
   ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake
   ${PROJECT_BINARY_DIR}/hotfixUninstallConfigVersion.cmake
-  cmake/FindLibPlist.cmake
   cmake/FindUtf8Proc.cmake
   DESTINATION ${package_folder})
 

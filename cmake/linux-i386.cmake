@@ -19,5 +19,4 @@ set(CMAKE_EXE_LINKER_FLAGS_INIT
 # no names without a version.
 set(LIBXML2_LIBRARY "${i386_libraries}/libxml2.so.2" CACHE FILEPATH "")
 set(LIBXML2_INCLUDE_DIR /usr/include/libxml2 CACHE PATH "")
-set(LibPlist_LIBRARY "${i386_libraries}/libplist-2.0.so.3" CACHE FILEPATH "")
 set(Utf8Proc_LIBRARY "${i386_libraries}/libutf8proc.so.2" CACHE FILEPATH "")

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "Platform/PropertyList.h"
-#include "Platform/posix/PropertyListLimits.h"
+#include "Support/PropertyListReader.h"
+#include "Support/PropertyListWriter.h"
 #include "Tests/Laws/PropertyListModel.h"
 #include "fuzz/Fuzz.h"
 
@@ -28,26 +28,25 @@ std::string inArrays(const std::string& xml, int count) {
 }
 
 void checkWrittenList(const PropertyListValue& value) {
-  const OptionalString xml = platform::xmlPropertyList(value);
+  const OptionalString xml = property_list::toXml(value);
   fuzz::require(xml.has_value(), "what was parsed can be written");
-  const std::optional<PropertyListValue> again = platform::parsePropertyList(*xml);
-  const std::optional<PropertyListValue> expected = laws::afterWriting(value);
-  fuzz::require(again.has_value() == expected.has_value(), "a written list is read unless it holds what XML cannot");
-  if (!again) return;
-  fuzz::require(laws::areSame(*again, *expected), "a written list is read as it was");
-  fuzz::require(platform::xmlPropertyList(*again) == platform::xmlPropertyList(*expected), "equal lists, equal bytes");
+  const std::optional<PropertyListValue> again = property_list::read(*xml);
+  const PropertyListValue expected = laws::afterWriting(value);
+  fuzz::require(again.has_value(), "a written list is read");
+  fuzz::require(laws::areSame(*again, expected), "a written list is read as it was");
+  fuzz::require(property_list::toXml(*again) == property_list::toXml(expected), "equal lists, equal bytes");
 
-  const int room = platform::kDeepestPropertyList - laws::depthOf(value);
-  fuzz::require(platform::parsePropertyList(inArrays(*xml, room)).has_value(), "a list at the limit of depth is read");
-  fuzz::require(!platform::parsePropertyList(inArrays(*xml, room + 1)), "a list that is too deep is none");
+  const int room = property_list::kDeepest - laws::depthOf(value);
+  fuzz::require(property_list::read(inArrays(*xml, room)).has_value(), "a list at the limit of depth is read");
+  fuzz::require(!property_list::read(inArrays(*xml, room + 1)), "a list that is too deep is none");
 }
 
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::optional<PropertyListValue> value = platform::parsePropertyList(fuzz::textOf(data, size));
+  const std::optional<PropertyListValue> value = property_list::read(fuzz::textOf(data, size));
   if (!value) return 0;
-  fuzz::require(laws::depthOf(*value) <= platform::kDeepestPropertyList, "a list that is too deep is none");
+  fuzz::require(laws::depthOf(*value) <= property_list::kDeepest, "a list that is too deep is none");
   checkWrittenList(*value);
   return 0;
 }

@@ -3,16 +3,16 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <type_traits>
-#include <vector>
 
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
 
-/// CoreFoundation objects with an owner, and their conversion from and to the values of this system.
+/// CoreFoundation objects with an owner, and the values of this system that they stand for.
 namespace hotfix::platform {
 
 struct Releaser {
@@ -35,23 +35,12 @@ OptionalString textFrom(CFTypeRef object);
 /// The bytes as a data object.
 Scoped<CFDataRef> dataObject(const std::string& bytes);
 
-/// The same without a copy: for calls that are done with it when they return.
-Scoped<CFDataRef> dataObjectOver(const std::string& bytes);
-
 /// The bytes of a data object.
 std::string bytesFrom(CFDataRef data);
 
-/// A property list value as an object; empty when it holds a text that is no UTF-8, or one with a U+0000.
-Scoped<CFTypeRef> objectFrom(const PropertyListValue& value);
-Scoped<CFTypeRef> objectFrom(const PropertyListValue::Dictionary& dictionary);
-
-/// A property list object as a value. A UID is a dictionary, as it stands in XML.
-///
-/// \param keys what the numbers stand for that dictionaries have as keys; of equal ones the last counts. Null when the
-///     keys stand for themselves.
-/// \return none for an object nested deeper than kDeepestPropertyList, and for one of a kind that no PropertyListValue
-///     can be (null, integers past 64 bits).
-std::optional<PropertyListValue> valueFrom(CFTypeRef object, const std::vector<std::string>* keys = nullptr);
+/// A property list object as a value; none for one that no property list can hold, or of more than \a mostBytes in
+/// binary form.
+std::optional<PropertyListValue> valueFrom(CFTypeRef object, std::uint64_t mostBytes);
 
 }  // namespace hotfix::platform
 

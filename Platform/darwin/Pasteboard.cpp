@@ -8,6 +8,7 @@
 #include "Platform/PropertyList.h"
 #include "Platform/darwin/CoreFoundationValue.h"
 #include "Platform/darwin/DynamicType.h"
+#include "Support/PropertyListWriter.h"
 
 namespace hotfix::platform {
 
@@ -54,7 +55,7 @@ void declarePasteboardType(const std::string& pasteboard, const std::string& typ
 }
 
 void setPasteboardPropertyList(const std::string& pasteboard, const std::string& type, const PropertyListValue& value) {
-  const OptionalString list = xmlPropertyList(value);
+  const OptionalString list = property_list::toXml(value);
   const std::lock_guard<std::mutex> lock(ownedPasteboards().mutex);
   const auto owned = ownedPasteboards().byName.find(pasteboard);
   if (!list || owned == ownedPasteboards().byName.end() || owned->second.type != type) return;

@@ -7,8 +7,14 @@ namespace hotfix::platform {
 namespace {
 
 /// Forgets what was read before: that may have been for another effective user.
-void reread(CFStringRef domain) {
-  (void)CFPreferencesSynchronize(domain, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+void reread(CFStringRef domain, CFStringRef user, CFStringRef host) {
+  (void)CFPreferencesSynchronize(domain, user, host);
+}
+
+std::optional<PropertyListValue> globalValue(CFStringRef key, CFStringRef user, CFStringRef host) {
+  reread(kCFPreferencesAnyApplication, user, host);
+  const Scoped<CFTypeRef> value(CFPreferencesCopyValue(key, kCFPreferencesAnyApplication, user, host));
+  return valueFrom(value.get(), kLargestSettings);
 }
 
 }  // namespace
@@ -16,22 +22,21 @@ void reread(CFStringRef domain) {
 std::optional<PropertyListValue> globalDefault(const std::string& key) {
   const Scoped<CFStringRef> name = stringObject(key);
   if (!name) return std::nullopt;
-  reread(kCFPreferencesAnyApplication);
-  const Scoped<CFTypeRef> value(CFPreferencesCopyValue(name.get(), kCFPreferencesAnyApplication,
-                                                       kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
-  return valueFrom(value.get());
+  auto value = globalValue(name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+  // All users' settings in /Library are those of "any user" on this host; "any host" would be the network's.
+  return value ? value : globalValue(name.get(), kCFPreferencesAnyUser, kCFPreferencesCurrentHost);
 }
 
 std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string& domain) {
   const Scoped<CFStringRef> name = stringObject(domain);
   if (!name) return std::nullopt;
-  reread(name.get());
+  reread(name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
   const Scoped<CFDictionaryRef> settings(
       CFPreferencesCopyMultiple(nullptr, name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
   // A domain that does not exist comes as an empty one.
   if (!settings || CFDictionaryGetCount(settings.get()) == 0) return std::nullopt;
-  std::optional<PropertyListValue> value = valueFrom(settings.get());
-  if (!value) return std::nullopt;
+  std::optional<PropertyListValue> value = valueFrom(settings.get(), kLargestSettings);
+  if (!value || value->asDictionary() == nullptr) return std::nullopt;
   return std::move(*value->asDictionary());
 }
 

@@ -12,6 +12,7 @@
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
+#include "Support/PropertyListWriter.h"
 
 // The store of a pasteboard is a property list: a dictionary whose one key is the declared type and whose value is an
 // array, empty or holding the one property list that was stored.
@@ -84,8 +85,8 @@ OwnedStores& ownedStores() {
 
 void writeStore(const OptionalString& file, const std::string& type, PropertyListValue::Array content) {
   if (!file) return;
-  const OptionalString text =
-      xmlPropertyList(PropertyListValue(PropertyListValue::Dictionary{{type, PropertyListValue(std::move(content))}}));
+  const OptionalString text = property_list::toXml(
+      PropertyListValue(PropertyListValue::Dictionary{{type, PropertyListValue(std::move(content))}}));
   Attributes ownerOnly;
   ownerOnly.mode = 0600;
   const bool isWritten = text && createFile(*file, *text, ownerOnly);  // in a private folder it is never open to others

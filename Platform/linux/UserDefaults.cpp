@@ -10,20 +10,24 @@ namespace {
 
 constexpr char kGlobalDomain[] = ".GlobalPreferences";
 
+/// The settings of a domain, of the user with that home or, with an empty home, of all users.
+std::optional<PropertyListValue::Dictionary> settingsIn(const std::string& home, const std::string& domain) {
+  return readDictionary(onDisk(home + "/Library/Preferences/" + domain + ".plist"), kLargestSettings);
+}
+
 }  // namespace
 
 std::optional<PropertyListValue> globalDefault(const std::string& key) {
-  const std::optional<PropertyListValue::Dictionary> domain = persistentDomain(kGlobalDomain);
-  if (!domain) return std::nullopt;
-  const auto found = domain->find(key);
-  if (found == domain->end()) return std::nullopt;
-  return found->second;
+  for (const OptionalString& home : {homeFolder(), OptionalString("")}) {
+    const auto domain = home ? settingsIn(*home, kGlobalDomain) : std::nullopt;
+    if (domain && domain->count(key) != 0) return domain->find(key)->second;
+  }
+  return std::nullopt;
 }
 
 std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string& domain) {
   const OptionalString home = homeFolder();
-  if (!home) return std::nullopt;
-  return readDictionary(onDisk(*home + "/Library/Preferences/" + domain + ".plist"));
+  return home ? settingsIn(*home, domain) : std::nullopt;
 }
 
 }  // namespace hotfix::platform

@@ -17,7 +17,6 @@ namespace hotfix::platform {
 
 namespace {
 
-constexpr size_t kLargestFile = size_t{1} << 30;
 constexpr int kNameAttempts = 8;
 
 bool isRegular(int descriptor, struct stat& status) {
@@ -32,9 +31,9 @@ bool isTrusted(const struct stat& status) {
 }
 
 /// Contents of an open file; none unless it is a regular one of a size that we read.
-OptionalString contentsOf(const ScopedFd& file, const struct stat& status) {
-  if (status.st_size < 0 || static_cast<unsigned long long>(status.st_size) > kLargestFile) return std::nullopt;
-  return readToEnd(file.get(), kLargestFile, static_cast<size_t>(status.st_size));
+OptionalString contentsOf(const ScopedFd& file, const struct stat& status, std::uint64_t mostBytes = kLargestFile) {
+  if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > mostBytes) return std::nullopt;
+  return readToEnd(file.get(), static_cast<size_t>(mostBytes), static_cast<size_t>(status.st_size));
 }
 
 int makeFolder(const std::string& path, const Attributes& attributes) {
@@ -203,11 +202,11 @@ bool createFolder(const std::string& path, Parents parents, const Attributes& at
 
 // ----- Whole files -----
 
-OptionalString readFile(const std::string& path) {
+OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
   const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY);
   struct stat status;
   if (!file || !isRegular(file.get(), status)) return std::nullopt;
-  return contentsOf(file, status);
+  return contentsOf(file, status, mostBytes);
 }
 
 OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {

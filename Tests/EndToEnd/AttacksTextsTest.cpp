@@ -276,11 +276,10 @@ TEST_P(AttacksCommandTest, VersionOfTheBundleIsOneArgument) {
   expectHarmless(children);
 }
 
-TEST_P(AttacksCommandTest, LocaleOfTheUserIsOneArgument) {
+TEST_P(AttacksCommandTest, LocaleThatIsNoIdentifierIsNotHandedOn) {
   plantFile(ThrowAwayRoot::alice(), "/Users/alice/Library/Preferences/.GlobalPreferences.plist",
             "<plist><dict><key>AppleLocale</key><string>" + xmlText(text()) + "</string></dict></plist>");
-  const CommandLine update = launch("update", data, text());
-  expectHarmless({update, update, forget(), findJava(), collect(data), launch("cleanup", data, text()), update});
+  expectHarmless(allChildren());
 }
 
 TEST_P(AttacksCommandTest, DataFolderIsOneArgument) {
@@ -401,6 +400,19 @@ Malice malice(const std::string& kind) {
   if (kind == "CircularBinary") return {binaryArrays(3, 1, true), "<install/>"};
   return {binaryArrays(40, 10, false), "<install/>"};  // BinaryBomb
 }
+
+class AttacksSettingsTest : public AttacksForEachProtection {};
+
+TEST_P(AttacksSettingsTest, SettingsOfMoreThanEightMebibytesAreNotRead) {
+  const std::string list = "<dict><key>AppleLocale</key><string>de_DE</string></dict>";
+  plantFile(ThrowAwayRoot::alice(), "/Users/alice/Library/Preferences/.GlobalPreferences.plist",
+            list + std::string(8U << 20U, ' '));
+  const Outcome outcome = expectHeld();
+  EXPECT_EQ(outcome.commandLines(), allChildren());
+}
+
+INSTANTIATE_TEST_SUITE_P(Protections, AttacksSettingsTest, ::testing::Values(Protections::On, Protections::Off),
+                         nameOfProtections);
 
 class AttacksListTest : public AttacksForEachText {};
 

@@ -13,35 +13,23 @@ using Array = PropertyListValue::Array;
 using Date = PropertyListValue::Date;
 using Dictionary = PropertyListValue::Dictionary;
 
-constexpr double kFirstSecond = -63145526400;  // 0000-01-01T00:00:00Z
-constexpr double kLastSecond = 252423993599;   // 9999-12-31T23:59:59Z
-
-bool isReadAgain(const std::string& text) { return text.find('\0') == std::string::npos; }
+constexpr double kFarthest = 1e15;
 
 }  // namespace
 
-std::optional<PropertyListValue> afterWriting(const PropertyListValue& value) {
-  if (const std::string* text = value.asString()) {
-    if (!isReadAgain(*text)) return std::nullopt;
-  } else if (const Date* date = value.asDate()) {
-    const double seconds = std::isnan(date->secondsSince2001) ? 0 : std::floor(date->secondsSince2001);
-    if (seconds < kFirstSecond || seconds > kLastSecond) return std::nullopt;
-    return PropertyListValue(Date{seconds});
-  } else if (const Array* array = value.asArray()) {
+PropertyListValue afterWriting(const PropertyListValue& value) {
+  if (const Date* date = value.asDate()) {
+    const double seconds = std::isnan(date->secondsSince2001) ? 0 : date->secondsSince2001;
+    return PropertyListValue(Date{std::floor(std::max(-kFarthest, std::min(seconds, kFarthest)))});
+  }
+  if (const Array* array = value.asArray()) {
     Array written;
-    for (const PropertyListValue& element : *array) {
-      std::optional<PropertyListValue> writtenElement = afterWriting(element);
-      if (!writtenElement) return std::nullopt;
-      written.push_back(std::move(*writtenElement));
-    }
+    for (const PropertyListValue& element : *array) written.push_back(afterWriting(element));
     return PropertyListValue(std::move(written));
-  } else if (const Dictionary* dictionary = value.asDictionary()) {
+  }
+  if (const Dictionary* dictionary = value.asDictionary()) {
     Dictionary written;
-    for (const auto& [key, element] : *dictionary) {
-      std::optional<PropertyListValue> writtenElement = afterWriting(element);
-      if (!writtenElement || !isReadAgain(key)) return std::nullopt;
-      written.emplace(key, std::move(*writtenElement));
-    }
+    for (const auto& [key, element] : *dictionary) written.emplace(key, afterWriting(element));
     return PropertyListValue(std::move(written));
   }
   return value;

@@ -265,6 +265,22 @@ TEST_F(InstallUtilTest, LocaleOfAUserWhoNeverChoseIsEnglish) {
   EXPECT_EQ(InstallUtil::getCurrentLocale(), "en_US");
 }
 
+TEST_F(InstallUtilTest, LocaleThatIsNoPlausibleIdentifierIsEnglish) {
+  const auto localeOf = [this](const std::string& locale) {
+    setUserDefaults(".GlobalPreferences", "{ AppleLocale = \"" + locale + "\"; }");
+    return InstallUtil::getCurrentLocale();
+  };
+  for (const std::string& locale : {std::string("de"), std::string("zh-Hans_CN@currency=EUR;calendar=buddhist"),
+                                    std::string("en_US_POSIX"), std::string("es-419"), std::string(156, 'x')}) {
+    EXPECT_EQ(localeOf(locale), locale);
+  }
+  for (const std::string& locale :
+       {std::string(""), std::string("-data"), std::string("_US"), std::string("de DE"), std::string("de/../DE"),
+        std::string("d\u00E9"), std::string("de\n"), std::string("de\\000"), std::string(157, 'x')}) {
+    EXPECT_EQ(localeOf(locale), "en_US") << locale;
+  }
+}
+
 TEST_F(InstallUtilTest, LocaleWithoutTheVariableUserIsThatOfTheLogin) {
   setUserDefaults(".GlobalPreferences", "{ AppleLocale = de_DE; }");
   setEnvironment("USER", std::nullopt);

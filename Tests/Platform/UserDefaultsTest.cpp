@@ -22,6 +22,27 @@ TEST_F(UserDefaultsTest, GlobalValueIsTheUsers) {
   EXPECT_FALSE(globalDefault(""));
 }
 
+TEST_F(UserDefaultsTest, ValueOfAllUsersCountsBehindTheUsersOwn) {
+  folder.makeFile(outside("/Library/Preferences/.GlobalPreferences.plist"), "{ AppleLocale = it_IT; Other = all; }");
+  EXPECT_EQ(globalDefault("AppleLocale"), PropertyListValue("it_IT"));
+  setUserDefaults(".GlobalPreferences", "{ AppleLocale = de_DE; }");
+  EXPECT_EQ(globalDefault("AppleLocale"), PropertyListValue("de_DE"));
+  EXPECT_EQ(globalDefault("Other"), PropertyListValue("all"));
+  folder.makeFile(outside("/Library/Preferences/com.qor.product.plist"), "{ a = 1; }");
+  EXPECT_FALSE(persistentDomain("com.qor.product"));
+}
+
+TEST_F(UserDefaultsTest, SettingsOfMoreThanEightMebibytesAreNone) {
+  const std::string settings = "<dict><key>AppleLocale</key><string>de_DE</string></dict>";
+  for (const size_t more : {size_t{0}, size_t{1}}) {
+    const std::string list = settings + std::string((8U << 20U) + more - settings.size(), 'x');  // does not count
+    setUserDefaults(".GlobalPreferences", list);
+    setUserDefaults("com.qor.product", list);
+    EXPECT_EQ(globalDefault("AppleLocale").has_value(), more == 0);
+    EXPECT_EQ(persistentDomain("com.qor.product").has_value(), more == 0);
+  }
+}
+
 TEST_F(UserDefaultsTest, ChangedValueIsSeenAtTheNextRead) {
   setUserDefaults(".GlobalPreferences", "{ AppleLocale = de_DE; }");
   EXPECT_EQ(globalDefault("AppleLocale"), PropertyListValue("de_DE"));

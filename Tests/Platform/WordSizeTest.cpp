@@ -16,11 +16,10 @@
 // FileCopy: futimens, utimensat          | time: 1901 to 2038               | CopyKeepsFarTimes, TimesBefore1902...
 // LocalTime: time, localtime_r           | time: until 2038                 | SystemTimeGoesPast2038
 // InstallUtil, SystemLog: a time as text | nothing but what LocalTime has   | StampAfter..., TraceLineAfter2038...
-// PropertyList, its guard, its writer    | integer as a long                | IntegersAround...AreKept
-// PropertyList, its guard, its writer    | date as a time_t                 | DatesBefore1902AndAfter2038AreKept
+// PropertyList: reader and writer        | integer as a long                | IntegersAround...AreKept
+// PropertyList: reader and writer        | date as a time_t                 | DatesBefore1902AndAfter2038AreKept
 // UserDefaults: booleanValue             | integer cut to 32 bits           | IntegerWithoutLowerHalfIsTrue
-// PropertyListGuard: binary lists        | number cut, or product wrapped   | BinaryListOf...
-// PropertyListGuard: lengths of libplist | length cut, in 64 bits only      | ListTooLongForLibPlistIsNoList
+// BinaryPropertyListReader               | number cut, or product wrapped   | its own tests of numbers that wrap
 // TextNumber, the result of a run        | number as a long: other limits   | NumberIsClamped..., ResultOutOfRange...
 // StringUtil: boolToString, charAtIndex  | nothing: int has 32 bits in both | OnlyTheLowest..., IndexIsNeverCut
 //
@@ -29,7 +28,6 @@
 
 #include <gmock/gmock.h>
 #include <sched.h>
-#include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/syscall.h>
 
@@ -48,7 +46,8 @@
 #include "Platform/PropertyList.h"
 #include "Platform/StandardStreams.h"
 #include "Platform/UserDefaults.h"
-#include "Platform/posix/PropertyListGuard.h"
+#include "Support/PropertyListReader.h"
+#include "Support/PropertyListWriter.h"
 #include "Support/TextNumber.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/InstanceFixture.h"
@@ -560,10 +559,10 @@ constexpr const char* kListEnd = "</plist>";
 
 /// Expects that an element is read as a value and written in the same way again.
 void expectKept(const std::string& element, const PropertyListValue& expected) {
-  const auto value = platform::parsePropertyList(kListStart + element + kListEnd);
+  const auto value = property_list::read(kListStart + element + kListEnd);
   ASSERT_TRUE(value) << element;
   EXPECT_TRUE(*value == expected) << element;
-  EXPECT_THAT(platform::xmlPropertyList(*value).value_or("<none>"), HasSubstr("\n" + element + "\n"));
+  EXPECT_THAT(property_list::toXml(*value).value_or("<none>"), HasSubstr("\n" + element + "\n"));
 }
 
 TEST_F(WordSizeTest, IntegersAroundThirtyTwoAndSixtyFourBitsAreKept) {
@@ -602,121 +601,6 @@ TEST_F(WordSizeTest, IntegerWithoutLowerHalfIsTrue) {
   EXPECT_TRUE(platform::booleanValue(PropertyListValue::integer(std::int64_t{1} << 32)));
   EXPECT_TRUE(platform::booleanValue(PropertyListValue::integer(std::numeric_limits<std::int64_t>::min())));
   EXPECT_FALSE(platform::booleanValue(PropertyListValue::integer(0)));
-}
-
-// ----- Numbers in binary property lists -----
-
-std::string bigEndian(std::uint64_t number, size_t size = 8) {
-  std::string bytes;
-  for (size_t index = size; index-- > 0;) bytes += static_cast<char>(static_cast<unsigned char>(number >> (8 * index)));
-  return bytes;
-}
-
-constexpr std::uint64_t kWrap = std::uint64_t{1} << 32;
-
-/// A binary list with numbers of eight bytes everywhere. The numbers added to those of its trailer and its first offset
-/// make it wrong.
-struct WideList {
-  std::vector<std::string> objects;
-  std::uint64_t moreObjects = 0;
-  std::uint64_t moreRoot = 0;
-  std::uint64_t moreTable = 0;
-  std::uint64_t moreOffset = 0;
-
-  std::string bytes() const {
-    std::string result = "bplist00";
-    std::string table;
-    for (const std::string& object : objects) {
-      table += bigEndian(result.size() + (table.empty() ? moreOffset : 0));
-      result += object;
-    }
-    const std::uint64_t tableStart = result.size() + moreTable;
-    return result + table + std::string(6, '\0') + "\x08\x08" + bigEndian(objects.size() + moreObjects) +
-           bigEndian(moreRoot) + bigEndian(tableStart);
-  }
-};
-
-/// An object with a count of eight bytes.
-std::string counted(char kind, std::uint64_t count, const std::string& content) {
-  return std::string(1, kind) + "\x13" + bigEndian(count) + content;
-}
-
-/// A list of an object with a count of 2, to which more is added, and of two strings.
-std::string listOf(char kind, std::uint64_t more, const std::string& content) {
-  return WideList{{counted(kind, 2 + more, content), "\x51k", "\x51v"}}.bytes();
-}
-
-OptionalString readListOf(char kind, const std::string& content) {
-  const auto value = platform::parsePropertyList(listOf(kind, 0, content));
-  return value ? platform::xmlPropertyList(*value) : std::nullopt;
-}
-
-/// Two keys, or values, and their values.
-std::string references(std::uint64_t one, std::uint64_t other) {
-  return bigEndian(one) + bigEndian(other) + bigEndian(2) + bigEndian(2);
-}
-
-TEST_F(WordSizeTest, BinaryListOfWideNumbersIsRead) {
-  EXPECT_THAT(readListOf('\x4F', "ab").value_or(""), HasSubstr("YWI="));
-  EXPECT_THAT(readListOf('\x5F', "ab").value_or(""), HasSubstr("<string>ab<"));
-  EXPECT_THAT(readListOf('\x6F', std::string("\0a\0b", 4)).value_or(""), HasSubstr("<string>ab<"));
-  EXPECT_THAT(readListOf('\xAF', references(1, 2)).value_or(""), HasSubstr("<string>k</string>\n\t<string>v<"));
-  EXPECT_THAT(readListOf('\xDF', references(1, 2)).value_or(""), HasSubstr("<key>k</key>\n\t<string>v<"));
-  EXPECT_EQ(platform::parsePropertyList(WideList{{"\x51x"}}.bytes()), PropertyListValue("x"));
-}
-
-/// Expects that the guard itself refuses a list: what libplist would do with it is not to be known.
-void expectUnsafe(const std::string& list) {
-  EXPECT_TRUE(platform::isBinaryPropertyList(list));
-  EXPECT_FALSE(platform::isSafeBinaryPropertyList(list));
-  EXPECT_FALSE(platform::parsePropertyList(list));
-}
-
-TEST_F(WordSizeTest, BinaryListOfCountsThatWrapIsRefused) {
-  // Each count, or that many references, is what it should be again when 32 or 64 bits hold it.
-  for (const char kind : {'\x4F', '\x5F'}) expectUnsafe(listOf(kind, kWrap, "ab"));
-  for (const std::uint64_t more : {kWrap / 2, kWrap}) expectUnsafe(listOf('\x6F', more, std::string("\0a\0b", 4)));
-  for (const std::uint64_t more : {kWrap / 16, kWrap / 8, kWrap, std::uint64_t{1} << 60, std::uint64_t{1} << 61}) {
-    expectUnsafe(listOf('\xAF', more, references(1, 2)));
-    expectUnsafe(listOf('\xDF', more, references(1, 2)));
-  }
-}
-
-TEST_F(WordSizeTest, BinaryListOfReferenceAboveThirtyTwoBitsIsRefused) {
-  for (const char kind : {'\xAF', '\xDF'}) {
-    expectUnsafe(listOf(kind, 0, references(kWrap + 1, 2)));
-    expectUnsafe(listOf(kind, 0, references(1, kWrap + 2)));
-  }
-  expectUnsafe(listOf('\xDF', 0, bigEndian(1) + bigEndian(2) + bigEndian(kWrap + 2) + bigEndian(2)));
-}
-
-TEST_F(WordSizeTest, BinaryListOfTrailerAboveThirtyTwoBitsIsRefused) {
-  for (std::uint64_t WideList::*number :
-       {&WideList::moreObjects, &WideList::moreRoot, &WideList::moreTable, &WideList::moreOffset}) {
-    WideList list{{"\x51x"}};
-    EXPECT_TRUE(platform::isBinaryPropertyList(list.bytes()));
-    list.*number = kWrap;
-    EXPECT_FALSE(platform::isBinaryPropertyList(list.bytes()));
-    list.*number = kWrap << 29;  // times eight bytes it wraps in 64 bits too
-    EXPECT_FALSE(platform::isBinaryPropertyList(list.bytes()));
-  }
-}
-
-TEST_F(WordSizeTest, ListTooLongForLibPlistIsNoList) {
-  if (sizeof(size_t) < 8) GTEST_SKIP() << "no text of 32 bits is that long";
-  const std::string list = WideList{{"\x51x"}}.bytes();
-  constexpr size_t kTrailer = 32 + 8;  // with the table of offsets
-  for (const std::uint64_t size : {kWrap - 2, kWrap - 1, kWrap + 4096}) {
-    const auto length = static_cast<size_t>(size);
-    void* memory = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (memory == MAP_FAILED) GTEST_SKIP() << "needs as many addresses";
-    char* bytes = static_cast<char*>(memory);
-    list.copy(bytes, list.size() - kTrailer);
-    list.copy(bytes + length - kTrailer, kTrailer, list.size() - kTrailer);
-    bigEndian(size - kTrailer).copy(bytes + length - 8, 8);
-    EXPECT_EQ(platform::isBinaryPropertyList({bytes, length}), size < kWrap - 1) << size;
-    munmap(memory, length);
-  }
 }
 
 // ----- Numbers in texts -----

@@ -5,7 +5,7 @@
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 
 # Every Debian package that the scripts need, by what needs it. The one place where they are named.
-packages_libraries="libxml2-dev libplist-dev libutf8proc-dev"
+packages_libraries="libxml2-dev libutf8proc-dev"
 packages_build="g++ cmake ninja-build pkg-config $packages_libraries googletest"
 packages_package="dpkg-dev"
 packages_tests="mandoc zsh fish lintian $packages_package"

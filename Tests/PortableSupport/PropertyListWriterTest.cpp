@@ -7,8 +7,9 @@
 #include <locale>
 #include <string>
 
-#include "Platform/PropertyList.h"
-#include "Platform/linux/XmlPropertyListWriter.h"
+#include "Support/PropertyListReader.h"
+#include "Support/PropertyListWriter.h"
+#include "Tests/Support/PropertyLists.h"
 
 namespace hotfix {
 
@@ -28,7 +29,7 @@ std::string list(const std::string& root) {
          root + "</plist>\n";
 }
 
-std::string written(const PropertyListValue& value) { return platform::writeXmlPropertyList(value).value_or("(none)"); }
+std::string written(const PropertyListValue& value) { return property_list::toXml(value).value_or("(none)"); }
 
 std::string writtenReal(double real) {
   const std::string text = written(PropertyListValue(real));
@@ -42,7 +43,7 @@ std::string writtenDate(double seconds) {
   return text.substr(start, text.find("</date>") - start);
 }
 
-TEST(XmlPropertyListWriterTest, DictionaryHoldsKeysAndValuesOnLinesOfTheirOwn) {
+TEST(PropertyListWriterTest, DictionaryHoldsKeysAndValuesOnLinesOfTheirOwn) {
   const PropertyListValue value(Dictionary{{"k", PropertyListValue(Array{"a & b"})}});
   EXPECT_EQ(written(value), list("<dict>\n"
                                  "\t<key>k</key>\n"
@@ -52,18 +53,13 @@ TEST(XmlPropertyListWriterTest, DictionaryHoldsKeysAndValuesOnLinesOfTheirOwn) {
                                  "</dict>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, PlatformServiceWritesTheSameBytes) {
-  const PropertyListValue value(Dictionary{{"k", "v"}});
-  EXPECT_EQ(platform::xmlPropertyList(value), platform::writeXmlPropertyList(value));
-}
-
-TEST(XmlPropertyListWriterTest, RootOfAnyTypeStandsAtLevelZero) {
+TEST(PropertyListWriterTest, RootOfAnyTypeStandsAtLevelZero) {
   EXPECT_EQ(written("text"), list("<string>text</string>\n"));
   EXPECT_EQ(written(PropertyListValue(Array{"a"})), list("<array>\n\t<string>a</string>\n</array>\n"));
   EXPECT_EQ(written(PropertyListValue(true)), list("<true/>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, EmptyValuesHaveTheirOwnForms) {
+TEST(PropertyListWriterTest, EmptyValuesHaveTheirOwnForms) {
   EXPECT_EQ(written(PropertyListValue(Dictionary())), list("<dict/>\n"));
   EXPECT_EQ(written(PropertyListValue(Array())), list("<array/>\n"));
   EXPECT_EQ(written(""), list("<string></string>\n"));
@@ -74,12 +70,12 @@ TEST(XmlPropertyListWriterTest, EmptyValuesHaveTheirOwnForms) {
             list("<array>\n\t<data>\n\t</data>\n</array>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, BooleansAreEmptyElements) {
+TEST(PropertyListWriterTest, BooleansAreEmptyElements) {
   EXPECT_EQ(written(PropertyListValue(Array{PropertyListValue(true), PropertyListValue(false)})),
             list("<array>\n\t<true/>\n\t<false/>\n</array>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, IntegersAreDecimal) {
+TEST(PropertyListWriterTest, IntegersAreDecimal) {
   EXPECT_EQ(written(PropertyListValue::integer(0)), list("<integer>0</integer>\n"));
   EXPECT_EQ(written(PropertyListValue::integer(42)), list("<integer>42</integer>\n"));
   EXPECT_EQ(written(PropertyListValue::integer(-1)), list("<integer>-1</integer>\n"));
@@ -89,7 +85,7 @@ TEST(XmlPropertyListWriterTest, IntegersAreDecimal) {
             list("<integer>18446744073709551615</integer>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, RealsHaveSeventeenDigits) {
+TEST(PropertyListWriterTest, RealsHaveSeventeenDigits) {
   EXPECT_EQ(writtenReal(0.1), "0.10000000000000001");
   EXPECT_EQ(writtenReal(1), "1");
   EXPECT_EQ(writtenReal(-2.5), "-2.5");
@@ -101,7 +97,7 @@ TEST(XmlPropertyListWriterTest, RealsHaveSeventeenDigits) {
   EXPECT_EQ(writtenReal(std::numeric_limits<double>::denorm_min()), "4.9406564584124654e-324");
 }
 
-TEST(XmlPropertyListWriterTest, SpecialRealsHaveNames) {
+TEST(PropertyListWriterTest, SpecialRealsHaveNames) {
   EXPECT_EQ(writtenReal(0), "0.0");
   EXPECT_EQ(writtenReal(-0.0), "0.0");
   EXPECT_EQ(writtenReal(std::numeric_limits<double>::quiet_NaN()), "nan");
@@ -109,7 +105,7 @@ TEST(XmlPropertyListWriterTest, SpecialRealsHaveNames) {
   EXPECT_EQ(writtenReal(-std::numeric_limits<double>::infinity()), "-infinity");
 }
 
-TEST(XmlPropertyListWriterTest, GlobalLocaleChangesNoNumber) {
+TEST(PropertyListWriterTest, GlobalLocaleChangesNoNumber) {
   class CommaPunctuation : public std::numpunct<char> {
    protected:
     char do_decimal_point() const override { return ','; }
@@ -124,7 +120,7 @@ TEST(XmlPropertyListWriterTest, GlobalLocaleChangesNoNumber) {
   EXPECT_EQ(number, list("<integer>1234567</integer>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, DatesAreUtcSeconds) {
+TEST(PropertyListWriterTest, DatesAreUtcSeconds) {
   EXPECT_EQ(writtenDate(0), "2001-01-01T00:00:00Z");
   EXPECT_EQ(writtenDate(-978307200), "1970-01-01T00:00:00Z");
   EXPECT_EQ(writtenDate(86399), "2001-01-01T23:59:59Z");
@@ -134,7 +130,7 @@ TEST(XmlPropertyListWriterTest, DatesAreUtcSeconds) {
   EXPECT_EQ(writtenDate(252423993599.0), "9999-12-31T23:59:59Z");
 }
 
-TEST(XmlPropertyListWriterTest, LeapDaysFollowTheGregorianRule) {
+TEST(PropertyListWriterTest, LeapDaysFollowTheGregorianRule) {
   constexpr double kDay = 86400;
   EXPECT_EQ(writtenDate(-307 * kDay), "2000-02-29T00:00:00Z");
   EXPECT_EQ(writtenDate(-306 * kDay), "2000-03-01T00:00:00Z");
@@ -145,12 +141,12 @@ TEST(XmlPropertyListWriterTest, LeapDaysFollowTheGregorianRule) {
   EXPECT_EQ(writtenDate(-36831 * kDay), "1900-03-01T00:00:00Z");
 }
 
-TEST(XmlPropertyListWriterTest, FractionsOfASecondAreDropped) {
+TEST(PropertyListWriterTest, FractionsOfASecondAreDropped) {
   EXPECT_EQ(writtenDate(0.999), "2001-01-01T00:00:00Z");
   EXPECT_EQ(writtenDate(-0.5), "2000-12-31T23:59:59Z");
 }
 
-TEST(XmlPropertyListWriterTest, YearsBeforeTheFirstAndAfterTheLastOfFourDigits) {
+TEST(PropertyListWriterTest, YearsBeforeTheFirstAndAfterTheLastOfFourDigits) {
   EXPECT_EQ(writtenDate(-63113904000.0), "0001-01-01T00:00:00Z");
   EXPECT_EQ(writtenDate(-63113904001.0), "0000-12-31T23:59:59Z");
   EXPECT_EQ(writtenDate(-63145526400.0), "0000-01-01T00:00:00Z");
@@ -158,7 +154,7 @@ TEST(XmlPropertyListWriterTest, YearsBeforeTheFirstAndAfterTheLastOfFourDigits) 
   EXPECT_EQ(writtenDate(252423993600.0), "10000-01-01T00:00:00Z");
 }
 
-TEST(XmlPropertyListWriterTest, DatesThatNoCalendarHoldsAreWrittenAsSomeDate) {
+TEST(PropertyListWriterTest, DatesThatNoCalendarHoldsAreWrittenAsSomeDate) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   EXPECT_EQ(writtenDate(std::numeric_limits<double>::quiet_NaN()), "2001-01-01T00:00:00Z");
   EXPECT_EQ(writtenDate(kInfinity), writtenDate(1e15));
@@ -167,13 +163,14 @@ TEST(XmlPropertyListWriterTest, DatesThatNoCalendarHoldsAreWrittenAsSomeDate) {
   EXPECT_EQ(writtenDate(1e15), "31690739-07-06T01:46:40Z");
 }
 
-TEST(XmlPropertyListWriterTest, OnlyThreeCharactersAreEscaped) {
-  EXPECT_EQ(written("<a>&\"'\t\r\n\x01"), list("<string>&lt;a&gt;&amp;\"'\t\r\n\x01</string>\n"));
+TEST(PropertyListWriterTest, OnlyThreeCharactersAreEscaped) {
+  EXPECT_EQ(written(std::string("<a>&\"'\t\r\n\x01\0", 11)),
+            list("<string>&lt;a&gt;&amp;\"'\t\r\n\x01" + std::string(1, '\0') + "</string>\n"));
   EXPECT_EQ(written(PropertyListValue(Dictionary{{"<a>&\"'", "\xC3\xA9"}})),
             list("<dict>\n\t<key>&lt;a&gt;&amp;\"'</key>\n\t<string>\xC3\xA9</string>\n</dict>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, KeysAreSortedByCharactersNotByNumberOrCase) {
+TEST(PropertyListWriterTest, KeysAreSortedByCharactersNotByNumberOrCase) {
   const PropertyListValue value(Dictionary{{"a", "1"}, {"B", "2"}, {"9", "3"}, {"10", "4"}, {"", "5"}, {"aa", "6"}});
   EXPECT_EQ(written(value), list("<dict>\n"
                                  "\t<key></key>\n\t<string>5</string>\n"
@@ -185,7 +182,7 @@ TEST(XmlPropertyListWriterTest, KeysAreSortedByCharactersNotByNumberOrCase) {
                                  "</dict>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, KeysOfTwoUnitsComeBeforeTheLastOnesOfOneUnit) {
+TEST(PropertyListWriterTest, KeysOfTwoUnitsComeBeforeTheLastOnesOfOneUnit) {
   // In UTF-16 the characters above U+FFFF begin with a unit from D800 to DBFF.
   const char* const kOrdered[] = {"z",          "\u00E9", "\uD7FF", "\U00010000", "\U0001F600", "\U00040000",
                                   "\U0010FFFF", "\uE000", "\uEFFF", "\uF000",     "\uFFFD"};
@@ -198,14 +195,14 @@ TEST(XmlPropertyListWriterTest, KeysOfTwoUnitsComeBeforeTheLastOnesOfOneUnit) {
   EXPECT_EQ(written(PropertyListValue(dictionary)), list(expected + "</dict>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, DataIsBase64WithPadding) {
+TEST(PropertyListWriterTest, DataIsBase64WithPadding) {
   EXPECT_EQ(written(PropertyListValue(Data{"A"})), list("<data>\nQQ==\n</data>\n"));
   EXPECT_EQ(written(PropertyListValue(Data{"AB"})), list("<data>\nQUI=\n</data>\n"));
   EXPECT_EQ(written(PropertyListValue(Data{"ABC"})), list("<data>\nQUJD\n</data>\n"));
   EXPECT_EQ(written(PropertyListValue(Data{std::string("\0\xFF\xFE\xFB", 4)})), list("<data>\nAP/++w==\n</data>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, DataLinesGetShorterWithTheirLevel) {
+TEST(PropertyListWriterTest, DataLinesGetShorterWithTheirLevel) {
   constexpr size_t kLengths[] = {76, 68, 60, 52, 44, 36, 28, 20, 12, 12, 12};
   for (size_t level = 0; level < std::size(kLengths); ++level) {
     // Two full lines and a byte.
@@ -227,24 +224,49 @@ TEST(XmlPropertyListWriterTest, DataLinesGetShorterWithTheirLevel) {
   }
 }
 
-TEST(XmlPropertyListWriterTest, FullLastDataLineIsNotFollowedByAnEmptyOne) {
+TEST(PropertyListWriterTest, FullLastDataLineIsNotFollowedByAnEmptyOne) {
   EXPECT_EQ(written(PropertyListValue(Data{std::string(57, '\0')})),
             list("<data>\n" + std::string(76, 'A') + "\n</data>\n"));
 }
 
-TEST(XmlPropertyListWriterTest, TextThatIsNoUtf8CannotBeWritten) {
-  EXPECT_EQ(platform::writeXmlPropertyList("\xE9"), std::nullopt);
-  EXPECT_EQ(platform::writeXmlPropertyList("\xED\xA0\x80"), std::nullopt);  // a surrogate
-  EXPECT_EQ(platform::writeXmlPropertyList(PropertyListValue(Array{"a", "\xC3"})), std::nullopt);
-  EXPECT_EQ(platform::writeXmlPropertyList(PropertyListValue(Dictionary{{"\xFF", "a"}})), std::nullopt);
-  EXPECT_EQ(platform::writeXmlPropertyList(PropertyListValue(Dictionary{{"k", PropertyListValue(Array{"\xFF"})}})),
-            std::nullopt);
+TEST(PropertyListWriterTest, TextThatIsNoUtf8CannotBeWritten) {
+  EXPECT_EQ(property_list::toXml("\xE9"), std::nullopt);
+  EXPECT_EQ(property_list::toXml("\xED\xA0\x80"), std::nullopt);  // a surrogate
+  EXPECT_EQ(property_list::toXml(PropertyListValue(Array{"a", "\xC3"})), std::nullopt);
+  EXPECT_EQ(property_list::toXml(PropertyListValue(Dictionary{{"\xFF", "a"}})), std::nullopt);
+  EXPECT_EQ(property_list::toXml(PropertyListValue(Dictionary{{"k", PropertyListValue(Array{"\xFF"})}})), std::nullopt);
 }
 
-TEST(XmlPropertyListWriterTest, TextWithAZeroCharacterIsRefused) {
-  const std::string text("a\0b", 3);
-  EXPECT_FALSE(platform::writeXmlPropertyList(PropertyListValue(text)));
-  EXPECT_FALSE(platform::writeXmlPropertyList(PropertyListValue(PropertyListValue::Dictionary{{text, "value"}})));
+TEST(PropertyListWriterTest, WrittenValueIsReadAsItWas) {
+  Array values;
+  for (const char* text : {"", " \t\r\n", "<&>\"'", "]]>", "\u00E9\u20AC\U0001F600\uFEFF", "\x01\x7F", "&amp;"}) {
+    values.emplace_back(text);
+  }
+  values.emplace_back(std::string("a\0b", 3));
+  for (const double number : {0.1, 1.0 / 3, -1e-100, std::numeric_limits<double>::max(),
+                              std::numeric_limits<double>::denorm_min(), std::numeric_limits<double>::infinity()}) {
+    values.emplace_back(number);
+  }
+  values.push_back(PropertyListValue(Integer{std::numeric_limits<std::uint64_t>::max(), false}));
+  values.push_back(PropertyListValue::integer(std::numeric_limits<std::int64_t>::min()));
+  constexpr std::int64_t kYear = 31556952;  // in the mean
+  for (std::int64_t seconds = -3000 * kYear; seconds < 12'000 * kYear; seconds += 3 * kYear + 12345) {
+    values.emplace_back(Date{static_cast<double>(seconds)});
+  }
+  PropertyListValue value{Array()};
+  for (size_t level = 0; level <= 9; ++level) {
+    const size_t line = (76 - 8 * std::min<size_t>(level, 8)) / 4 * 3;
+    Array data{value};
+    for (const size_t size : {size_t{1}, size_t{2}, line - 1, line, line + 1, 2 * line}) {
+      data.emplace_back(Data{repeated("\xFB\xFF\x01", size).substr(0, size)});
+    }
+    value = PropertyListValue(data);
+  }
+  values.push_back(value);
+  const PropertyListValue all(values);
+  const std::optional<PropertyListValue> readBack = property_list::read(written(all));
+  ASSERT_TRUE(readBack);
+  EXPECT_EQ(shown(readBack), shown(all));
 }
 
 }  // namespace

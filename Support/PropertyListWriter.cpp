@@ -1,4 +1,4 @@
-#include "Platform/linux/XmlPropertyListWriter.h"
+#include "Support/PropertyListWriter.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,7 +13,7 @@
 
 #include "Support/TextEncoding.h"
 
-namespace hotfix::platform {
+namespace hotfix::property_list {
 
 namespace {
 
@@ -35,10 +35,10 @@ int utf16Rank(char c) {
   return byte < 0xF0 ? byte + 5 : byte - 2;
 }
 
-bool isBefore(const Dictionary::value_type* left, const Dictionary::value_type* right) {
+bool isBefore(const Dictionary::value_type& left, const Dictionary::value_type& right) {
   const auto [here, there] =
-      std::mismatch(left->first.begin(), left->first.end(), right->first.begin(), right->first.end());
-  if (here == left->first.end() || there == right->first.end()) return there != right->first.end();
+      std::mismatch(left.first.begin(), left.first.end(), right.first.begin(), right.first.end());
+  if (here == left.first.end() || there == right.first.end()) return there != right.first.end();
   return utf16Rank(*here) < utf16Rank(*there);
 }
 
@@ -93,19 +93,19 @@ class Writer {
  public:
   explicit Writer(std::string* output) : _output(*output) {}
 
-  /// \return false when a text in the value is no UTF-8, or holds a U+0000.
+  /// \return false when a text in the value is no UTF-8.
   bool appendValue(const PropertyListValue& value, size_t level) {
-    if (const std::string* text = value.asString()) return appendText("string", *text, level);
+    if (const std::string* text = value.asString()) return appendText("<string>", *text, "</string>\n", level);
     if (const Dictionary* dictionary = value.asDictionary()) return appendDictionary(*dictionary, level);
     if (const PropertyListValue::Array* array = value.asArray()) return appendArray(*array, level);
     if (const bool* boolean = value.asBoolean()) {
       appendLine(*boolean ? "<true/>" : "<false/>", level);
     } else if (const PropertyListValue::Integer* integer = value.asInteger()) {
-      appendElement("integer", integerText(*integer), level);
+      appendElement("<integer>", integerText(*integer), "</integer>\n", level);
     } else if (const double* real = value.asReal()) {
-      appendElement("real", realText(*real), level);
+      appendElement("<real>", realText(*real), "</real>\n", level);
     } else if (const PropertyListValue::Date* date = value.asDate()) {
-      appendElement("date", dateText(date->secondsSince2001), level);
+      appendElement("<date>", dateText(date->secondsSince2001), "</date>\n", level);
     } else if (const PropertyListValue::Data* data = value.asData()) {
       appendData(data->bytes, level);
     }
@@ -117,44 +117,47 @@ class Writer {
       appendLine("<dict/>", level);
       return true;
     }
-    std::vector<const Dictionary::value_type*> entries;
-    entries.reserve(dictionary.size());
-    for (const Dictionary::value_type& entry : dictionary) entries.push_back(&entry);
-    if (!std::is_sorted(entries.begin(), entries.end(), isBefore)) std::sort(entries.begin(), entries.end(), isBefore);
-
     appendLine("<dict>", level);
-    for (const Dictionary::value_type* entry : entries) {
-      if (!appendText("key", entry->first, level + 1) || !appendValue(entry->second, level + 1)) return false;
-    }
+    if (!appendEntries(dictionary, level + 1)) return false;
     appendLine("</dict>", level);
     return true;
   }
 
  private:
+  bool appendEntries(const Dictionary& dictionary, size_t level) {
+    const auto append = [this, level](const Dictionary::value_type& entry) {
+      return appendText("<key>", entry.first, "</key>\n", level) && appendValue(entry.second, level);
+    };
+    // A dictionary has the order of UTF-8, which nearly always is the same.
+    if (std::is_sorted(dictionary.begin(), dictionary.end(), isBefore)) {
+      return std::all_of(dictionary.begin(), dictionary.end(), append);
+    }
+    std::vector<const Dictionary::value_type*> entries;
+    for (const Dictionary::value_type& entry : dictionary) entries.push_back(&entry);
+    std::sort(entries.begin(), entries.end(),
+              [](const auto* left, const auto* right) { return isBefore(*left, *right); });
+    return std::all_of(entries.begin(), entries.end(), [append](const auto* entry) { return append(*entry); });
+  }
+
+  static const char* escapeOf(char c) { return c == '&' ? "&amp;" : c == '<' ? "&lt;" : "&gt;"; }
+
   void appendLine(std::string_view line, size_t level) { _output.append(level, '\t').append(line) += '\n'; }
 
-  void beginElement(std::string_view name, size_t level) {
-    _output.append(level, '\t').append("<").append(name) += '>';
-  }
-  void endElement(std::string_view name) { _output.append("</").append(name) += ">\n"; }
-
-  void appendElement(std::string_view name, std::string_view content, size_t level) {
-    beginElement(name, level);
-    _output += content;
-    endElement(name);
+  void appendElement(std::string_view start, std::string_view content, std::string_view end, size_t level) {
+    _output.append(level, '\t').append(start).append(content).append(end);
   }
 
-  bool appendText(std::string_view name, std::string_view text, size_t level) {
-    constexpr std::string_view kEscaped("&<>\0", 4);
+  bool appendText(std::string_view start, std::string_view text, std::string_view end, size_t level) {
     if (!text::isValidUtf8(text)) return false;
-    beginElement(name, level);
-    for (size_t end; (end = text.find_first_of(kEscaped)) != std::string_view::npos; text.remove_prefix(end + 1)) {
-      _output += text.substr(0, end);
-      if (text[end] == '\0') return false;
-      _output += text[end] == '&' ? "&amp;" : text[end] == '<' ? "&lt;" : "&gt;";
+    _output.append(level, '\t').append(start);
+    const auto isEscaped = [](char c) { return c == '&' || c == '<' || c == '>'; };
+    for (auto at = text.begin(); at != text.end();) {
+      const auto next = std::find_if(at, text.end(), isEscaped);
+      _output.append(at, next);
+      at = next;
+      if (at != text.end()) _output += escapeOf(*at++);
     }
-    _output += text;
-    endElement(name);
+    _output += end;
     return true;
   }
 
@@ -212,12 +215,12 @@ OptionalString writtenBy(Write write) {
 
 }  // namespace
 
-OptionalString writeXmlPropertyList(const PropertyListValue& value) {
+OptionalString toXml(const PropertyListValue& value) {
   return writtenBy([&value](Writer& writer) { return writer.appendValue(value, 0); });
 }
 
-OptionalString writeXmlPropertyList(const PropertyListValue::Dictionary& dictionary) {
+OptionalString toXml(const PropertyListValue::Dictionary& dictionary) {
   return writtenBy([&dictionary](Writer& writer) { return writer.appendDictionary(dictionary, 0); });
 }
 
-}  // namespace hotfix::platform
+}  // namespace hotfix::property_list

@@ -1,13 +1,12 @@
-#include "Platform/posix/OldStylePropertyList.h"
-
 #include <string>
 #include <utility>
 
-#include "Platform/posix/PropertyListLimits.h"
 #include "Support/OptionalString.h"
+#include "Support/PropertyListForms.h"
 #include "Support/TextEncoding.h"
+#include "Support/TextNumber.h"
 
-namespace hotfix::platform {
+namespace hotfix::property_list {
 
 namespace {
 
@@ -33,27 +32,20 @@ bool isBare(char c) {
          c == '/' || c == ':' || c == '.' || c == '-';
 }
 
-/// The value of a digit, or -1 when \a c is none.
-int digitValue(char c, int base) {
-  int value = -1;
-  if (c >= '0' && c <= '9') value = c - '0';
-  if (c >= 'a' && c <= 'f') value = c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') value = c - 'A' + 10;
-  return value < base ? value : -1;
-}
-
-class Reader {
+class OldStyleReader {
  public:
-  explicit Reader(std::string_view text) : _text(text) {}
+  OldStyleReader(std::string_view text, const Limits& limits) : _text(text), _values(limits.values) {}
 
-  std::optional<PropertyListValue> readList() {
-    if (!skipBlanks()) return PropertyListValue(Dictionary());
-    std::optional<PropertyListValue> root = readValue(0);
-    if (!root || !skipBlanks()) return root;
+  std::optional<PropertyListValue> read() {
+    PropertyListValue root{Dictionary()};
+    if (!skipBlanks()) return root;
+    if (!readValue(0, root)) return std::nullopt;
+    if (!skipBlanks()) return root;
+    if (root.asString() == nullptr) return std::nullopt;  // junk behind it
 
-    _position = 0;  // a string was the first key of a strings file; behind anything else there is junk
+    _position = 0;  // the string was the first key of a strings file; what follows its entries does not count
     Dictionary dictionary;
-    if (!readEntries(1, dictionary) || skipBlanks()) return std::nullopt;
+    if (!readEntries(1, dictionary)) return std::nullopt;
     return PropertyListValue(std::move(dictionary));
   }
 
@@ -71,10 +63,11 @@ class Reader {
     return true;
   }
 
-  /// The next character's digit value, stepped over, or -1 when it is no digit.
-  int takeDigit(int base) {
-    const int value = atEnd() ? -1 : digitValue(_text[_position], base);
-    if (value >= 0) ++_position;
+  /// Steps over the next digit of a base. \return its value, or none when something else is next.
+  std::optional<unsigned> takeDigit(unsigned base) {
+    const unsigned value = atEnd() ? base : text::digitValue(_text[_position]);
+    if (value >= base) return std::nullopt;
+    ++_position;
     return value;
   }
 
@@ -95,7 +88,8 @@ class Reader {
       if (take("//")) {
         while (!atEnd() && !take("\n") && !take("\r") && !takeUnicodeLineEnd()) ++_position;
       } else if (take("/*")) {
-        while (!atEnd() && !take("*/")) ++_position;
+        const size_t end = _text.find("*/", _position);
+        _position = end == std::string_view::npos ? _text.size() : end + 2;
       } else if (!takeBlank()) {
         return true;
       }
@@ -106,58 +100,57 @@ class Reader {
   // ----- Values -----
 
   /// \param level how many collections the value lies in.
-  std::optional<PropertyListValue> readValue(int level) {
-    if (!skipBlanks()) return std::nullopt;
-    if (level == kDeepestPropertyList && (isNext("{") || isNext("("))) return std::nullopt;
-    if (take("{")) return readDictionary(level + 1);
-    if (take("(")) return readArray(level + 1);
-    if (take("<")) return readData();
+  bool readValue(int level, PropertyListValue& value) {
+    if (!skipBlanks() || !_values.take()) return false;
+    if (take("{")) return level < kDeepest && readDictionary(level + 1, value);
+    if (take("(")) return level < kDeepest && readArray(level + 1, value);
+    if (take("<")) return readData(value);
     OptionalString string = readString();
-    if (!string) return std::nullopt;
-    return PropertyListValue(std::move(*string));
+    if (string) value = PropertyListValue(std::move(*string));
+    return string.has_value();
   }
 
-  std::optional<PropertyListValue> readArray(int level) {
+  bool readArray(int level, PropertyListValue& value) {
     Array array;
     while (skipBlanks() && !isNext(")")) {
-      std::optional<PropertyListValue> element = readValue(level);
-      if (!element) return std::nullopt;
-      array.push_back(std::move(*element));
+      if (!readValue(level, array.emplace_back())) return false;
       if (!skipBlanks() || !take(",")) break;
     }
-    if (!take(")")) return std::nullopt;
-    return PropertyListValue(std::move(array));
+    value = PropertyListValue(std::move(array));
+    return take(")");
   }
 
-  std::optional<PropertyListValue> readDictionary(int level) {
+  bool readDictionary(int level, PropertyListValue& value) {
     Dictionary dictionary;
-    if (!readEntries(level, dictionary) || !take("}")) return std::nullopt;
-    return PropertyListValue(std::move(dictionary));
+    if (!readEntries(level, dictionary) || !take("}")) return false;
+    value = PropertyListValue(std::move(dictionary));
+    return true;
   }
 
-  /// Reads "key = value;" and "key;" (which is its own value) up to something else.
+  /// Reads "key = value;" and "key;" (which is its own value) up to something else. Of equal keys the last counts.
   bool readEntries(int level, Dictionary& dictionary) {
-    while (skipBlanks() && !isNext("}")) {
+    while (skipBlanks()) {
       OptionalString key = readString();
-      if (!key || !skipBlanks()) return false;
-      std::optional<PropertyListValue> value = PropertyListValue(*key);
-      if (take("=")) value = readValue(level);
-      if (!value || !skipBlanks() || !take(";")) return false;
-      dictionary.insert_or_assign(std::move(*key), std::move(*value));
+      if (!key) break;
+      PropertyListValue value(*key);
+      if (!skipBlanks() || !(take("=") ? readValue(level, value) : _values.take())) return false;
+      if (!skipBlanks() || !take(";")) return false;
+      dictionary.insert_or_assign(dictionary.end(), std::move(*key), std::move(value));  // most lists are sorted
     }
     return true;
   }
 
-  std::optional<PropertyListValue> readData() {
+  bool readData(PropertyListValue& value) {
     Data data;
     while (!take(">")) {
       if (take(" ") || take("\t") || take("\n") || take("\r") || takeUnicodeLineEnd()) continue;
-      const int high = takeDigit(16);
-      const int low = takeDigit(16);  // right behind it: blanks stand between bytes only
-      if (high < 0 || low < 0) return std::nullopt;
-      data.bytes += static_cast<char>(static_cast<unsigned char>(high << 4 | low));
+      const std::optional<unsigned> high = takeDigit(16);
+      const std::optional<unsigned> low = takeDigit(16);  // right behind it: blanks stand between bytes only
+      if (!high || !low) return false;
+      data.bytes += static_cast<char>(static_cast<unsigned char>(*high << 4 | *low));
     }
-    return PropertyListValue(std::move(data));
+    value = PropertyListValue(std::move(data));
+    return true;
   }
 
   OptionalString readString() {
@@ -183,10 +176,7 @@ class Reader {
         string += text::utf8FromUtf16(escaped);
         escaped.clear();
       }
-      if (c == quote) {
-        if (string.find('\0') != std::string::npos) return std::nullopt;  // could be read, but not written
-        return string;
-      }
+      if (c == quote) return string;
       if (c != '\\') string += c;
     }
     return std::nullopt;
@@ -215,28 +205,31 @@ class Reader {
       default:
         break;
     }
-    if (digitValue(c, 8) < 0) return static_cast<unsigned char>(c);
+    if (text::digitValue(c) >= 8) return static_cast<unsigned char>(c);
     --_position;
     const unsigned code = readNumber(8, 3) & 0xFFU;
     return code < 0x80 ? static_cast<char16_t>(code) : kNextstepUpperHalf[code - 0x80];
   }
 
-  unsigned readNumber(int base, int mostDigits) {
+  unsigned readNumber(unsigned base, int mostDigits) {
     unsigned number = 0;
     for (int count = 0; count < mostDigits; ++count) {
-      const int digit = takeDigit(base);
-      if (digit < 0) break;
-      number = number * static_cast<unsigned>(base) + static_cast<unsigned>(digit);
+      const std::optional<unsigned> digit = takeDigit(base);
+      if (!digit) break;
+      number = number * base + *digit;
     }
     return number;
   }
 
   std::string_view _text;
   size_t _position = 0;
+  Budget _values;
 };
 
 }  // namespace
 
-std::optional<PropertyListValue> parseOldStylePropertyList(std::string_view utf8) { return Reader(utf8).readList(); }
+std::optional<PropertyListValue> readOldStyle(std::string_view text, const Limits& limits) {
+  return OldStyleReader(text, limits).read();
+}
 
-}  // namespace hotfix::platform
+}  // namespace hotfix::property_list
