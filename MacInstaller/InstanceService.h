@@ -107,8 +107,9 @@ class InstanceService {
   void updateInstallID(const std::string& id);
 
   /// Makes the "provisioning.manifest.version" of `rcplauncher.properties` the "rcp.install.id" there and in
-  /// `.config/rcpinstall.properties` of the data folder. Does nothing unless both files exist. Without a version both
-  /// files are only rewritten, and each refused change is a line at level 3.
+  /// `.config/rcpinstall.properties` of the data folder. Does nothing unless both files exist; below the data folder a
+  /// link does not count (see platform::FileBelow). Without a version both files are only rewritten, and each refused
+  /// change is a line at level 3.
   void updateInstallIDWithProvManVer();
 
   // ----- Installed versions and hotfix records -----

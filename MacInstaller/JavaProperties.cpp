@@ -156,6 +156,15 @@ JavaProperties::~JavaProperties() = default;
 JavaProperties::JavaProperties(const OptionalString& file) : JavaProperties() {
   if (!file) return;
   _file = platform::expandingTilde(*file);
+  load();
+}
+
+JavaProperties::JavaProperties(platform::FileBelow&& file) : JavaProperties() {
+  _fileBelow = std::make_unique<platform::FileBelow>(std::move(file));
+  load();
+}
+
+void JavaProperties::load() {
   try {
     initDictionary();
   } catch (const std::exception&) {  // more entries than there is memory for
@@ -165,9 +174,9 @@ JavaProperties::JavaProperties(const OptionalString& file) : JavaProperties() {
 }
 
 void JavaProperties::initDictionary() {
-  OptionalString contents = platform::readFile(*_file);
+  OptionalString contents = _fileBelow ? _fileBelow->read() : platform::readFile(*_file);
   if (!contents) {
-    _isFileUnread = platform::exists(*_file);
+    _isFileUnread = _fileBelow ? _fileBelow->isThere() : platform::exists(*_file);
     return;
   }
   // Of short lines, which may all be empty, so many need not be expected.
@@ -209,10 +218,8 @@ bool JavaProperties::setProperty(const OptionalString& value, const OptionalStri
 void JavaProperties::removePropertyForKey(const std::string& key) { _dict->remove(key); }
 
 bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
-  if (!path && !_file) return false;
-  const std::string target = path ? platform::expandingTilde(*path) : *_file;
-  if (_isFileUnread && target == *_file) return false;
-  return platform::writeFileAtomically(target, [this](const platform::PartWriter& write) {
+  if (!path && !_file && !_fileBelow) return false;
+  const auto produce = [this](const platform::PartWriter& write) {
     std::string part;
     for (const auto& [key, value] : _dict->sorted()) {
       if (key.empty()) continue;
@@ -225,7 +232,11 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
       part.clear();
     }
     return write(part);
-  });
+  };
+  if (!path && _fileBelow) return !_isFileUnread && _fileBelow->replace(produce);
+  const std::string target = path ? platform::expandingTilde(*path) : *_file;
+  if (_isFileUnread && target == _file) return false;
+  return platform::writeFileAtomically(target, produce);
 }
 
 void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {
