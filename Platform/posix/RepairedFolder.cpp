@@ -96,12 +96,17 @@ bool isSystemFolder(const struct stat& folder) {
 bool isInsideSystem(int folder, std::string place) {
   static constexpr const char* kSystemAlone[] = {"Library/Apple", "System", "bin",    "boot", "dev",  "etc", "lib",
                                                  "lib32",         "lib64",  "libx32", "proc", "sbin", "sys", "usr"};
+  struct stat volume = {};
+  const bool hasVolume = stat(kDataVolume, &volume) == 0;
+  const auto isSame = [](const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+  };
   struct stat below = {};
   for (bool isFirst = true;; isFirst = false) {
     struct stat status;
     if (fstatat(folder, place.c_str(), &status, 0) != 0) return true;
-    const bool isTop = !isFirst && status.st_dev == below.st_dev && status.st_ino == below.st_ino;
-    if (isTop || mayBeSameFolder(status, kDataVolume)) return false;  // though the volume lies in /System
+    if (!isFirst && isSame(status, below)) return false;    // at the top
+    if (hasVolume && isSame(status, volume)) return false;  // what is not the system's own, though it lies in /System
     if (isOneOf(kSystemAlone, status)) return true;
     below = status;
     place += "/..";
