@@ -54,8 +54,7 @@ constexpr char kNoProcessList[] = "The running processes cannot be listed: wheth
 constexpr char kPathToHome[] = "pathToRCPHome is %s.";
 constexpr char kTargetName[] = "targetName is %s.";
 constexpr char kInvalidHome[] = "Error path value, please provide a valid path value for rcp home.";
-constexpr char kRefusedFolder[] =
-    "Refused to change owner and permissions below %s: it is a folder of the system or of a user.";
+constexpr char kRefusedFolder[] = "Refused to change owner and permissions below %s: %s.";
 
 bool hasPrefix(const std::string& text, const std::string& prefix) {
   return !prefix.empty() && text.compare(0, prefix.size(), prefix) == 0;
@@ -237,9 +236,9 @@ std::string InstallUtil::getInstallerRootThrough(const std::string& path) {
 bool InstallUtil::changeAttributesForDirectory(const OptionalString& folder) {
   if (!folder || !platform::exists(*folder)) return false;
   if (!platform::isFolder(*folder)) return true;  // nothing lies below a file
-  bool isRefused = false;
-  const bool isDone = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode}, &isRefused);
-  if (isRefused) platform::log(LogLevel::Error, kRefusedFolder, folder->c_str());
+  std::string refusal;
+  const bool isDone = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode}, &refusal);
+  if (!refusal.empty()) platform::log(LogLevel::Error, kRefusedFolder, folder->c_str(), refusal.c_str());
   return isDone;
 }
 

@@ -96,8 +96,8 @@ class InstallUtil {
   /// mode 0775; see platform::setAttributesBelow for links and failures.
   ///
   /// \return true when every entry has them now, as in an empty folder. False for an absent or missing folder; false
-  ///     with one line at level 3 and nothing changed for a folder that is refused: the machine's or a user's own, or
-  ///     one that somebody's link leads to.
+  ///     with one line at level 3, which says why, and nothing changed for a folder that is refused: the machine's or a
+  ///     user's own, or one that somebody's link leads to.
   static bool changeAttributesForDirectory(const OptionalString& folder);
 
   /// Hands a command line to the system shell and waits for it; its exit status is discarded. An empty one does

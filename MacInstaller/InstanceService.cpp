@@ -1,6 +1,7 @@
 #include "MacInstaller/InstanceService.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "MacInstaller/Configuration.h"
@@ -84,7 +85,8 @@ constexpr char kHomeIs[] = "The pathToRcphome is: %s.";
 constexpr char kNewInstallLocationIs[] = "newInstallLocation : %s.";
 constexpr char kCopyingFailed[] = "Error copying files: %s.";
 constexpr char kNoNewInstallLocation[] = "Can not copy to newInstallLocation because its nil!";
-constexpr char kForeignStagingFolder[] = "Ignored %s: it is not a folder of root or of this user.";
+constexpr char kForeignStagingFolder[] =
+    "Ignored %s: it counts only as a folder that root or this user owns and that not everybody can write to.";
 constexpr char kNoFileAt[] = "No file at: %s!";
 constexpr char kNoHome[] = "The _pathToRcphome is nil, manually setting rcpHome!";
 constexpr char kProductNameIs[] = "The product name is: %s.";
@@ -370,11 +372,11 @@ void InstanceService::updateInstallID(const std::string& id) { setLauncherProper
 void InstanceService::updateInstallIDWithProvManVer() {
   const OptionalString launcherFile = inHome(kLauncherProperties);
   if (!launcherFile || !_pathToRcpData) return;
-  const std::string installFile = path::appending(*_pathToRcpData, kInstallProperties);
-  if (!platform::exists(installFile) || !existsAt(launcherFile)) return;
+  platform::FileBelow installFile(*_pathToRcpData, kInstallProperties);
+  if (!installFile.isThere() || !existsAt(launcherFile)) return;
   const OptionalString version = JavaProperties(launcherFile).getPropertyForKey(kManifestVersionKey);
   setLauncherProperty(kInstallIDKey, version);
-  JavaProperties installProperties{OptionalString(installFile)};
+  JavaProperties installProperties(std::move(installFile));
   (void)installProperties.setProperty(version, OptionalString(kInstallIDKey));
   (void)installProperties.savePropertiesToFile(std::nullopt);
 }

@@ -115,7 +115,8 @@ class InstanceService {
 
   /// Makes the "provisioning.manifest.version" of `rcplauncher.properties` the "rcp.install.id" there and in
   /// `.config/rcpinstall.properties` of the data folder. Does nothing without a data folder, and unless both files
-  /// exist. Without a version both files are only rewritten, and each refused change is a line at level 3.
+  /// exist; below the data folder a link does not count (see platform::FileBelow). Without a version both files are
+  /// only rewritten, and each refused change is a line at level 3.
   void updateInstallIDWithProvManVer();
 
   // ----- Installed versions and hotfix records -----

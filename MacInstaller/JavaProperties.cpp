@@ -157,6 +157,15 @@ JavaProperties::~JavaProperties() = default;
 JavaProperties::JavaProperties(const OptionalString& file) : JavaProperties() {
   if (!file) return;
   _file = platform::expandingTilde(*file);
+  load();
+}
+
+JavaProperties::JavaProperties(platform::FileBelow&& file) : JavaProperties() {
+  _fileBelow = std::make_unique<platform::FileBelow>(std::move(file));
+  load();
+}
+
+void JavaProperties::load() {
   try {
     initDictionary();
   } catch (const std::exception&) {  // more entries than there is memory for
@@ -166,9 +175,9 @@ JavaProperties::JavaProperties(const OptionalString& file) : JavaProperties() {
 }
 
 void JavaProperties::initDictionary() {
-  OptionalString contents = platform::readFile(*_file);
+  OptionalString contents = _fileBelow ? _fileBelow->read() : platform::readFile(*_file);
   if (!contents) {
-    _isFileUnread = platform::exists(*_file);
+    _isFileUnread = _fileBelow ? _fileBelow->isThere() : platform::exists(*_file);
     return;
   }
   // Of short lines, which may all be empty, so many need not be expected.
@@ -221,13 +230,14 @@ bool JavaProperties::wouldLose(const std::string& target) const {
 }
 
 bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
-  if (!path && !_file) return false;
-  const std::string target = path ? platform::expandingTilde(*path) : *_file;
-  if (wouldLose(target)) {
+  if (!path && !_file && !_fileBelow) return false;
+  const bool isBelow = !path && _fileBelow;
+  const std::string target = path ? platform::expandingTilde(*path) : isBelow ? _fileBelow->path() : *_file;
+  if (isBelow ? _isFileUnread : wouldLose(target)) {
     platform::log(platform::LogLevel::Error, kUnread, target.c_str());
     return false;
   }
-  return platform::writeFileAtomically(target, [this](const platform::PartWriter& write) {
+  const auto produce = [this](const platform::PartWriter& write) {
     std::string part;
     for (const auto& [key, value] : _dict->sorted()) {
       if (key.empty()) continue;
@@ -240,7 +250,8 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
       part.clear();
     }
     return write(part);
-  });
+  };
+  return isBelow ? _fileBelow->replace(produce) : platform::writeFileAtomically(target, produce);
 }
 
 void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {

@@ -9,6 +9,10 @@
 
 namespace hotfix {
 
+namespace platform {
+class FileBelow;
+}
+
 class TextMap;
 
 /// A Java-style properties file: texts by key, read from one file and saved to one file.
@@ -29,6 +33,10 @@ class JavaProperties {
   /// it. An absent path means no backing file. A file that is there but cannot be read (a failing disk, too little
   /// memory, no regular file) leaves the map empty too, and is never replaced by a save.
   explicit JavaProperties(const OptionalString& file);
+
+  /// Reads a file that lies where others can put anything, and has it as the backing file: it is read and replaced as
+  /// platform::FileBelow has it. When it is not there, a save to it fails.
+  explicit JavaProperties(platform::FileBelow&& file);
 
   JavaProperties(const JavaProperties&) = delete;
   JavaProperties& operator=(const JavaProperties&) = delete;
@@ -67,12 +75,14 @@ class JavaProperties {
   std::vector<std::string> allProperties() const;
 
  private:
+  void load();
   void initDictionary();
   bool wouldLose(const std::string& target) const;
 
   std::unique_ptr<TextMap> _dict;
-  OptionalString _file;        // backing file, "~" expanded
-  bool _isFileUnread = false;  // it is there, but what it holds is not known
+  OptionalString _file;                             // backing file, "~" expanded
+  std::unique_ptr<platform::FileBelow> _fileBelow;  // or this one
+  bool _isFileUnread = false;                       // it is there, but what it holds is not known
 };
 
 }  // namespace hotfix

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -100,13 +101,14 @@ void setCopyPolicy(CopyPolicy policy);
 /// Each failure asks the copy policy. "Go on" continues with the next item and the whole copy counts as a success;
 /// "stop" ends it, and the items copied until then stay, new folders with the attributes of their sources. Each file
 /// appears whole, from a temporary one of random name beside it; a folder's copy may end with a part of its files. The
-/// copy of a single file is durable (synced) when this returns, so that its source may be deleted.
+/// copy of a single file is durable (synced) when this returns, so that its source may be deleted. A file comes without
+/// its set-id bits out of a folder in which others than root and the effective user can put files.
 /// \return true on success. On false \a error, when given, holds the failure that stopped the copy.
 bool copyItem(const std::string& source, const std::string& target, FileError* error = nullptr);
 
-/// Copies a folder that lies where others can write, if it can be trusted: a folder, not a link to one, whose owner is
-/// one of those that readTrustedFile accepts. It is the folder that is copied which is judged, whatever comes to lie at
-/// the path meanwhile. Otherwise as copyItem.
+/// Copies a folder that lies where others can write, if it can be trusted: a folder, not a link to one, that not
+/// everyone can write to and whose owner is one of those that readTrustedFile accepts. It is the folder that is copied
+/// which is judged, whatever comes to lie at the path meanwhile. Otherwise as copyItem.
 ///
 /// \param[out] isDistrusted set to whether something is there that must not be trusted. Nothing is copied then, the
 ///     policy is not asked, and \a error, when given, holds kNoReadPermission.
@@ -123,8 +125,8 @@ inline constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;
 OptionalString readFile(const std::string& path, std::uint64_t mostBytes = kLargestFile);
 
 /// The bytes of a file that lies where others can write, if it can be trusted: a regular file, reached without a
-/// link as its last component and without a second name, not writable by everyone, and owned by root, the effective
-/// user or the invoking user (the account named by the environment variable USER, or numbered by SUDO_UID).
+/// link as its last component and without a second name, not writable by everyone, and of an owner whom isTrustedOwner
+/// (UserIdentity.h) accepts.
 ///
 /// \param[out] isDistrusted set to whether something is there that must not be trusted.
 /// \return none when it is missing, unreadable or not trusted.
@@ -145,6 +147,33 @@ using PartWriter = std::function<bool(std::string_view part)>;
 /// The same for contents that come part by part: \a produce hands them over in order, and answers false, or throws, to
 /// give up, which is a failure.
 bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce);
+
+/// A regular file below a folder where others can put anything meanwhile. It is opened once, without following a link
+/// below the folder; whatever comes to lie at its path, the file that was opened is the one that is read and replaced.
+class FileBelow {
+ public:
+  /// Opens \a relativePath below \a folder, which may be a link itself.
+  FileBelow(const std::string& folder, const std::string& relativePath);
+  FileBelow(FileBelow&& other) noexcept;
+  ~FileBelow();
+
+  /// Whether the file is there. A link is not, nor is a file with a second name, which may be anybody's.
+  bool isThere() const;
+
+  /// Where it was looked for.
+  const std::string& path() const;
+
+  /// As readFile.
+  OptionalString read() const;
+
+  /// As writeFileAtomically, in the folder where the file was found, with the owner, group and mode that it had then.
+  /// What lies at its name by now is replaced. \return false when it was not there, too.
+  bool replace(const std::function<bool(const PartWriter& write)>& produce) const;
+
+ private:
+  struct Place;
+  std::unique_ptr<Place> _place;
+};
 
 /// Makes \a path a regular file of just these bytes, where others can write. As writeFileAtomically, but owner, group
 /// and mode are kept only of a file that readTrustedFile would trust. Anything else, a link too, is replaced by a new

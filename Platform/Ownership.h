@@ -19,7 +19,7 @@ struct Attributes {
   std::optional<mode_t> mode;  ///< the permission bits, all twelve of them
 };
 
-/// Gives \a attributes to the one entry at \a path.
+/// Gives \a attributes to the one entry at \a path. A file with several names counts as failed.
 ///
 /// \return true when the entry has them now.
 bool setAttributes(const std::string& path, const Attributes& attributes);
@@ -28,25 +28,31 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 /// its own.
 ///
 /// Made for trees in which others may write while the walk runs. It goes through folder descriptors and never through
-/// a link: a link below the folder is re-owned itself, what it points to is not looked at. A file with several links
-/// that belongs to somebody else than the new owner is refused, as its other name may lie anywhere. Devices and FIFOs
-/// get the attributes without being opened. macOS cannot do that in a folder that others can write to: there one that
-/// needs a change counts as failed, and so does an entry that we may not read (root always may).
+/// a link: a link below the folder is re-owned itself, what it points to is not looked at. Devices and FIFOs get the
+/// attributes without being opened. macOS cannot do that in a folder that others can write to: there one that needs a
+/// change counts as failed, and so does an entry that we may not read (root always may).
+///
+/// An entry with several names, which may lie anywhere, is changed only when nobody but its owner and root can have put
+/// this name here: its folder belongs to one of them, and others cannot write there, the group that is given excepted.
+/// Otherwise it counts as failed; and its folder, which would pass for such a folder from then on, with it.
 ///
 /// An entry that has the attributes already costs one system call. A failed entry is passed over, a folder that cannot
 /// be opened with all below it; the walk goes on.
 ///
 /// A folder that would give away the machine or a user instead of an instance is refused, with nothing changed: a
-/// protected one (see isProtectedFolder), and one that a link leads to, on any place of the path, which neither root
-/// nor the owner of the folder made. It is the folder that was opened which is judged, whatever the path means by then.
-/// \param[out] isRefused when given, set to whether the folder was refused.
+/// protected one (see isProtectedFolder), and one that a link on any place of the path leads to which is in the hands
+/// of others than root, the owner of the folder and the caller of sudo(8). In whose hands it is: who made it; and,
+/// where the link lies in a folder that is not root's alone, the owner of that folder, who can move links there;
+/// everybody, where everybody can. It is the folder that was opened which is judged, whatever the path means by then.
+/// \param[out] refusal when given, set to why the folder was refused, to follow a colon; empty when it was not.
 /// \return true when \a folder is a folder (or a link to one) and every entry below it has the attributes now. An
 ///     empty folder gives true.
-bool setAttributesBelow(const std::string& folder, const Attributes& attributes, bool* isRefused = nullptr);
+bool setAttributesBelow(const std::string& folder, const Attributes& attributes, std::string* refusal = nullptr);
 
-/// Whether a folder is the machine's or a user's as a whole: "/", a system folder at the top of the disk (/etc, /usr,
-/// /Library …), a folder of users' homes, or a user's home folder itself. Links are followed. Any other folder, also a
-/// missing one, gives false; one that cannot be looked at gives true.
+/// Whether a folder is the machine's, or a user's as a whole: "/", a system folder at the top of the disk (/etc, /usr,
+/// /Library …), any folder below those that hold nothing but the system (/usr, /etc, /bin, /dev, /System …), a folder
+/// of users' homes, or a user's home folder itself. Links are followed. Any other folder, also a missing one, gives
+/// false; one that cannot be looked at gives true.
 ///
 /// Homes are in /Users and /home, and wherever else lies that of the invoking user, the caller of sudo(8), the
 /// effective user, or the owner of a folder directly in the folder.

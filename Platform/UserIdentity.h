@@ -28,8 +28,8 @@ OptionalString homeFolder();
 /// is answered as it is.
 std::string expandingTilde(const std::string& path);
 
-/// Whether an owner of a file in a shared folder is one that the tool acts for: root, the effective user, or the
-/// invoking user (the account named by USER, or numbered by SUDO_UID).
+/// Whether an owner of a file in a shared folder is one that the tool acts for: root, the effective user, under root's
+/// rights the real one, or the invoking user (the account named by USER, or numbered by SUDO_UID).
 bool isTrustedOwner(uid_t owner);
 
 /// While it lives, the process has the effective user id of an account.

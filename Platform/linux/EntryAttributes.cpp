@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <climits>
@@ -33,7 +34,10 @@ bool changeHeldOwner(int held, uid_t owner, gid_t group) {
   return fchownat(held, "", owner, group, AT_EMPTY_PATH) == 0;
 }
 
-// The rights that a list gives show as those of the group (acl(5)).
-bool hasHiddenAccessList(int) { return false; }
+bool hasHiddenAccessList(int folder, mode_t mode) {
+  // The rights that a list gives show as those of the group (acl(5)).
+  if ((mode & S_IWGRP) == 0) return false;
+  return fgetxattr(folder, "system.posix_acl_access", nullptr, 0) >= 0 || (errno != ENODATA && errno != ENOTSUP);
+}
 
 }  // namespace hotfix::platform

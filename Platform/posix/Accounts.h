@@ -20,7 +20,8 @@ std::optional<Account> accountNamed(const std::string& name);
 std::optional<Account> accountWithId(uid_t userId);
 std::optional<gid_t> groupNamed(const std::string& name);
 
-/// The account that called sudo(8), by its number in the environment variable SUDO_UID; none without it.
+/// The number of the user who called sudo(8), by the environment variable SUDO_UID, and his account; none without it.
+std::optional<uid_t> sudoCallerId();
 std::optional<Account> sudoCaller();
 
 /// The name of an account for a person to read; its number when the database does not know it.

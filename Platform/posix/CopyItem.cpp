@@ -13,6 +13,7 @@
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/FileCopy.h"
 #include "Platform/posix/FileErrors.h"
+#include "Platform/posix/RepairedFolder.h"
 #include "Platform/posix/WriteSignals.h"
 #include "Support/Path.h"
 
@@ -46,7 +47,7 @@ bool isWithoutLinks(int error) {
 /// that neither is left through a link, also when somebody exchanges entries meanwhile.
 class Copy {
  public:
-  /// \param isTrustNeeded whether the source has to be a folder of an owner whom we trust.
+  /// \param isTrustNeeded whether the source has to be a folder that only those can write to whom we trust.
   explicit Copy(bool isTrustNeeded) : _isTrustNeeded(isTrustNeeded) {}
 
   /// \return whether the copy goes on with the next item; false once the policy has said stop.
@@ -88,6 +89,8 @@ class Copy {
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0) return errno;
     if (!S_ISREG(status.st_mode)) return ENOTSUP;  // exchanged since it was looked at
+    // Somebody may have put a second name of a program there, to have one that nobody keeps up to date.
+    if ((status.st_mode & (S_ISUID | S_ISGID)) != 0 && !isInAFolderOfOurs(source)) status.st_mode &= 01777U;
     struct stat inTheWay;
     if (!target.isFolderNew && fstatat(target.folder, target.name.c_str(), &inTheWay, AT_SYMLINK_NOFOLLOW) == 0) {
       return EEXIST;
@@ -103,6 +106,13 @@ class Copy {
     if (error == 0) copyFlags(to.get(), status);
     if (error == 0 && isDurable) (void)fsync(target.folder);  // not every file system can
     return error;
+  }
+
+  static bool isInAFolderOfOurs(const Entry& source) {
+    const std::string parent = source.folder == AT_FDCWD ? path::deletingLastComponent(source.path) : ".";
+    const ScopedFd folder = openExisting(source.folder, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
+    struct stat status;
+    return folder && fstat(folder.get(), &status) == 0 && isOursAlone(folder.get(), status);
   }
 
   /// A new file under the temporary name, which is free again once the file has its own.
@@ -151,7 +161,8 @@ class Copy {
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0)
       return goesOn(readingError("Copy", source.path, errno), source, target);
-    if (isTop && _isTrustNeeded && !isTrustedOwner(status.st_uid)) return distrust(source);
+    const bool isTrusted = isTrustedOwner(status.st_uid) && (status.st_mode & S_IWOTH) == 0;
+    if (isTop && _isTrustNeeded && !isTrusted) return distrust(source);
 
     const bool isNew = mkdirat(target.folder, target.name.c_str(), 0700) == 0;
     if (!isNew) {

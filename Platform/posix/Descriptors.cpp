@@ -24,6 +24,12 @@ ScopedFd openExisting(int folder, const char* path, int flags) {
   return ScopedFd(retried([&] { return openat(folder, path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
 }
 
+bool isUnderThisNameOnly(const ScopedFd& file, int folder, const char* name, struct stat& status) {
+  struct stat opened;
+  return fstat(file.get(), &opened) == 0 && fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         opened.st_dev == status.st_dev && opened.st_ino == status.st_ino && status.st_nlink == 1;
+}
+
 DIR* ScopedFolder::stream() {
   if (!_stream) {
     _stream.reset(fdopendir(_descriptor.get()));

@@ -2,6 +2,7 @@
 #define PLATFORM_POSIX_DESCRIPTORS_H_
 
 #include <dirent.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cerrno>
@@ -78,6 +79,10 @@ std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder);
 
 /// Opens an existing file or folder, closed on exec; never waits for the other end of a FIFO.
 ScopedFd openExisting(int folder, const char* path, int flags);
+
+/// Looks at an open file by the name that it was opened by. \return whether that is its only one: then it lies here and
+/// nowhere else. Its number of names does not tell: another one may have been removed since it was opened.
+bool isUnderThisNameOnly(const ScopedFd& file, int folder, const char* name, struct stat& status);
 
 /// Everything from the descriptor's position to its end, or none after an error or past \a limit bytes.
 /// \a expected is about how many they are, if that is known: it spares growing in steps, and binds nothing.

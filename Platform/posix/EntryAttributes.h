@@ -21,9 +21,9 @@ bool changeHeldMode(int held, mode_t mode);
 /// Changes owner and group (-1: as it is) of an entry held by holdEntry. \return false, with errno set, on failure.
 bool changeHeldOwner(int held, uid_t owner, gid_t group);
 
-/// Whether an open folder has an access control list that its mode does not tell of: others may then be able to change
-/// what is in it, whatever the mode says.
-bool hasHiddenAccessList(int folder);
+/// Whether an open folder of this mode has an access control list by which others may change what is in it than those
+/// whom the mode names.
+bool hasHiddenAccessList(int folder, mode_t mode);
 
 }  // namespace hotfix::platform
 

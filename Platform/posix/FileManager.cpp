@@ -63,32 +63,19 @@ void adoptAttributes(int descriptor, const struct stat& replaced, bool isBehindL
   (void)fchmod(descriptor, replaced.st_mode & (isOwnerKept && !isBehindLink ? 07777U : 0777U));
 }
 
-enum class Adopted { FromAnyFile, FromTrustedFile };
-
-/// \param adopted which files hand their owner, group and mode on to the one that replaces them.
-bool writeAtomically(const std::string& path, Adopted adopted,
+/// Puts a new file in an open folder.
+///
+/// \param replaced whose owner, group and mode it gets; null when it gets \a newMode.
+bool writeAtomically(const ScopedFd& folder, const std::string& name, const struct stat* replaced, mode_t newMode,
                      const std::function<bool(const PartWriter& write)>& produce) {
-  // The folder stays open, so that all steps happen in the same one, whatever becomes of its path.
-  const std::string parent = path::deletingLastComponent(path);
-  const std::string name = path::lastComponent(path);
-  const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
-  if (!folder || name.empty()) return false;
-
   // Until it has its final attributes the new file is for its maker alone: what it replaces may have been secret.
-  struct stat replaced;
-  const bool isTrustNeeded = adopted == Adopted::FromTrustedFile;
-  const bool isThere = fstatat(folder.get(), name.c_str(), &replaced, isTrustNeeded ? AT_SYMLINK_NOFOLLOW : 0) == 0;
-  if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
-    return false;  // whose is it, and who may read it?
-  const bool isReplacing = isThere && (isTrustNeeded ? isTrusted(replaced) : S_ISREG(replaced.st_mode));
-  const mode_t newMode = isTrustNeeded ? 0664 : 0666;
   std::string temporaryName;
   ScopedFd file;
   for (int attempt = 0; !file && attempt < kNameAttempts && (attempt == 0 || errno == EEXIST); ++attempt) {
     temporaryName = randomName(".tmp.");
     file = ScopedFd(retried([&] {
       return openat(folder.get(), temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                    isReplacing ? 0600 : newMode);
+                    replaced != nullptr ? 0600 : newMode);
     }));
   }
   if (!file) return false;
@@ -102,7 +89,7 @@ bool writeAtomically(const std::string& path, Adopted adopted,
   struct stat link;
   const bool isBehindLink =
       fstatat(folder.get(), name.c_str(), &link, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(link.st_mode);
-  if (isReplacing) adoptAttributes(file.get(), replaced, isBehindLink);
+  if (replaced != nullptr) adoptAttributes(file.get(), *replaced, isBehindLink);
   isDone = isDone && fsync(file.get()) == 0;
   isDone = isDone && renameat(folder.get(), temporaryName.c_str(), folder.get(), name.c_str()) == 0;
   if (!isDone) {
@@ -111,6 +98,26 @@ bool writeAtomically(const std::string& path, Adopted adopted,
   }
   (void)fsync(folder.get());  // the new file is whole and in place; a folder that cannot be synced does not change that
   return true;
+}
+
+enum class Adopted { FromAnyFile, FromTrustedFile };
+
+/// \param adopted which files hand their owner, group and mode on to the one that replaces them.
+bool writeAtomically(const std::string& path, Adopted adopted,
+                     const std::function<bool(const PartWriter& write)>& produce) {
+  // The folder stays open, so that all steps happen in the same one, whatever becomes of its path.
+  const std::string parent = path::deletingLastComponent(path);
+  const std::string name = path::lastComponent(path);
+  const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
+  if (!folder || name.empty()) return false;
+
+  struct stat replaced;
+  const bool isTrustNeeded = adopted == Adopted::FromTrustedFile;
+  const bool isThere = fstatat(folder.get(), name.c_str(), &replaced, isTrustNeeded ? AT_SYMLINK_NOFOLLOW : 0) == 0;
+  if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+    return false;  // whose is it, and who may read it?
+  const bool isReplacing = isThere && (isTrustNeeded ? isTrusted(replaced) : S_ISREG(replaced.st_mode));
+  return writeAtomically(folder, name, isReplacing ? &replaced : nullptr, isTrustNeeded ? 0664 : 0666, produce);
 }
 
 }  // namespace
@@ -217,7 +224,7 @@ OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
     *isDistrusted = lstat(path.c_str(), &status) == 0;  // a link, or closed to us
     return std::nullopt;
   }
-  if (fstat(file.get(), &status) != 0 || !isTrusted(status)) {
+  if (!isUnderThisNameOnly(file, AT_FDCWD, path.c_str(), status) || !isTrusted(status)) {
     *isDistrusted = true;
     return std::nullopt;
   }
@@ -241,6 +248,51 @@ bool writeFileAtomically(const std::string& path, const std::function<bool(const
 bool writeTrustedFile(const std::string& path, const std::string& contents) {
   return writeAtomically(path, Adopted::FromTrustedFile,
                          [&contents](const PartWriter& write) { return write(contents); });
+}
+
+// ----- Files where others can put anything -----
+
+struct FileBelow::Place {
+  std::string path;
+  ScopedFd folder;
+  std::string name;
+  ScopedFd file;
+  struct stat status;
+};
+
+FileBelow::FileBelow(const std::string& folder, const std::string& relativePath) : _place(std::make_unique<Place>()) {
+  _place->path = path::appending(folder, relativePath);
+  _place->folder = openExisting(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+  std::string rest = relativePath;
+  for (size_t slash = rest.find('/'); _place->folder && slash != std::string::npos; slash = rest.find('/')) {
+    _place->folder =
+        openExisting(_place->folder.get(), rest.substr(0, slash).c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    rest.erase(0, slash + 1);
+  }
+  if (!_place->folder) return;
+  _place->name = rest;
+  _place->file = openExisting(_place->folder.get(), rest.c_str(), O_RDONLY | O_NOFOLLOW);
+  if (!isUnderThisNameOnly(_place->file, _place->folder.get(), rest.c_str(), _place->status) ||
+      !S_ISREG(_place->status.st_mode)) {
+    _place->file = ScopedFd();
+  }
+}
+
+FileBelow::FileBelow(FileBelow&& other) noexcept = default;
+
+FileBelow::~FileBelow() = default;
+
+bool FileBelow::isThere() const { return static_cast<bool>(_place->file); }
+
+const std::string& FileBelow::path() const { return _place->path; }
+
+OptionalString FileBelow::read() const {
+  if (!isThere() || lseek(_place->file.get(), 0, SEEK_SET) != 0) return std::nullopt;
+  return contentsOf(_place->file, _place->status);
+}
+
+bool FileBelow::replace(const std::function<bool(const PartWriter& write)>& produce) const {
+  return isThere() && writeAtomically(_place->folder, _place->name, &_place->status, 0600, produce);
 }
 
 }  // namespace hotfix::platform

@@ -3,6 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <utility>
+
 #include "Platform/posix/Accounts.h"
 #include "Platform/posix/EntryAttributes.h"
 #include "Platform/posix/FolderWalk.h"
@@ -23,34 +28,44 @@ class AttributeChange {
     if (attributes.group) _group = groupNamed(*attributes.group).value_or(kUnchangedGroup);
   }
 
-  bool applyTo(const WalkedFolder& folder, const char* name) const {
+  bool applyTo(const WalkedFolder& folder, const char* name) {
     struct stat status;
     if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
     if (isRight(status)) return true;
     // Where only we can rename, the name goes on meaning the entry that was looked at. Elsewhere somebody may put
     // another in its place, a second link to a file of root's for example: so the entry is held first.
-    return isOursAlone(folder.descriptor, folder.status) ? changeByName(folder.descriptor, name, status)
-                                                         : changeHeld(folder.descriptor, name);
+    return isOursAlone(folder.descriptor, folder.status) ? changeByName(folder, name, status)
+                                                         : changeHeld(folder.descriptor, name, &folder);
   }
 
-  /// For an entry of a folder about which nothing is known.
-  bool changeHeld(int folder, const char* name) const {
+  /// \param known the folder, where its attributes are known: without them no entry with several names is changed.
+  bool changeHeld(int folder, const char* name, const WalkedFolder* known = nullptr) {
     const ScopedFd held = holdEntry(folder, name);
     struct stat status;
     if (!held || fstat(held.get(), &status) != 0) return false;
     if (isRight(status)) return true;
-    if (isRefused(status)) return false;
+    if (hasSeveralNames(status) && (known == nullptr || !isOwnersName(*known, status.st_uid))) return false;
     return (!needsMode(status) || changeHeldMode(held.get(), *_mode)) &&
            (!needsOwner(status) || (changeHeldOwner(held.get(), _owner, _group) &&
-                                    (!losesSetIdBits(status) || changeHeldMode(held.get(), *_mode))));
+                                    (!losesSetIdBits(status) || changeHeldMode(held.get(), *_mode)))) &&
+           remember(status);
   }
 
   /// For a folder that is open for reading.
-  bool applyTo(const WalkedFolder& folder) const {
-    struct stat status;
-    if (fstat(folder.descriptor, &status) != 0) return false;
-    return (!needsMode(status) || fchmod(folder.descriptor, *_mode) == 0) &&
-           (!needsOwner(status) || fchown(folder.descriptor, _owner, _group) == 0);
+  ///
+  /// One that others could write to passes, with its new attributes, for one where only the new owner could ever put
+  /// a name. So it does not get them while it holds somebody else's file under a second name, and is looked through
+  /// when nobody can add one any more.
+  bool applyTo(const WalkedFolder& folder) {
+    WalkedFolder before = folder;
+    if (fstat(folder.descriptor, &before.status) != 0) return false;
+    const bool isToBeSearched = !isRight(before.status) && !isNewOwnersAlone(before);
+    const bool isDone = (!needsMode(before.status) || fchmod(folder.descriptor, *_mode) == 0) &&
+                        (!needsOwner(before.status) || fchown(folder.descriptor, _owner, _group) == 0);
+    if (!isDone || !isToBeSearched || !holdsOthersNames(before)) return isDone;
+    (void)!fchown(folder.descriptor, before.status.st_uid, before.status.st_gid);
+    (void)fchmod(folder.descriptor, before.status.st_mode & 07777U);
+    return false;
   }
 
  private:
@@ -74,28 +89,75 @@ class AttributeChange {
 
   bool isRight(const struct stat& status) const { return !needsMode(status) && !needsOwner(status); }
 
-  /// Somebody's file under a second name: its first one may be anywhere, and whoever made the second wants us to give
-  /// it away.
-  bool isRefused(const struct stat& status) const {
-    return status.st_nlink > 1 && !S_ISDIR(status.st_mode) && status.st_uid != _owner;
+  bool changeByName(const WalkedFolder& folder, const char* name, const struct stat& status) {
+    if (hasSeveralNames(status) && !isOwnersName(folder, status.st_uid)) return false;
+    const int at = folder.descriptor;
+    return (!needsMode(status) || fchmodat(at, name, *_mode, 0) == 0) &&
+           (!needsOwner(status) || (fchownat(at, name, _owner, _group, AT_SYMLINK_NOFOLLOW) == 0 &&
+                                    (!losesSetIdBits(status) || fchmodat(at, name, *_mode, 0) == 0))) &&
+           remember(status);
   }
 
-  bool changeByName(int folder, const char* name, const struct stat& status) const {
-    if (isRefused(status)) return false;
-    return (!needsMode(status) || fchmodat(folder, name, *_mode, 0) == 0) &&
-           (!needsOwner(status) || (fchownat(folder, name, _owner, _group, AT_SYMLINK_NOFOLLOW) == 0 &&
-                                    (!losesSetIdBits(status) || fchmodat(folder, name, *_mode, 0) == 0)));
+  // ----- Entries with several names -----
+  //
+  // The others may be anywhere, and whoever put one here may want us to give away what is not his.
+
+  static bool hasSeveralNames(const struct stat& status) { return status.st_nlink > 1 && !S_ISDIR(status.st_mode); }
+
+  /// Whether nobody can put names in a folder but its owner, root, and the members of the group that all entries get:
+  /// they are administrators, and may write to every folder that has been treated.
+  bool isOwnersAlone(const WalkedFolder& folder) const {
+    const mode_t mode = folder.status.st_mode;
+    return (mode & S_IWOTH) == 0 && ((mode & S_IWGRP) == 0 || folder.status.st_gid == _group) &&
+           !hasHiddenAccessList(folder.descriptor, mode);
+  }
+
+  /// Whether nobody else than the owner of an entry can have put a name of it in a folder.
+  bool isOwnersName(const WalkedFolder& folder, uid_t owner) const {
+    return isOwnersAlone(folder) && (folder.status.st_uid == owner || folder.status.st_uid == 0);
+  }
+
+  /// Whether a folder is one already where nobody else could put a name than after its change.
+  bool isNewOwnersAlone(const WalkedFolder& folder) const {
+    const uid_t owner = folder.status.st_uid;
+    return isOwnersAlone(folder) && (_owner == kUnchangedOwner || owner == _owner || owner == 0);
+  }
+
+  /// Keeps the owner of an entry that has been changed, for its next name. \return true.
+  bool remember(const struct stat& status) {
+    if (hasSeveralNames(status) && needsOwner(status)) _formerOwners[{status.st_dev, status.st_ino}] = status.st_uid;
+    return true;
+  }
+
+  uid_t formerOwner(const struct stat& status) const {
+    const auto former = _formerOwners.find({status.st_dev, status.st_ino});
+    return former != _formerOwners.end() && isRight(status) ? former->second : status.st_uid;
+  }
+
+  /// Whether a folder, or what cannot be seen in it, is under a name that somebody else than its owner can have put
+  /// there.
+  bool holdsOthersNames(const WalkedFolder& folder) const {
+    ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
+    const auto entries = entriesIn(read);
+    if (!entries) return true;
+    return std::any_of(entries->begin(), entries->end(), [&](const NamedEntry& entry) {
+      struct stat status;
+      if (S_ISDIR(entry.type)) return false;
+      if (fstatat(read.get(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return errno != ENOENT;
+      return hasSeveralNames(status) && !isOwnersName(folder, formerOwner(status));
+    });
   }
 
   uid_t _owner = kUnchangedOwner;
   gid_t _group = kUnchangedGroup;
   std::optional<mode_t> _mode;
+  std::map<std::pair<dev_t, ino_t>, uid_t> _formerOwners;  // of changed entries with several names
 };
 
 /// Gives the attributes to what a walk meets. Every entry is tried, whatever became of the others.
 class AttributeVisitor : public FolderVisitor {
  public:
-  explicit AttributeVisitor(const AttributeChange& change) : _change(change) {}
+  explicit AttributeVisitor(AttributeChange& change) : _change(change) {}
 
   bool visitEntry(const WalkedFolder& folder, const char* name) override { return note(_change.applyTo(folder, name)); }
 
@@ -120,7 +182,7 @@ class AttributeVisitor : public FolderVisitor {
     return true;
   }
 
-  const AttributeChange& _change;
+  AttributeChange& _change;
   bool _succeeded = true;
 };
 
@@ -130,12 +192,12 @@ bool setAttributes(const std::string& path, const Attributes& attributes) {
   return AttributeChange(attributes).changeHeld(AT_FDCWD, path.c_str());
 }
 
-bool setAttributesBelow(const std::string& folder, const Attributes& attributes, bool* isRefused) {
-  bool isRefusedHere = false;
-  ScopedFd top = openForRepair(folder, &isRefusedHere);
-  if (isRefused != nullptr) *isRefused = isRefusedHere;
+bool setAttributesBelow(const std::string& folder, const Attributes& attributes, std::string* refusal) {
+  std::string reason;
+  ScopedFd top = openForRepair(folder, &reason);
+  if (refusal != nullptr) *refusal = reason;
   if (!top) return false;
-  const AttributeChange change(attributes);
+  AttributeChange change(attributes);
   AttributeVisitor visitor(change);
   (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
   return visitor.succeeded();

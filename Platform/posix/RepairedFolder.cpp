@@ -21,6 +21,8 @@ namespace hotfix::platform {
 
 namespace {
 
+constexpr char kProtected[] = "it is a folder of the system or of a user";
+
 /// Whether no folder that has been opened can lie at a path that gives this error: there is none, it is closed to us,
 /// or its volume does not answer.
 bool isElsewhere(int error) {
@@ -65,21 +67,50 @@ bool holdsHomes(const ScopedFd& openFolder, const struct stat& folder) {
                      [&folder](uid_t owner) { return holdsHomeOf(accountWithId(owner), folder); });
 }
 
+// hier(7) of Linux and of macOS, where /etc, /tmp and /var are links into /private, and where what is not the
+// system's own lies on a volume of its own from 10.15 on.
+constexpr char kDataVolume[] = "/System/Volumes/Data";
+constexpr const char* kTops[] = {"/", "/private/", "/System/Volumes/Data/"};
+
+template <size_t count>
+bool isOneOf(const char* const (&names)[count], const struct stat& folder) {
+  for (const std::string top : kTops) {
+    if (std::any_of(std::begin(names), std::end(names),
+                    [&](const char* name) { return mayBeSameFolder(folder, top + name); })) {
+      return true;
+    }
+  }
+  return false;
+}
+
 bool isSystemFolder(const struct stat& folder) {
-  // hier(7) of Linux and of macOS, where /etc, /tmp and /var are links into /private, and where what is not the
-  // system's own lies on a volume of its own from 10.15 on.
-  static constexpr const char* kTops[] = {"/", "/private/", "/System/Volumes/Data/"};
   static constexpr const char* kSystemFolders[] = {
       "",      "Applications", "Developer", "Library", "Network", "System",     "Users", "Volumes", "bin",
       "boot",  "cores",        "dev",       "etc",     "home",    "lib",        "lib32", "lib64",   "libx32",
       "media", "mnt",          "net",       "opt",     "private", "lost+found", "proc",  "root",    "run",
       "sbin",  "snap",         "srv",       "sys",     "tmp",     "usr",        "var"};
-  for (const std::string top : kTops) {
-    for (const char* name : kSystemFolders) {
-      if (mayBeSameFolder(folder, top + name)) return true;
-    }
+  return isOneOf(kSystemFolders, folder);
+}
+
+/// Whether a folder lies in one where nothing is but the system, however deep. \a place of \a folder leads to it.
+bool isInsideSystem(int folder, std::string place) {
+  static constexpr const char* kSystemAlone[] = {"Library/Apple", "System", "bin",    "boot", "dev",  "etc", "lib",
+                                                 "lib32",         "lib64",  "libx32", "proc", "sbin", "sys", "usr"};
+  struct stat volume = {};
+  const bool hasVolume = stat(kDataVolume, &volume) == 0;
+  const auto isSame = [](const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+  };
+  struct stat below = {};
+  for (bool isFirst = true;; isFirst = false) {
+    struct stat status;
+    if (fstatat(folder, place.c_str(), &status, 0) != 0) return true;
+    if (!isFirst && isSame(status, below)) return false;    // at the top
+    if (hasVolume && isSame(status, volume)) return false;  // what is not the system's own, though it lies in /System
+    if (isOneOf(kSystemAlone, status)) return true;
+    below = status;
+    place += "/..";
   }
-  return false;
 }
 
 /// \param path where the folder was found: homes that an account of that name has are homes whoever owns them.
@@ -97,9 +128,22 @@ bool isProtected(const struct stat& folder, const std::string& path) {
 
 /// What a path leads to.
 struct Destination {
-  ScopedFd folder;                // held, not open for reading
-  std::vector<uid_t> linkOwners;  // who, besides root, made a link on the way where others can make one
+  ScopedFd folder;             // held, not open for reading
+  std::vector<uid_t> leaders;  // who, besides root, can have chosen where a link on the way leads
+  bool isAnybodys = false;     // or everybody
 };
+
+/// Notes who can have chosen where a link leads that lies in a folder which is not root's alone: who made it, and the
+/// owner of the folder. He can put any link there that he can move, root's too; it leads elsewhere then.
+void noteLeaders(const struct stat& link, const struct stat& holder, Destination& at) {
+  for (const uid_t leader : {link.st_uid, holder.st_uid}) {
+    if (leader != 0) at.leaders.push_back(leader);
+  }
+  // Where everybody can write, and the sticky bit does not keep others' entries in place, so can everybody; and with it
+  // as well where links of others can get a second name.
+  const bool isSticky = (holder.st_mode & S_ISVTX) != 0;
+  if ((holder.st_mode & S_IWOTH) != 0 && (!isSticky || link.st_nlink > 1)) at.isAnybodys = true;
+}
 
 /// Goes from component to component, so that each link on the way is seen. \return none when no folder is reached.
 std::optional<Destination> follow(const std::string& path) {
@@ -122,7 +166,7 @@ std::optional<Destination> follow(const std::string& path) {
     const OptionalString text = heldLinkText(next.get(), at.folder.get(), name.c_str());
     struct stat holder;
     if (!text || text->empty() || ++links > kMostLinks || fstat(at.folder.get(), &holder) != 0) return std::nullopt;
-    if (!isOursAlone(at.folder.get(), holder) && status.st_uid != 0) at.linkOwners.push_back(status.st_uid);
+    if (!isOursAlone(at.folder.get(), holder)) noteLeaders(status, holder, at);
     if (text->front() == '/') at.folder = openExisting(AT_FDCWD, "/", O_RDONLY | O_DIRECTORY);
     rest = *text + "/" + rest;
   }
@@ -130,25 +174,40 @@ std::optional<Destination> follow(const std::string& path) {
   return at;
 }
 
+/// Why the links on the way to a folder are not trusted; empty when they are.
+std::string refusalOfLinks(const Destination& destination, const struct stat& folder) {
+  const auto refusal = [](const std::string& leader) {
+    return "a link that leads there is in the hands of " + leader + ", not of root, its owner or the caller of sudo";
+  };
+  if (destination.isAnybodys) return refusal("everybody");
+  const std::optional<uid_t> caller = sudoCallerId();
+  for (const uid_t leader : destination.leaders) {
+    if (leader != folder.st_uid && leader != caller) return refusal(accountText(leader));
+  }
+  return "";
+}
+
 }  // namespace
 
 bool isOursAlone(int folder, const struct stat& status) {
   return (status.st_uid == 0 || status.st_uid == geteuid()) && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 &&
-         !hasHiddenAccessList(folder);
+         !hasHiddenAccessList(folder, status.st_mode);
 }
 
-ScopedFd openForRepair(const std::string& path, bool* isRefused) {
-  *isRefused = false;
+ScopedFd openForRepair(const std::string& path, std::string* refusal) {
+  refusal->clear();
   if (path.empty()) return ScopedFd();
   const std::optional<Destination> destination = follow(path);
   struct stat status;
   if (!destination || fstat(destination->folder.get(), &status) != 0 || !S_ISDIR(status.st_mode)) return ScopedFd();
-  const std::vector<uid_t>& owners = destination->linkOwners;
-  const auto isForeign = [&status](uid_t owner) { return owner != status.st_uid; };
   ScopedFd folder = openExisting(destination->folder.get(), ".", O_RDONLY | O_DIRECTORY);
-  *isRefused = std::any_of(owners.begin(), owners.end(), isForeign) || isProtected(status, path) ||
-               (folder && holdsHomes(folder, status));
-  return *isRefused ? ScopedFd() : std::move(folder);
+  if (isProtected(status, path) || isInsideSystem(destination->folder.get(), ".") ||
+      (folder && holdsHomes(folder, status))) {
+    *refusal = kProtected;
+  } else {
+    *refusal = refusalOfLinks(*destination, status);
+  }
+  return refusal->empty() ? std::move(folder) : ScopedFd();
 }
 
 bool isProtectedFolder(const std::string& folder) {
@@ -156,7 +215,7 @@ bool isProtectedFolder(const std::string& folder) {
   if (stat(folder.c_str(), &status) != 0) return errno != ENOENT && errno != ENOTDIR;
   if (!S_ISDIR(status.st_mode)) return false;
   const ScopedFd open = openExisting(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
-  return isProtected(status, folder) || (open && holdsHomes(open, status));
+  return isProtected(status, folder) || isInsideSystem(AT_FDCWD, folder) || (open && holdsHomes(open, status));
 }
 
 }  // namespace hotfix::platform

@@ -16,10 +16,9 @@ bool isOursAlone(int folder, const struct stat& status);
 
 /// Opens the folder at \a path for a repair of all below it.
 ///
-/// \param[out] isRefused set to whether a folder is there that must not be repaired: a protected one (see
-///     isProtectedFolder), or one that somebody's link leads to who does not own it.
+/// \param[out] refusal set to why the folder there must not be repaired, see setAttributesBelow; empty when it may.
 /// \return empty when it is refused, and when no folder is there or it cannot be opened.
-ScopedFd openForRepair(const std::string& path, bool* isRefused);
+ScopedFd openForRepair(const std::string& path, std::string* refusal);
 
 }  // namespace hotfix::platform
 

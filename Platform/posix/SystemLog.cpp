@@ -90,9 +90,7 @@ std::string traceLine(LogLevel level, const std::string& message) {
 }
 
 /// Whether an existing trace file may be emptied and used.
-bool isOwnTraceFile(const struct stat& status) {
-  return S_ISREG(status.st_mode) && status.st_nlink == 1 && isTrustedOwner(status.st_uid);
-}
+bool isOwnTraceFile(const struct stat& status) { return S_ISREG(status.st_mode) && isTrustedOwner(status.st_uid); }
 
 }  // namespace
 
@@ -140,7 +138,7 @@ int openTraceFile(const std::string& path) {
   struct stat status;
   {
     ScopedFd existing = openExisting(AT_FDCWD, path.c_str(), O_WRONLY | O_NOFOLLOW);
-    if (existing && fstat(existing.get(), &status) == 0 && isOwnTraceFile(status) &&
+    if (existing && isUnderThisNameOnly(existing, AT_FDCWD, path.c_str(), status) && isOwnTraceFile(status) &&
         ftruncate(existing.get(), 0) == 0) {
       (void)fcntl(existing.get(), F_SETFL, O_APPEND);  // blocking again; and a second opening adds to the same text
       return existing.release();

@@ -55,12 +55,17 @@ std::optional<Account> accountWithId(uid_t userId) {
   });
 }
 
-std::optional<Account> sudoCaller() {
+std::optional<uid_t> sudoCallerId() {
   const OptionalString number = environmentVariable("SUDO_UID");
   if (!number) return std::nullopt;
   const auto userId = static_cast<uid_t>(std::strtoul(number->c_str(), nullptr, 10));
   if (*number != std::to_string(userId)) return std::nullopt;  // no number, or not in the form that sudo writes
-  return accountWithId(userId);
+  return userId;
+}
+
+std::optional<Account> sudoCaller() {
+  const std::optional<uid_t> userId = sudoCallerId();
+  return userId ? accountWithId(*userId) : std::nullopt;
 }
 
 std::string accountText(uid_t userId) {
@@ -118,13 +123,12 @@ std::string expandingTilde(const std::string& path) {
 }
 
 bool isTrustedOwner(uid_t owner) {
-  if (owner == 0 || owner == geteuid()) return true;
+  if (owner == 0 || owner == workingUser()) return true;
   if (const OptionalString name = environmentVariable("USER")) {
     const std::optional<Account> account = accountNamed(*name);
     if (account && account->userId == owner) return true;
   }
-  const OptionalString number = environmentVariable("SUDO_UID");
-  return number && *number == std::to_string(owner);
+  return sudoCallerId() == owner;
 }
 
 // ----- ScopedEffectiveUser -----

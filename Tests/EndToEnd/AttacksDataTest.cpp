@@ -6,6 +6,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -54,17 +55,10 @@ TEST_P(AttacksDataTest, SecondNameOfAnotherUsersFileIsRefused) {
   expectRepaired();
 }
 
-TEST_P(AttacksDataTest, SecondNameInAFolderOfRootsIsRefused) {
-  files().makeFolder(inside(data + "/root's"), 0755);
+TEST_P(AttacksDataTest, SecondNameInAFolderOfRootsThatOthersCanWriteIsRefused) {
+  files().makeFolder(inside(data + "/root's"), 0777);
   plantSecondName(kVictim, data + "/root's/second");
   expectRepaired();
-}
-
-TEST_P(AttacksDataTest, SecondNameIsRefusedForAnUnknownUserToo) {
-  plantSecondName(kVictim, data + "/second");
-  Call call = uninstall();
-  call.environment["USER"] = "nobody known here";
-  expectHeld(call);
 }
 
 TEST_P(AttacksDataTest, SecondNameOfALinkOfRootsIsRefused) {
@@ -285,6 +279,122 @@ INSTANTIATE_TEST_SUITE_P(Protections, AttacksDataTest, ::testing::Values(Protect
 INSTANTIATE_TEST_SUITE_P(Protections, AttacksWalkTest, ::testing::Values(Protections::On, Protections::Off),
                          nameOfProtections);
 
+// ----- Second names, whoever is to be the owner -----
+
+/// The text is the user.
+class AttacksOwnerTest : public AttacksForEachText {
+ protected:
+  Call uninstallFor() {
+    Call call = uninstall();
+    call.environment["USER"] = text();
+    if (text().empty()) call.environment.erase("USER");
+    return call;
+  }
+};
+
+TEST_P(AttacksOwnerTest, SecondNamesOfRootsFilesAreRefused) {
+  plantFile(0, "/root/program", "code\n", 04755);
+  plantSecondName(kVictim, data + "/second");
+  plantSecondName("/root/program", data + "/logs/program");
+  plantFile(ThrowAwayRoot::bob(), data + "/bob's/own", "", 0600);
+  giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), data + "/bob's");
+  plantSecondName(kVictim, data + "/bob's/second");
+  expectHeld(uninstallFor());
+}
+
+TEST_P(AttacksOwnerTest, SecondNameOfTheUsersKeyInAFolderOfAnotherUserIsRefused) {
+  plantFile(ThrowAwayRoot::alice(), "/Users/alice/key", std::string(kSecret) + "\n", 0600);
+  files().makeFolder(inside(data + "/bob's"));
+  giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), data + "/bob's");
+  plantSecondName("/Users/alice/key", data + "/bob's/second");
+  expectHeld(uninstallFor());
+}
+
+TEST_P(AttacksOwnerTest, NamesInFoldersOfTheFilesOwnerAreTreated) {
+  plantFile(ThrowAwayRoot::alice(), data + "/logs/first", "", 0600);
+  files().makeFolder(inside(data + "/more"));
+  giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), data + "/more");
+  plantSecondName(data + "/logs/first", data + "/more/second");
+  expectHeld(uninstallFor());
+  EXPECT_EQ(state().at(data + "/more/second").substr(0, 4), "0775");
+  EXPECT_EQ(state().at(data + "/more").substr(0, 4), "0775");
+}
+
+INSTANTIATE_TEST_SUITE_P(Users, AttacksOwnerTest,
+                         ::testing::Combine(::testing::Values(Protections::On, Protections::Off),
+                                            ::testing::Values(NamedText{"Alice", "alice"}, NamedText{"Root", "root"},
+                                                              NamedText{"Unset", ""},
+                                                              NamedText{"Unknown", "nobody known here"})),
+                         nameOfProtectedText);
+
+// ----- Links on the way to the data folder -----
+
+class AttacksLinkTest : public AttacksForEachProtection {
+ protected:
+  void SetUp() override {
+    AttacksForEachProtection::SetUp();
+    if (IsSkipped()) return;
+    files().makeFile(inside("/stand-ins/note"), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> /stand-ins/record\n");
+    files().makeFolder(inside("/Applications"), 0775);
+    giveTo(0, ThrowAwayRoot::admin(), "/Applications");
+    data = "/Applications/Linked/sub";
+  }
+
+  static std::string refusal(const std::string& leader) {
+    return " a link that leads there is in the hands of " + leader + ", not of root, its owner or the caller of sudo.";
+  }
+
+  void expectRefused(const Call& call, const std::string& leader) {
+    const Outcome outcome = expectHeld(call);
+    const std::string line = "<Error>: Refused to change owner and permissions below " + data + ":" + refusal(leader);
+    EXPECT_EQ(std::count(outcome.trace.begin(), outcome.trace.end(), line), 2);
+  }
+
+  Call uninstallBySudo(uid_t caller) {
+    Call call = uninstall();
+    call.environment["SUDO_UID"] = std::to_string(caller);
+    return call;
+  }
+};
+
+TEST_P(AttacksLinkTest, LinkOfRootsThatSomebodyHasMovedIsNotFollowed) {
+  // As root has made it elsewhere, it led to something else.
+  plantLink(0, "/Users/bob/link", "../../root/folder");
+  giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), "/Users/bob");
+  data = "/Users/bob/link/sub";
+  expectRefused(uninstall(), "bob");
+}
+
+TEST_P(AttacksLinkTest, SecondNameOfALinkOfRootsIsNotFollowed) {
+  data = "/tmp/link/sub";
+  plantLink(0, "/tmp/original", "../root/folder");
+  plantSecondName("/tmp/original", "/tmp/link");
+  expectRefused(uninstall(), "everybody");
+}
+
+TEST_P(AttacksLinkTest, LinkOfAnotherUserIsNotFollowed) {
+  plantLink(ThrowAwayRoot::bob(), "/Applications/Linked", kVictimFolder);
+  expectRefused(uninstallBySudo(ThrowAwayRoot::alice()), "bob");
+}
+
+TEST_P(AttacksLinkTest, LinkOfTheSudoCallerIsFollowed) {
+  plantLink(ThrowAwayRoot::alice(), "/Applications/Linked", kVictimFolder);
+  attackersPlace = kVictimFolder;
+  expectHeld(uninstallBySudo(ThrowAwayRoot::alice()));
+  EXPECT_EQ(state().at(std::string(kVictimFolder) + "/sub/file"),
+            "0775 alice:admin file: " + std::string(kSecret) + "\n");
+}
+
+TEST_P(AttacksLinkTest, LinkOfTheSudoCallerInAFolderOfAnotherUserIsNotFollowed) {
+  plantLink(ThrowAwayRoot::alice(), "/Users/bob/link", "../../root/folder");
+  giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), "/Users/bob");
+  data = "/Users/bob/link/sub";
+  expectRefused(uninstallBySudo(ThrowAwayRoot::alice()), "bob");
+}
+
+INSTANTIATE_TEST_SUITE_P(Protections, AttacksLinkTest, ::testing::Values(Protections::On, Protections::Off),
+                         nameOfProtections);
+
 // ----- Folders of the machine or of a user as data folder -----
 
 class AttacksFolderTest : public AttacksForEachText {
@@ -293,8 +403,11 @@ class AttacksFolderTest : public AttacksForEachText {
     AttacksForEachText::SetUp();
     if (IsSkipped()) return;
     // What a Mac has and this machine may not.
-    for (const char* folder : {"/System/Volumes/Data/Users/carol", "/private/etc", "/private/tmp",
-                               "/Library/Preferences", "/home/carol", "/Volumes/Disk"}) {
+    for (const char* folder :
+         {"/System/Volumes/Data/Users/carol", "/private/etc", "/private/tmp", "/Library/Preferences", "/home/carol",
+          "/Volumes/Disk", "/usr/local/deep/deeper", "/etc/deep", "/boot/deep", "/private/etc/deep",
+          "/System/Library/deep", "/System/Volumes/Preboot", "/Library/Apple/System/deep", "/dev/deep",
+          "/System/Volumes/Data/usr/deep"}) {
       files().makeFile(inside(std::string(folder) + "/file"), std::string(kSecret) + "\n", 0600);
     }
     plantFile(ThrowAwayRoot::bob(), "/Users/bob/diary", "bob's\n", 0600);
@@ -346,7 +459,33 @@ INSTANTIATE_TEST_SUITE_P(
             NamedText{"PrivateTmp", "/private/tmp"}, NamedText{"Library", "/Library"}, NamedText{"Volumes", "/Volumes"},
             NamedText{"DataVolume", "/System/Volumes/Data"}, NamedText{"DataVolumeWithSlash", "/System/Volumes/Data/"},
             NamedText{"UsersOnDataVolume", "/System/Volumes/Data/Users"},
-            NamedText{"UsersOnDataVolumeByDetour", "/System/Volumes/Data/Users/carol/.."})),
+            NamedText{"UsersOnDataVolumeByDetour", "/System/Volumes/Data/Users/carol/.."},
+            NamedText{"UsrLocal", "/usr/local"}, NamedText{"DeepInUsr", "/usr/local/deep/deeper"},
+            NamedText{"DeepInEtc", "/etc/deep"}, NamedText{"DeepInPrivateEtc", "/private/etc/deep"},
+            NamedText{"DeepInBin", "/bin/../share"}, NamedText{"DeepInBoot", "/boot/deep"},
+            NamedText{"DeepInDev", "/dev/deep"}, NamedText{"DeepInProc", "/proc/self/task"},
+            NamedText{"DeepInSystem", "/System/Library/deep"}, NamedText{"AnotherVolume", "/System/Volumes/Preboot"},
+            NamedText{"DeepInApples", "/Library/Apple/System/deep"},
+            NamedText{"DeepInUsrOnDataVolume", "/System/Volumes/Data/usr/deep"})),
+    nameOfProtectedText);
+
+class AttacksOtherFolderTest : public AttacksForEachText {};
+
+TEST_P(AttacksOtherFolderTest, IsRepaired) {
+  data = attackersPlace = text();
+  files().makeFile(inside(data + "/logs/one.log"), "one\n", 0600);
+  expectHeld();
+  EXPECT_EQ(state().at(data + "/logs/one.log"), kRepaired + " file: one\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Folders, AttacksOtherFolderTest,
+    ::testing::Combine(::testing::Values(Protections::On, Protections::Off),
+                       ::testing::Values(NamedText{"Top", "/D"}, NamedText{"DeepInOpt", "/opt/product/data"},
+                                         NamedText{"DeepInVar", "/var/product/data"},
+                                         NamedText{"OnDataVolume", "/System/Volumes/Data/Users/carol/Client Data"},
+                                         NamedText{"OnVolume", "/Volumes/Disk/usr/data"},
+                                         NamedText{"DeepInLibrary", "/Library/Application Support/data"})),
     nameOfProtectedText);
 
 // ----- Folders of homes that lie elsewhere -----

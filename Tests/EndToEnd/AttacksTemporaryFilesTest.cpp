@@ -275,6 +275,30 @@ TEST_P(AttacksStagingTest, FolderOfAnotherUserIsIgnored) {
   EXPECT_FALSE(files().has(inside(kLocation)));
 }
 
+TEST_P(AttacksStagingTest, FolderOfRootsThatEverybodyCanWriteIsIgnored) {
+  for (const mode_t mode : {0777, 01777}) {
+    files().makeFolder(inside(kStagingFolder), mode);
+    plantFile(ThrowAwayRoot::bob(), std::string(kStagingFolder) + "/planted", "bob's\n", 04755);
+    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest, 0660);
+    setRecords({{"SKIPRUNNINGCHECK", "false"}, {"installedHotfixBundleID", kPackage}});
+    const Outcome outcome = expectHeld();
+    const std::string warning = "<Warning>: Ignored " + std::string(kStagingFolder) +
+                                "/: it counts only as a folder that root or this user owns and that not everybody "
+                                "can write to.";
+    EXPECT_EQ(std::count(outcome.trace.begin(), outcome.trace.end(), warning), 3);
+    EXPECT_FALSE(files().has(inside(kLocation)));
+  }
+}
+
+TEST_P(AttacksStagingTest, SetIdBitsDoNotComeOutOfAFolderWhereOthersCanPutFiles) {
+  files().makeFile(inside(std::string(kStagingFolder) + "/program"), "code\n", 06755);
+  files().makeFolder(inside(std::string(kStagingFolder) + "/sub"), 0777);
+  files().makeFile(inside(std::string(kStagingFolder) + "/sub/program"), "code\n", 06755);
+  EXPECT_EQ(attacked(uninstall()).ending, "exit 0");
+  EXPECT_EQ(state().at(std::string(kLocation) + "/program"), "6755 root:root file: code\n");
+  EXPECT_EQ(state().at(std::string(kLocation) + "/sub/program"), "0755 root:root file: code\n");
+}
+
 TEST_P(AttacksStagingTest, LinkToAFolderOfAnotherUserIsIgnored) {
   removeStaging();
   plantLink(ThrowAwayRoot::bob(), kStagingFolder, "/tmp/bob's");

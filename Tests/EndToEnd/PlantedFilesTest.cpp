@@ -235,7 +235,10 @@ TEST_F(PlantedConfigurationTest, StagingFolderOfSomebodyElseIsIgnored) {
   const Outcome outcome = run(uninstall());
   EXPECT_EQ(outcome.ending, "exit 0");
   EXPECT_EQ(outcome.commandLines(), allChildren());
-  const std::string warning = "<Warning>: Ignored /tmp/zelcore2/: it is not a folder of root or of this user.";
+  const std::string warning =
+      "<Warning>: Ignored /tmp/zelcore2/: it counts only as a folder that root or this user owns and that not "
+      "everybody "
+      "can write to.";
   EXPECT_EQ(std::count(outcome.trace.begin(), outcome.trace.end(), warning), 3);
   EXPECT_FALSE(files().has(inside(kLocation)));
 }

@@ -565,6 +565,7 @@ TEST_F(InstallUtilTest, RefusedEntryIsAFailureAndTheOthersAreChanged) {
   folder.makeFile("victim", "", 0600);
   ASSERT_EQ(chown((folder / "victim").c_str(), 12345, 12345), 0);
   ASSERT_EQ(link((folder / "victim").c_str(), (folder / "top/2 planted").c_str()), 0);
+  folder.makeFolder("top", 0777);
   EXPECT_FALSE(InstallUtil::changeAttributesForDirectory(folder / "top"));
   for (const char* path : {"top/1", "top/2", "top/3", "top/3/4"}) EXPECT_EQ(folder.mode(path), 0775U) << path;
   EXPECT_EQ(folder.mode("victim"), 0600U);

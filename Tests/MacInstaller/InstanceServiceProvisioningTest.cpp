@@ -370,6 +370,27 @@ TEST_F(InstanceServiceProvisioningTest, InstallIdIsLeftAloneWithoutADataFolder) 
   EXPECT_THAT(log(), IsEmpty());
 }
 
+TEST_F(InstanceServiceProvisioningTest, InstallPropertiesThatSomebodyHasPutThereByALinkAreMissing) {
+  folder.makeFile(inHome("rcplauncher.properties"), "provisioning.manifest.version=1511262125\nrcp.install.id=1\n");
+  folder.makeFile("elsewhere/rcpinstall.properties", "secret=1\n", 0600);
+  const auto expectLeftAlone = [&] {
+    const Tree before = treeSnapshot(folder.path());
+    instance.updateInstallIDWithProvManVer();
+    EXPECT_EQ(treeSnapshot(folder.path()), before);
+  };
+  const std::string file = "data/.config/rcpinstall.properties";
+  removeFile(file);
+  folder.makeLink(file, folder / "elsewhere/rcpinstall.properties");
+  expectLeftAlone();
+  removeFile(file);
+  ASSERT_EQ(link((folder / "elsewhere/rcpinstall.properties").c_str(), (folder / file).c_str()), 0);
+  expectLeftAlone();
+  removeFile(file);
+  ASSERT_EQ(rmdir((folder / "data/.config").c_str()), 0);
+  folder.makeLink("data/.config", folder / "elsewhere");
+  expectLeftAlone();
+}
+
 TEST_F(InstanceServiceProvisioningTest, WithoutAManifestVersionBothFilesAreOnlyRewritten) {
   folder.makeFile(inHome("rcplauncher.properties"), "# note\nrcp.install.id = 1\n");
   folder.makeFile("data/.config/rcpinstall.properties", "# note\nrcp.install.id = 2\n");

@@ -220,6 +220,14 @@ class DeepFolder {
 /// fsync(2), which is in AtomicWriteTest.cpp.
 extern std::function<void(int descriptor)> beforeSync;
 
+/// What a test does in the middle of an operation, as somebody who works on the same files would with luck: called once
+/// when a system call has been made with this name (the last component of a path), or before the mode of this open
+/// entry is changed. The stand-ins for the calls are in ExchangedEntryTest.cpp.
+void actAfterLookingAt(const std::string& name, std::function<void()> action);
+void actAfterOpening(const std::string& name, std::function<void()> action);
+void actAfterUnlinking(const std::string& name, std::function<void()> action);
+void actBeforeModeChangeOf(ino_t entry, std::function<void()> action);
+
 /// Whether the file system of the two entries can exchange them.
 inline bool canExchange(const std::string& left, const std::string& right) {
   return host::exchange(left, right) && host::exchange(left, right);

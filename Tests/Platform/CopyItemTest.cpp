@@ -307,18 +307,42 @@ TEST_F(CopyItemTest, OwnerGroupAndSetIdBitsAreKeptForRoot) {
   if (!isRoot() || !other) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
   folder.makeFile("source/file", "code");
   folder.makeLink("source/link", "nowhere");
-  for (const char* path : {"source", "source/file", "source/link"}) {
+  folder.makeFolder("source/sub");
+  for (const char* path : {"source/sub", "source/file", "source/link"}) {
     ASSERT_EQ(lchown((folder / path).c_str(), other->uid, other->gid), 0);
   }
   ASSERT_EQ(chmod((folder / "source/file").c_str(), 06755), 0);
-  ASSERT_EQ(chmod((folder / "source").c_str(), 03771), 0);
+  ASSERT_EQ(chmod((folder / "source/sub").c_str(), 03771), 0);
   EXPECT_EQ(codeOfCopy("source", "copy"), 0);
-  for (const char* path : {"copy", "copy/file", "copy/link"}) {
+  for (const char* path : {"copy/sub", "copy/file", "copy/link"}) {
     EXPECT_EQ(folder.attributes(path).st_uid, other->uid) << path;
     EXPECT_EQ(folder.attributes(path).st_gid, other->gid) << path;
   }
   EXPECT_EQ(folder.mode("copy/file"), 06755U);
-  EXPECT_EQ(folder.mode("copy"), 03771U);
+  EXPECT_EQ(folder.mode("copy/sub"), 03771U);
+}
+
+TEST_F(CopyItemTest, SetIdBitsStayInAFolderWhereOthersCanPutFiles) {
+  const auto other = otherAccount();
+  if (!isRoot() || !other) GTEST_SKIP() << "needs the rights to give files away, and somebody to have them";
+  folder.makeFile("source/file", "code");
+  ASSERT_EQ(chmod((folder / "source/file").c_str(), 06755), 0);
+  const auto copied = [&](const std::string& source, const std::string& file) {
+    EXPECT_EQ(codeOfCopy(source, "copy"), 0);
+    const mode_t mode = folder.mode(file);
+    EXPECT_TRUE(platform::removeItem(folder / "copy"));
+    return mode;
+  };
+  for (const mode_t shared : std::initializer_list<mode_t>{0775U, 0757U, 01777U}) {
+    folder.makeFolder("source", shared);
+    EXPECT_EQ(copied("source", "copy/file"), 0755U) << shared;
+    EXPECT_EQ(copied("source/file", "copy"), 0755U) << shared;
+  }
+  folder.makeFolder("source", 0755);
+  EXPECT_EQ(copied("source/file", "copy"), 06755U);
+  ASSERT_EQ(chown((folder / "source").c_str(), other->uid, 0), 0);
+  EXPECT_EQ(copied("source", "copy/file"), 0755U);
+  EXPECT_EQ(copied("source/file", "copy"), 0755U);
 }
 
 TEST_F(CopyItemTest, SetIdBitsAreNotGivenToAnotherOwner) {

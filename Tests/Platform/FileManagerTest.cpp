@@ -17,6 +17,7 @@ namespace hotfix {
 namespace {
 
 using platform::Attributes;
+using platform::FileBelow;
 using platform::FileError;
 using platform::Parents;
 using ::testing::HasSubstr;
@@ -483,10 +484,14 @@ TEST_F(FileManagerTest, DeviceIsDistrusted) {
 
 // ----- copyTrustedFolder -----
 
-TEST_F(FileManagerTest, OwnFolderIsTrustedAlsoWhenEveryoneMayWriteThere) {
-  folder.makeFolder("shared", 01777);
+TEST_F(FileManagerTest, OwnFolderIsTrustedUnlessEveryoneMayWriteThere) {
   EXPECT_EQ(copyTrusted("folder"), "copied");
-  EXPECT_EQ(copyTrusted("shared"), "copied");
+  folder.makeFolder("folder", 0775);
+  EXPECT_EQ(copyTrusted("folder"), "copied");
+  for (const mode_t shared : std::initializer_list<mode_t>{0757U, 0777U, 01777U}) {
+    folder.makeFolder("folder", shared);
+    EXPECT_EQ(copyTrusted("folder"), "distrusted") << shared;
+  }
 }
 
 TEST_F(FileManagerTest, WhatIsNoFolderIsNoTrustedFolder) {
@@ -525,6 +530,86 @@ TEST_F(FileManagerTest, FolderOfSomebodyElseIsTrustedOnlyWhenTheInvokingUserIsMe
   EXPECT_EQ(copyTrusted("folder"), "distrusted");
   setEnvironment("SUDO_UID", std::to_string(other->uid));
   EXPECT_EQ(copyTrusted("folder"), "copied");
+}
+
+// ----- FileBelow -----
+
+class FileBelowTest : public FileManagerTest {
+ protected:
+  FileBelowTest() { folder.makeFile("data/sub/file", "text", 0640); }
+
+  static bool replace(const FileBelow& file, const std::string& contents) {
+    return file.replace([&contents](const platform::PartWriter& write) { return write(contents); });
+  }
+};
+
+TEST_F(FileBelowTest, FileIsReadAndReplacedWithItsOwnersAndMode) {
+  if (isRoot()) {
+    ASSERT_EQ(chown((folder / "data/sub/file").c_str(), 54321, 54322), 0);
+  }
+  folder.makeLink("data link", "data");
+  const struct stat before = folder.attributes("data/sub/file");
+  const FileBelow file(folder / "data link", "sub/file");
+  ASSERT_TRUE(file.isThere());
+  EXPECT_EQ(file.read(), "text");
+  EXPECT_EQ(file.read(), "text");
+  EXPECT_TRUE(replace(file, "new"));
+  EXPECT_EQ(folder.read("data/sub/file"), "new");
+  const struct stat after = folder.attributes("data/sub/file");
+  EXPECT_EQ(after.st_uid, before.st_uid);
+  EXPECT_EQ(after.st_gid, before.st_gid);
+  EXPECT_EQ(after.st_mode, before.st_mode);
+  EXPECT_THAT(folder.names("data/sub"), UnorderedElementsAre("file"));
+}
+
+TEST_F(FileBelowTest, WhatIsNoFileIsNotThere) {
+  const auto expectMissing = [&](const std::string& path) {
+    const FileBelow file(folder / "data", path);
+    EXPECT_FALSE(file.isThere()) << path;
+    EXPECT_FALSE(file.read()) << path;
+    EXPECT_FALSE(replace(file, "new")) << path;
+  };
+  folder.makeFifo("data/fifo");
+  for (const char* path : {"nowhere", "sub/nowhere", "sub", "sub/file/below", "fifo"}) expectMissing(path);
+  EXPECT_FALSE(FileBelow(folder / "nowhere", "sub/file").isThere());
+}
+
+TEST_F(FileBelowTest, NoLinkBelowTheFolderIsFollowed) {
+  folder.makeFile("elsewhere/file", "precious", 0600);
+  folder.makeLink("data/link", folder / "elsewhere");
+  folder.makeLink("data/sub/link", folder / "elsewhere/file");
+  EXPECT_FALSE(FileBelow(folder / "data", "link/file").isThere());
+  EXPECT_FALSE(FileBelow(folder / "data", "sub/link").isThere());
+}
+
+TEST_F(FileBelowTest, FileWithASecondNameIsNotThere) {
+  folder.makeFile("precious", "precious", 0600);
+  ASSERT_EQ(link((folder / "precious").c_str(), (folder / "data/second").c_str()), 0);
+  EXPECT_FALSE(FileBelow(folder / "data", "second").isThere());
+}
+
+TEST_F(FileBelowTest, WhatIsPutInItsPlaceIsNeitherReadNorGivesItsAttributes) {
+  folder.makeFile("elsewhere/file", "precious", 0600);
+  const FileBelow file(folder / "data", "sub/file");
+  ASSERT_EQ(unlink((folder / "data/sub/file").c_str()), 0);
+  folder.makeLink("data/sub/file", folder / "elsewhere/file");
+  EXPECT_EQ(file.read(), "text");
+  EXPECT_TRUE(replace(file, "new"));
+  EXPECT_EQ(folder.mode("data/sub/file"), 0640U);
+  EXPECT_EQ(folder.read("data/sub/file"), "new");
+  EXPECT_EQ(folder.read("elsewhere/file"), "precious");
+  EXPECT_EQ(folder.mode("elsewhere/file"), 0600U);
+}
+
+TEST_F(FileBelowTest, FolderThatIsExchangedForALinkIsNotLeft) {
+  folder.makeFile("elsewhere/file", "precious", 0600);
+  const FileBelow file(folder / "data", "sub/file");
+  ASSERT_EQ(rename((folder / "data/sub").c_str(), (folder / "data/away").c_str()), 0);
+  folder.makeLink("data/sub", folder / "elsewhere");
+  EXPECT_EQ(file.read(), "text");
+  EXPECT_TRUE(replace(file, "new"));
+  EXPECT_EQ(folder.read("data/away/file"), "new");
+  EXPECT_EQ(folder.read("elsewhere/file"), "precious");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -124,8 +125,19 @@ inline int sync(int descriptor) {
   return function(descriptor);
 }
 
+/// Gives a user all rights to a folder by an access control list. \return false where that cannot be done.
+inline bool grantWriting(const std::string&, uid_t) { return false; }
+
 /// Mounts a volume of 64 KiB at a folder, for this process alone. \return false where that cannot be done.
 inline bool mountSmallVolume(const std::string&) { return false; }
+
+/// The C library's names for these calls.
+#if defined __i386__ || defined __x86_64__
+inline constexpr char kFstatat[] = "fstatat$INODE64";
+#else
+inline constexpr char kFstatat[] = "fstatat";
+#endif
+inline constexpr char kOpenat[] = "openat";
 
 /// Whether a process can have calls of its own refused.
 inline constexpr bool kCanRefuseCalls = false;
@@ -268,11 +280,31 @@ class NameWatch {
 /// Writes the bytes of a file to the disk: what the C library's fsync does.
 inline int sync(int descriptor) { return static_cast<int>(syscall(SYS_fsync, descriptor)); }
 
+/// Gives a user all rights to a folder by an access control list. \return false where that cannot be done.
+inline bool grantWriting(const std::string& folder, uid_t user) {
+  // acl(5), as the kernel has it: after the version the entries, each a kind, rights and a number.
+  struct Entry {
+    std::uint16_t kind, rights;
+    std::uint32_t number;
+  };
+  const struct {
+    std::uint32_t version = 2;
+    Entry owner = {1, 7, 0xFFFFFFFF};
+    Entry named;
+    Entry group = {4, 0, 0xFFFFFFFF}, mask = {16, 7, 0xFFFFFFFF}, other = {32, 0, 0xFFFFFFFF};
+  } list = {2, {1, 7, 0xFFFFFFFF}, {2, 7, user}};
+  return setAttribute(folder, "system.posix_acl_access", &list, sizeof list) == 0;
+}
+
 /// Mounts a volume of 64 KiB at a folder, for this process alone. \return false where that cannot be done.
 inline bool mountSmallVolume(const std::string& folder) {
   return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
          mount("none", folder.c_str(), "tmpfs", 0, "size=64k") == 0;
 }
+
+/// The C library's names for these calls, with large files, and on a 32-bit machine with a large time.
+inline constexpr const char* kFstatat = sizeof(time_t) > sizeof(long) ? "__fstatat64_time64" : "fstatat64";
+inline constexpr char kOpenat[] = "openat64";
 
 /// Whether a process can have calls of its own refused.
 inline constexpr bool kCanRefuseCalls = true;

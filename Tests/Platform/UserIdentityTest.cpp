@@ -132,6 +132,17 @@ TEST_F(UserIdentityTest, RootAndTheEffectiveUserAreTrusted) {
   EXPECT_FALSE(isTrustedOwner(kNobodysId));
 }
 
+TEST_F(UserIdentityTest, RealUserIsTrustedUnderRootsRightsOnly) {
+  if (!isRoot()) GTEST_SKIP() << "needs the rights to be somebody else";
+  setEnvironment("USER", {});
+  setEnvironment("SUDO_UID", {});
+  asUser(kNobodysId, 0, [] {
+    EXPECT_TRUE(isTrustedOwner(kNobodysId));
+    EXPECT_FALSE(isTrustedOwner(kNobodysId + 1));
+  });
+  asUser(kNobodysId, kNobodysId + 1, [] { EXPECT_FALSE(isTrustedOwner(kNobodysId)); });
+}
+
 TEST_F(UserIdentityTest, InvokingUserIsTrusted) {
   const auto other = otherAccount();
   if (!other) GTEST_SKIP() << "needs another account";
