@@ -7,6 +7,7 @@
 
 #include <array>
 #include <climits>
+#include <map>
 #include <utility>
 
 #include "Support/TextEncoding.h"
@@ -43,6 +44,58 @@ xmlNode* onlyText(const xmlAttr& attribute) {
   return isText && content->content != nullptr ? content : nullptr;
 }
 
+// ----- Escaping -----
+
+/// By byte, whether it stands for itself: all that is printable but \a marks, and \a blanks.
+constexpr std::array<bool, 0x100> plainBytes(const char* marks, const char* blanks) {
+  std::array<bool, 0x100> isPlain{};
+  for (size_t byte = 0x20; byte < isPlain.size(); ++byte) isPlain[byte] = true;
+  for (; *marks != '\0'; ++marks) isPlain[static_cast<unsigned char>(*marks)] = false;
+  for (; *blanks != '\0'; ++blanks) isPlain[static_cast<unsigned char>(*blanks)] = true;
+  return isPlain;
+}
+
+// A carriage return would be read back as a line feed, and in an attribute a line feed and a tab as spaces.
+constexpr auto kIsPlain = plainBytes("&<>", "\t\n");
+constexpr auto kIsPlainInAttribute = plainBytes("&<>\"", "");
+constexpr auto kIsPlainInDefault = plainBytes("&<", "");  // libxml2 looks after the quotes
+
+/// Null for a control character, which XML cannot hold.
+const char* referenceTo(char character) {
+  switch (character) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    case '\r':
+      return "&#13;";
+    case '\t':
+      return "&#9;";
+    case '\n':
+      return "&#10;";
+    default:
+      return nullptr;
+  }
+}
+
+/// \return whether XML can hold the text.
+bool appendEscaped(std::string& target, const char* text, const std::array<bool, 0x100>& isPlain) {
+  while (true) {
+    const char* end = text;
+    while (isPlain[static_cast<unsigned char>(*end)]) ++end;
+    target.append(text, static_cast<size_t>(end - text));
+    if (*end == '\0') return true;
+    const char* reference = referenceTo(*end);
+    if (reference == nullptr) return false;
+    target += reference;
+    text = end + 1;
+  }
+}
+
 // ----- Parsing -----
 
 /// Declares an entity as libxml2 does, but one that lies outside the document as one that nobody may refer to:
@@ -57,10 +110,29 @@ void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* 
   }
 }
 
-/// The same for parameter entities, which need not be declared to be skipped.
+/// Ends the parsing without a document at a parameter entity that is not declared or lies outside: it is not read, and
+/// libxml2 keeps no reference to it that could be printed.
 xmlEntityPtr getInternalParameterEntity(void* context, const xmlChar* name) {
   xmlEntityPtr entity = xmlSAX2GetParameterEntity(context, name);
-  return entity != nullptr && entity->etype == XML_EXTERNAL_PARAMETER_ENTITY ? nullptr : entity;
+  if (entity != nullptr && entity->etype != XML_EXTERNAL_PARAMETER_ENTITY) return entity;
+  xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
+  return nullptr;
+}
+
+/// Declares an attribute as libxml2 does, with its default escaped: libxml2 prints that as it stands.
+void declareAttribute(void* context, const xmlChar* element, const xmlChar* name, int type, int kind,
+                      const xmlChar* value, xmlEnumerationPtr choices) {
+  std::string escaped;
+  if (value != nullptr) appendEscaped(escaped, plainText(value), kIsPlainInDefault);
+  xmlSAX2AttributeDecl(context, element, name, type, kind, value != nullptr ? xmlText(escaped) : nullptr, choices);
+}
+
+/// Hears every fault, which else is told on standard error. An unknown entity is none where an external DTD, which is
+/// not read, could declare it. Its reference stays in a text; from an attribute libxml2 drops it.
+void noteFault(void* userData, const xmlError* fault) {
+  const auto context = static_cast<xmlParserCtxtPtr>(userData);
+  const bool isInAttribute = context->instate == XML_PARSER_ATTRIBUTE_VALUE;
+  if (fault->code == XML_WAR_UNDECLARED_ENTITY && isInAttribute) xmlStopParser(context);
 }
 
 bool isBlankText(const xmlNode* node) { return node->type == XML_TEXT_NODE && xmlIsBlankNode(node) == 1; }
@@ -80,19 +152,6 @@ bool isMixed(xmlNode& element) {
 }
 
 // ----- Printing -----
-
-/// By byte, whether it stands for itself. A carriage return would be read back as a line feed, and in an attribute a
-/// line feed and a tab as spaces.
-constexpr std::array<bool, 0x100> plainBytes(bool inAttribute) {
-  std::array<bool, 0x100> isPlain{};
-  for (size_t byte = 0x20; byte < isPlain.size(); ++byte) isPlain[byte] = true;
-  isPlain['&'] = isPlain['<'] = isPlain['>'] = false;
-  isPlain['\t'] = isPlain['\n'] = isPlain['"'] = !inAttribute;
-  return isPlain;
-}
-
-constexpr auto kIsPlain = plainBytes(false);
-constexpr auto kIsPlainInAttribute = plainBytes(true);
 
 /// Prints a document as UTF-8, by the rules of prettyPrinted.
 class Printer {
@@ -136,10 +195,47 @@ class Printer {
       case XML_CDATA_SECTION_NODE:
         printEscaped(plainText(node.content), /*inAttribute=*/false);
         break;
+      case XML_DTD_NODE:
+        printDocumentType(reinterpret_cast<xmlDtd&>(node));
+        break;
       default:
         printAsLibraryDoes(node);
         break;
     }
+  }
+
+  /// As libxml2 does, but for the order of the notations, which there is another each time.
+  void printDocumentType(xmlDtd& type) {
+    std::map<std::string, const xmlNotation*> notations;
+    const auto add = [](void* notation, void* map, auto name) {  // const in some versions
+      static_cast<decltype(notations)*>(map)->emplace(plainText(name), static_cast<xmlNotation*>(notation));
+    };
+    if (type.notations != nullptr) xmlHashScan(static_cast<xmlHashTable*>(type.notations), add, &notations);
+
+    _text.append("<!DOCTYPE ").append(plainText(type.name));
+    printPlace(type.ExternalID, type.SystemID);
+    if (type.children != nullptr || !notations.empty()) {
+      _text += " [\n";
+      for (const auto& [name, notation] : notations) {
+        _text.append("<!NOTATION ").append(name);
+        printPlace(notation->PublicID, notation->SystemID);
+        _text += " >\n";
+      }
+      for (xmlNode* child = type.children; child != nullptr; child = child->next) printAsLibraryDoes(*child);
+      _text += ']';
+    }
+    _text += '>';
+  }
+
+  void printPlace(const xmlChar* publicId, const xmlChar* systemId) {
+    if (publicId != nullptr) printQuoted(" PUBLIC ", publicId);
+    if (systemId != nullptr) printQuoted(publicId != nullptr ? " " : " SYSTEM ", systemId);
+  }
+
+  /// \param literal has one kind of quotes at most.
+  void printQuoted(const char* start, const xmlChar* literal) {
+    const char mark = xmlStrchr(literal, '"') != nullptr ? '\'' : '"';
+    ((_text.append(start) += mark) += plainText(literal)) += mark;
   }
 
   void printElement(xmlNode& element, int level) {
@@ -198,47 +294,11 @@ class Printer {
 
   void printEscaped(const char* text, bool inAttribute) {
     if (text == nullptr) return;
-    _isWellFormed = _isWellFormed && text::isValidUtf8(text);
     const auto& isPlain = inAttribute ? kIsPlainInAttribute : kIsPlain;
-    while (*text != '\0') {
-      const char* end = text;
-      while (isPlain[static_cast<unsigned char>(*end)]) ++end;
-      _text.append(text, static_cast<size_t>(end - text));
-      if (*end == '\0') return;
-      printReference(*end);
-      text = end + 1;
-    }
+    _isWellFormed = _isWellFormed && text::isValidUtf8(text) && appendEscaped(_text, text, isPlain);
   }
 
-  void printReference(char character) {
-    switch (character) {
-      case '&':
-        _text += "&amp;";
-        break;
-      case '<':
-        _text += "&lt;";
-        break;
-      case '>':
-        _text += "&gt;";
-        break;
-      case '"':
-        _text += "&quot;";
-        break;
-      case '\r':
-        _text += "&#13;";
-        break;
-      case '\t':
-        _text += "&#9;";
-        break;
-      case '\n':
-        _text += "&#10;";
-        break;
-      default:  // a control character
-        _isWellFormed = false;
-    }
-  }
-
-  /// Comments, processing instructions, the DTD.
+  /// Comments, processing instructions, declarations of the document type.
   void printAsLibraryDoes(xmlNode& node) {
     const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
     if (!bytes || xmlNodeDump(bytes.get(), const_cast<xmlDoc*>(&_document), &node, 0, 0) < 0) {
@@ -253,8 +313,10 @@ class Printer {
   bool _isWellFormed = true;
 };
 
-/// A UTF-8 text in the encoding of \a encoder, which is used up; none when it cannot be had.
-OptionalString encoded(const std::string& utf8, xmlCharEncodingHandler* encoder) {
+/// A UTF-8 text in an encoding; none when it cannot be had.
+OptionalString encoded(const std::string& utf8, const char* encoding) {
+  xmlCharEncodingHandler* encoder = xmlFindCharEncodingHandler(encoding);
+  if (encoder == nullptr) return std::nullopt;
   const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
   if (!bytes || utf8.size() > INT_MAX) {
     xmlCharEncCloseFunc(encoder);
@@ -313,7 +375,8 @@ std::unique_ptr<XmlDocument> XmlDocument::parse(const std::string& bytes) {
   const Owned<xmlParserCtxt, xmlFreeParserCtxt> context(xmlNewParserCtxt());
   if (!context) return nullptr;
   context->sax->entityDecl = declareEntity;
-  context->sax->serror = [](void*, auto) {};  // else a text past the limit is told on standard error
+  context->sax->attributeDecl = declareAttribute;
+  context->sax->serror = [](void* userData, auto fault) { noteFault(userData, fault); };  // const in some versions
   context->sax->getParameterEntity = getInternalParameterEntity;
   const int options = XML_PARSE_NOENT | XML_PARSE_NOCDATA | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
   std::unique_ptr<XmlDocument> document(new XmlDocument(
@@ -334,14 +397,16 @@ std::optional<XmlElement> XmlDocument::rootElement() const {
 
 OptionalString XmlDocument::prettyPrinted() const {
   const char* encoding = _document->encoding != nullptr ? plainText(_document->encoding) : "UTF-8";
-  const OptionalString text = Printer(*_document, _expectedSize).print();
-  if (!text || xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8) return text;
-  xmlCharEncodingHandler* encoder = xmlFindCharEncodingHandler(encoding);
-  if (encoder == nullptr) return std::nullopt;
-  OptionalString bytes = encoded(*text, encoder);
+  OptionalString text = Printer(*_document, _expectedSize).print();
+  if (!text) return std::nullopt;
+  const bool isUtf8 = xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8;
+  if (isUtf8 && _document->intSubset == nullptr) return text;
+
+  OptionalString bytes = isUtf8 ? text : encoded(*text, encoding);
   // Some encodings can write even the markup in a way that no parser takes for it (UTF-7), and under some of their
-  // names characters are lost that they do not have ("latin1", with libxml2 over glibc). What says the same is taken
-  // only.
+  // names characters are lost that they do not have ("latin1", with libxml2 over glibc). Of a document type, libxml2
+  // drops a default that is none of the attribute's type, and moves out of a parameter entity what may stand there
+  // only. What says the same is taken only.
   const std::unique_ptr<XmlDocument> readAgain = bytes ? parse(*bytes) : nullptr;
   if (!readAgain || Printer(*readAgain->_document, text->size()).print() != text) return std::nullopt;
   return bytes;

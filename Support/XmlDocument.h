@@ -42,8 +42,10 @@ class XmlDocument {
   ///
   /// Text of nothing but white space counts as not being there, unless it stands in mixed content or below
   /// xml:space="preserve". CDATA becomes plain text, and entities that the document defines itself are resolved.
-  /// \return empty when the bytes are not well-formed, go past a limit, or refer to an external entity in their
-  ///     content. Nothing is logged or printed.
+  /// A reference to an entity that only an external DTD can declare stays as it is.
+  /// \return empty when the bytes are not well-formed, go past a limit, or refer to what would be lost: an external
+  ///     entity in the content, an external parameter entity, an unknown entity in an attribute. Nothing is logged or
+  ///     printed.
   static std::unique_ptr<XmlDocument> parse(const std::string& bytes);
 
   XmlDocument(const XmlDocument&) = delete;
@@ -56,8 +58,9 @@ class XmlDocument {
   /// The document as indented text in its own encoding: four spaces a level, "<a></a>" for an empty element, mixed
   /// content on one line, a declaration that always says "standalone", no newline at the end. Characters that the
   /// encoding lacks become numeric references.
-  /// \return none when the document cannot be written in its encoding so that it can be read again, or an attribute was
-  ///     set to what no XML can hold: bytes that are no UTF-8, or a control character.
+  /// \return none when the document cannot be written in its encoding and with its document type so that it is read
+  ///     again as the same, or an attribute was set to what no XML can hold: bytes that are no UTF-8, or a control
+  ///     character.
   OptionalString prettyPrinted() const;
 
  private:
