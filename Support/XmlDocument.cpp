@@ -96,6 +96,12 @@ bool appendEscaped(std::string& target, const char* text, const std::array<bool,
   }
 }
 
+std::string valueOf(const xmlAttr& attribute) {
+  if (const xmlNode* text = onlyText(attribute)) return plainText(text->content);
+  const Owned<xmlChar, freeText> value(xmlNodeListGetString(attribute.doc, attribute.children, 1));
+  return value ? plainText(value.get()) : "";
+}
+
 // ----- Parsing -----
 
 /// Declares an entity as libxml2 does, but one that lies outside the document as one that nobody may refer to:
@@ -135,6 +141,14 @@ void noteFault(void* userData, const xmlError* fault) {
   if (fault->code == XML_WAR_UNDECLARED_ENTITY && isInAttribute) xmlStopParser(context);
 }
 
+/// Moves what fits from the start of a text into a buffer.
+int readPiece(void* text, char* buffer, int size) {
+  auto& rest = *static_cast<std::string_view*>(text);
+  const size_t count = rest.copy(buffer, static_cast<size_t>(size));
+  rest.remove_prefix(count);
+  return static_cast<int>(count);
+}
+
 bool isBlankText(const xmlNode* node) { return node->type == XML_TEXT_NODE && xmlIsBlankNode(node) == 1; }
 
 /// Whether a node makes the content of its element mixed. A reference stands for a text that is not known.
@@ -153,25 +167,29 @@ bool isMixed(xmlNode& element) {
 
 // ----- Printing -----
 
-/// Prints a document as UTF-8, by the rules of prettyPrinted.
+using Changes = std::unordered_map<const xmlNode*, std::vector<XmlAttributeChange>>;
+
+/// Prints a document as UTF-8, by the rules of prettyPrint.
 class Printer {
  public:
-  /// \param expectedSize of the text, about; spares growing in steps.
-  Printer(const xmlDoc& document, size_t expectedSize) : _document(document) { _text.reserve(expectedSize); }
+  Printer(const xmlDoc& document, const Changes& changes, const XmlDocument::PartWriter& write)
+      : _document(document), _changes(changes), _write(write) {}
 
-  /// \return none when an attribute was given a text that XML cannot hold.
-  OptionalString print() {
+  /// \return no when writing failed, or when an attribute was changed to a text that XML cannot hold.
+  bool print() {
     printDeclaration();
     for (xmlNode* node = _document.children; node != nullptr; node = node->next) {
       _text += '\n';
-      printNode(*node, 0);
+      printNode(*node, 0, nullptr);
     }
-    return _isWellFormed ? OptionalString(std::move(_text)) : std::nullopt;
+    writePart();
+    return _isWritten;
   }
 
  private:
   static constexpr size_t kIndentation = 4;
   static constexpr int kOnOneLine = -1;
+  static constexpr size_t kPartSize = 0x10000;  // about; in memory it stays in the processor's cache
 
   void printDeclaration() {
     // libxml2 has 1 and 0 for "yes" and "no", -1 for no declaration, -2 for one that says nothing.
@@ -186,10 +204,12 @@ class Printer {
     _text += isStandalone ? " standalone=\"yes\"?>" : " standalone=\"no\"?>";
   }
 
-  void printNode(xmlNode& node, int level) {
+  /// \param changes of the element above; null when there are none.
+  void printNode(xmlNode& node, int level, const Changes::mapped_type* changes) {
+    if (_text.size() >= kPartSize) writePart();
     switch (node.type) {
       case XML_ELEMENT_NODE:
-        printElement(node, level);
+        printElement(node, level, changes);
         break;
       case XML_TEXT_NODE:
       case XML_CDATA_SECTION_NODE:
@@ -238,7 +258,12 @@ class Printer {
     ((_text.append(start) += mark) += plainText(literal)) += mark;
   }
 
-  void printElement(xmlNode& element, int level) {
+  void writePart() {
+    _isWritten = _isWritten && _write(_text);
+    _text.clear();
+  }
+
+  void printElement(xmlNode& element, int level, const Changes::mapped_type* changes) {
     _text += '<';
     printName(element.ns, element.name);
     for (const xmlNs* space = element.nsDef; space != nullptr; space = space->next) {
@@ -252,7 +277,7 @@ class Printer {
       _text += ' ';
       printName(attribute->ns, attribute->name);
       _text += "=\"";
-      printValue(*attribute);
+      printValue(*attribute, changes);
       _text += '"';
     }
     _text += '>';
@@ -263,15 +288,17 @@ class Printer {
   }
 
   void printContent(xmlNode& element, int level) {
+    if (element.children == nullptr) return;
     const bool isOneText = isMixed(element);
     // Once inside mixed content, every added blank would be content.
     const bool isIndented = !isOneText && level != kOnOneLine;
+    const auto changes = _changes.find(&element);
     bool hasContent = false;
     for (xmlNode* child = element.children; child != nullptr; child = child->next) {
       if (!isOneText && isBlankText(child)) continue;
       hasContent = true;
       if (isIndented) beginLine(level + 1);
-      printNode(*child, isIndented ? level + 1 : kOnOneLine);
+      printNode(*child, isIndented ? level + 1 : kOnOneLine, changes != _changes.end() ? &changes->second : nullptr);
     }
     if (isIndented && hasContent) beginLine(level);
   }
@@ -283,35 +310,52 @@ class Printer {
     _text += plainText(name);
   }
 
-  void printValue(const xmlAttr& attribute) {
-    if (const xmlNode* text = onlyText(attribute)) {
-      printEscaped(plainText(text->content), /*inAttribute=*/true);
+  void printValue(const xmlAttr& attribute, const Changes::mapped_type* changes) {
+    if (changes == nullptr || attribute.ns != nullptr) {
+      const xmlNode* text = onlyText(attribute);
+      printEscaped(text != nullptr ? plainText(text->content) : valueOf(attribute).c_str(), /*inAttribute=*/true);
       return;
     }
-    const Owned<xmlChar, freeText> value(xmlNodeListGetString(attribute.doc, attribute.children, 1));
-    printEscaped(plainText(value.get()), /*inAttribute=*/true);
+    std::string value = valueOf(attribute);
+    for (const XmlAttributeChange& change : *changes) {
+      if (change.attribute != plainText(attribute.name) || !isNamed(*attribute.parent, change.child)) continue;
+      value = change.newValue(value);
+    }
+    printEscaped(value.c_str(), /*inAttribute=*/true);
   }
 
   void printEscaped(const char* text, bool inAttribute) {
     if (text == nullptr) return;
     const auto& isPlain = inAttribute ? kIsPlainInAttribute : kIsPlain;
-    _isWellFormed = _isWellFormed && text::isValidUtf8(text) && appendEscaped(_text, text, isPlain);
+    _isWritten = _isWritten && text::isValidUtf8(text) && appendEscaped(_text, text, isPlain);
   }
 
   /// Comments, processing instructions, declarations of the document type.
   void printAsLibraryDoes(xmlNode& node) {
     const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
     if (!bytes || xmlNodeDump(bytes.get(), const_cast<xmlDoc*>(&_document), &node, 0, 0) < 0) {
-      _isWellFormed = false;
+      _isWritten = false;
     } else {
       _text += plainText(xmlBufferContent(bytes.get()));
     }
   }
 
   const xmlDoc& _document;
-  std::string _text;
-  bool _isWellFormed = true;
+  const Changes& _changes;
+  const XmlDocument::PartWriter& _write;
+  std::string _text;  // the part that is not written yet
+  bool _isWritten = true;
 };
+
+/// None as Printer::print.
+OptionalString printed(const xmlDoc& document, const Changes& changes) {
+  std::string text;
+  const XmlDocument::PartWriter add = [&text](std::string_view part) {
+    text += part;
+    return true;
+  };
+  return Printer(document, changes, add).print() ? OptionalString(std::move(text)) : std::nullopt;
+}
 
 /// A UTF-8 text in an encoding; none when it cannot be had.
 OptionalString encoded(const std::string& utf8, const char* encoding) {
@@ -331,12 +375,6 @@ OptionalString encoded(const std::string& utf8, const char* encoding) {
   return std::string(plainText(xmlBufferContent(bytes.get())), static_cast<size_t>(xmlBufferLength(bytes.get())));
 }
 
-/// None for one that only a DTD gives as a default.
-const xmlAttr* carriedAttribute(const xmlNode* element, const std::string& name) {
-  const xmlAttr* attribute = xmlHasNsProp(element, xmlText(name), nullptr);
-  return attribute != nullptr && attribute->type == XML_ATTRIBUTE_NODE ? attribute : nullptr;
-}
-
 }  // namespace
 
 // ----- XmlElement -----
@@ -350,22 +388,10 @@ std::vector<XmlElement> XmlElement::children(const std::string& name) const {
 }
 
 OptionalString XmlElement::attribute(const std::string& name) const {
-  const xmlAttr* attribute = carriedAttribute(_node, name);
-  if (attribute == nullptr) return std::nullopt;
-  if (const xmlNode* text = onlyText(*attribute)) return std::string(plainText(text->content));
-  const Owned<xmlChar, freeText> value(xmlNodeListGetString(_node->doc, attribute->children, 1));
-  return std::string(value ? plainText(value.get()) : "");
-}
-
-void XmlElement::setAttribute(const std::string& name, const std::string& value) const {
-  const xmlAttr* attribute = carriedAttribute(_node, name);
-  if (attribute == nullptr) return;
-  xmlNode* text = onlyText(*attribute);
-  if (text != nullptr && attribute->atype != XML_ATTRIBUTE_ID) {
-    xmlNodeSetContent(text, xmlText(value));  // as xmlSetNsProp, without a new node
-  } else {
-    xmlSetNsProp(_node, nullptr, xmlText(name), xmlText(value));
-  }
+  const xmlAttr* attribute = xmlHasNsProp(_node, xmlText(name), nullptr);
+  // Else only a DTD gives it, as a default.
+  if (attribute == nullptr || attribute->type != XML_ATTRIBUTE_NODE) return std::nullopt;
+  return valueOf(*attribute);
 }
 
 // ----- XmlDocument -----
@@ -378,12 +404,14 @@ std::unique_ptr<XmlDocument> XmlDocument::parse(const std::string& bytes) {
   context->sax->attributeDecl = declareAttribute;
   context->sax->serror = [](void* userData, auto fault) { noteFault(userData, fault); };  // const in some versions
   context->sax->getParameterEntity = getInternalParameterEntity;
-  const int options = XML_PARSE_NOENT | XML_PARSE_NOCDATA | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-  std::unique_ptr<XmlDocument> document(new XmlDocument(
-      xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, options)));
+  const int options = XML_PARSE_NOENT | XML_PARSE_NOCDATA | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
+                      XML_PARSE_COMPACT;
+  // Piece by piece: from one text, libxml2 would make a copy first.
+  std::string_view rest = bytes;
+  std::unique_ptr<XmlDocument> document(
+      new XmlDocument(xmlCtxtReadIO(context.get(), readPiece, nullptr, &rest, nullptr, nullptr, options)));
   // A text past the limit ends the parsing without making the document ill-formed: only this tells that it is cut.
   if (document->_document == nullptr || context->disableSAX != 0) return nullptr;
-  document->_expectedSize = bytes.size() + bytes.size() / 4;
   return document;
 }
 
@@ -395,21 +423,24 @@ std::optional<XmlElement> XmlDocument::rootElement() const {
   return XmlElement(root);
 }
 
-OptionalString XmlDocument::prettyPrinted() const {
-  const char* encoding = _document->encoding != nullptr ? plainText(_document->encoding) : "UTF-8";
-  OptionalString text = Printer(*_document, _expectedSize).print();
-  if (!text) return std::nullopt;
-  const bool isUtf8 = xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8;
-  if (isUtf8 && _document->intSubset == nullptr) return text;
+void XmlDocument::changeAttributes(const XmlElement& parent, XmlAttributeChange change) {
+  _changes[parent._node].push_back(std::move(change));
+}
 
-  OptionalString bytes = isUtf8 ? text : encoded(*text, encoding);
+bool XmlDocument::prettyPrint(const PartWriter& write) const {
+  const char* encoding = _document->encoding != nullptr ? plainText(_document->encoding) : "UTF-8";
+  const bool isUtf8 = xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8;
+  if (isUtf8 && _document->intSubset == nullptr) return Printer(*_document, _changes, write).print();
+
+  const OptionalString text = printed(*_document, _changes);
+  if (!text) return false;
+  const OptionalString bytes = isUtf8 ? text : encoded(*text, encoding);
   // Some encodings can write even the markup in a way that no parser takes for it (UTF-7), and under some of their
   // names characters are lost that they do not have ("latin1", with libxml2 over glibc). Of a document type, libxml2
   // drops a default that is none of the attribute's type, and moves out of a parameter entity what may stand there
   // only. What says the same is taken only.
   const std::unique_ptr<XmlDocument> readAgain = bytes ? parse(*bytes) : nullptr;
-  if (!readAgain || Printer(*readAgain->_document, text->size()).print() != text) return std::nullopt;
-  return bytes;
+  return readAgain && printed(*readAgain->_document, {}) == text && write(*bytes);
 }
 
 }  // namespace hotfix
