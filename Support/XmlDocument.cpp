@@ -7,6 +7,7 @@
 
 #include <array>
 #include <climits>
+#include <exception>
 #include <map>
 #include <utility>
 
@@ -104,6 +105,8 @@ std::string valueOf(const xmlAttr& attribute) {
 
 // ----- Parsing -----
 
+void endParsing(void* context) { xmlStopParser(static_cast<xmlParserCtxtPtr>(context)); }
+
 /// Declares an entity as libxml2 does, but one that lies outside the document as one that nobody may refer to:
 /// resolving entities (which we ask for) would otherwise make libxml2 read the local file that it names.
 void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId, const xmlChar* systemId,
@@ -116,25 +119,29 @@ void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* 
   }
 }
 
-/// Ends the parsing without a document at a parameter entity that is not declared or lies outside: it is not read, and
-/// libxml2 keeps no reference to it that could be printed.
+/// Ends the parsing without a document at a reference to a parameter entity that is external or not declared: it is not
+/// read, and libxml2 keeps no reference to it that could be printed.
 xmlEntityPtr getInternalParameterEntity(void* context, const xmlChar* name) {
   xmlEntityPtr entity = xmlSAX2GetParameterEntity(context, name);
   if (entity != nullptr && entity->etype != XML_EXTERNAL_PARAMETER_ENTITY) return entity;
-  xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
+  endParsing(context);
   return nullptr;
 }
 
 /// Declares an attribute as libxml2 does, with its default escaped: libxml2 prints that as it stands.
 void declareAttribute(void* context, const xmlChar* element, const xmlChar* name, int type, int kind,
-                      const xmlChar* value, xmlEnumerationPtr choices) {
+                      const xmlChar* value, xmlEnumerationPtr choices) try {
   std::string escaped;
   if (value != nullptr) appendEscaped(escaped, plainText(value), kIsPlainInDefault);
   xmlSAX2AttributeDecl(context, element, name, type, kind, value != nullptr ? xmlText(escaped) : nullptr, choices);
+} catch (const std::exception&) {  // out of memory; it must not pass through libxml2
+  xmlFreeEnumeration(choices);
+  endParsing(context);
 }
 
-/// Hears every fault, which else is told on standard error. An unknown entity is none where an external DTD, which is
-/// not read, could declare it. Its reference stays in a text; from an attribute libxml2 drops it.
+/// Gets every fault; libxml2 would print some of them on standard error. An entity that only the external DTD can
+/// declare, which is not read, is no fault in a text, where its reference stays. In an attribute libxml2 drops the
+/// reference, so the parsing ends there.
 void noteFault(void* userData, const xmlError* fault) {
   const auto context = static_cast<xmlParserCtxtPtr>(userData);
   const bool isInAttribute = context->instate == XML_PARSER_ATTRIBUTE_VALUE;
@@ -435,10 +442,10 @@ bool XmlDocument::prettyPrint(const PartWriter& write) const {
   const OptionalString text = printed(*_document, _changes);
   if (!text) return false;
   const OptionalString bytes = isUtf8 ? text : encoded(*text, encoding);
-  // Some encodings can write even the markup in a way that no parser takes for it (UTF-7), and under some of their
-  // names characters are lost that they do not have ("latin1", with libxml2 over glibc). Of a document type, libxml2
-  // drops a default that is none of the attribute's type, and moves out of a parameter entity what may stand there
-  // only. What says the same is taken only.
+  // What is not read again as the same is not written. Some encodings can write even the markup in a way that no parser
+  // takes for it (UTF-7), and under some of their names characters are lost that they do not have ("latin1", with
+  // libxml2 over glibc). In a document type, libxml2 drops a default that does not have the attribute's type, and moves
+  // declarations out of a parameter entity that are allowed in one only.
   const std::unique_ptr<XmlDocument> readAgain = bytes ? parse(*bytes) : nullptr;
   return readAgain && printed(*readAgain->_document, {}) == text && write(*bytes);
 }
