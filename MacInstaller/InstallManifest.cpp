@@ -30,11 +30,6 @@ bool failed(const char* message) {
   return false;
 }
 
-void replaceInstallerRoot(const XmlElement& feature, const std::string& root) {
-  const OptionalString url = feature.attribute(URL_NODE);
-  if (url) feature.setAttribute(URL_NODE, StringUtil::stringByReplacingOccurrencesOfString(*url, INSTALLER_ROOT, root));
-}
-
 }  // namespace
 
 InstallManifest::InstallManifest(const std::string& path) : _pathToManifest(path) {
@@ -56,18 +51,20 @@ bool InstallManifest::replaceInstallerRootWith(const std::string& root) {
   const std::vector<XmlElement> installFeatures = installs.front().children(INSTALL_FEATURE);
   if (installFeatures.empty()) return failed(kNoInstallFeature);
 
+  const auto withRoot = [root](const std::string& url) {
+    return StringUtil::stringByReplacingOccurrencesOfString(url, INSTALLER_ROOT, root);
+  };
   for (const XmlElement& installFeature : installFeatures) {
     const std::vector<XmlElement> requirements = installFeature.children(REQUIREMENTS);
-    if (requirements.empty()) continue;
-    for (const XmlElement& feature : requirements.front().children(FEATURE)) replaceInstallerRoot(feature, root);
+    if (!requirements.empty()) _xmlDoc->changeAttributes(requirements.front(), {FEATURE, URL_NODE, withRoot});
   }
   return true;
 }
 
 bool InstallManifest::saveInstallManifestAs(const OptionalString& path) const {
   if (!_xmlDoc) return false;
-  const OptionalString text = _xmlDoc->prettyPrinted();
-  return text && platform::writeFileAtomically(path ? *path : _pathToManifest, *text);
+  const auto print = [this](const platform::PartWriter& write) { return _xmlDoc->prettyPrint(write); };
+  return platform::writeFileAtomically(path ? *path : _pathToManifest, print);
 }
 
 }  // namespace hotfix

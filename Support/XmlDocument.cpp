@@ -7,6 +7,8 @@
 
 #include <array>
 #include <climits>
+#include <exception>
+#include <map>
 #include <utility>
 
 #include "Support/TextEncoding.h"
@@ -43,7 +45,67 @@ xmlNode* onlyText(const xmlAttr& attribute) {
   return isText && content->content != nullptr ? content : nullptr;
 }
 
+// ----- Escaping -----
+
+/// By byte, whether it stands for itself: all that is printable but \a marks, and \a blanks.
+constexpr std::array<bool, 0x100> plainBytes(const char* marks, const char* blanks) {
+  std::array<bool, 0x100> isPlain{};
+  for (size_t byte = 0x20; byte < isPlain.size(); ++byte) isPlain[byte] = true;
+  for (; *marks != '\0'; ++marks) isPlain[static_cast<unsigned char>(*marks)] = false;
+  for (; *blanks != '\0'; ++blanks) isPlain[static_cast<unsigned char>(*blanks)] = true;
+  return isPlain;
+}
+
+// A carriage return would be read back as a line feed, and in an attribute a line feed and a tab as spaces.
+constexpr auto kIsPlain = plainBytes("&<>", "\t\n");
+constexpr auto kIsPlainInAttribute = plainBytes("&<>\"", "");
+constexpr auto kIsPlainInDefault = plainBytes("&<", "");  // libxml2 looks after the quotes
+
+/// Null for a control character, which XML cannot hold.
+const char* referenceTo(char character) {
+  switch (character) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    case '\r':
+      return "&#13;";
+    case '\t':
+      return "&#9;";
+    case '\n':
+      return "&#10;";
+    default:
+      return nullptr;
+  }
+}
+
+/// \return whether XML can hold the text.
+bool appendEscaped(std::string& target, const char* text, const std::array<bool, 0x100>& isPlain) {
+  while (true) {
+    const char* end = text;
+    while (isPlain[static_cast<unsigned char>(*end)]) ++end;
+    target.append(text, static_cast<size_t>(end - text));
+    if (*end == '\0') return true;
+    const char* reference = referenceTo(*end);
+    if (reference == nullptr) return false;
+    target += reference;
+    text = end + 1;
+  }
+}
+
+std::string valueOf(const xmlAttr& attribute) {
+  if (const xmlNode* text = onlyText(attribute)) return plainText(text->content);
+  const Owned<xmlChar, freeText> value(xmlNodeListGetString(attribute.doc, attribute.children, 1));
+  return value ? plainText(value.get()) : "";
+}
+
 // ----- Parsing -----
+
+void endParsing(void* context) { xmlStopParser(static_cast<xmlParserCtxtPtr>(context)); }
 
 /// Declares an entity as libxml2 does, but one that lies outside the document as one that nobody may refer to:
 /// resolving entities (which we ask for) would otherwise make libxml2 read the local file that it names.
@@ -57,10 +119,41 @@ void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* 
   }
 }
 
-/// The same for parameter entities, which need not be declared to be skipped.
+/// Ends the parsing without a document at a reference to a parameter entity that is external or not declared: it is not
+/// read, and libxml2 keeps no reference to it that could be printed.
 xmlEntityPtr getInternalParameterEntity(void* context, const xmlChar* name) {
   xmlEntityPtr entity = xmlSAX2GetParameterEntity(context, name);
-  return entity != nullptr && entity->etype == XML_EXTERNAL_PARAMETER_ENTITY ? nullptr : entity;
+  if (entity != nullptr && entity->etype != XML_EXTERNAL_PARAMETER_ENTITY) return entity;
+  endParsing(context);
+  return nullptr;
+}
+
+/// Declares an attribute as libxml2 does, with its default escaped: libxml2 prints that as it stands.
+void declareAttribute(void* context, const xmlChar* element, const xmlChar* name, int type, int kind,
+                      const xmlChar* value, xmlEnumerationPtr choices) try {
+  std::string escaped;
+  if (value != nullptr) appendEscaped(escaped, plainText(value), kIsPlainInDefault);
+  xmlSAX2AttributeDecl(context, element, name, type, kind, value != nullptr ? xmlText(escaped) : nullptr, choices);
+} catch (const std::exception&) {  // out of memory; it must not pass through libxml2
+  xmlFreeEnumeration(choices);
+  endParsing(context);
+}
+
+/// Gets every fault; libxml2 would print some of them on standard error. An entity that only the external DTD can
+/// declare, which is not read, is no fault in a text, where its reference stays. In an attribute libxml2 drops the
+/// reference, so the parsing ends there.
+void noteFault(void* userData, const xmlError* fault) {
+  const auto context = static_cast<xmlParserCtxtPtr>(userData);
+  const bool isInAttribute = context->instate == XML_PARSER_ATTRIBUTE_VALUE;
+  if (fault->code == XML_WAR_UNDECLARED_ENTITY && isInAttribute) xmlStopParser(context);
+}
+
+/// Moves what fits from the start of a text into a buffer.
+int readPiece(void* text, char* buffer, int size) {
+  auto& rest = *static_cast<std::string_view*>(text);
+  const size_t count = rest.copy(buffer, static_cast<size_t>(size));
+  rest.remove_prefix(count);
+  return static_cast<int>(count);
 }
 
 bool isBlankText(const xmlNode* node) { return node->type == XML_TEXT_NODE && xmlIsBlankNode(node) == 1; }
@@ -81,38 +174,29 @@ bool isMixed(xmlNode& element) {
 
 // ----- Printing -----
 
-/// By byte, whether it stands for itself. A carriage return would be read back as a line feed, and in an attribute a
-/// line feed and a tab as spaces.
-constexpr std::array<bool, 0x100> plainBytes(bool inAttribute) {
-  std::array<bool, 0x100> isPlain{};
-  for (size_t byte = 0x20; byte < isPlain.size(); ++byte) isPlain[byte] = true;
-  isPlain['&'] = isPlain['<'] = isPlain['>'] = false;
-  isPlain['\t'] = isPlain['\n'] = isPlain['"'] = !inAttribute;
-  return isPlain;
-}
+using Changes = std::unordered_map<const xmlNode*, std::vector<XmlAttributeChange>>;
 
-constexpr auto kIsPlain = plainBytes(false);
-constexpr auto kIsPlainInAttribute = plainBytes(true);
-
-/// Prints a document as UTF-8, by the rules of prettyPrinted.
+/// Prints a document as UTF-8, by the rules of prettyPrint.
 class Printer {
  public:
-  /// \param expectedSize of the text, about; spares growing in steps.
-  Printer(const xmlDoc& document, size_t expectedSize) : _document(document) { _text.reserve(expectedSize); }
+  Printer(const xmlDoc& document, const Changes& changes, const XmlDocument::PartWriter& write)
+      : _document(document), _changes(changes), _write(write) {}
 
-  /// \return none when an attribute was given a text that XML cannot hold.
-  OptionalString print() {
+  /// \return no when writing failed, or when an attribute was changed to a text that XML cannot hold.
+  bool print() {
     printDeclaration();
     for (xmlNode* node = _document.children; node != nullptr; node = node->next) {
       _text += '\n';
-      printNode(*node, 0);
+      printNode(*node, 0, nullptr);
     }
-    return _isWellFormed ? OptionalString(std::move(_text)) : std::nullopt;
+    writePart();
+    return _isWritten;
   }
 
  private:
   static constexpr size_t kIndentation = 4;
   static constexpr int kOnOneLine = -1;
+  static constexpr size_t kPartSize = 0x10000;  // about; in memory it stays in the processor's cache
 
   void printDeclaration() {
     // libxml2 has 1 and 0 for "yes" and "no", -1 for no declaration, -2 for one that says nothing.
@@ -127,14 +211,19 @@ class Printer {
     _text += isStandalone ? " standalone=\"yes\"?>" : " standalone=\"no\"?>";
   }
 
-  void printNode(xmlNode& node, int level) {
+  /// \param changes of the element above; null when there are none.
+  void printNode(xmlNode& node, int level, const Changes::mapped_type* changes) {
+    if (_text.size() >= kPartSize) writePart();
     switch (node.type) {
       case XML_ELEMENT_NODE:
-        printElement(node, level);
+        printElement(node, level, changes);
         break;
       case XML_TEXT_NODE:
       case XML_CDATA_SECTION_NODE:
         printEscaped(plainText(node.content), /*inAttribute=*/false);
+        break;
+      case XML_DTD_NODE:
+        printDocumentType(reinterpret_cast<xmlDtd&>(node));
         break;
       default:
         printAsLibraryDoes(node);
@@ -142,7 +231,46 @@ class Printer {
     }
   }
 
-  void printElement(xmlNode& element, int level) {
+  /// As libxml2 does, but for the order of the notations, which there is another each time.
+  void printDocumentType(xmlDtd& type) {
+    std::map<std::string, const xmlNotation*> notations;
+    const auto add = [](void* notation, void* map, auto name) {  // const in some versions
+      static_cast<decltype(notations)*>(map)->emplace(plainText(name), static_cast<xmlNotation*>(notation));
+    };
+    if (type.notations != nullptr) xmlHashScan(static_cast<xmlHashTable*>(type.notations), add, &notations);
+
+    _text.append("<!DOCTYPE ").append(plainText(type.name));
+    printPlace(type.ExternalID, type.SystemID);
+    if (type.children != nullptr || !notations.empty()) {
+      _text += " [\n";
+      for (const auto& [name, notation] : notations) {
+        _text.append("<!NOTATION ").append(name);
+        printPlace(notation->PublicID, notation->SystemID);
+        _text += " >\n";
+      }
+      for (xmlNode* child = type.children; child != nullptr; child = child->next) printAsLibraryDoes(*child);
+      _text += ']';
+    }
+    _text += '>';
+  }
+
+  void printPlace(const xmlChar* publicId, const xmlChar* systemId) {
+    if (publicId != nullptr) printQuoted(" PUBLIC ", publicId);
+    if (systemId != nullptr) printQuoted(publicId != nullptr ? " " : " SYSTEM ", systemId);
+  }
+
+  /// \param literal has one kind of quotes at most.
+  void printQuoted(const char* start, const xmlChar* literal) {
+    const char mark = xmlStrchr(literal, '"') != nullptr ? '\'' : '"';
+    ((_text.append(start) += mark) += plainText(literal)) += mark;
+  }
+
+  void writePart() {
+    _isWritten = _isWritten && _write(_text);
+    _text.clear();
+  }
+
+  void printElement(xmlNode& element, int level, const Changes::mapped_type* changes) {
     _text += '<';
     printName(element.ns, element.name);
     for (const xmlNs* space = element.nsDef; space != nullptr; space = space->next) {
@@ -156,7 +284,7 @@ class Printer {
       _text += ' ';
       printName(attribute->ns, attribute->name);
       _text += "=\"";
-      printValue(*attribute);
+      printValue(*attribute, changes);
       _text += '"';
     }
     _text += '>';
@@ -167,15 +295,17 @@ class Printer {
   }
 
   void printContent(xmlNode& element, int level) {
+    if (element.children == nullptr) return;
     const bool isOneText = isMixed(element);
     // Once inside mixed content, every added blank would be content.
     const bool isIndented = !isOneText && level != kOnOneLine;
+    const auto changes = _changes.find(&element);
     bool hasContent = false;
     for (xmlNode* child = element.children; child != nullptr; child = child->next) {
       if (!isOneText && isBlankText(child)) continue;
       hasContent = true;
       if (isIndented) beginLine(level + 1);
-      printNode(*child, isIndented ? level + 1 : kOnOneLine);
+      printNode(*child, isIndented ? level + 1 : kOnOneLine, changes != _changes.end() ? &changes->second : nullptr);
     }
     if (isIndented && hasContent) beginLine(level);
   }
@@ -187,74 +317,57 @@ class Printer {
     _text += plainText(name);
   }
 
-  void printValue(const xmlAttr& attribute) {
-    if (const xmlNode* text = onlyText(attribute)) {
-      printEscaped(plainText(text->content), /*inAttribute=*/true);
+  void printValue(const xmlAttr& attribute, const Changes::mapped_type* changes) {
+    if (changes == nullptr || attribute.ns != nullptr) {
+      const xmlNode* text = onlyText(attribute);
+      printEscaped(text != nullptr ? plainText(text->content) : valueOf(attribute).c_str(), /*inAttribute=*/true);
       return;
     }
-    const Owned<xmlChar, freeText> value(xmlNodeListGetString(attribute.doc, attribute.children, 1));
-    printEscaped(plainText(value.get()), /*inAttribute=*/true);
+    std::string value = valueOf(attribute);
+    for (const XmlAttributeChange& change : *changes) {
+      if (change.attribute != plainText(attribute.name) || !isNamed(*attribute.parent, change.child)) continue;
+      value = change.newValue(value);
+    }
+    printEscaped(value.c_str(), /*inAttribute=*/true);
   }
 
   void printEscaped(const char* text, bool inAttribute) {
     if (text == nullptr) return;
-    _isWellFormed = _isWellFormed && text::isValidUtf8(text);
     const auto& isPlain = inAttribute ? kIsPlainInAttribute : kIsPlain;
-    while (*text != '\0') {
-      const char* end = text;
-      while (isPlain[static_cast<unsigned char>(*end)]) ++end;
-      _text.append(text, static_cast<size_t>(end - text));
-      if (*end == '\0') return;
-      printReference(*end);
-      text = end + 1;
-    }
+    _isWritten = _isWritten && text::isValidUtf8(text) && appendEscaped(_text, text, isPlain);
   }
 
-  void printReference(char character) {
-    switch (character) {
-      case '&':
-        _text += "&amp;";
-        break;
-      case '<':
-        _text += "&lt;";
-        break;
-      case '>':
-        _text += "&gt;";
-        break;
-      case '"':
-        _text += "&quot;";
-        break;
-      case '\r':
-        _text += "&#13;";
-        break;
-      case '\t':
-        _text += "&#9;";
-        break;
-      case '\n':
-        _text += "&#10;";
-        break;
-      default:  // a control character
-        _isWellFormed = false;
-    }
-  }
-
-  /// Comments, processing instructions, the DTD.
+  /// Comments, processing instructions, declarations of the document type.
   void printAsLibraryDoes(xmlNode& node) {
     const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
     if (!bytes || xmlNodeDump(bytes.get(), const_cast<xmlDoc*>(&_document), &node, 0, 0) < 0) {
-      _isWellFormed = false;
+      _isWritten = false;
     } else {
       _text += plainText(xmlBufferContent(bytes.get()));
     }
   }
 
   const xmlDoc& _document;
-  std::string _text;
-  bool _isWellFormed = true;
+  const Changes& _changes;
+  const XmlDocument::PartWriter& _write;
+  std::string _text;  // the part that is not written yet
+  bool _isWritten = true;
 };
 
-/// A UTF-8 text in the encoding of \a encoder, which is used up; none when it cannot be had.
-OptionalString encoded(const std::string& utf8, xmlCharEncodingHandler* encoder) {
+/// None as Printer::print.
+OptionalString printed(const xmlDoc& document, const Changes& changes) {
+  std::string text;
+  const XmlDocument::PartWriter add = [&text](std::string_view part) {
+    text += part;
+    return true;
+  };
+  return Printer(document, changes, add).print() ? OptionalString(std::move(text)) : std::nullopt;
+}
+
+/// A UTF-8 text in an encoding; none when it cannot be had.
+OptionalString encoded(const std::string& utf8, const char* encoding) {
+  xmlCharEncodingHandler* encoder = xmlFindCharEncodingHandler(encoding);
+  if (encoder == nullptr) return std::nullopt;
   const Owned<xmlBuffer, xmlBufferFree> bytes(xmlBufferCreate());
   if (!bytes || utf8.size() > INT_MAX) {
     xmlCharEncCloseFunc(encoder);
@@ -267,12 +380,6 @@ OptionalString encoded(const std::string& utf8, xmlCharEncodingHandler* encoder)
   if (xmlOutputBufferFlush(output.get()) < 0) return std::nullopt;
   output.reset();
   return std::string(plainText(xmlBufferContent(bytes.get())), static_cast<size_t>(xmlBufferLength(bytes.get())));
-}
-
-/// None for one that only a DTD gives as a default.
-const xmlAttr* carriedAttribute(const xmlNode* element, const std::string& name) {
-  const xmlAttr* attribute = xmlHasNsProp(element, xmlText(name), nullptr);
-  return attribute != nullptr && attribute->type == XML_ATTRIBUTE_NODE ? attribute : nullptr;
 }
 
 }  // namespace
@@ -288,22 +395,10 @@ std::vector<XmlElement> XmlElement::children(const std::string& name) const {
 }
 
 OptionalString XmlElement::attribute(const std::string& name) const {
-  const xmlAttr* attribute = carriedAttribute(_node, name);
-  if (attribute == nullptr) return std::nullopt;
-  if (const xmlNode* text = onlyText(*attribute)) return std::string(plainText(text->content));
-  const Owned<xmlChar, freeText> value(xmlNodeListGetString(_node->doc, attribute->children, 1));
-  return std::string(value ? plainText(value.get()) : "");
-}
-
-void XmlElement::setAttribute(const std::string& name, const std::string& value) const {
-  const xmlAttr* attribute = carriedAttribute(_node, name);
-  if (attribute == nullptr) return;
-  xmlNode* text = onlyText(*attribute);
-  if (text != nullptr && attribute->atype != XML_ATTRIBUTE_ID) {
-    xmlNodeSetContent(text, xmlText(value));  // as xmlSetNsProp, without a new node
-  } else {
-    xmlSetNsProp(_node, nullptr, xmlText(name), xmlText(value));
-  }
+  const xmlAttr* attribute = xmlHasNsProp(_node, xmlText(name), nullptr);
+  // Else only a DTD gives it, as a default.
+  if (attribute == nullptr || attribute->type != XML_ATTRIBUTE_NODE) return std::nullopt;
+  return valueOf(*attribute);
 }
 
 // ----- XmlDocument -----
@@ -313,14 +408,17 @@ std::unique_ptr<XmlDocument> XmlDocument::parse(const std::string& bytes) {
   const Owned<xmlParserCtxt, xmlFreeParserCtxt> context(xmlNewParserCtxt());
   if (!context) return nullptr;
   context->sax->entityDecl = declareEntity;
-  context->sax->serror = [](void*, auto) {};  // else a text past the limit is told on standard error
+  context->sax->attributeDecl = declareAttribute;
+  context->sax->serror = [](void* userData, auto fault) { noteFault(userData, fault); };  // const in some versions
   context->sax->getParameterEntity = getInternalParameterEntity;
-  const int options = XML_PARSE_NOENT | XML_PARSE_NOCDATA | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-  std::unique_ptr<XmlDocument> document(new XmlDocument(
-      xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, options)));
+  const int options = XML_PARSE_NOENT | XML_PARSE_NOCDATA | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
+                      XML_PARSE_COMPACT;
+  // Piece by piece: from one text, libxml2 would make a copy first.
+  std::string_view rest = bytes;
+  std::unique_ptr<XmlDocument> document(
+      new XmlDocument(xmlCtxtReadIO(context.get(), readPiece, nullptr, &rest, nullptr, nullptr, options)));
   // A text past the limit ends the parsing without making the document ill-formed: only this tells that it is cut.
   if (document->_document == nullptr || context->disableSAX != 0) return nullptr;
-  document->_expectedSize = bytes.size() + bytes.size() / 4;
   return document;
 }
 
@@ -332,19 +430,24 @@ std::optional<XmlElement> XmlDocument::rootElement() const {
   return XmlElement(root);
 }
 
-OptionalString XmlDocument::prettyPrinted() const {
+void XmlDocument::changeAttributes(const XmlElement& parent, XmlAttributeChange change) {
+  _changes[parent._node].push_back(std::move(change));
+}
+
+bool XmlDocument::prettyPrint(const PartWriter& write) const {
   const char* encoding = _document->encoding != nullptr ? plainText(_document->encoding) : "UTF-8";
-  const OptionalString text = Printer(*_document, _expectedSize).print();
-  if (!text || xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8) return text;
-  xmlCharEncodingHandler* encoder = xmlFindCharEncodingHandler(encoding);
-  if (encoder == nullptr) return std::nullopt;
-  OptionalString bytes = encoded(*text, encoder);
-  // Some encodings can write even the markup in a way that no parser takes for it (UTF-7), and under some of their
-  // names characters are lost that they do not have ("latin1", with libxml2 over glibc). What says the same is taken
-  // only.
+  const bool isUtf8 = xmlParseCharEncoding(encoding) == XML_CHAR_ENCODING_UTF8;
+  if (isUtf8 && _document->intSubset == nullptr) return Printer(*_document, _changes, write).print();
+
+  const OptionalString text = printed(*_document, _changes);
+  if (!text) return false;
+  const OptionalString bytes = isUtf8 ? text : encoded(*text, encoding);
+  // What is not read again as the same is not written. Some encodings can write even the markup in a way that no parser
+  // takes for it (UTF-7), and under some of their names characters are lost that they do not have ("latin1", with
+  // libxml2 over glibc). In a document type, libxml2 drops a default that does not have the attribute's type, and moves
+  // declarations out of a parameter entity that are allowed in one only.
   const std::unique_ptr<XmlDocument> readAgain = bytes ? parse(*bytes) : nullptr;
-  if (!readAgain || Printer(*readAgain->_document, text->size()).print() != text) return std::nullopt;
-  return bytes;
+  return readAgain && printed(*readAgain->_document, {}) == text && write(*bytes);
 }
 
 }  // namespace hotfix

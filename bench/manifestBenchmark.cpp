@@ -59,7 +59,8 @@ BENCHMARK(manifestRewrite)->Apply(sizes);
 void manifestPrint(benchmark::State& state) {
   const std::string text = manifestOf(state);
   const auto document = XmlDocument::parse(text);
-  for (auto _ : state) benchmark::DoNotOptimize(document->prettyPrinted());
+  const XmlDocument::PartWriter drop = [](std::string_view part) { return part.data() != nullptr; };
+  for (auto _ : state) benchmark::DoNotOptimize(document->prettyPrint(drop));
   setBytes(state, text);
 }
 BENCHMARK(manifestPrint)->Apply(sizes);
