@@ -75,7 +75,7 @@ bool HotfixUninstall::uninstallOldHotfix() {
   }
   {
     const progress::Step step("Repairing the owner of the workspace");
-    _instance->updatePermissions(/*treatHome=*/false, _pathToRcpData);
+    (void)_instance->updatePermissions(/*treatHome=*/false, _pathToRcpData);
   }
   _instance->removeHotfixSkipRunningCheckProperty();
   _instance->deleteInstalledHotfixBundleID();  // after the receipt, which needs it

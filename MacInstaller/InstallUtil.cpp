@@ -51,8 +51,7 @@ constexpr char kCurrentProcess[] = ">>>> current is %s.";
 constexpr char kPathToHome[] = "pathToRCPHome is %s.";
 constexpr char kTargetName[] = "targetName is %s.";
 constexpr char kInvalidHome[] = "Error path value, please provide a valid path value for rcp home.";
-constexpr char kRefusedFolder[] =
-    "Refused to change owner and permissions below %s: it is a folder of the system or of a user.";
+constexpr char kRefusedFolder[] = "Refused to change owner and permissions below %s: %s.";
 
 bool hasPrefix(const std::string& text, const std::string& prefix) {
   return !prefix.empty() && text.compare(0, prefix.size(), prefix) == 0;
@@ -215,13 +214,19 @@ std::string InstallUtil::getInstallerRootThrough(const std::string& path) {
   return path::deletingLastComponent(getPathToMPKGThrough(path));
 }
 
-bool InstallUtil::changeAttributesForDirectory(const OptionalString& folder) {
-  if (!folder || !platform::exists(*folder)) return false;
-  if (!platform::isFolder(*folder)) return true;  // nothing lies below a file
-  bool isRefused = false;
-  const bool isDone = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode}, &isRefused);
-  if (isRefused) platform::log(LogLevel::Error, kRefusedFolder, folder->c_str());
-  return isDone;
+platform::RepairOutcome InstallUtil::changeAttributesForDirectory(const OptionalString& folder) {
+  platform::RepairOutcome outcome;
+  outcome.folder = folder.value_or("");
+  if (!folder || !platform::exists(*folder)) return outcome;
+  if (platform::isFolder(*folder)) {
+    outcome = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode});
+  } else {
+    outcome.isTreated = true;  // nothing lies below a file
+  }
+  if (!outcome.refusal.empty()) {
+    platform::log(LogLevel::Error, kRefusedFolder, folder->c_str(), outcome.refusal.c_str());
+  }
+  return outcome;
 }
 
 void InstallUtil::startProvisionWithArgs(const std::string& commandLine) { platform::runShellCommand(commandLine); }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Ownership.h"
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
 
@@ -92,10 +93,10 @@ class InstallUtil {
   /// Gives everything below a folder, but not the folder itself, the invoking user as owner, the group "admin" and the
   /// mode 0775; see platform::setAttributesBelow for links and failures.
   ///
-  /// \return true when every entry has them now, as in an empty folder. False for an absent or missing folder; false
-  ///     with one line at level 3 and nothing changed for a folder that is refused: the machine's or a user's own, or
-  ///     one that somebody's link leads to.
-  static bool changeAttributesForDirectory(const OptionalString& folder);
+  /// \return what it came to: true when every entry has them now, as in an empty folder. False for an absent or missing
+  ///     folder; false with one line at level 3 and nothing changed for a folder that is refused: the machine's or a
+  ///     user's own, or one that somebody's link leads to.
+  static platform::RepairOutcome changeAttributesForDirectory(const OptionalString& folder);
 
   /// Hands a command line to the system shell and waits for it; its exit status is discarded.
   static void startProvisionWithArgs(const std::string& commandLine);

@@ -590,16 +590,18 @@ bool InstanceService::generateLinks() {
   return true;
 }
 
-void InstanceService::updatePermissions(bool treatHome, const OptionalString& workspace) {
+std::optional<platform::RepairOutcome> InstanceService::updatePermissions(bool treatHome,
+                                                                          const OptionalString& workspace) {
   if (treatHome) {
     (void)InstallUtil::changeAttributesForDirectory(_pathToRcphome);
     (void)InstallUtil::changeAttributesForDirectory(besideHome(kSharedFolder));
   }
-  if (workspace) (void)InstallUtil::changeAttributesForDirectory(workspace);
+  if (!workspace) return std::nullopt;
+  return InstallUtil::changeAttributesForDirectory(workspace);
 }
 
-void InstanceService::updatePermissions(bool treatHome, bool updateWorkspace) {
-  updatePermissions(treatHome, updateWorkspace ? getWorkspace() : std::nullopt);
+std::optional<platform::RepairOutcome> InstanceService::updatePermissions(bool treatHome, bool updateWorkspace) {
+  return updatePermissions(treatHome, updateWorkspace ? getWorkspace() : std::nullopt);
 }
 
 OptionalString InstanceService::getWorkspace() const {

@@ -2,6 +2,7 @@
 #define MACINSTALLER_INSTANCE_SERVICE_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -213,10 +214,11 @@ class InstanceService {
 
   /// Hands everything below the home folder and the folder "shared" beside it (with \a treatHome) and below
   /// \a workspace (unless absent) to the invoking user, see InstallUtil::changeAttributesForDirectory.
-  void updatePermissions(bool treatHome, const OptionalString& workspace);
+  /// \return what the repair of the workspace came to; none when it is absent.
+  std::optional<platform::RepairOutcome> updatePermissions(bool treatHome, const OptionalString& workspace);
 
   /// The same with the workspace that getWorkspace finds, or none.
-  void updatePermissions(bool treatHome, bool updateWorkspace);
+  std::optional<platform::RepairOutcome> updatePermissions(bool treatHome, bool updateWorkspace);
 
   /// Not to be called: a literal path would silently become a boolean.
   void updatePermissions(bool treatHome, const char* workspace) = delete;

@@ -19,6 +19,22 @@ struct Attributes {
   std::optional<mode_t> mode;  ///< the permission bits, all twelve of them
 };
 
+/// What a change of everything below a folder came to.
+struct RepairOutcome {
+  std::string folder;       ///< its path
+  bool isTreated = false;   ///< whether it was there and could be opened, and was not refused
+  std::string refusal;      ///< why it was refused, to follow "because"; empty when it was not
+  size_t changed = 0;       ///< entries that have the attributes now and did not have them before
+  size_t failed = 0;        ///< entries that do not have them now, or could not be reached
+  std::string firstFailed;  ///< path of the first of these
+  OptionalString owner;     ///< the account that was to be the owner; none when it is unknown or was not given
+  OptionalString group;     ///< the group likewise
+
+  /// Whether every entry below the folder has the attributes now.
+  // NOLINTNEXTLINE(google-explicit-constructor): a boolean that says more
+  operator bool() const { return isTreated && failed == 0; }
+};
+
 /// Gives \a attributes to the one entry at \a path.
 ///
 /// \return true when the entry has them now.
@@ -39,10 +55,9 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 /// A folder that would give away the machine or a user instead of an instance is refused, with nothing changed: a
 /// protected one (see isProtectedFolder), and one that a link leads to, on any place of the path, which neither root
 /// nor the owner of the folder made. It is the folder that was opened which is judged, whatever the path means by then.
-/// \param[out] isRefused when given, set to whether the folder was refused.
-/// \return true when \a folder is a folder (or a link to one) and every entry below it has the attributes now. An
-///     empty folder gives true.
-bool setAttributesBelow(const std::string& folder, const Attributes& attributes, bool* isRefused = nullptr);
+/// \return what it came to: true when \a folder is a folder (or a link to one) and every entry below it has the
+///     attributes now. An empty folder gives true.
+RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes);
 
 /// Whether a folder is the machine's or a user's as a whole: "/", a system folder at the top of the disk (/etc, /usr,
 /// /Library …), a folder of users' homes, or a user's home folder itself. Links are followed. Any other folder, also a

@@ -42,7 +42,7 @@ void runPasses(const OptionalString& rcphome, const OptionalString& rcpdata) {
     instance.startProvisioningWithUpdate(launcher);
   }
   const progress::Step step("Repairing the owner of the workspace");
-  instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true);
+  (void)instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true);
 }
 
 int run(int argc, char* argv[]) {

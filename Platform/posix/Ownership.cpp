@@ -3,18 +3,26 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <string_view>
+
 #include "Platform/posix/Accounts.h"
 #include "Platform/posix/EntryAttributes.h"
 #include "Platform/posix/FolderWalk.h"
 #include "Platform/posix/RepairedFolder.h"
+#include "Support/Path.h"
 
 namespace hotfix::platform {
 
 namespace {
 
+constexpr char kRefusal[] = "it is a folder of the system or of a user";
+
 /// Attributes with their names looked up, and the ways to give them to an entry.
 class AttributeChange {
  public:
+  /// What became of an entry.
+  enum class Effect { WasRight, Changed, Failed };
+
   explicit AttributeChange(const Attributes& attributes) : _mode(attributes.mode) {
     // An unknown name stays -1, which leaves the attribute as it is.
     if (attributes.owner) {
@@ -23,14 +31,18 @@ class AttributeChange {
     if (attributes.group) _group = groupNamed(*attributes.group).value_or(kUnchangedGroup);
   }
 
-  bool applyTo(const WalkedFolder& folder, const char* name) const {
+  bool hasOwner() const { return _owner != kUnchangedOwner; }
+  bool hasGroup() const { return _group != kUnchangedGroup; }
+
+  Effect applyTo(const WalkedFolder& folder, const char* name) const {
     struct stat status;
-    if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
-    if (isRight(status)) return true;
+    if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return Effect::Failed;
+    if (isRight(status)) return Effect::WasRight;
     // Where only we can rename, the name goes on meaning the entry that was looked at. Elsewhere somebody may put
     // another in its place, a second link to a file of root's for example: so the entry is held first.
-    return isOursAlone(folder.descriptor, folder.status) ? changeByName(folder.descriptor, name, status)
-                                                         : changeHeld(folder.descriptor, name);
+    const bool isChanged = isOursAlone(folder.descriptor, folder.status) ? changeByName(folder.descriptor, name, status)
+                                                                         : changeHeld(folder.descriptor, name);
+    return isChanged ? Effect::Changed : Effect::Failed;
   }
 
   /// For an entry of a folder about which nothing is known.
@@ -46,11 +58,14 @@ class AttributeChange {
   }
 
   /// For a folder that is open for reading.
-  bool applyTo(const WalkedFolder& folder) const {
+  Effect applyTo(const WalkedFolder& folder) const {
     struct stat status;
-    if (fstat(folder.descriptor, &status) != 0) return false;
+    if (fstat(folder.descriptor, &status) != 0) return Effect::Failed;
+    if (isRight(status)) return Effect::WasRight;
     return (!needsMode(status) || fchmod(folder.descriptor, *_mode) == 0) &&
-           (!needsOwner(status) || fchown(folder.descriptor, _owner, _group) == 0);
+                   (!needsOwner(status) || fchown(folder.descriptor, _owner, _group) == 0)
+               ? Effect::Changed
+               : Effect::Failed;
   }
 
  private:
@@ -95,33 +110,37 @@ class AttributeChange {
 /// Gives the attributes to what a walk meets. Every entry is tried, whatever became of the others.
 class AttributeVisitor : public FolderVisitor {
  public:
-  explicit AttributeVisitor(const AttributeChange& change) : _change(change) {}
+  AttributeVisitor(const AttributeChange& change, RepairOutcome& outcome) : _change(change), _outcome(outcome) {}
 
-  bool visitEntry(const WalkedFolder& folder, const char* name) override { return note(_change.applyTo(folder, name)); }
+  bool visitEntry(const WalkedFolder& folder, const char* name) override {
+    return note(_change.applyTo(folder, name), folder.path, name);
+  }
 
   /// After its content: as long as a folder is still root's, nobody else can exchange what is in it.
-  bool leaveFolder(const WalkedFolder& folder, const WalkedFolder&, const char*) override {
-    return note(_change.applyTo(folder));
+  bool leaveFolder(const WalkedFolder& folder, const WalkedFolder& parent, const char* name) override {
+    return note(_change.applyTo(folder), parent.path, name);
   }
 
   bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool* isToBeTriedAgain) override {
     // The new mode may be what opens it to its owner.
     *isToBeTriedAgain = errno == EACCES && _change.changeHeld(parent.descriptor, name);
-    return note(*isToBeTriedAgain);
+    return note(*isToBeTriedAgain ? AttributeChange::Effect::Changed : AttributeChange::Effect::Failed, parent.path,
+                name);
   }
 
-  bool missedEntries() override { return note(false); }
-
-  bool succeeded() const { return _succeeded; }
+  bool missedEntries(const std::string& path) override { return note(AttributeChange::Effect::Failed, path, ""); }
 
  private:
-  bool note(bool success) {
-    _succeeded = _succeeded && success;
+  bool note(AttributeChange::Effect effect, std::string_view folder, const char* name) {
+    if (effect == AttributeChange::Effect::Changed) ++_outcome.changed;
+    if (effect == AttributeChange::Effect::Failed && _outcome.failed++ == 0) {
+      _outcome.firstFailed = path::appending(path::appending(_outcome.folder, std::string(folder)), name);
+    }
     return true;
   }
 
   const AttributeChange& _change;
-  bool _succeeded = true;
+  RepairOutcome& _outcome;
 };
 
 }  // namespace
@@ -130,15 +149,20 @@ bool setAttributes(const std::string& path, const Attributes& attributes) {
   return AttributeChange(attributes).changeHeld(AT_FDCWD, path.c_str());
 }
 
-bool setAttributesBelow(const std::string& folder, const Attributes& attributes, bool* isRefused) {
-  bool isRefusedHere = false;
-  ScopedFd top = openForRepair(folder, &isRefusedHere);
-  if (isRefused != nullptr) *isRefused = isRefusedHere;
-  if (!top) return false;
+RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes) {
+  RepairOutcome outcome;
+  outcome.folder = folder;
   const AttributeChange change(attributes);
-  AttributeVisitor visitor(change);
+  if (change.hasOwner()) outcome.owner = attributes.owner;
+  if (change.hasGroup()) outcome.group = attributes.group;
+  bool isRefused = false;
+  ScopedFd top = openForRepair(folder, &isRefused);
+  if (isRefused) outcome.refusal = kRefusal;
+  if (!top) return outcome;
+  outcome.isTreated = true;
+  AttributeVisitor visitor(change, outcome);
   (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
-  return visitor.succeeded();
+  return outcome;
 }
 
 }  // namespace hotfix::platform

@@ -187,6 +187,28 @@ TEST_F(OwnershipTest, EmptyFolderIsASuccess) {
   EXPECT_EQ(folder.mode("empty"), 0751U);
 }
 
+TEST_F(OwnershipByRootTest, OutcomeCountsWhatWasChangedAndNamesWhomTheSystemKnows) {
+  makeTree();
+  const auto first = setAttributesBelow(folder / "tree", {kNoSuchName, ofOther().group, 0775});
+  EXPECT_EQ(first.folder, folder / "tree");
+  EXPECT_EQ(first.owner, std::nullopt);
+  EXPECT_EQ(first.group, ofOther().group);
+  EXPECT_EQ(first.failed, 0U);
+  EXPECT_EQ(first.changed, treeEntries().size());
+  folder.makeFile("tree/file", "", 0600);
+  EXPECT_EQ(setAttributesBelow(folder / "tree", mode(0775)).changed, 1U);
+  EXPECT_EQ(setAttributesBelow(folder / "tree", mode(0775)).changed, 0U);
+}
+
+TEST_F(OwnershipTest, OutcomeTellsARefusedFolderFromAMissingOne) {
+  const auto refused = setAttributesBelow("/", {});
+  EXPECT_EQ(refused.refusal, "it is a folder of the system or of a user");
+  EXPECT_FALSE(refused.isTreated);
+  const auto missing = setAttributesBelow(folder / "nowhere", {});
+  EXPECT_EQ(missing.refusal, "");
+  EXPECT_FALSE(missing.isTreated);
+}
+
 TEST_F(OwnershipTest, OnlyAFolderOrALinkToOneIsWalked) {
   makeTree();
   folder.makeLink("link", "tree");
@@ -360,6 +382,23 @@ TEST_F(OwnershipByRootTest, AnothersFileUnderASecondNameIsRefusedAndTheWalkGoesO
     EXPECT_EQ(has(tree + "/a"), text(other.uid, other.gid, 0666));
     EXPECT_EQ(has(tree + "/c"), text(other.uid, other.gid, 0666));
   }
+}
+
+TEST_F(OwnershipByRootTest, OutcomeCountsFailedEntriesAndNamesTheFirst) {
+  std::string deep = "tree";
+  for (int level = 0; level < 40; ++level) deep += "/d";  // deeper than the folders that a walk keeps open
+  folder.makeFile(deep + "/g", "", 0600);
+  for (const char* name : {"one", "two"}) {
+    folder.makeFile(name);
+    own(name, kStranger, kStranger);
+    ASSERT_EQ(link((folder / name).c_str(), (folder / (deep + "/" + name)).c_str()), 0);
+  }
+  const auto outcome = setAttributesBelow(folder / "tree/", mode(0750));
+  EXPECT_FALSE(outcome);
+  EXPECT_TRUE(outcome.isTreated);
+  EXPECT_EQ(outcome.failed, 2U);
+  EXPECT_EQ(outcome.changed, 41U);  // the folders and "g"
+  EXPECT_THAT(outcome.firstFailed, testing::AnyOf(folder / (deep + "/one"), folder / (deep + "/two")));
 }
 
 TEST_F(OwnershipByRootTest, FileOfRootUnderASecondNameIsRefusedForAnyoneElse) {
