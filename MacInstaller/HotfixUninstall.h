@@ -2,8 +2,10 @@
 #define MACINSTALLER_HOTFIX_UNINSTALL_H_
 
 #include <memory>
+#include <string>
 
 #include "Support/OptionalString.h"
+#include "Support/StepResult.h"
 
 namespace hotfix {
 
@@ -31,22 +33,28 @@ class HotfixUninstall {
   /// \return true when the hotfix was removed.
   bool uninstallOldHotfix();
 
+  /// Why the hotfix was not removed, to follow "because"; empty as long as nothing has failed.
+  const std::string& failure() const { return _failure; }
+
   /// Copies `deploy/uninstall.hotfix.xml` unchanged to `deploy/install.update.xml` and deletes it.
   ///
   /// \return true on success. False, with a line in the log and on standard output, when the manifest is missing or
   ///     cannot be copied. Must not be called on an empty object, like the next two.
   bool copyUninstallManifest();
 
-  /// Deletes an old result file and starts the launcher in provisioning mode "update", twice, waiting for each.
+  /// Deletes an old result file and starts the launcher in provisioning mode "update", twice, waiting for each. A
+  /// launcher that cannot be started is a failure only if it leaves no result.
   void startProvisioning();
 
   /// Makes the system forget the receipt of the hotfix's installer package, if one is recorded.
-  void removeHotfixReceipt();
+  /// \return as InstallUtil::removeReceipt.
+  StepResult removeHotfixReceipt();
 
  private:
   std::unique_ptr<InstanceService> _instance;  // empty when the home folder was not usable
   OptionalString _pathToRcpHome;
   OptionalString _pathToRcpData;
+  std::string _failure;
 };
 
 }  // namespace hotfix

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "MacInstaller/Properties.h"
+#include "MacInstaller/Reasons.h"
 #include "MacInstaller/StringUtil.h"
 #include "Platform/CaseFolding.h"
 #include "Platform/ChildProcess.h"
@@ -118,15 +119,18 @@ std::vector<std::string> InstallUtil::getAllProcess(const std::string& key) {
   return platform::processInformation(key);
 }
 
-bool InstallUtil::checkBundleIsRunning(const std::string& prefix) {
-  return checkBundleIsRunning(prefix, platform::kBundleExecutableKey);
+bool InstallUtil::checkBundleIsRunning(const std::string& prefix, std::string* running) {
+  return checkBundleIsRunning(prefix, platform::kBundleExecutableKey, running);
 }
 
-bool InstallUtil::checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey) {
+bool InstallUtil::checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey,
+                                       std::string* running) {
   const std::string lowerPrefix = platform::lowercased(prefix);
   for (const std::string& value : getAllProcess(kCFBundleKey)) {
     platform::log(LogLevel::Info, kCurrentProcess, value.c_str());
-    if (hasPrefix(platform::lowercased(value), lowerPrefix)) return true;
+    if (!hasPrefix(platform::lowercased(value), lowerPrefix)) continue;
+    if (running != nullptr) *running = value;
+    return true;
   }
   return false;
 }
@@ -249,9 +253,10 @@ void InstallUtil::copyFolderFrom(const OptionalString& source, const OptionalStr
   if (source && to) copyOrMerge(*source, *to, enclosing);
 }
 
-void InstallUtil::removeReceipt(const OptionalString& packageIdentifier) {
-  if (!packageIdentifier) return;
-  platform::runAndWait(platform::onDisk(platform::kPkgutil), {"--forget", *packageIdentifier});
+StepResult InstallUtil::removeReceipt(const OptionalString& packageIdentifier) {
+  if (!packageIdentifier) return {StepResult::Kind::NothingToDo, "no receipt is recorded"};
+  const std::string program = platform::onDisk(platform::kPkgutil);
+  return launchResult(program, platform::runAndWait(program, {"--forget", *packageIdentifier}));
 }
 
 }  // namespace hotfix

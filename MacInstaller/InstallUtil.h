@@ -8,6 +8,7 @@
 #include "Platform/Ownership.h"
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
+#include "Support/StepResult.h"
 
 namespace hotfix {
 
@@ -36,13 +37,15 @@ class InstallUtil {
   static std::vector<std::string> getAllProcess(const std::string& key);
 
   /// Whether a process runs whose executable lies at or below \a prefix, see the other form.
-  static bool checkBundleIsRunning(const std::string& prefix);
+  /// \param[out] running when given, set to that executable.
+  static bool checkBundleIsRunning(const std::string& prefix, std::string* running = nullptr);
 
   /// Whether a running process has, under the key, a value that begins with \a prefix, ignoring case.
   ///
   /// A prefix test on purpose: "/Applications/P.app" also finds a program in "/Applications/P.app2". Each value looked
   /// at is logged at level 6; none after the first match. An empty prefix gives false.
-  static bool checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey);
+  static bool checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey,
+                                   std::string* running = nullptr);
 
   /// Folder of the application bundle that a path lies in: the path up to the last ".app" that "/Contents/MacOS"
   /// follows, case-sensitive. None when there is no such place in it.
@@ -119,7 +122,8 @@ class InstallUtil {
 
   /// Makes the system forget an installer receipt, with `/usr/sbin/pkgutil --forget`. What comes of it is not
   /// examined. An absent identifier does nothing.
-  static void removeReceipt(const OptionalString& packageIdentifier);
+  /// \return how it ended, as far as it is known.
+  static StepResult removeReceipt(const OptionalString& packageIdentifier);
 };
 
 }  // namespace hotfix

@@ -12,7 +12,8 @@
 ///
 /// A child is the leader of its own process group, begins with the default action for SIGCHLD and SIGPIPE and with
 /// no signal blocked, and inherits nothing above descriptor 2. Its standard input, environment and working folder
-/// are the caller's. Waiting is right also in a process that ignores SIGCHLD or reaps its children elsewhere.
+/// are the caller's. Waiting is right also in a process that ignores SIGCHLD or reaps its children elsewhere. A
+/// listener of progress is told of the child before a signal can end this process.
 namespace hotfix::platform {
 
 class ChildProcess {
@@ -29,15 +30,19 @@ class ChildProcess {
   /// Waits, so that no child outlives the object that stands for it.
   ~ChildProcess();
 
+  /// Why it could not be started: the system's own words; none when it was started.
+  const OptionalString& error() const { return _error; }
+
   /// Returns when the child has exited.
   void waitUntilExit();
 
  private:
   pid_t _pid = -1;  // -1: not started, or already waited for
+  OptionalString _error;
 };
 
-/// Starts a child as ChildProcess does and waits until it exits.
-void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments);
+/// Starts a child as ChildProcess does and waits until it exits. \return ChildProcess::error.
+OptionalString runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments);
 
 /// Gives \a commandLine to the system shell, with standard output and error inherited, and waits until it exits.
 void runShellCommand(const std::string& commandLine);

@@ -39,7 +39,8 @@ install(FILES Support/OptionalString.h Support/PropertyListValue.h DESTINATION $
 # The second name of a page is a link to it.
 install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
-install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3
+  docs/man/RCPUninstallHotfixReason.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
 # Completions, where the shells look for them below the prefix.
 install(FILES completions/hotfixUninstall.bash RENAME hotfixUninstall

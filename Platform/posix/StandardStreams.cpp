@@ -7,6 +7,7 @@
 
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/PipeSignal.h"
+#include "Support/TextEncoding.h"
 
 namespace hotfix::platform {
 
@@ -14,8 +15,12 @@ void printLine(const std::string& line) {
   withoutPipeSignal(STDOUT_FILENO, [&line] {
     // Past the buffer of stdio, which would try again at exit what cannot be written now; but after what it holds.
     (void)std::fflush(stdout);
-    (void)writeAll(STDOUT_FILENO, line + "\n");
+    (void)writeAll(STDOUT_FILENO, (isatty(STDOUT_FILENO) == 1 ? text::sanitized(line) : line) + "\n");
   });
+}
+
+void writeToStandardError(const std::string& text) {
+  withoutPipeSignal(STDERR_FILENO, [&text] { (void)writeAll(STDERR_FILENO, text); });
 }
 
 ScopedStandardDescriptors::ScopedStandardDescriptors() {
