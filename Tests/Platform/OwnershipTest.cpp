@@ -385,20 +385,30 @@ TEST_F(OwnershipByRootTest, AnothersFileUnderASecondNameIsRefusedAndTheWalkGoesO
 }
 
 TEST_F(OwnershipByRootTest, OutcomeCountsFailedEntriesAndNamesTheFirst) {
+  folder.makeFile("precious");
+  own("precious", kStranger, kStranger);
+  const auto refuse = [this](const std::string& path) {
+    ASSERT_EQ(link((folder / "precious").c_str(), (folder / path).c_str()), 0);
+  };
   std::string deep = "tree";
   for (int level = 0; level < 40; ++level) deep += "/d";  // deeper than the folders that a walk keeps open
-  folder.makeFile(deep + "/g", "", 0600);
-  for (const char* name : {"one", "two"}) {
-    folder.makeFile(name);
-    own(name, kStranger, kStranger);
-    ASSERT_EQ(link((folder / name).c_str(), (folder / (deep + "/" + name)).c_str()), 0);
+  folder.makeFolder(deep + "/x");
+  folder.makeFolder(deep + "/y");
+  // Whichever of the two the walk comes to first.
+  for (const char* name : {"/x", "/y"}) {
+    refuse(deep + name + "/second name");
+    const auto outcome = setAttributesBelow(folder / "tree/", mode(0750));
+    EXPECT_TRUE(outcome.isTreated);
+    EXPECT_EQ(outcome.failed, 1U);
+    EXPECT_EQ(outcome.firstFailed, folder / (deep + name + "/second name"));
+    unlink((folder / (deep + name + "/second name")).c_str());
   }
-  const auto outcome = setAttributesBelow(folder / "tree/", mode(0750));
-  EXPECT_FALSE(outcome);
-  EXPECT_TRUE(outcome.isTreated);
+  refuse("tree/top");
+  refuse(deep + "/second name");
+  const auto outcome = setAttributesBelow(folder / "tree", mode(0700));
   EXPECT_EQ(outcome.failed, 2U);
-  EXPECT_EQ(outcome.changed, 41U);  // the folders and "g"
-  EXPECT_THAT(outcome.firstFailed, testing::AnyOf(folder / (deep + "/one"), folder / (deep + "/two")));
+  EXPECT_EQ(outcome.changed, 42U);
+  EXPECT_EQ(outcome.firstFailed, folder / "tree/top");
 }
 
 TEST_F(OwnershipByRootTest, FileOfRootUnderASecondNameIsRefusedForAnyoneElse) {
