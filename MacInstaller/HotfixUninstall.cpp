@@ -59,7 +59,7 @@ bool HotfixUninstall::uninstallOldHotfix() {
   _instance->backupInstallManifest();  // Not a fatal error: an instance without an install manifest has no backup.
   _instance->updateProvisionManifestVersion(InstallUtil::generateNewManifestVersion());
   startProvisioning();
-  // Before the outcome is known, and also when it is a failure: on purpose.
+  // Deliberately before the outcome is known, and also when it is a failure.
   _instance->updateHotfixVersion(std::nullopt);
 
   std::string reason;
@@ -116,7 +116,7 @@ void HotfixUninstall::startProvisioning() {
   platform::log(LogLevel::Info, kLaunch);
   const std::string launcher = path::appending(_instance->pathToRcphome().value_or(""), kLauncher);
   const std::vector<std::string> arguments = InstanceService::provisioningArguments("update", _pathToRcpData);
-  // Twice and alike, on purpose, whatever became of the first: it is how the platform's launcher is to be driven.
+  // Deliberately twice: the launcher's protocol requires it.
   for (const char* run :
        {"Running the platform to remove the hotfix, 1 of 2", "Running the platform to remove the hotfix, 2 of 2"}) {
     progress::Step step(run);
