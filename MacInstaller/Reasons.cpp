@@ -35,7 +35,7 @@ StepResult launchResult(const OptionalString& program, const OptionalString& err
 
 StepResult repairResult(const std::optional<platform::RepairOutcome>& outcome) {
   using Kind = StepResult::Kind;
-  if (!outcome) return {Kind::Skipped, "no workspace is recorded"};
+  if (!outcome) return {Kind::Skipped, "no workspace is known"};
   if (!outcome->refusal.empty()) return {Kind::Refused, outcome->refusal};
   if (!outcome->isTreated) return {Kind::Skipped, absenceReason(outcome->folder, "no such folder, " + outcome->folder)};
   if (outcome->failed > 0) {

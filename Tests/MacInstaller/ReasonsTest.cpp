@@ -40,7 +40,7 @@ TEST(ReasonsTest, RepairEndsAsWhatHappened) {
   platform::RepairOutcome refused;
   refused.refusal = "why";
   EXPECT_EQ(text(repairResult(refused)), "refused: why");
-  EXPECT_EQ(text(repairResult(std::nullopt)), "skipped: no workspace is recorded");
+  EXPECT_EQ(text(repairResult(std::nullopt)), "skipped: no workspace is known");
 }
 
 TEST(ReasonsTest, OwnerAndGroupThatTheSystemDoesNotKnowStayAsBefore) {
