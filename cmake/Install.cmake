@@ -31,10 +31,11 @@ install(FILES
   MacInstaller/InstanceService.h
   MacInstaller/JavaProperties.h
   MacInstaller/Properties.h
+  MacInstaller/Reasons.h
   MacInstaller/StringUtil.h
   DESTINATION ${header_folder}/MacInstaller)
 install(FILES Platform/FileManager.h Platform/Ownership.h DESTINATION ${header_folder}/Platform)
-install(FILES Support/OptionalString.h Support/PropertyListValue.h DESTINATION ${header_folder}/Support)
+install(FILES Support/OptionalString.h Support/PropertyListValue.h Support/StepResult.h DESTINATION ${header_folder}/Support)
 
 # The second name of a page is a link to it.
 install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
