@@ -5,6 +5,7 @@
 
 #include "MacInstaller/InstallUtil.h"
 #include "MacInstaller/InstanceService.h"
+#include "MacInstaller/Reasons.h"
 #include "MacInstaller/StringUtil.h"
 #include "Platform/ChildProcess.h"
 #include "Platform/FileManager.h"
@@ -51,34 +52,38 @@ HotfixUninstall::~HotfixUninstall() = default;
 
 bool HotfixUninstall::uninstallOldHotfix() {
   if (!_instance) {
-    progress::fail("the home folder went away, or cannot be reached any more");
+    _failure = "the home folder went away, or cannot be reached any more";
     return false;
   }
   if (!copyUninstallManifest()) return false;
   _instance->backupInstallManifest();  // Not a fatal error: an instance without an install manifest has no backup.
   _instance->updateProvisionManifestVersion(InstallUtil::generateNewManifestVersion());
   startProvisioning();
-  // Before the outcome is known, and also when it is a failure: on purpose.
+  // Deliberately before the outcome is known, and also when it is a failure.
   _instance->updateHotfixVersion(std::nullopt);
 
-  if (_instance->getProvisioningResult() == -1) {
+  std::string reason;
+  if (_instance->getProvisioningResult(&reason) == -1) {
+    if (_failure.empty()) _failure = reason;
     // The result file stays, for whoever looks into the failure.
     platform::log(LogLevel::Error, "%s", kUnexpectedResults);
     platform::printLine(kUnexpectedResults);
     return false;
   }
+  _failure.clear();  // a launcher that could not be started once has left a result all the same
   _instance->removeProvisionRCFile();
   platform::printLine(kCompleted);
   {
-    const progress::Step step("Forgetting the installer's receipt");
-    removeHotfixReceipt();
+    progress::Step step("Forgetting the installer's receipt");
+    step.end(removeHotfixReceipt());
   }
   {
-    const progress::Step step("Repairing the owner of the workspace");
-    _instance->updatePermissions(/*treatHome=*/false, _pathToRcpData);
+    progress::Step step("Repairing the owner of the workspace");
+    step.end(repairResult(_instance->updatePermissions(/*treatHome=*/false, _pathToRcpData)));
   }
   _instance->removeHotfixSkipRunningCheckProperty();
   _instance->deleteInstalledHotfixBundleID();  // after the receipt, which needs it
+  progress::hotfixRemoved();
   return true;
 }
 
@@ -90,15 +95,16 @@ bool HotfixUninstall::copyUninstallManifest() {
   if (!platform::exists(source)) {
     platform::log(LogLevel::Error, kManifestWasNotFound, source.c_str());
     printMissing(source);
-    progress::fail("there is no hotfix to remove, or an earlier run has consumed its manifest, as " + source +
-                   " is missing");
+    _failure = absenceReason(source, "there is no hotfix to remove, or an earlier run has consumed its manifest, as " +
+                                         source + " is missing");
     return false;
   }
   // Without an installer root: the manifest of an uninstall names nothing to be installed.
-  if (!_instance->copyUpdateManifest(source, std::nullopt)) {
+  platform::FileError error;
+  if (!_instance->copyUpdateManifest(source, std::nullopt, &error)) {
     platform::log(LogLevel::Error, kManifestNotFound, kUpdateManifest);
     printMissing(kUpdateManifest);
-    progress::fail("its uninstall manifest could not be copied from " + source);
+    _failure = "the uninstall manifest could not be copied from " + source + ": " + systemReason(error);
     return false;
   }
   (void)platform::removeItem(source);  // Not a fatal error: it is consumed by the copy.
@@ -110,14 +116,18 @@ void HotfixUninstall::startProvisioning() {
   platform::log(LogLevel::Info, kLaunch);
   const std::string launcher = path::appending(_instance->pathToRcphome().value_or(""), kLauncher);
   const std::vector<std::string> arguments = InstanceService::provisioningArguments("update", _pathToRcpData);
-  // Twice and alike, on purpose, whatever became of the first: it is how the platform's launcher is to be driven.
+  // Deliberately twice: the launcher's protocol requires it.
   for (const char* run :
        {"Running the platform to remove the hotfix, 1 of 2", "Running the platform to remove the hotfix, 2 of 2"}) {
-    const progress::Step step(run);
-    platform::runAndWait(launcher, arguments);
+    progress::Step step(run);
+    const OptionalString error = platform::runAndWait(launcher, arguments);
+    if (error && _failure.empty()) _failure = launchReason(launcher, *error);
+    step.end(launchResult(launcher, error));
   }
 }
 
-void HotfixUninstall::removeHotfixReceipt() { InstallUtil::removeReceipt(_instance->getInstalledHotfixBundleID()); }
+StepResult HotfixUninstall::removeHotfixReceipt() {
+  return InstallUtil::removeReceipt(_instance->getInstalledHotfixBundleID());
+}
 
 }  // namespace hotfix

@@ -2,8 +2,10 @@
 #define MACINSTALLER_HOTFIX_UNINSTALL_H_
 
 #include <memory>
+#include <string>
 
 #include "Support/OptionalString.h"
+#include "Support/StepResult.h"
 
 namespace hotfix {
 
@@ -31,6 +33,9 @@ class HotfixUninstall {
   /// \return true when the hotfix was removed.
   bool uninstallOldHotfix();
 
+  /// Why the hotfix was not removed, to follow "because"; empty as long as nothing has failed.
+  const std::string& failure() const { return _failure; }
+
   /// Copies `deploy/uninstall.hotfix.xml` unchanged to `deploy/install.update.xml` and deletes it.
   ///
   /// Needs the folder `deploy`.
@@ -39,16 +44,18 @@ class HotfixUninstall {
   bool copyUninstallManifest();
 
   /// Deletes an old result file and starts the launcher in provisioning mode "update", twice, waiting for each. One
-  /// that cannot be started is a line at level 3 each time.
+  /// that cannot be started is a line at level 3 each time, and a failure only if it leaves no result.
   void startProvisioning();
 
   /// Makes the system forget the receipt of the hotfix's installer package, if one is recorded.
-  void removeHotfixReceipt();
+  /// \return as InstallUtil::removeReceipt.
+  StepResult removeHotfixReceipt();
 
  private:
   std::unique_ptr<InstanceService> _instance;  // empty when the home folder was not usable
   OptionalString _pathToRcpHome;
   OptionalString _pathToRcpData;
+  std::string _failure;
 };
 
 }  // namespace hotfix

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "MacInstaller/Properties.h"
+#include "MacInstaller/Reasons.h"
 #include "MacInstaller/StringUtil.h"
 #include "Platform/CaseFolding.h"
 #include "Platform/ChildProcess.h"
@@ -132,11 +133,12 @@ std::vector<std::string> InstallUtil::getAllProcess(const std::string& key) {
   return platform::processInformation(key);
 }
 
-bool InstallUtil::checkBundleIsRunning(const std::string& prefix) {
-  return checkBundleIsRunning(prefix, platform::kBundleExecutableKey);
+bool InstallUtil::checkBundleIsRunning(const std::string& prefix, std::string* running) {
+  return checkBundleIsRunning(prefix, platform::kBundleExecutableKey, running);
 }
 
-bool InstallUtil::checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey) {
+bool InstallUtil::checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey,
+                                       std::string* running) {
   const std::string lowerPrefix = platform::lowercased(prefix);
   const std::vector<std::string> values = getAllProcess(kCFBundleKey);
   if (values.empty() && !platform::canListProcesses()) {
@@ -145,7 +147,9 @@ bool InstallUtil::checkBundleIsRunning(const std::string& prefix, const std::str
   }
   for (const std::string& value : values) {
     platform::log(LogLevel::Info, kCurrentProcess, value.c_str());
-    if (hasPrefix(platform::lowercased(value), lowerPrefix)) return true;
+    if (!hasPrefix(platform::lowercased(value), lowerPrefix)) continue;
+    if (running != nullptr) *running = value;
+    return true;
   }
   return false;
 }
@@ -233,13 +237,19 @@ std::string InstallUtil::getInstallerRootThrough(const std::string& path) {
   return path::deletingLastComponent(getPathToMPKGThrough(path));
 }
 
-bool InstallUtil::changeAttributesForDirectory(const OptionalString& folder) {
-  if (!folder || !platform::exists(*folder)) return false;
-  if (!platform::isFolder(*folder)) return true;  // nothing lies below a file
-  std::string refusal;
-  const bool isDone = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode}, &refusal);
-  if (!refusal.empty()) platform::log(LogLevel::Error, kRefusedFolder, folder->c_str(), refusal.c_str());
-  return isDone;
+platform::RepairOutcome InstallUtil::changeAttributesForDirectory(const OptionalString& folder) {
+  platform::RepairOutcome outcome;
+  outcome.folder = folder.value_or("");
+  if (!folder || !platform::exists(*folder)) return outcome;
+  if (platform::isFolder(*folder)) {
+    outcome = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode});
+  } else {
+    outcome.isTreated = true;  // nothing lies below a file
+  }
+  if (!outcome.refusal.empty()) {
+    platform::log(LogLevel::Error, kRefusedFolder, folder->c_str(), outcome.refusal.c_str());
+  }
+  return outcome;
 }
 
 void InstallUtil::startProvisionWithArgs(const std::string& commandLine) { platform::runShellCommand(commandLine); }
@@ -262,9 +272,10 @@ void InstallUtil::copyFolderFrom(const OptionalString& source, const OptionalStr
   if (source && to) copyOrMerge(*source, *to, enclosing);
 }
 
-void InstallUtil::removeReceipt(const OptionalString& packageIdentifier) {
-  if (!packageIdentifier) return;
-  platform::runAndWait(platform::onDisk(platform::kPkgutil), {"--forget", *packageIdentifier});
+StepResult InstallUtil::removeReceipt(const OptionalString& packageIdentifier) {
+  if (!packageIdentifier) return {StepResult::Kind::NothingToDo, "no receipt is recorded"};
+  const std::string program = platform::onDisk(platform::kPkgutil);
+  return launchResult(program, platform::runAndWait(program, {"--forget", *packageIdentifier}));
 }
 
 }  // namespace hotfix

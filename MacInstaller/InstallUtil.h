@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Ownership.h"
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
+#include "Support/StepResult.h"
 
 namespace hotfix {
 
@@ -35,14 +37,16 @@ class InstallUtil {
   static std::vector<std::string> getAllProcess(const std::string& key);
 
   /// Whether a process runs whose executable lies at or below \a prefix, see the other form.
-  static bool checkBundleIsRunning(const std::string& prefix);
+  /// \param[out] running when given, set to that executable.
+  static bool checkBundleIsRunning(const std::string& prefix, std::string* running = nullptr);
 
   /// Whether a running process has, under the key, a value that begins with \a prefix, ignoring case.
   ///
   /// A prefix test on purpose: "/Applications/P.app" also finds a program in "/Applications/P.app2". Each value looked
   /// at is logged at level 6; none after the first match. An empty prefix gives false. So does a system that cannot
   /// list its processes, with one line at level 4 and for who watches.
-  static bool checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey);
+  static bool checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey,
+                                   std::string* running = nullptr);
 
   /// Folder of the application bundle that a path lies in: the path up to the last ".app" that "/Contents/MacOS"
   /// follows, case-sensitive. None when there is no such place in it.
@@ -95,10 +99,10 @@ class InstallUtil {
   /// Gives everything below a folder, but not the folder itself, the invoking user as owner, the group "admin" and the
   /// mode 0775; see platform::setAttributesBelow for links and failures.
   ///
-  /// \return true when every entry has them now, as in an empty folder. False for an absent or missing folder; false
-  ///     with one line at level 3, which says why, and nothing changed for a folder that is refused: the machine's or a
-  ///     user's own, or one that somebody's link leads to.
-  static bool changeAttributesForDirectory(const OptionalString& folder);
+  /// \return what it came to: true when every entry has them now, as in an empty folder. False for an absent or missing
+  ///     folder; false with one line at level 3, which says why, and nothing changed for a folder that is refused: the
+  ///     machine's or a user's own, or one that somebody's link leads to.
+  static platform::RepairOutcome changeAttributesForDirectory(const OptionalString& folder);
 
   /// Hands a command line to the system shell and waits for it; its exit status is discarded. An empty one does
   /// nothing.
@@ -124,7 +128,8 @@ class InstallUtil {
 
   /// Makes the system forget an installer receipt, with `/usr/sbin/pkgutil --forget`. What comes of it is not examined;
   /// a program that cannot be started is a line at level 3. An absent identifier does nothing.
-  static void removeReceipt(const OptionalString& packageIdentifier);
+  /// \return how it ended, as far as it is known.
+  static StepResult removeReceipt(const OptionalString& packageIdentifier);
 };
 
 }  // namespace hotfix

@@ -9,6 +9,7 @@
 #include "MacInstaller/InstallUtil.h"
 #include "MacInstaller/JavaProperties.h"
 #include "MacInstaller/Properties.h"
+#include "MacInstaller/Reasons.h"
 #include "MacInstaller/StringUtil.h"
 #include "Platform/Bundle.h"
 #include "Platform/CaseFolding.h"
@@ -18,7 +19,6 @@
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
-#include "Support/Progress.h"
 #include "Support/TextNumber.h"
 
 namespace hotfix {
@@ -124,7 +124,9 @@ bool existsAt(const OptionalString& path) { return path && platform::exists(*pat
 
 /// Makes room for a copy. By the copy policy a target that could not be deleted would pass for a copy, and the caller
 /// would go on to consume its source.
-bool clearTarget(const std::string& target) { return platform::removeItem(target) || platform::isNameFree(target); }
+bool clearTarget(const std::string& target, platform::FileError* error = nullptr) {
+  return platform::removeItem(target, error) || platform::isNameFree(target);
+}
 
 /// Gives a launcher's properties a new identity, and the place of the base plug-in if there is one.
 void stampLauncher(JavaProperties& properties, const OptionalString& baseVersion) {
@@ -249,15 +251,15 @@ void InstanceService::adoptDefaultHome() {
 }
 
 bool InstanceService::copyInstallManifest(const OptionalString& source, const std::string& toFile,
-                                          const OptionalString& replaceInstallerRootWith) {
+                                          const OptionalString& replaceInstallerRootWith, platform::FileError* error) {
   if (!_pathToRcphome) {
     platform::log(LogLevel::Error, kNoHome);
     adoptDefaultHome();
   }
   const std::string target = path::appending(path::appending(*_pathToRcphome, kDeployFolder), toFile);
-  const bool isCleared = clearTarget(target);  // before the source is looked at, on purpose
+  const bool isCleared = clearTarget(target, error);  // before the source is looked at, on purpose
   platform::log(LogLevel::Info, kCopyManifest, target.c_str());
-  const bool isCopied = source && isCleared && platform::copyItem(*source, target);
+  const bool isCopied = source && isCleared && platform::copyItem(*source, target, error);
   if (!isCopied || !existsAt(replaceInstallerRootWith)) return isCopied;
 
   platform::log(LogLevel::Info, kUpdateRoot);
@@ -274,8 +276,9 @@ bool InstanceService::copyInstallManifest(const OptionalString& source,
   return copyInstallManifest(source, kInstallManifest, replaceInstallerRootWith);
 }
 
-bool InstanceService::copyUpdateManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith) {
-  return copyInstallManifest(source, kUpdateManifest, replaceInstallerRootWith);
+bool InstanceService::copyUpdateManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith,
+                                         platform::FileError* error) {
+  return copyInstallManifest(source, kUpdateManifest, replaceInstallerRootWith, error);
 }
 
 bool InstanceService::copyManifest(const OptionalString& source) {
@@ -319,12 +322,12 @@ std::vector<std::string> InstanceService::provisioningArguments(const std::strin
   return arguments;
 }
 
-void InstanceService::startProvisioningWithCleanUp(const OptionalString& launcher) {
-  platform::runAndWait(launcher, provisioningArguments("cleanup", _pathToRcpData));
+StepResult InstanceService::startProvisioningWithCleanUp(const OptionalString& launcher) {
+  return launchResult(launcher, platform::runAndWait(launcher, provisioningArguments("cleanup", _pathToRcpData)));
 }
 
-void InstanceService::startProvisioningWithUpdate(const OptionalString& launcher) {
-  platform::runAndWait(launcher, provisioningArguments("update", _pathToRcpData));
+StepResult InstanceService::startProvisioningWithUpdate(const OptionalString& launcher) {
+  return launchResult(launcher, platform::runAndWait(launcher, provisioningArguments("update", _pathToRcpData)));
 }
 
 OptionalString InstanceService::existingResultFile() const {
@@ -334,21 +337,20 @@ OptionalString InstanceService::existingResultFile() const {
   return existsAt(file) ? file : std::nullopt;
 }
 
-std::int32_t InstanceService::getProvisioningResult() const {
+std::int32_t InstanceService::getProvisioningResult(std::string* reason) const {
+  const auto failure = [reason](const std::string& text) {
+    if (reason != nullptr) *reason = text;
+    return -1;
+  };
   const OptionalString file = existingResultFile();
   if (!file) {
-    progress::fail("the platform ended without leaving a result in " + besideHome(kResultFile).value_or(kResultFile));
-    return -1;
+    return failure("the platform ended without leaving a result in " + besideHome(kResultFile).value_or(kResultFile));
   }
   const OptionalString code = JavaProperties(file).getPropertyForKey(kResultKey);
-  if (!code) {
-    progress::fail("the result that the platform left in " + *file + " has no \"rc\"");
-    return -1;
-  }
+  if (!code) return failure("the result that the platform left in " + *file + " has no \"rc\"");
   const std::int32_t value = text::integerAtStart(*code);
   if (value == 0 || value == 2) return 0;
-  progress::fail("the platform failed with the result code " + *code + ", read from " + *file);
-  return -1;
+  return failure("the platform failed with the result code " + *code + ", read from " + *file);
 }
 
 void InstanceService::removeProvisionRCFile() {
@@ -593,16 +595,18 @@ bool InstanceService::generateLinks() {
   return true;
 }
 
-void InstanceService::updatePermissions(bool treatHome, const OptionalString& workspace) {
+std::optional<platform::RepairOutcome> InstanceService::updatePermissions(bool treatHome,
+                                                                          const OptionalString& workspace) {
   if (treatHome) {
     (void)InstallUtil::changeAttributesForDirectory(_pathToRcphome);
     (void)InstallUtil::changeAttributesForDirectory(besideHome(kSharedFolder));
   }
-  if (workspace) (void)InstallUtil::changeAttributesForDirectory(workspace);
+  if (!workspace) return std::nullopt;
+  return InstallUtil::changeAttributesForDirectory(workspace);
 }
 
-void InstanceService::updatePermissions(bool treatHome, bool updateWorkspace) {
-  updatePermissions(treatHome, updateWorkspace ? getWorkspace() : std::nullopt);
+std::optional<platform::RepairOutcome> InstanceService::updatePermissions(bool treatHome, bool updateWorkspace) {
+  return updatePermissions(treatHome, updateWorkspace ? getWorkspace() : std::nullopt);
 }
 
 OptionalString InstanceService::getWorkspace() const {
@@ -687,36 +691,38 @@ std::string InstanceService::getAddonLogFile(const OptionalString& name, const s
   return file;
 }
 
-void InstanceService::collectLogFiles(const std::string& productName, const std::string& action,
-                                      const std::string& logFile) {
-  collectLogFiles(productName, action, logFile, std::nullopt);
+StepResult InstanceService::collectLogFiles(const std::string& productName, const std::string& action,
+                                            const std::string& logFile) {
+  return collectLogFiles(productName, action, logFile, std::nullopt);
 }
 
-void InstanceService::collectLogFiles(const std::string& productName, const std::string& action,
-                                      const std::string& logFile, const OptionalString& workspaceLocation) {
+StepResult InstanceService::collectLogFiles(const std::string& productName, const std::string& action,
+                                            const std::string& logFile, const OptionalString& workspaceLocation) {
   platform::log(LogLevel::Notice, kCollectLogs, action.c_str(), productName.c_str());
   const OptionalString java = javaHome();
   if (!java) {
     platform::log(LogLevel::Notice, kNoJava, action.c_str(), productName.c_str());
-    return;
+    return {StepResult::Kind::Skipped, "no Java runtime was found"};
   }
   platform::log(LogLevel::Info, kHomeForLogs, textOrNull(_pathToRcphome));
   const OptionalString utility = inHome(kCollectionUtility);
   if (!existsAt(utility)) {
     platform::log(LogLevel::Info, kNoUtility, textOrNull(_pathToRcphome));
-    return;
+    return {StepResult::Kind::Skipped, "there is no " + utility.value_or(kCollectionUtility)};
   }
 
   OptionalString version = getInstalledTargetVersion();
   if (!version) version = InstallUtil::generateNewManifestVersion();
   platform::log(LogLevel::Info, kProductVersionIs, version->c_str());
   const OptionalString workspace = workspaceLocation ? workspaceLocation : getWorkspace();
-  platform::ChildProcess child(path::appending(*java, "bin/java"),
-                               {"-jar", *utility, "-productName", productName, "-productVersion", *version, "-action",
-                                action, "-workspace", workspace.value_or(""), "-logLocation", logFile, "-s"});
+  const std::string program = path::appending(*java, "bin/java");
+  platform::ChildProcess child(
+      program, {"-jar", *utility, "-productName", productName, "-productVersion", *version, "-action", action,
+                "-workspace", workspace.value_or(""), "-logLocation", logFile, "-s"});
   // Before the utility has done anything: what it makes of its work is never known here.
   platform::log(LogLevel::Notice, kLogsCollected, inHome(kHistoryFolder)->c_str(), action.c_str(), productName.c_str());
   child.waitUntilExit();
+  return launchResult(program, child.error());
 }
 
 }  // namespace hotfix

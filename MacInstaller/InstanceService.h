@@ -2,12 +2,15 @@
 #define MACINSTALLER_INSTANCE_SERVICE_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Platform/FileManager.h"
+#include "Platform/Ownership.h"
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
+#include "Support/StepResult.h"
 
 namespace hotfix {
 
@@ -56,18 +59,20 @@ class InstanceService {
   /// Needs the folder `deploy`: a new home folder has none. The old file is deleted before the source is looked at:
   /// with an absent or missing source it is gone. Without a home folder the default home
   /// "/Applications/Vantelmor.app/Contents/MacOS/rcp" is taken, logged at level 3, and kept for all later operations.
-  /// The steps are logged at level 6. \return whether the copy, and the rewriting if it was asked for, succeeded. A
-  /// copy that cannot be rewritten, as it
+  /// The steps are logged at level 6.
+  /// \return whether the copy, and the rewriting if it was asked for, succeeded. A copy that cannot be rewritten, as it
   ///     is no XML, stays. False, with nothing copied, where an old file or broken link cannot be deleted, or there is
-  ///     no `deploy`.
+  ///     no `deploy`. On false \a error, when given, holds the reason, if that was the copy.
   bool copyInstallManifest(const OptionalString& source, const std::string& toFile,
-                           const OptionalString& replaceInstallerRootWith);
+                           const OptionalString& replaceInstallerRootWith, platform::FileError* error = nullptr);
 
   /// The same for `deploy/install.xml`.
   bool copyInstallManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith);
 
   /// The same for `deploy/install.update.xml`.
-  bool copyUpdateManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith);
+  /// On false \a error, when given, holds the reason, if that was the copy.
+  bool copyUpdateManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith,
+                          platform::FileError* error = nullptr);
 
   /// Replaces the manifest of the same name in `deploy`, which it needs, by a copy of \a source, unchanged.
   ///
@@ -91,15 +96,15 @@ class InstanceService {
 
   /// Starts \a launcher for a clean-up pass and waits for it, see platform::ChildProcess. The data folder is passed on
   /// when there is one. Needs no home folder. A launcher that is absent or cannot be started is a line at level 3.
-  void startProvisioningWithCleanUp(const OptionalString& launcher);
+  StepResult startProvisioningWithCleanUp(const OptionalString& launcher);
 
   /// The same for an update pass.
-  void startProvisioningWithUpdate(const OptionalString& launcher);
+  StepResult startProvisioningWithUpdate(const OptionalString& launcher);
 
   /// The outcome of the last provisioning run, from the launcher's result file `.provisioning_rc` beside the home
   /// folder: 0 when its "rc" is 0 or 2, else -1. A missing home ("~" expanded), file or key gives -1; a text without
-  /// digits counts as 0. Nothing is logged.
-  std::int32_t getProvisioningResult() const;
+  /// digits counts as 0. Nothing is logged. On -1 \a reason, when given, says what was found, to follow "because".
+  std::int32_t getProvisioningResult(std::string* reason = nullptr) const;
 
   /// Deletes the result file, if it exists; a failure is not told.
   void removeProvisionRCFile();
@@ -226,10 +231,11 @@ class InstanceService {
   /// Hands everything below the home folder and the folder "shared" beside it (with \a treatHome) and below
   /// \a workspace (unless absent) to the invoking user, see InstallUtil::changeAttributesForDirectory. One that is
   /// missing is left out.
-  void updatePermissions(bool treatHome, const OptionalString& workspace);
+  /// \return what the repair of the workspace came to; none when it is absent.
+  std::optional<platform::RepairOutcome> updatePermissions(bool treatHome, const OptionalString& workspace);
 
   /// The same with the workspace that getWorkspace finds, or none.
-  void updatePermissions(bool treatHome, bool updateWorkspace);
+  std::optional<platform::RepairOutcome> updatePermissions(bool treatHome, bool updateWorkspace);
 
   /// Not to be called: a literal path would silently become a boolean.
   void updatePermissions(bool treatHome, const char* workspace) = delete;
@@ -274,7 +280,7 @@ class InstanceService {
   static std::string getAddonLogFile(const OptionalString& name, const std::string& action);
 
   /// collectLogFiles with the instance's own workspace.
-  void collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile);
+  StepResult collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile);
 
   /// Runs the log-collection utility of the instance, `collectionutility.jar`, with the Java runtime of the machine,
   /// and waits for it. Progress is logged at levels 5 and 6.
@@ -283,8 +289,8 @@ class InstanceService {
   /// path, or without the utility. What the utility itself
   /// does stays unknown: the line that tells of success is logged as soon as it was started, on purpose. An instance
   /// without a version passes a fresh stamp, one without a workspace an empty text.
-  void collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile,
-                       const OptionalString& workspaceLocation);
+  StepResult collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile,
+                             const OptionalString& workspaceLocation);
 
  private:
   /// What a change of the install records does when there is no file for them yet.

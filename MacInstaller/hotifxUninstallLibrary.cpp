@@ -1,19 +1,22 @@
 #include "MacInstaller/hotifxUninstallLibrary.h"
 
 #include <exception>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "MacInstaller/HotfixUninstall.h"
 #include "MacInstaller/InstallUtil.h"
 #include "MacInstaller/InstanceService.h"
-#include "Platform/CaseFolding.h"
+#include "MacInstaller/Reasons.h"
 #include "Platform/FileManager.h"
 #include "Platform/ProcessList.h"
 #include "Platform/StandardStreams.h"
 #include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
 #include "Support/OptionalString.h"
+#include "Support/Path.h"
 #include "Support/Progress.h"
 
 namespace hotfix {
@@ -28,79 +31,105 @@ constexpr char kAction[] = "HOTFIX_UNINSTALL";
 
 OptionalString optionalText(const char* text) { return text != nullptr ? OptionalString(text) : std::nullopt; }
 
-// ----- Why a check failed: for a person who watches only, as the log never says it -----
+/// Why this thread's last call failed; empty after a success.
+thread_local std::string lastReason;
+
+/// Serialises the calls: they switch the effective user of the process. It outlives threads that run at its end.
+std::mutex& callMutex() {
+  static auto* mutex = new std::mutex;
+  return *mutex;
+}
+
+// ----- Why a check failed: the log says only what is checked -----
 
 /// The first refused character of a path that has one, and where it is.
 std::string refusedCharacter(const std::string& path) {
-  size_t place = 1;  // counted in characters: bytes that go on with one do not count
+  size_t place = 1;  // counted in characters: bytes that continue one do not count
+  std::string refused;
   for (const char c : path) {
-    if (InstallUtil::containUnSupportedCharacters(std::string(1, c))) {
-      return "the path " + path + " has the refused character " + c + " at position " + std::to_string(place);
-    }
+    refused = std::string(1, c);
+    if (InstallUtil::containUnSupportedCharacters(refused)) break;
     if ((static_cast<unsigned char>(c) & 0xC0U) != 0x80) ++place;
   }
-  return "the path " + path + " has a refused character";
+  return "the path " + path + " has the refused character " + refused + " at position " + std::to_string(place);
 }
 
-std::string runningProcess(const std::string& bundle) {
-  const std::string prefix = platform::lowercased(bundle);
-  const auto process = platform::findProcess(
-      [&prefix](const std::string& executable) { return platform::lowercased(executable).rfind(prefix, 0) == 0; });
-  if (!process) return "the platform was running from " + bundle;  // and has ended since
-  return "the platform is running: process " + std::to_string(process->id) +
-         (process->user.empty() ? "" : " of the user " + process->user) + ", " + process->executable;
-}
-
-bool failed(const std::string& reason) {
-  progress::fail(reason);
-  return false;
+std::string runningProcess(const std::string& program) {
+  const auto process =
+      platform::findProcess([&program](const std::string& executable) { return executable == program; });
+  std::string who;  // none when it has ended since
+  if (process) {
+    who = "process " + std::to_string(process->id) + (process->user.empty() ? "" : " of the user " + process->user) +
+          ", ";
+  }
+  return "the platform is running: " + who + program;
 }
 
 // ----- The checks -----
+// They log what they look at and never why it failed. Each answers the reason; none when the home or the instance is
+// right.
 
-/// A check says in the log what it looks at and never why it failed.
-///
-/// \param[out] instance the service for the instance, made when the checks come to need it.
-bool passesChecks(const OptionalString& home, const OptionalString& data, std::optional<InstanceService>& instance) {
-  const progress::Step step("Checking the instance");
-  if (!home || home->empty()) return failed("no home folder was given");
-  if (!platform::exists(*home)) return failed("there is no " + *home);
+OptionalString failureOfHome(const OptionalString& home) {
+  if (!home || home->empty()) return "no home folder was given";
+  if (!platform::exists(*home)) return absenceReason(*home, "there is no " + *home);
 
   platform::log(LogLevel::Info, "Check whether the unsupported characters are contained.");
-  if (InstallUtil::containUnSupportedCharacters(home)) return failed(refusedCharacter(*home));
+  if (InstallUtil::containUnSupportedCharacters(home)) return refusedCharacter(*home);
+  return std::nullopt;
+}
 
-  platform::log(LogLevel::Info, "Check whether the target platform is installed.");
-  instance.emplace(home, data);
-  if (!instance->hasInstanceInstalled()) {
-    return failed("no instance is installed in " + *home + ", as it has no deploy/install.xml");
+OptionalString failureOfInstance(const InstanceService& instance, const std::string& home) {
+  if (!instance.hasInstanceInstalled()) {
+    return absenceReason(path::appending(home, "deploy/install.xml"),
+                         "no instance is installed in " + home + ", as it has no deploy/install.xml");
   }
 
   platform::log(LogLevel::Info, "Check whether platform is running.");
   const OptionalString bundle = InstallUtil::getBundlePath(home);
-  if (!bundle) return failed(*home + " lies in no application bundle (NAME.app/Contents/MacOS)");
-  if (!instance->isHotfixInstallWithSkipRunningCheck() && InstallUtil::checkBundleIsRunning(*bundle)) {
-    return failed(progress::isHeard() ? runningProcess(*bundle) : "");
+  if (!bundle) return home + " is not inside an application bundle (NAME.app/Contents/MacOS)";
+  std::string program;
+  if (!instance.isHotfixInstallWithSkipRunningCheck() && InstallUtil::checkBundleIsRunning(*bundle, &program)) {
+    return runningProcess(program);
   }
-  return true;
+  return std::nullopt;
 }
 
-bool uninstallHotfix(const OptionalString& home, const OptionalString& data, std::optional<InstanceService>& instance) {
-  if (!passesChecks(home, data, instance)) return false;
+OptionalString failureOfUninstall(const OptionalString& home, const OptionalString& data) {
   platform::log(LogLevel::Info, "Remove hotfix.");
-  return HotfixUninstall(home, data).uninstallOldHotfix();
+  HotfixUninstall uninstall(home, data);
+  return uninstall.uninstallOldHotfix() ? std::nullopt : OptionalString(uninstall.failure());
 }
 
-std::int32_t uninstallAndCollectLogs(const OptionalString& home, const OptionalString& data) {
+/// \return why the hotfix was not removed; none when it was.
+OptionalString uninstallAndCollectLogs(const OptionalString& home, const OptionalString& data) {
   platform::log(LogLevel::Info, "RCP Home : %s .", textOrNull(home));
+  OptionalString failure;
   std::optional<InstanceService> instance;
-  const bool isUninstalled = uninstallHotfix(home, data, instance);
+  {
+    progress::Step step("Checking the instance");
+    failure = failureOfHome(home);
+    if (!failure) {
+      platform::log(LogLevel::Info, "Check whether the target platform is installed.");
+      instance.emplace(home, data);
+      failure = failureOfInstance(*instance, *home);
+    }
+    if (!failure) step.end();
+  }
+  if (!failure) failure = failureOfUninstall(home, data);
   const std::string name = InstallUtil::getTargetNameBy(home);
   // A home that was refused before an instance was looked for has nothing to collect from.
   if (instance) {
-    const progress::Step step("Collecting the log files");
-    instance->collectLogFiles(name, kAction, platform::kTraceFile);
+    progress::Step step("Collecting the log files");
+    step.end(instance->collectLogFiles(name, kAction, platform::kTraceFile));
   }
-  return isUninstalled ? kSuccess : kFailure;
+  return failure;
+}
+
+/// The part of a text that fits into so many bytes and ends with a whole character.
+size_t wholeCharacters(const std::string& text, size_t size) {
+  if (text.size() <= size) return text.size();
+  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80) --size;
+  return size;
 }
 
 }  // namespace
@@ -108,13 +137,29 @@ std::int32_t uninstallAndCollectLogs(const OptionalString& home, const OptionalS
 }  // namespace hotfix
 
 int32_t RCPUninstallHotfixEx(const char* rcphome, const char* rcpdata) {
+  using hotfix::lastReason;
   try {
+    lastReason = "there is not enough memory";  // while there is enough for it
+    const std::lock_guard<std::mutex> lock(hotfix::callMutex());
     const hotfix::platform::ScopedStandardDescriptors standardDescriptors;
-    return hotfix::uninstallAndCollectLogs(hotfix::optionalText(rcphome), hotfix::optionalText(rcpdata));
+    hotfix::OptionalString failure =
+        hotfix::uninstallAndCollectLogs(hotfix::optionalText(rcphome), hotfix::optionalText(rcpdata));
+    const std::int32_t status = failure ? hotfix::kFailure : hotfix::kSuccess;
+    lastReason = std::move(failure).value_or("");
+    return status;
   } catch (const std::exception&) {  // out of memory; it must not reach a caller in C
-    hotfix::progress::fail("there is not enough memory");
     return hotfix::kFailure;
   }
 }
 
 int32_t RCPUninstallHotfix(const char* rcphome) { return RCPUninstallHotfixEx(rcphome, nullptr); }
+
+size_t RCPUninstallHotfixReason(char* buffer, size_t size) {
+  const std::string& reason = hotfix::lastReason;
+  if (buffer != nullptr && size > 0) {
+    const size_t length = hotfix::wholeCharacters(reason, size - 1);
+    reason.copy(buffer, length);
+    buffer[length] = '\0';
+  }
+  return reason.size();
+}

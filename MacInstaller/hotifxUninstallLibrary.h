@@ -7,18 +7,20 @@
   Conventions:
 
   (1) Paths are zero-terminated UTF-8 and stay the caller's. NULL is an absent path. "~" is not expanded.
-  (2) The result is 0 when the hotfix was removed, 1 for any failure. Why it failed is in the system log.
+  (2) The result is 0 when the hotfix was removed, 1 for any failure. RCPUninstallHotfixReason tells why; what was done
+      is in the system log.
   (3) The calls block until every child process has exited: the platform's launcher (twice), the package tool, the Java
       runtime. They need the rights to change the instance; normally root.
   (4) Lines for the person at the terminal go to standard output: one that tells success or failure of the
       provisioning, or which manifest is missing.
-  (5) They can be called again and again in one process, by one thread at a time. For one short read in each call the
-      effective user id of the process is that of the user named by the environment variable USER. No signal handler,
-      descriptor, locale or working folder of the caller is changed.
+  (5) They can be called again and again in one process, and from any thread: a call waits until that of another thread
+      has returned. For one short read in each call the effective user id of the process is that of the user named by
+      the environment variable USER. No signal handler, descriptor, locale or working folder of the caller is changed.
   (6) No exception leaves them. Running out of memory gives 1.
   (7) The library is position-independent and may go into a plug-in. These are its only names that are not hidden.
 */
 
+#include <stddef.h>
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -42,6 +44,18 @@ int32_t RCPUninstallHotfixEx(const char* rcphome, const char* rcpdata);
 
 /* RCPUninstallHotfixEx with the default data folder. */
 int32_t RCPUninstallHotfix(const char* rcphome);
+
+/*
+  Copies the reason of this thread's last failure into buffer, for a person, in UTF-8: words that can follow "because",
+  without a capital letter and a full stop. It is empty after a success, and before this thread's first call. Paths in
+  it are as they are: control characters too. The list of reasons is in hotfixUninstall(8).
+
+  At most size bytes are written, the zero byte at the end included; a reason that is longer is cut at the end of a
+  character. With a NULL buffer or a size of 0 nothing is written. Returns the length of the whole reason in bytes,
+  without the zero byte: what was copied is whole when that is less than size. Neither waits for a call in another
+  thread nor changes anything.
+*/
+size_t RCPUninstallHotfixReason(char* buffer, size_t size);
 
 #ifdef __GNUC__
 #pragma GCC visibility pop

@@ -13,7 +13,7 @@
 /// A child begins with the default action for SIGCHLD and SIGPIPE and inherits nothing above descriptor 2. Its standard
 /// input, environment and working folder are the caller's. It leads its own process group, and is not stopped when it
 /// uses the terminal: reading from it is an error. Waiting is right also in a process that ignores SIGCHLD or reaps its
-/// children elsewhere.
+/// children elsewhere. A listener of progress is told of the child before a signal can end this process.
 ///
 /// The system shell stays in the caller's process group, as with system(3) and popen(3), and reads the terminal as the
 /// caller does.
@@ -36,11 +36,15 @@ class ChildProcess {
   /// Waits, so that no child outlives the object that stands for it.
   ~ChildProcess();
 
+  /// Why it could not be started: the system's own words; none when it was started.
+  const OptionalString& error() const { return _error; }
+
   /// Returns when the child has exited.
   void waitUntilExit();
 
  private:
   pid_t _pid = -1;  // -1: not started, or already waited for
+  OptionalString _error;
 };
 
 /// From now on the terminal stops neither this process nor any child in the background, nor a child's children,
@@ -48,8 +52,8 @@ class ChildProcess {
 /// do there.
 void ignoreTerminalStops();
 
-/// Starts a child as ChildProcess does and waits until it exits.
-void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments);
+/// Starts a child as ChildProcess does and waits until it exits. \return ChildProcess::error.
+OptionalString runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments);
 
 /// Gives \a commandLine to the system shell, with standard output and error inherited, and waits until it exits.
 void runShellCommand(const std::string& commandLine);

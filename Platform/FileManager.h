@@ -22,6 +22,7 @@ namespace hotfix::platform {
 struct FileError {
   int code = 0;             ///< the platform's error number; the ones that matter here have names below
   std::string description;  ///< a sentence for a log line: the operation, the path and the system's reason
+  std::string reason;       ///< the system's reason alone
 };
 
 inline constexpr int kNoSuchFileWhileWriting = 4;
@@ -37,6 +38,9 @@ inline constexpr int kReadOnlyVolume = 642;
 
 /// Whether anything is at \a path. Links are followed: a broken one counts as nothing, and so does the empty path.
 bool exists(const std::string& path);
+
+/// Why `exists` finds nothing at \a path; none when something is there.
+std::optional<FileError> lookUpError(const std::string& path);
 
 /// Whether nothing is at \a path, for certain: false also when the system cannot tell.
 bool isMissing(const std::string& path);
@@ -75,8 +79,8 @@ bool createFile(const std::string& path, const std::string& contents, const Attr
 ///
 /// Nothing below a link is touched, also when somebody exchanges entries meanwhile. The first failure stops the
 /// removal; what was removed until then stays removed. Removing what is not there is a failure.
-/// \return true when nothing is left at the path.
-bool removeItem(const std::string& path);
+/// \return true when nothing is left at the path. On false \a error, when given, holds the reason.
+bool removeItem(const std::string& path, FileError* error = nullptr);
 
 /// Answers whether a copy goes on past an item that failed with \a error. Called with the paths of that item.
 using CopyPolicy = bool (*)(const FileError& error, const std::string& source, const std::string& target);

@@ -19,6 +19,22 @@ struct Attributes {
   std::optional<mode_t> mode;  ///< the permission bits, all twelve of them
 };
 
+/// What a change of everything below a folder came to.
+struct RepairOutcome {
+  std::string folder;       ///< its path
+  bool isTreated = false;   ///< whether it was there and could be opened, and was not refused
+  std::string refusal;      ///< why it was refused, to follow "because"; empty when it was not
+  size_t changed = 0;       ///< entries that have the attributes now and did not have them before
+  size_t failed = 0;        ///< entries that do not have them now, or could not be reached
+  std::string firstFailed;  ///< path of the first of these
+  OptionalString owner;     ///< the account that was to be the owner; none when it is unknown or was not given
+  OptionalString group;     ///< the group likewise
+
+  /// Whether every entry below the folder has the attributes now.
+  // NOLINTNEXTLINE(google-explicit-constructor): a boolean that says more
+  operator bool() const { return isTreated && failed == 0; }
+};
+
 /// Gives \a attributes to the one entry at \a path. A file with several names counts as failed.
 ///
 /// \return true when the entry has them now.
@@ -44,10 +60,9 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 /// of others than root, the owner of the folder and the caller of sudo(8). In whose hands it is: who made it; and,
 /// where the link lies in a folder that is not root's alone, the owner of that folder, who can move links there;
 /// everybody, where everybody can. It is the folder that was opened which is judged, whatever the path means by then.
-/// \param[out] refusal when given, set to why the folder was refused, to follow a colon; empty when it was not.
-/// \return true when \a folder is a folder (or a link to one) and every entry below it has the attributes now. An
-///     empty folder gives true.
-bool setAttributesBelow(const std::string& folder, const Attributes& attributes, std::string* refusal = nullptr);
+/// \return what it came to: true when \a folder is a folder (or a link to one) and every entry below it has the
+///     attributes now. An empty folder gives true.
+RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes);
 
 /// Whether a folder is the machine's, or a user's as a whole: "/", a system folder at the top of the disk (/etc, /usr,
 /// /Library …), any folder below those that hold nothing but the system (/usr, /etc, /bin, /dev, /System …), a folder

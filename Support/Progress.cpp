@@ -12,18 +12,29 @@ std::atomic<Listener*> currentListener{nullptr};
 
 void setListener(Listener* listener) { currentListener = listener; }
 
-bool isHeard() { return currentListener != nullptr; }
+void childStarted(const std::string& program, long process) {
+  if (Listener* listener = currentListener) listener->childStarted(program, process);
+}
 
-void fail(const std::string& reason) {
-  if (Listener* listener = currentListener) listener->fail(reason);
+void childEnded() {
+  if (Listener* listener = currentListener) listener->childEnded();
+}
+
+void hotfixRemoved() {
+  if (Listener* listener = currentListener) listener->hotfixRemoved();
 }
 
 void warn(const std::string& sentence) {
   if (Listener* listener = currentListener) listener->warn(sentence);
 }
 
-void goOn() {
-  if (Listener* listener = currentListener) listener->goOn();
+bool wantsTicks() {
+  const Listener* listener = currentListener;
+  return listener != nullptr && listener->wantsTicks();
+}
+
+void tick() {
+  if (Listener* listener = currentListener) listener->tick();
 }
 
 Step::Step(const char* step) {
@@ -31,7 +42,12 @@ Step::Step(const char* step) {
 }
 
 Step::~Step() {
-  if (Listener* listener = currentListener) listener->end();
+  if (!_hasEnded) end({StepResult::Kind::Failed, ""});
+}
+
+void Step::end(const StepResult& result) {
+  _hasEnded = true;
+  if (Listener* listener = currentListener) listener->end(result);
 }
 
 }  // namespace hotfix::progress

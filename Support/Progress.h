@@ -3,50 +3,61 @@
 
 #include <string>
 
-/// What an operation is at, and why it failed, for a person who watches it. The operations tell it here; nobody hears
-/// it unless the program has set a listener, which of ours only the command does, and only at a terminal.
+#include "Support/StepResult.h"
+
+/// The steps of a run while they last, for whoever watches it. The operations report here; nobody listens unless the
+/// program has set a listener, as the command does. What came of an operation is its return value instead.
 namespace hotfix::progress {
 
 class Listener {
  public:
   virtual ~Listener() = default;
 
-  /// A step begins; it ends before the next one does.
+  /// A step begins. It ends before the next one begins. \a step is a literal.
   virtual void begin(const char* step) = 0;
-  virtual void end() = 0;
+  virtual void end(const StepResult& result) = 0;
 
-  /// The step still lasts: told many times a second while it waits for a child.
-  virtual void goOn() = 0;
+  /// A child runs that goes on if this process ends, until childEnded.
+  virtual void childStarted(const std::string& program, long process) = 0;
+  virtual void childEnded() = 0;
+
+  /// The uninstall has succeeded; what follows does not change that.
+  virtual void hotfixRemoved() = 0;
 
   /// Something to know that is no failure: a sentence.
-  virtual void warn(const std::string&) {}
+  virtual void warn(const std::string& sentence) = 0;
 
-  /// Something went wrong, said so that it can follow "because": no capital letter, no full stop.
-  virtual void fail(const std::string& reason) = 0;
+  /// Whether tick is to be called; asked when the wait for a child begins.
+  virtual bool wantsTicks() const = 0;
+
+  /// The step still lasts: called many times a second while it waits for a child.
+  virtual void tick() = 0;
 };
 
-/// Sets who is told from now on; null is nobody. Stays the caller's, and belongs to the whole process.
+/// Sets the listener; null is none. It stays the caller's, and belongs to the whole process.
 void setListener(Listener* listener);
 
-/// Whether anybody is told: for what is looked up only to be told.
-bool isHeard();
-
-/// Tells why something failed. Of several reasons for one failure the first counts.
-void fail(const std::string& reason);
-
-/// Tells a sentence that is worth knowing, though nothing failed.
+void childStarted(const std::string& program, long process);
+void childEnded();
+void hotfixRemoved();
 void warn(const std::string& sentence);
+bool wantsTicks();
+void tick();
 
-/// Tells that the step still lasts.
-void goOn();
-
-/// A step that lasts as long as the object. Nothing may be printed meanwhile.
+/// A step that lasts as long as the object, or until it is given its result. Nothing may be printed meanwhile.
 class Step {
  public:
   explicit Step(const char* step);
   Step(const Step&) = delete;
   Step& operator=(const Step&) = delete;
+
+  /// A step without a result has failed: an exception ended it.
   ~Step();
+
+  void end(const StepResult& result = {});
+
+ private:
+  bool _hasEnded = false;
 };
 
 }  // namespace hotfix::progress

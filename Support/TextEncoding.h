@@ -28,6 +28,9 @@ std::string utf8FromUtf16Bytes(std::string_view bytes, ByteOrder order);
 /// UTF-8 of ISO-8859-1 bytes, one byte one character. Never fails.
 std::string utf8FromLatin1(std::string_view latin1);
 
+/// A text that cannot control a terminal: control characters become "?", ill-formed bytes U+FFFD.
+std::string sanitized(std::string_view utf8);
+
 }  // namespace hotfix::text
 
 #endif

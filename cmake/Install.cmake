@@ -31,15 +31,17 @@ install(FILES
   MacInstaller/InstanceService.h
   MacInstaller/JavaProperties.h
   MacInstaller/Properties.h
+  MacInstaller/Reasons.h
   MacInstaller/StringUtil.h
   DESTINATION ${header_folder}/MacInstaller)
 install(FILES Platform/FileManager.h Platform/Ownership.h DESTINATION ${header_folder}/Platform)
-install(FILES Support/OptionalString.h Support/PropertyListValue.h DESTINATION ${header_folder}/Support)
+install(FILES Support/OptionalString.h Support/PropertyListValue.h Support/StepResult.h DESTINATION ${header_folder}/Support)
 
 # The second name of a page is a link to it.
 install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
-install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3
+  docs/man/RCPUninstallHotfixReason.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
 # Completions, where the shells look for them below the prefix.
 install(FILES completions/hotfixUninstall.bash RENAME hotfixUninstall

@@ -16,6 +16,12 @@ int main(int argc, char* argv[]) {
     return 2;
   }
   const int32_t status = argc == 3 ? RCPUninstallHotfixEx(argv[1], argv[2]) : RCPUninstallHotfix(argv[1]);
-  printf("%s\n", status == 0 ? "The hotfix was removed." : "The hotfix was not removed; see the system log.");
+  if (status == 0) {
+    puts("The hotfix was removed.");
+  } else {
+    char reason[1024];
+    RCPUninstallHotfixReason(reason, sizeof reason);
+    printf("The hotfix was not removed: %s.\n", reason);
+  }
   return (int)status;
 }

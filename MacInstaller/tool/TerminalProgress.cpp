@@ -3,11 +3,12 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
+#include "MacInstaller/tool/Interruption.h"
+#include "Platform/StandardStreams.h"
 #include "Support/TextEncoding.h"
 
 namespace hotfix {
@@ -17,7 +18,7 @@ namespace {
 constexpr char kFailed[] = "The hotfix was not removed";
 constexpr char kBoldRed[] = "\x1B[1;31m";
 constexpr char kPlain[] = "\x1B[0m";
-constexpr size_t kLongestEnding = 24;  // " ... failed, 123456 s"
+constexpr size_t kLongestCount = 12;  // " ... 123456 s", but for one
 
 bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
@@ -27,94 +28,86 @@ size_t columns() {
   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-void write(const std::string& text) {
-  for (size_t written = 0; written < text.size();) {
-    const ssize_t count = ::write(STDERR_FILENO, text.data() + written, text.size() - written);
-    if (count < 0 && errno != EINTR) return;  // the terminal has gone; that is no reason to stop
-    if (count > 0) written += static_cast<size_t>(count);
+const char* wordFor(StepResult::Kind kind) {
+  switch (kind) {
+    case StepResult::Kind::Done:
+      return "done";
+    case StepResult::Kind::NothingToDo:
+      return "nothing to do";
+    case StepResult::Kind::Incomplete:
+      return "incomplete";
+    case StepResult::Kind::Skipped:
+      return "skipped";
+    case StepResult::Kind::Refused:
+      return "refused";
+    case StepResult::Kind::Failed:
+      break;
   }
-}
-
-/// A text that cannot drive the terminal: a path may hold anything. Bytes that are no UTF-8 are replaced first, as some
-/// terminals take them for control characters. In UTF-8, those from 0x80 on begin with 0xC2 and go on with less than
-/// 0xA0.
-std::string harmless(const std::string& text) {
-  std::string result = text::utf8FromUtf16(text::utf16FromUtf8(text));
-  for (size_t at = 0; at < result.size(); ++at) {
-    const auto byte = [&result](size_t index) { return static_cast<unsigned char>(result[index]); };
-    if (byte(at) < 0x20 || byte(at) == 0x7F) result[at] = '?';
-    if (byte(at) == 0xC2 && byte(at + 1) < 0xA0) result.replace(at, 2, "?");
-  }
-  return result;
+  return "failed";
 }
 
 }  // namespace
 
 TerminalProgress::TerminalProgress() : _isTerminal(isatty(STDERR_FILENO) == 1) {
-  if (!_isTerminal) return;
   const char* kind = std::getenv("TERM");
-  _mayRewrite = !isEmpty(kind) && std::strcmp(kind, "dumb") != 0;
+  _mayRewrite = _isTerminal && !isEmpty(kind) && std::strcmp(kind, "dumb") != 0;
   _hasColours = _mayRewrite && isEmpty(std::getenv("NO_COLOR"));
   progress::setListener(this);
 }
 
-TerminalProgress::~TerminalProgress() {
-  if (_isTerminal) progress::setListener(nullptr);
-}
+TerminalProgress::~TerminalProgress() { progress::setListener(nullptr); }
 
 void TerminalProgress::begin(const char* step) {
+  interruption::setStep(step);
   if (!_isTerminal) return;
-  _step = step;
+  _step = std::string(step) + " ...";
   _begin = Clock::now();
   _shown = 0;
-  _isRunning = true;
-  _isFailed = false;
   // A line that goes past the right edge cannot be written over.
-  _isCounted = _mayRewrite && _step.size() + kLongestEnding <= columns();
-  write(_step + " ...");
+  _isCounted = _mayRewrite && _step.size() + kLongestCount <= columns();
+  platform::writeToStandardError(_step);
 }
 
-void TerminalProgress::goOn() {
-  if (!_isRunning || !_isCounted || seconds() == _shown) return;
+void TerminalProgress::tick() {
+  if (!_isCounted || seconds() == _shown) return;
   _shown = seconds();
-  write("\r" + line());
+  platform::writeToStandardError("\r" + _step + " " + std::to_string(_shown) + " s");
 }
 
-void TerminalProgress::end() {
+void TerminalProgress::end(const StepResult& result) {
+  interruption::setStep(nullptr);
   if (!_isTerminal) return;
-  _isRunning = false;
-  write(_isCounted ? "\r" + line() + "\n" : line().substr(_step.size() + 4) + "\n");
-  write(std::exchange(_warnings, ""));
+  const long long lasted = seconds();
+  std::string ending = std::string(" ") + wordFor(result.kind);
+  if (lasted > 0) ending += ", " + std::to_string(lasted) + " s";
+  if (!result.detail.empty()) ending += ": " + text::sanitized(result.detail);
+  // It is longer than what it is written over.
+  platform::writeToStandardError((_isCounted ? "\r" + _step : "") + ending + "\n" + std::exchange(_warnings, ""));
+  _isCounted = false;
 }
+
+void TerminalProgress::childStarted(const std::string& program, long process) {
+  interruption::setChild(program, process);
+}
+
+void TerminalProgress::childEnded() { interruption::clearChild(); }
+
+void TerminalProgress::hotfixRemoved() { interruption::setRemoved(); }
 
 long long TerminalProgress::seconds() const {
   return std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - _begin).count();
 }
 
-/// What the line of the step says now: it only gets longer, so that nothing of an older one stays.
-std::string TerminalProgress::line() const {
-  const long long lasted = seconds();
-  std::string text = _step + " ...";
-  if (!_isRunning) text += _isFailed ? " failed" : " done";
-  if (lasted > 0) text += (_isRunning ? " " : ", ") + std::to_string(lasted) + " s";
-  return text;
+void TerminalProgress::warn(const std::string& sentence) { _warnings += text::sanitized(sentence) + "\n"; }
+
+void TerminalProgress::showNote(const std::string& note) const {
+  if (_isTerminal) platform::writeToStandardError(text::sanitized(note) + "\n");
 }
 
-void TerminalProgress::warn(const std::string& sentence) {
-  _warnings += harmless(sentence) + "\n";
-  if (!_isRunning) write(std::exchange(_warnings, ""));
-}
-
-void TerminalProgress::fail(const std::string& reason) {
-  if (_reason.empty()) _reason = reason;
-  _isFailed = true;
-}
-
-void TerminalProgress::sayFailure(const OptionalString& trace) const {
-  if (!_isTerminal) return;
-  const std::string sentence = kFailed + (_reason.empty() ? std::string() : ": " + harmless(_reason)) + ".";
-  write((_hasColours ? kBoldRed + sentence + kPlain : sentence) + "\n");
-  write("What was done is told in " + (trace ? harmless(*trace) : std::string("the system log")) + ".\n");
+void TerminalProgress::showFailure(const std::string& reason, const OptionalString& trace) const {
+  const std::string sentence = kFailed + (reason.empty() ? std::string() : ": " + text::sanitized(reason)) + ".";
+  platform::writeToStandardError((_hasColours ? kBoldRed + sentence + kPlain : sentence) + "\nSee " +
+                                 trace.value_or("the system log") + " for details, and man hotfixUninstall.\n");
 }
 
 }  // namespace hotfix

@@ -9,8 +9,8 @@
 
 namespace hotfix {
 
-/// Shows a person at a terminal, on standard error, what the tool is doing and for how long, and in the end why it
-/// failed. Writes nothing where standard error is no terminal.
+/// Shows on standard error what the tool is doing, for how long and how it ended, when that is a terminal, and why it
+/// failed, always. Keeps Interruption up to date.
 ///
 /// A step has one line, whose seconds are counted up while it waits for a child. With TERM unset, empty or "dumb"
 /// nothing is written over and nothing has a colour; with NO_COLOR set, and not empty (no-color.org), nothing has a
@@ -22,33 +22,36 @@ class TerminalProgress : public progress::Listener {
   ~TerminalProgress() override;
 
   void begin(const char* step) override;
-  void end() override;
-  void goOn() override;
-  /// Shown in a line of its own, after that of the step.
+  void end(const StepResult& result) override;
+  void childStarted(const std::string& program, long process) override;
+  void childEnded() override;
+  void hotfixRemoved() override;
+  /// Shown in a line of its own, after that of the step, at a terminal only.
   void warn(const std::string& sentence) override;
-  void fail(const std::string& reason) override;
+  bool wantsTicks() const override { return _isCounted; }
+  void tick() override;
 
-  /// Says that the hotfix was not removed, why as far as that was told, and where the trace of the run is.
-  void sayFailure(const OptionalString& trace) const;
+  /// A line between steps, at a terminal only.
+  void showNote(const std::string& note) const;
+
+  /// Says that the hotfix was not removed, why, and where to read on: in the trace file, or in the system log where
+  /// there is none, and in the manual page.
+  void showFailure(const std::string& reason, const OptionalString& trace) const;
 
  private:
   using Clock = std::chrono::steady_clock;
 
   long long seconds() const;
-  std::string line() const;
 
   bool _isTerminal;
   bool _mayRewrite = false;
   bool _hasColours = false;
-  std::string _reason;
   std::string _warnings;  // lines that wait for the end of the step
 
-  std::string _step;
+  std::string _step;  // its line, without an ending
   Clock::time_point _begin;
   long long _shown = 0;     // seconds
-  bool _isCounted = false;  // whether the line can be written over
-  bool _isRunning = false;
-  bool _isFailed = false;
+  bool _isCounted = false;  // whether a step lasts whose line can be written over
 };
 
 }  // namespace hotfix

@@ -10,13 +10,16 @@
 
 #include "MacInstaller/InstallUtil.h"
 #include "MacInstaller/InstanceService.h"
+#include "MacInstaller/Reasons.h"
 #include "MacInstaller/hotifxUninstallLibrary.h"
+#include "MacInstaller/tool/Interruption.h"
 #include "MacInstaller/tool/TerminalProgress.h"
 #include "MacInstaller/tool/getArgValue.h"
 #include "Platform/ChildProcess.h"
 #include "Platform/StandardStreams.h"
 #include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
+#include "Platform/UserIdentity.h"
 #include "Support/Path.h"
 #include "Support/Progress.h"
 
@@ -34,16 +37,23 @@ void runPasses(const OptionalString& rcphome, const OptionalString& rcpdata) {
   OptionalString launcher;
   if (rcphome) launcher = path::appending(*rcphome, "rcplauncher");
   {
-    const progress::Step step("Running the platform to clean up");
-    instance.startProvisioningWithCleanUp(launcher);
+    progress::Step step("Running the platform to clean up");
+    step.end(instance.startProvisioningWithCleanUp(launcher));
   }
   instance.updateInstallID(InstallUtil::generateNewManifestVersion());
   {
-    const progress::Step step("Running the platform to update");
-    instance.startProvisioningWithUpdate(launcher);
+    progress::Step step("Running the platform to update");
+    step.end(instance.startProvisioningWithUpdate(launcher));
   }
-  const progress::Step step("Repairing the owner of the workspace");
-  instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true);
+  progress::Step step("Repairing the owner of the workspace");
+  step.end(repairResult(instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true)));
+}
+
+/// Why the library's last call failed.
+std::string reasonOfFailure() {
+  std::string reason(RCPUninstallHotfixReason(nullptr, 0) + 1, '\0');
+  reason.resize(RCPUninstallHotfixReason(&reason[0], reason.size()));
+  return reason;
 }
 
 int run(int argc, char* argv[]) {
@@ -62,6 +72,12 @@ int run(int argc, char* argv[]) {
   // Without a data folder the given home is taken to be the folder around the platform's own "rcp".
   if (!rcpdata && rcphome) rcphome = path::appending(*rcphome, "rcp");
 
+  interruption::begin(rcphome);
+  if (const OptionalString caller = platform::callerHiddenBySudo()) {
+    terminal.showNote("The workspace will belong to root, as USER is root. To give it to " + *caller +
+                      ": sudo USER=" + *caller + " hotfixUninstall ...");
+  }
+
   const std::int32_t status = RCPUninstallHotfixEx(textOrNullPointer(rcphome), textOrNullPointer(rcpdata));
   // Also when the options were right and only the uninstall failed.
   if (status != 0) platform::printLine(kUsage);
@@ -69,7 +85,8 @@ int run(int argc, char* argv[]) {
     runPasses(rcphome, rcpdata);
   } catch (const std::exception&) {  // out of memory; the status says how the uninstall ended
   }
-  if (status != 0) terminal.sayFailure(traceFile != -1 ? OptionalString(platform::kTraceFile) : std::nullopt);
+  if (status != 0)
+    terminal.showFailure(reasonOfFailure(), traceFile != -1 ? OptionalString(platform::kTraceFile) : std::nullopt);
 
   if (InstallUtil::shouldWriteTraces() && traceFile != -1) {
     platform::removeLogFile(traceFile);

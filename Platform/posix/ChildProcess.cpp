@@ -23,6 +23,22 @@ namespace {
 constexpr char kNullDevice[] = "/dev/null";
 constexpr char kShell[] = "/bin/sh";
 
+/// Holds off all signals in this thread. A child begins without any.
+class ScopedBlockedSignals {
+ public:
+  ScopedBlockedSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &_before);
+  }
+  ScopedBlockedSignals(const ScopedBlockedSignals&) = delete;
+  ScopedBlockedSignals& operator=(const ScopedBlockedSignals&) = delete;
+  ~ScopedBlockedSignals() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
+
+ private:
+  sigset_t _before = {};
+};
+
 /// What a child's standard output and error are.
 class SpawnOutputs {
  public:
@@ -43,11 +59,12 @@ class SpawnOutputs {
 enum class Group { Own, Callers };
 
 /// Starts a program. \return its process id, or -1 after a line in the log.
+/// \param[out] failure when given, set to the reason then.
 pid_t spawn(const OptionalString& executable, const std::vector<std::string>& arguments, SpawnOutputs& outputs,
-            Group group) {
+            Group group, OptionalString* failure = nullptr) {
   if (!executable) {
     log(LogLevel::Error, "Failed to launch (null): no path given.");
-    progress::fail("there is no program to start");
+    if (failure != nullptr) *failure = "no path given";
     return -1;
   }
   std::vector<char*> argv{const_cast<char*>(executable->c_str())};
@@ -86,20 +103,19 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
   posix_spawnattr_destroy(&attributes);
   if (error == 0) return pid;
   log(LogLevel::Error, "Failed to launch %s: %s.", executable->c_str(), errorText(error).c_str());
-  progress::fail(*executable + " could not be started: " + errorText(error));
+  if (failure != nullptr) *failure = errorText(error);
   return -1;
 }
 
 /// Any failure means that the child has ended: where SIGCHLD is ignored, or somebody else has reaped it.
 void waitFor(pid_t pid) {
   if (pid <= 0) return;
-  // Who watches is told in between that we are still here. There is no event that could wake us for it: the signals
-  // are the caller's.
+  // There is no event that could wake us for a tick: the signals are the caller's.
   constexpr int kLongestNap = 20;
-  for (int nap = 1; progress::isHeard(); nap = std::min(2 * nap, kLongestNap)) {
+  for (int nap = 1; progress::wantsTicks(); nap = std::min(2 * nap, kLongestNap)) {
     if (retried([pid] { return waitpid(pid, nullptr, WNOHANG); }) != 0) return;
     (void)poll(nullptr, 0, nap);
-    progress::goOn();
+    progress::tick();
   }
   (void)retried([pid] { return waitpid(pid, nullptr, 0); });
 }
@@ -120,22 +136,29 @@ ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<s
   SpawnOutputs outputs;
   outputs.discard(STDOUT_FILENO);
   outputs.discard(STDERR_FILENO);
-  _pid = spawn(executable, arguments, outputs, Group::Own);
+  // Until the listener knows of the child: it could not be named by whoever handles the signal.
+  const ScopedBlockedSignals signals;
+  _pid = spawn(executable, arguments, outputs, Group::Own, &_error);
+  if (_pid > 0) progress::childStarted(*executable, _pid);
 }
 
 ChildProcess::~ChildProcess() { waitUntilExit(); }
 
 void ChildProcess::waitUntilExit() {
+  if (_pid <= 0) return;
   waitFor(_pid);
   _pid = -1;
+  progress::childEnded();
 }
 
 void ignoreTerminalStops() {
   for (const int signal : {SIGTTIN, SIGTTOU}) (void)::signal(signal, SIG_IGN);
 }
 
-void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments) {
-  ChildProcess(executable, arguments).waitUntilExit();
+OptionalString runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments) {
+  ChildProcess child(executable, arguments);
+  child.waitUntilExit();
+  return child.error();
 }
 
 void runShellCommand(const std::string& commandLine) {

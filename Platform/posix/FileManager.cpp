@@ -150,14 +150,16 @@ FileError writingError(const std::string& operation, const std::string& path, in
     default:
       break;
   }
-  return {code, operation + " " + path + ": " + errorText(errorNumber)};
+  const std::string reason = errorText(errorNumber);
+  return {code, operation + " " + path + ": " + reason, reason};
 }
 
 FileError readingError(const std::string& operation, const std::string& path, int errorNumber) {
   int code = kOtherReadingFailure;
   if (errorNumber == ENOENT) code = kNoSuchFileWhileReading;
   if (errorNumber == EACCES || errorNumber == EPERM) code = kNoReadPermission;
-  return {code, operation + " " + path + ": " + errorText(errorNumber)};
+  const std::string reason = errorText(errorNumber);
+  return {code, operation + " " + path + ": " + reason, reason};
 }
 
 // ----- Questions -----
@@ -165,6 +167,12 @@ FileError readingError(const std::string& operation, const std::string& path, in
 bool exists(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0;
+}
+
+std::optional<FileError> lookUpError(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) == 0) return std::nullopt;
+  return readingError("Look up", path, errno);
 }
 
 bool isMissing(const std::string& path) {

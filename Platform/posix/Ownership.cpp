@@ -6,12 +6,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
+#include <string_view>
 #include <utility>
 
 #include "Platform/posix/Accounts.h"
 #include "Platform/posix/EntryAttributes.h"
 #include "Platform/posix/FolderWalk.h"
 #include "Platform/posix/RepairedFolder.h"
+#include "Support/Path.h"
 
 namespace hotfix::platform {
 
@@ -20,6 +22,9 @@ namespace {
 /// Attributes with their names looked up, and the ways to give them to an entry.
 class AttributeChange {
  public:
+  /// What became of an entry.
+  enum class Effect { WasRight, Changed, Failed };
+
   explicit AttributeChange(const Attributes& attributes) : _mode(attributes.mode) {
     // An unknown name stays -1, which leaves the attribute as it is.
     if (attributes.owner) {
@@ -28,14 +33,18 @@ class AttributeChange {
     if (attributes.group) _group = groupNamed(*attributes.group).value_or(kUnchangedGroup);
   }
 
-  bool applyTo(const WalkedFolder& folder, const char* name) {
+  bool hasOwner() const { return _owner != kUnchangedOwner; }
+  bool hasGroup() const { return _group != kUnchangedGroup; }
+
+  Effect applyTo(const WalkedFolder& folder, const char* name) {
     struct stat status;
-    if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
-    if (isRight(status)) return true;
+    if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return Effect::Failed;
+    if (isRight(status)) return Effect::WasRight;
     // Where only we can rename, the name goes on meaning the entry that was looked at. Elsewhere somebody may put
     // another in its place, a second link to a file of root's for example: so the entry is held first.
-    return isOursAlone(folder.descriptor, folder.status) ? changeByName(folder, name, status)
-                                                         : changeHeld(folder.descriptor, name, &folder);
+    const bool isChanged = isOursAlone(folder.descriptor, folder.status) ? changeByName(folder, name, status)
+                                                                         : changeHeld(folder.descriptor, name, &folder);
+    return isChanged ? Effect::Changed : Effect::Failed;
   }
 
   /// \param known the folder, where its attributes are known: without them no entry with several names is changed.
@@ -56,16 +65,17 @@ class AttributeChange {
   /// One that others could write to passes, with its new attributes, for one where only the new owner could ever put
   /// a name. So it does not get them while it holds somebody else's file under a second name, and is looked through
   /// when nobody can add one any more.
-  bool applyTo(const WalkedFolder& folder) {
+  Effect applyTo(const WalkedFolder& folder) {
     WalkedFolder before = folder;
-    if (fstat(folder.descriptor, &before.status) != 0) return false;
-    const bool isToBeSearched = !isRight(before.status) && !isNewOwnersAlone(before);
+    if (fstat(folder.descriptor, &before.status) != 0) return Effect::Failed;
+    if (isRight(before.status)) return Effect::WasRight;
     const bool isDone = (!needsMode(before.status) || fchmod(folder.descriptor, *_mode) == 0) &&
                         (!needsOwner(before.status) || fchown(folder.descriptor, _owner, _group) == 0);
-    if (!isDone || !isToBeSearched || !holdsOthersNames(before)) return isDone;
+    if (!isDone) return Effect::Failed;
+    if (isNewOwnersAlone(before) || !holdsOthersNames(before)) return Effect::Changed;
     (void)!fchown(folder.descriptor, before.status.st_uid, before.status.st_gid);
     (void)fchmod(folder.descriptor, before.status.st_mode & 07777U);
-    return false;
+    return Effect::Failed;
   }
 
  private:
@@ -157,33 +167,37 @@ class AttributeChange {
 /// Gives the attributes to what a walk meets. Every entry is tried, whatever became of the others.
 class AttributeVisitor : public FolderVisitor {
  public:
-  explicit AttributeVisitor(AttributeChange& change) : _change(change) {}
+  AttributeVisitor(AttributeChange& change, RepairOutcome& outcome) : _change(change), _outcome(outcome) {}
 
-  bool visitEntry(const WalkedFolder& folder, const char* name) override { return note(_change.applyTo(folder, name)); }
+  bool visitEntry(const WalkedFolder& folder, const char* name) override {
+    return note(_change.applyTo(folder, name), folder.path, name);
+  }
 
   /// After its content: as long as a folder is still root's, nobody else can exchange what is in it.
-  bool leaveFolder(const WalkedFolder& folder, const WalkedFolder&, const char*) override {
-    return note(_change.applyTo(folder));
+  bool leaveFolder(const WalkedFolder& folder, const WalkedFolder& parent, const char* name) override {
+    return note(_change.applyTo(folder), parent.path, name);
   }
 
   bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool* isToBeTriedAgain) override {
     // The new mode may be what opens it to its owner.
     *isToBeTriedAgain = errno == EACCES && _change.changeHeld(parent.descriptor, name);
-    return note(*isToBeTriedAgain);
+    return note(*isToBeTriedAgain ? AttributeChange::Effect::Changed : AttributeChange::Effect::Failed, parent.path,
+                name);
   }
 
-  bool missedEntries() override { return note(false); }
-
-  bool succeeded() const { return _succeeded; }
+  bool missedEntries(const std::string& path) override { return note(AttributeChange::Effect::Failed, path, ""); }
 
  private:
-  bool note(bool success) {
-    _succeeded = _succeeded && success;
+  bool note(AttributeChange::Effect effect, std::string_view folder, const char* name) {
+    if (effect == AttributeChange::Effect::Changed) ++_outcome.changed;
+    if (effect == AttributeChange::Effect::Failed && _outcome.failed++ == 0) {
+      _outcome.firstFailed = path::appending(path::appending(_outcome.folder, std::string(folder)), name);
+    }
     return true;
   }
 
   AttributeChange& _change;
-  bool _succeeded = true;
+  RepairOutcome& _outcome;
 };
 
 }  // namespace
@@ -192,15 +206,18 @@ bool setAttributes(const std::string& path, const Attributes& attributes) {
   return AttributeChange(attributes).changeHeld(AT_FDCWD, path.c_str());
 }
 
-bool setAttributesBelow(const std::string& folder, const Attributes& attributes, std::string* refusal) {
-  std::string reason;
-  ScopedFd top = openForRepair(folder, &reason);
-  if (refusal != nullptr) *refusal = reason;
-  if (!top) return false;
+RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes) {
+  RepairOutcome outcome;
+  outcome.folder = folder;
   AttributeChange change(attributes);
-  AttributeVisitor visitor(change);
+  if (change.hasOwner()) outcome.owner = attributes.owner;
+  if (change.hasGroup()) outcome.group = attributes.group;
+  ScopedFd top = openForRepair(folder, &outcome.refusal);
+  if (!top) return outcome;
+  outcome.isTreated = true;
+  AttributeVisitor visitor(change, outcome);
   (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
-  return visitor.succeeded();
+  return outcome;
 }
 
 }  // namespace hotfix::platform

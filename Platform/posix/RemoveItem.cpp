@@ -1,7 +1,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "Platform/FileManager.h"
+#include "Platform/posix/FileErrors.h"
 #include "Platform/posix/FolderWalk.h"
 #include "Support/Path.h"
 
@@ -25,31 +28,40 @@ class Remover : public FolderVisitor {
     return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0;  // an empty one need not be read
   }
 
-  bool missedEntries() override { return false; }
+  bool missedEntries(const std::string&) override { return false; }
 
   static bool isNotEmpty(int error) { return error == ENOTEMPTY || error == EEXIST; }
 };
 
+/// Removes what is at a path. \return 0, or the number of the error.
+int errorOfRemoval(const std::string& path) {
+  const std::string item = path::appending(path, "");  // with a slash at its end a link would be followed
+  if (item.empty()) return ENOENT;
+  if (unlink(item.c_str()) == 0) return 0;
+  const int error = errno;
+  ScopedFd folder = openExisting(AT_FDCWD, item.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  if (!folder) {
+    if (rmdir(item.c_str()) == 0) return 0;
+    return errno == ENOTDIR ? error : errno;
+  }
+  Remover remover;
+  // Some file systems skip entries of a folder that is changed while it is read: look again, but not for ever.
+  constexpr int kRounds = 8;
+  for (int round = 0; round < kRounds; ++round) {
+    ScopedFd again = openExisting(folder.get(), ".", O_RDONLY | O_DIRECTORY);
+    if (!again || !walkBelow(std::move(again), remover)) break;
+    if (rmdir(item.c_str()) == 0) return 0;
+    if (!Remover::isNotEmpty(errno)) break;
+  }
+  return errno;
+}
+
 }  // namespace
 
-bool removeItem(const std::string& path) {
-  const std::string item = path::appending(path, "");  // with a slash at its end a link would be followed
-  if (item.empty()) return false;
-  if (unlink(item.c_str()) == 0) return true;
-  ScopedFd folder = openExisting(AT_FDCWD, item.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-  if (folder) {
-    Remover remover;
-    // Some file systems skip entries of a folder that is changed while it is read: look again, but not for ever.
-    constexpr int kRounds = 8;
-    for (int round = 0; round < kRounds; ++round) {
-      ScopedFd again = openExisting(folder.get(), ".", O_RDONLY | O_DIRECTORY);
-      if (!again || !walkBelow(std::move(again), remover)) return false;
-      if (rmdir(item.c_str()) == 0) return true;
-      if (!Remover::isNotEmpty(errno)) return false;
-    }
-    return false;
-  }
-  return rmdir(item.c_str()) == 0;
+bool removeItem(const std::string& path, FileError* error) {
+  const int number = errorOfRemoval(path);
+  if (number != 0 && error != nullptr) *error = writingError("Remove", path, number);
+  return number == 0;
 }
 
 }  // namespace hotfix::platform

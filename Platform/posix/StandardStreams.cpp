@@ -7,13 +7,18 @@
 
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/WriteSignals.h"
+#include "Support/TextEncoding.h"
 
 namespace hotfix::platform {
 
 void printLine(const std::string& line) {
   // Past the buffer of stdio, which would try again at exit what cannot be written now; but after what it holds.
   withoutWriteSignals(STDOUT_FILENO, [] { (void)std::fflush(stdout); });
-  (void)writeAll(STDOUT_FILENO, line + "\n");
+  (void)writeAll(STDOUT_FILENO, (isatty(STDOUT_FILENO) == 1 ? text::sanitized(line) : line) + "\n");
+}
+
+void writeToStandardError(const std::string& text) {
+  withoutPipeSignal(STDERR_FILENO, [&text] { (void)writeAll(STDERR_FILENO, text); });
 }
 
 ScopedStandardDescriptors::ScopedStandardDescriptors() {

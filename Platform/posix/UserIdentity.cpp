@@ -102,6 +102,15 @@ OptionalString invokingUserName() {
   return name ? name : loginName();
 }
 
+bool hasRootRights() { return geteuid() == 0; }
+
+OptionalString callerHiddenBySudo() {
+  const std::optional<Account> caller = sudoCaller();
+  if (!caller || caller->userId == 0) return std::nullopt;
+  const std::optional<Account> owner = accountNamed(invokingUserName().value_or(""));
+  return owner && owner->userId == 0 ? OptionalString(caller->name) : std::nullopt;
+}
+
 OptionalString homeFolder() {
   const std::optional<Account> account = accountWithId(workingUser());
   return account ? account->home : environmentVariable("HOME");

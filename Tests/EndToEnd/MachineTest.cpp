@@ -290,6 +290,7 @@ Outcome MachineTest::run(const Call& call) {
   for (std::time_t moment = begin; moment <= end; ++moment) _stamps.insert(localTime(moment, "%d%m%y%H%M"));
   outcome.output = files().read(inside(kOutput));
   outcome.errors = files().read(inside(kErrors));
+  splitErrors(outcome);
   outcome.children = readChildren();
   readTrace(outcome, lastComponent(call.commandLine.front()), begin, end);
   return outcome;
@@ -342,6 +343,20 @@ std::vector<Child> MachineTest::readChildren() {
     at = end;
   }
   return children;
+}
+
+/// Only what stands at the very end, with the place of the log after it, are the closing lines.
+void MachineTest::splitErrors(Outcome& outcome) {
+  const size_t begin = outcome.errors.rfind(kNotRemoved);
+  if (begin == std::string::npos) return;
+  const size_t text = begin + sizeof kNotRemoved - 1, end = outcome.errors.find(".\n", text);
+  for (const char* place : {"/tmp/install_trace.log", "the system log"}) {
+    const std::string last = std::string(".\nSee ") + place + " for details, and man hotfixUninstall.\n";
+    if (end == std::string::npos || outcome.errors.substr(end) != last) continue;
+    outcome.reason = outcome.errors.substr(text, end - text);
+    outcome.errors.erase(begin);
+    return;
+  }
 }
 
 void MachineTest::readTrace(Outcome& outcome, const std::string& sender, std::time_t begin, std::time_t end) {

@@ -60,7 +60,8 @@ struct Child {
 struct Outcome {
   std::string ending;  ///< "exit 0", "signal 9", "hung"
   std::string output;  ///< standard output
-  std::string errors;  ///< standard error
+  std::string errors;  ///< standard error, without the two closing lines
+  std::string reason;  ///< of the closing lines: why the hotfix was not removed; empty without them
   std::vector<Child> children;
   Lines trace;          ///< "<Info>: text"; a line with anything wrong in front of that begins with "?"
   std::string process;  ///< the tool's process id, as the trace has it
@@ -86,6 +87,8 @@ class MachineTest : public ::testing::Test {
   static constexpr char kUnexpected[] =
       "Unexpected results have occurred during the provisioning operation. For additional information, please refer to "
       "the logs.\n";
+  static constexpr char kNotRemoved[] = "The hotfix was not removed: ";
+  static constexpr char kSeeTrace[] = "See /tmp/install_trace.log for details, and man hotfixUninstall.";
   static constexpr char kTraceFile[] = "/tmp/install_trace.log";
   static constexpr char kConfigurationFile[] = "/tmp/com.qor.rcp.platform.internal.configuration";
   static constexpr char kStagingFolder[] = "/tmp/zelcore2";
@@ -185,6 +188,7 @@ class MachineTest : public ::testing::Test {
  private:
   std::string waitFor(pid_t process);
   std::vector<Child> readChildren();
+  static void splitErrors(Outcome& outcome);
   void readTrace(Outcome& outcome, const std::string& sender, std::time_t begin, std::time_t end);
 
   std::unique_ptr<ThrowAwayRoot> _root;

@@ -77,7 +77,7 @@ Lines WatchedTest::screen(const std::string& text) {
     const size_t last = line.rfind('\r');
     if (last != std::string::npos) line.erase(0, last + 1);
     line = std::regex_replace(line, std::regex("\x1B\\[[0-9;]*m"), "");
-    result.push_back(std::regex_replace(line, std::regex("(done|failed), [0-9]+ s$"), "$1"));
+    result.push_back(std::regex_replace(line, std::regex(R"(\.\.\. ([a-z ]+), [0-9]+ s(:|$))"), "... $1$2"));
   }
   return result;
 }
@@ -110,6 +110,13 @@ const std::vector<WatchedTest::Way>& WatchedTest::ways() {
                                           return test.uninstall();
                                         },
                                         {{"CHARACTER", "#"}, {"POSITION", "18"}}},
+                                       {"HomeIsOutOfReach",
+                                        [](WatchedTest& test) {
+                                          test.files().makeFolder(inside(test.bundle), 0700);
+                                          return test.byBob();
+                                        },
+                                        {{"ERROR", "Permission denied; run it with sudo"}},
+                                        /*needsAccounts=*/true},
                                        {"NoInstanceIsThere",
                                         [](WatchedTest& test) {
                                           test.removeFile("deploy/install.xml");
@@ -141,7 +148,11 @@ const std::vector<WatchedTest::Way>& WatchedTest::ways() {
                                           test.root().makeReadOnly(test.home + "/deploy");
                                           return test.uninstall();
                                         },
-                                        {}},
+                                        {{"ERROR", "Read-only file system"}}},
+                                       {"UninstallManifestMayNotBeCopied",
+                                        [](WatchedTest& test) { return test.byBob(); },
+                                        {{"ERROR", "Permission denied; run it with sudo"}},
+                                        /*needsAccounts=*/true},
                                        {"LauncherCannotBeStarted",
                                         [](WatchedTest& test) {
                                           test.removeFile("rcplauncher");
@@ -167,6 +178,12 @@ const std::vector<WatchedTest::Way>& WatchedTest::ways() {
                                         },
                                         {}}};
   return all;
+}
+
+Call WatchedTest::byBob() {
+  Call call = uninstall();
+  call.user = ThrowAwayRoot::bob();
+  return call;
 }
 
 Call WatchedTest::prepare(const Way& way, std::map<std::string, std::string>& values) {

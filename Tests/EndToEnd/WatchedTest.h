@@ -41,9 +41,6 @@ class Terminal {
 /// A machine where a person watches the tool at a terminal.
 class WatchedTest : public MachineTest {
  protected:
-  static constexpr char kNotRemoved[] = "The hotfix was not removed: ";
-  static constexpr char kToldInTrace[] = "What was done is told in /tmp/install_trace.log.";
-
   /// The tool with a terminal as standard error: `uninstall()` with TERM=xterm, or another call.
   Call watched(const Terminal& terminal) { return watched(terminal, uninstall()); }
   static Call watched(const Terminal& terminal, Call call);
@@ -61,11 +58,14 @@ class WatchedTest : public MachineTest {
     std::function<Call(WatchedTest&)> prepare;
     /// What capitals in the document stand for, beside HOME, after the run.
     std::map<std::string, std::string> values;
+    bool needsAccounts = false;
   };
   static const std::vector<Way>& ways();
   /// Prepares one. \param[out] values all that capitals stand for.
   Call prepare(const Way& way, std::map<std::string, std::string>& values);
 
+  /// `uninstall()` by an ordinary user.
+  Call byBob();
   void removeFile(const std::string& pathInHome);
   /// A process's id as those in the root see it.
   static std::string idInside(pid_t process);

@@ -5,7 +5,7 @@
 //   FAIL_CALLS_AT        which call, counted from 1
 //   FAIL_CALLS_HOW       list     nothing goes wrong
 //                        short    a read, write or copy handles only a part
-//                        kill     SIGKILL before the call
+//                        kill     SIGKILL before the call; int, term and hup likewise
 //                        stop     SIGSTOP before the call, which then goes on normally
 //                        room     ENOSPC, from this call on in all that need room
 //                        all      EIO, from this call on in all, but not on standard output
@@ -37,6 +37,7 @@ enum How { kList, kShort, kKill, kStop, kRoom, kAll, kError };
 static bool isMeant;
 static enum How how;
 static int failure;
+static int sentSignal = SIGKILL;
 static long wanted;
 static long count;
 static int notes = -1;
@@ -62,10 +63,16 @@ __attribute__((constructor)) static void begin(void) {
   how = strcmp(kind, "list") == 0    ? kList
         : strcmp(kind, "short") == 0 ? kShort
         : strcmp(kind, "kill") == 0  ? kKill
+        : strcmp(kind, "int") == 0   ? kKill
+        : strcmp(kind, "term") == 0  ? kKill
+        : strcmp(kind, "hup") == 0   ? kKill
         : strcmp(kind, "stop") == 0  ? kStop
         : strcmp(kind, "room") == 0  ? kRoom
         : strcmp(kind, "all") == 0   ? kAll
                                      : kError;
+  if (strcmp(kind, "int") == 0) sentSignal = SIGINT;
+  if (strcmp(kind, "term") == 0) sentSignal = SIGTERM;
+  if (strcmp(kind, "hup") == 0) sentSignal = SIGHUP;
   if (how == kRoom) failure = ENOSPC;
   if (how == kAll) failure = EIO;
   // Its children are to run, and to start, as ever.
@@ -115,7 +122,7 @@ static bool isHit(const char* name, bool needsRoom, int descriptor, const char* 
     return count >= wanted;
   }
   if (how == kList || count != wanted) return false;
-  if (how == kKill) kill(getpid(), SIGKILL);
+  if (how == kKill) kill(getpid(), sentSignal);
   if (how == kStop) raise(SIGSTOP);
   if (how == kShort && isShortened != NULL) *isShortened = true;
   if (how == kError) errno = failure;

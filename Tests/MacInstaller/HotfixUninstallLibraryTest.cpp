@@ -3,13 +3,17 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "MacInstaller/hotifxUninstallLibrary.h"
 #include "Platform/SystemPaths.h"
+#include "Tests/Platform/Conditions.h"
 #include "Tests/Support/InstanceFixture.h"
 
 namespace hotfix {
@@ -417,6 +421,90 @@ TEST_F(HotfixUninstallLibraryTest, JavaThatIsMissingDoesNotChangeTheStatus) {
   removeFile("java/bin/java");
   EXPECT_EQ(callEx().status, 0);
   EXPECT_THAT(log(), testing::Contains(Pair(3, HasSubstr(folder / "java/bin/java"))));
+}
+
+// ----- The reason -----
+
+std::string reason() {
+  std::string text(RCPUninstallHotfixReason(nullptr, 0) + 1, 'x');
+  const size_t length = RCPUninstallHotfixReason(&text[0], text.size());
+  EXPECT_EQ(text.find('\0'), length);
+  text.resize(length);
+  return text;
+}
+
+TEST_F(HotfixUninstallLibraryTest, ReasonIsThatOfTheLastFailureAndEmptyAfterASuccess) {
+  EXPECT_EQ(callShort(nullptr).status, 1);
+  EXPECT_EQ(reason(), "no home folder was given");
+  EXPECT_EQ(callEx((folder / "missing").c_str(), nullptr).status, 1);
+  EXPECT_EQ(reason(), "there is no " + (folder / "missing"));
+  EXPECT_EQ(callEx().status, 0);
+  EXPECT_EQ(reason(), "");
+}
+
+TEST_F(HotfixUninstallLibraryTest, ReasonBelongsToTheThread) {
+  EXPECT_EQ(callEx().status, 0);
+  std::thread([] {
+    EXPECT_EQ(reason(), "");
+    EXPECT_EQ(RCPUninstallHotfix(""), 1);
+    EXPECT_EQ(reason(), "no home folder was given");
+  }).join();
+  EXPECT_EQ(reason(), "");
+}
+
+TEST_F(HotfixUninstallLibraryTest, ReasonIsCutAtTheEndOfACharacter) {
+  RCPUninstallHotfix("/\xE2\x82\xAC");
+  const std::string whole = "there is no /\xE2\x82\xAC";
+  for (size_t size = 1; size <= whole.size() + 2; ++size) {
+    std::string buffer(whole.size() + 3, 'x');
+    EXPECT_EQ(RCPUninstallHotfixReason(&buffer[0], size), whole.size());
+    const size_t copied = size > whole.size() ? whole.size() : std::min(size - 1, whole.size() - 3);
+    EXPECT_EQ(buffer.substr(0, copied), whole.substr(0, copied)) << size;
+    EXPECT_EQ(buffer.substr(copied), '\0' + std::string(buffer.size() - copied - 1, 'x')) << size;
+  }
+  char untouched = 'x';
+  EXPECT_EQ(RCPUninstallHotfixReason(&untouched, 0), whole.size());
+  EXPECT_EQ(untouched, 'x');
+}
+
+TEST_F(HotfixUninstallLibraryTest, RunningProcessThatCannotBeFoundAnyMoreIsNamedByItsProgram) {
+  const std::string running = folder / (std::string(kBundle) + "/Contents/MacOS/anything");
+  runProcess(1, running);
+  EXPECT_EQ(callEx().status, 1);
+  EXPECT_THAT(reason(), testing::MatchesRegex("the platform is running: (process 1 of the user [^,]+, )?" + running));
+}
+
+// ----- Threads -----
+
+TEST_F(HotfixUninstallLibraryTest, CallsFromSeveralThreadsDoNotOverlapAndLeaveTheEffectiveUserAsItWas) {
+  const uid_t userBefore = geteuid();
+  if (const auto account = otherAccount()) setEnvironment("USER", account->name);
+  removeFile("java/bin/java");
+  // Two launches at a time would meet the folder of the other. It also leaves a manifest for the next call.
+  makeNotingProgram(inHome("rcplauncher"), "mkdir '" + (folder / "running") + "' || echo >> '" + (folder / "overlap") +
+                                               "'\nsleep 0.02\nrmdir '" + (folder / "running") + "'\necho rc=0 > '" +
+                                               (folder / kResultFile) + "'\necho m > '" +
+                                               (home() + "/deploy/uninstall.hotfix.xml") + "'");
+  const std::string missing = folder / "missing";
+  testing::internal::CaptureStdout();
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 8; ++thread) {
+    threads.emplace_back([&] {
+      for (int call = 0; call < 100; ++call) {
+        const char* const homes[] = {nullptr, "", missing.c_str(), "/A=B"};
+        const bool isWhole = call % 25 == 0;
+        const std::int32_t status = isWhole ? RCPUninstallHotfixEx(home().c_str(), data().c_str())
+                                            : RCPUninstallHotfixEx(homes[call % 4], nullptr);
+        if (status != (isWhole ? 0 : 1) || reason().empty() != isWhole) ++wrong;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(wrong, 0);
+  EXPECT_FALSE(folder.has("overlap"));
+  EXPECT_EQ(geteuid(), userBefore);
 }
 
 // ----- The caller's process -----

@@ -84,13 +84,16 @@ class HotfixUninstallTest : public InstanceTest {
   struct Run {
     bool answer = false;
     std::string printed;
+    std::string failure;
   };
   static Run uninstall(const OptionalString& homeFolder, const OptionalString& dataFolder) {
     Run run;
     testing::internal::CaptureStdout();
     {
       HotfixUninstall uninstall(homeFolder, dataFolder);
+      EXPECT_EQ(uninstall.failure(), "");
       run.answer = uninstall.uninstallOldHotfix();
+      run.failure = uninstall.failure();
     }
     run.printed = testing::internal::GetCapturedStdout();
     return run;
@@ -108,6 +111,7 @@ TEST_F(HotfixUninstallTest, AbsentHomeMakesAnEmptyObject) {
   const Tree before = treeSnapshot(folder.path());
   const Run run = uninstall(kNone, data());
   EXPECT_FALSE(run.answer);
+  EXPECT_EQ(run.failure, "the home folder went away, or cannot be reached any more");
   EXPECT_EQ(run.printed, "");
   EXPECT_THAT(log(), IsEmpty());
   EXPECT_EQ(treeSnapshot(folder.path()), before);
@@ -441,6 +445,8 @@ TEST_F(HotfixUninstallTest, ManifestThatCannotBeCopiedEndsTheSequence) {
   const Run run = uninstall();
   EXPECT_FALSE(run.answer);
   EXPECT_EQ(run.printed, std::string("File install.update.xml was not found.") + kTerminated + "\n");
+  EXPECT_EQ(run.failure, "the uninstall manifest could not be copied from " + inDeploy("uninstall.hotfix.xml") + ": " +
+                             std::strerror(ENOTSUP));
   EXPECT_EQ(homeTree(), before);
   EXPECT_THAT(children(), IsEmpty());
 }
@@ -489,6 +495,7 @@ TEST_F(HotfixUninstallTest, LauncherThatCannotBeStartedIsOneLineALaunchAndAFailu
   const Run run = uninstall();
   EXPECT_FALSE(run.answer);
   EXPECT_EQ(run.printed, std::string(kUnexpected) + "\n");
+  EXPECT_EQ(run.failure, launcher() + " could not be started: " + std::strerror(ENOENT));
   const auto launchFailure = Pair(3, AllOf(HasSubstr(launcher()), HasSubstr(std::strerror(ENOENT))));
   const Lines lines = linesUntilLaunch();
   EXPECT_THAT(log(), ElementsAre(lines[0], lines[1], lines[2], lines[3], lines[4], launchFailure, launchFailure,

@@ -282,9 +282,9 @@ TEST_F(InstanceServiceManifestsTest, DamagedConfigurationHasNoNewInstallLocation
 // ----- The copy policy -----
 
 TEST_F(InstanceServiceManifestsTest, PolicyGoesOnExactlyPastItemsThatExist) {
-  EXPECT_TRUE(InstanceService::fileManagerShouldProceedAfterError({516, "exists"}, "/source", "/target"));
+  EXPECT_TRUE(InstanceService::fileManagerShouldProceedAfterError({516, "exists", ""}, "/source", "/target"));
   for (const int code : {0, 1, -516, 4, 256, 257, 260, 512, 513, 514, 515, 517, 640, 642, 516 + 256, 516 + 65536}) {
-    EXPECT_FALSE(InstanceService::fileManagerShouldProceedAfterError({code, "516"}, "/source", "/target")) << code;
+    EXPECT_FALSE(InstanceService::fileManagerShouldProceedAfterError({code, "516", ""}, "/source", "/target")) << code;
   }
 }
 

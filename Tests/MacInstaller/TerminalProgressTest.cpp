@@ -3,14 +3,13 @@
 #include <unistd.h>
 
 #include "MacInstaller/tool/TerminalProgress.h"
-#include "Support/Progress.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 namespace hotfix {
 
 namespace {
 
-/// What it shows at a terminal is tested with the finished tool, from outside.
+/// Where standard error is no terminal. What is shown at one is tested with the finished tool, from outside.
 class TerminalProgressTest : public ::testing::Test {
  protected:
   TerminalProgressTest() : _before(dup(STDERR_FILENO)) {
@@ -29,30 +28,26 @@ class TerminalProgressTest : public ::testing::Test {
   int _before;
 };
 
-TEST_F(TerminalProgressTest, WithoutATerminalItDoesNotListenAndWritesNothing) {
+TEST_F(TerminalProgressTest, WithoutATerminalStepsAndNotesAreNotShown) {
   const TerminalProgress terminal;
-  EXPECT_FALSE(progress::isHeard());
+  EXPECT_FALSE(progress::wantsTicks());
   {
-    const progress::Step step("one");
-    progress::fail("reason");
-    progress::goOn();
+    progress::Step step("one");
+    progress::tick();
+    step.end({StepResult::Kind::Refused, "reason"});
   }
-  terminal.sayFailure(OptionalString("/tmp/trace"));
+  terminal.showNote("note");
   EXPECT_EQ(folder.read("errors"), "");
 }
 
-TEST_F(TerminalProgressTest, WithoutATerminalItLeavesAnotherListenerAlone) {
-  class Silent : public progress::Listener {
-   public:
-    void begin(const char*) override {}
-    void end() override {}
-    void goOn() override {}
-    void fail(const std::string&) override {}
-  } silent;
-  progress::setListener(&silent);
-  { const TerminalProgress terminal; }
-  EXPECT_TRUE(progress::isHeard());
-  progress::setListener(nullptr);
+TEST_F(TerminalProgressTest, WithoutATerminalAFailureIsShownWithoutColours) {
+  setenv("TERM", "xterm", 1);
+  const TerminalProgress terminal;
+  terminal.showFailure("there is no /a\x1B[2J", OptionalString("/tmp/trace"));
+  terminal.showFailure("why", std::nullopt);
+  EXPECT_EQ(folder.read("errors"),
+            "The hotfix was not removed: there is no /a?[2J.\nSee /tmp/trace for details, and man hotfixUninstall.\n"
+            "The hotfix was not removed: why.\nSee the system log for details, and man hotfixUninstall.\n");
 }
 
 }  // namespace

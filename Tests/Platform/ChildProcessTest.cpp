@@ -208,7 +208,7 @@ TEST_F(ChildProcessTest, SignalsOfTheCallerAreNotTheChilds) {
 
 // ----- Waiting -----
 
-/// Whether somebody is told meanwhile that it goes on.
+/// Without and with a listener that wants ticks.
 class WaitingTest : public ChildProcessTest, public progress::Listener, public ::testing::WithParamInterface<bool> {
  protected:
   WaitingTest() {
@@ -217,21 +217,30 @@ class WaitingTest : public ChildProcessTest, public progress::Listener, public :
   ~WaitingTest() override { progress::setListener(nullptr); }
 
   void begin(const char*) override {}
-  void end() override {}
-  void fail(const std::string&) override {}
-  void goOn() override { ++_told; }
+  void end(const StepResult&) override {}
+  void childStarted(const std::string& program, long process) override {
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    _children.push_back(program + (process > 0 && kill(static_cast<pid_t>(process), 0) == 0 ? " runs" : " is gone") +
+                        (sigismember(&blocked, SIGTERM) == 1 ? ", no signal yet" : ""));
+  }
+  void childEnded() override { _children.emplace_back("ended"); }
+  void hotfixRemoved() override {}
+  bool wantsTicks() const override { return true; }
+  void tick() override { ++_ticks; }
 
-  int _told = 0;
+  int _ticks = 0;
+  std::vector<std::string> _children;
 };
 
 INSTANTIATE_TEST_SUITE_P(Watched, WaitingTest, ::testing::Bool());
 
-TEST_P(WaitingTest, WhoWatchesIsToldManyTimesASecond) {
+TEST_P(WaitingTest, ListenerGetsTicksManyTimesASecond) {
   const auto begin = std::chrono::steady_clock::now();
   runScript("sleep 0.2");
   const std::chrono::duration<double> lasted = std::chrono::steady_clock::now() - begin;
-  EXPECT_EQ(_told > 0, GetParam());
-  EXPECT_LE(_told, 10 + 50 * lasted.count()) << "it keeps the processor busy";
+  EXPECT_EQ(_ticks > 0, GetParam());
+  EXPECT_LE(_ticks, 10 + 50 * lasted.count()) << "it keeps the processor busy";
 }
 
 TEST_P(WaitingTest, WaitingReturnsWhenTheChildHasExited) {
@@ -243,6 +252,17 @@ TEST_P(WaitingTest, WaitingReturnsWhenTheChildHasExited) {
   child.waitUntilExit();
   EXPECT_EQ(readIfThere("seen"), "ended\n");
   child.waitUntilExit();  // again: nothing to wait for
+}
+
+TEST_P(WaitingTest, ListenerKnowsTheChildBeforeASignalCanEndTheProcess) {
+  runScript("exit 0");
+  runAndWait(folder / "nowhere", {});
+  runShellCommand("exit 0");  // ends with its caller
+  EXPECT_EQ(_children, GetParam() ? (std::vector<std::string>{std::string(kShell) + " runs, no signal yet", "ended"})
+                                  : std::vector<std::string>());
+  sigset_t blocked;
+  pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+  EXPECT_EQ(sigismember(&blocked, SIGTERM), 0);
 }
 
 TEST_P(WaitingTest, ObjectWaitsBeforeItGoes) {
@@ -342,6 +362,7 @@ TEST_F(ChildProcessTest, ProgramThatCannotBeStartedIsOneLineInTheLog) {
     ASSERT_EQ(log().size(), 1U) << path;
     EXPECT_EQ(log().front().first, 3) << path;
     EXPECT_THAT(log().front().second, AllOf(HasSubstr(path), HasSubstr(std::strerror(reason))));
+    EXPECT_EQ(child.error(), std::strerror(reason));
   }
 }
 

@@ -187,6 +187,28 @@ TEST_F(OwnershipTest, EmptyFolderIsASuccess) {
   EXPECT_EQ(folder.mode("empty"), 0751U);
 }
 
+TEST_F(OwnershipByRootTest, OutcomeCountsWhatWasChangedAndNamesWhomTheSystemKnows) {
+  makeTree();
+  const auto first = setAttributesBelow(folder / "tree", {kNoSuchName, ofOther().group, 0775});
+  EXPECT_EQ(first.folder, folder / "tree");
+  EXPECT_EQ(first.owner, std::nullopt);
+  EXPECT_EQ(first.group, ofOther().group);
+  EXPECT_EQ(first.failed, 0U);
+  EXPECT_EQ(first.changed, treeEntries().size());
+  folder.makeFile("tree/file", "", 0600);
+  EXPECT_EQ(setAttributesBelow(folder / "tree", mode(0775)).changed, 1U);
+  EXPECT_EQ(setAttributesBelow(folder / "tree", mode(0775)).changed, 0U);
+}
+
+TEST_F(OwnershipTest, OutcomeTellsARefusedFolderFromAMissingOne) {
+  const auto refused = setAttributesBelow("/", {});
+  EXPECT_EQ(refused.refusal, "it is a folder of the system or of a user");
+  EXPECT_FALSE(refused.isTreated);
+  const auto missing = setAttributesBelow(folder / "nowhere", {});
+  EXPECT_EQ(missing.refusal, "");
+  EXPECT_FALSE(missing.isTreated);
+}
+
 TEST_F(OwnershipTest, OnlyAFolderOrALinkToOneIsWalked) {
   makeTree();
   folder.makeLink("link", "tree");
@@ -341,6 +363,34 @@ TEST_F(OwnershipByRootTest, LinkBelowIsReownedItselfAndItsTargetIsNot) {
   }
   EXPECT_EQ(folder.attributes("elsewhere").st_uid, 0U);
   EXPECT_EQ(has("elsewhere/file"), text(0, 0, 0600));
+}
+
+TEST_F(OwnershipByRootTest, OutcomeCountsFailedEntriesAndNamesTheFirst) {
+  folder.makeFile("precious");
+  own("precious", kStranger, kStranger);
+  const auto refuse = [this](const std::string& path) {  // by a name in a folder of its new owner's
+    ASSERT_EQ(link((folder / "precious").c_str(), (folder / path).c_str()), 0);
+    own(path::deletingLastComponent(path), other.uid, other.gid);
+  };
+  std::string deep = "tree";
+  for (int level = 0; level < 40; ++level) deep += "/d";  // deeper than the folders that a walk keeps open
+  folder.makeFolder(deep + "/x");
+  folder.makeFolder(deep + "/y");
+  // Whichever of the two the walk comes to first.
+  for (const char* name : {"/x", "/y"}) {
+    refuse(deep + name + "/second name");
+    const auto outcome = setAttributesBelow(folder / "tree/", mode(0750));
+    EXPECT_TRUE(outcome.isTreated);
+    EXPECT_EQ(outcome.failed, 1U);
+    EXPECT_EQ(outcome.firstFailed, folder / (deep + name + "/second name"));
+    unlink((folder / (deep + name + "/second name")).c_str());
+  }
+  refuse("tree/top");
+  refuse(deep + "/second name");
+  const auto outcome = setAttributesBelow(folder / "tree", mode(0700));
+  EXPECT_EQ(outcome.failed, 2U);
+  EXPECT_EQ(outcome.changed, 42U);
+  EXPECT_EQ(outcome.firstFailed, folder / "tree/top");
 }
 
 // ----- Entries with several names -----

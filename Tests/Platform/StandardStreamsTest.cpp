@@ -136,6 +136,39 @@ TEST_F(StandardStreamsTest, SignalsOfSomebodyElseStayPending) {
   });
 }
 
+TEST_F(StandardStreamsTest, TerminalAloneGetsALineSanitized) {
+  const std::string line = "File /a\x1B[2J\x9B was not found.";
+  EXPECT_EQ(printed([&] { printLine(line); }), line + "\n");
+  const int person = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_TRUE(grantpt(person) == 0 && unlockpt(person) == 0);
+  const int program = open(ptsname(person), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(program, 0);
+  {
+    const ScopedRedirection redirection(STDOUT_FILENO, program);
+    printLine(line);
+  }
+  char shown[100] = {};
+  EXPECT_GT(read(person, shown, sizeof shown - 1), 0);
+  EXPECT_STREQ(shown, "File /a?[2J\xEF\xBF\xBD was not found.\r\n");
+  close(program);
+  close(person);
+}
+
+TEST_F(StandardStreamsTest, TextToStandardErrorIsWrittenAsItIsAndAReaderThatHasGoneIsPassedOver) {
+  inChild([this] {
+    signal(SIGPIPE, SIG_DFL);
+    ASSERT_EQ(dup2(open(folder.makeFile("errors").c_str(), O_WRONLY | O_CLOEXEC), STDERR_FILENO), STDERR_FILENO);
+    platform::writeToStandardError("\x1B[0m no newline");
+    EXPECT_EQ(folder.read("errors"), "\x1B[0m no newline");
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    ASSERT_EQ(dup2(ends[1], STDERR_FILENO), STDERR_FILENO);
+    platform::writeToStandardError("text");
+    EXPECT_FALSE(pipeSignalIsPending());
+  });
+}
+
 TEST_F(StandardStreamsTest, FullDeviceIsPassedOver) {
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   if (full < 0) GTEST_SKIP() << "needs a device that is always full";

@@ -9,16 +9,23 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// Notes what it is told.
+/// Notes what is reported.
 class Notes : public progress::Listener {
  public:
-  void begin(const char* step) override { told.push_back("begin " + std::string(step)); }
-  void end() override { told.emplace_back("end"); }
-  void goOn() override { told.emplace_back("go on"); }
-  void warn(const std::string& sentence) override { told.push_back("warn " + sentence); }
-  void fail(const std::string& reason) override { told.push_back("fail " + reason); }
+  void begin(const char* step) override { reported.push_back("begin " + std::string(step)); }
+  void end(const StepResult& result) override {
+    reported.push_back(result.kind == StepResult::Kind::Failed ? "failed" : "end " + result.detail);
+  }
+  void childStarted(const std::string& program, long process) override {
+    reported.push_back(program + " " + std::to_string(process));
+  }
+  void childEnded() override { reported.emplace_back("child ended"); }
+  void hotfixRemoved() override { reported.emplace_back("removed"); }
+  void warn(const std::string& sentence) override { reported.push_back("warn " + sentence); }
+  bool wantsTicks() const override { return true; }
+  void tick() override { reported.emplace_back("tick"); }
 
-  std::vector<std::string> told;
+  std::vector<std::string> reported;
 };
 
 class ProgressTest : public ::testing::Test {
@@ -29,49 +36,50 @@ class ProgressTest : public ::testing::Test {
 };
 
 TEST_F(ProgressTest, NobodyListensAtFirst) {
-  EXPECT_FALSE(progress::isHeard());
-  const progress::Step step("one");
-  progress::fail("no effect");
-  progress::goOn();
-  EXPECT_THAT(notes.told, IsEmpty());
+  progress::Step step("one");
+  progress::childStarted("program", 1);
+  EXPECT_FALSE(progress::wantsTicks());
+  progress::tick();
+  progress::childEnded();
+  step.end();
+  EXPECT_THAT(notes.reported, IsEmpty());
 }
 
 TEST_F(ProgressTest, ListenerIsToldInOrder) {
   progress::setListener(&notes);
-  EXPECT_TRUE(progress::isHeard());
+  EXPECT_TRUE(progress::wantsTicks());
   {
-    const progress::Step step("one");
-    progress::fail("first");
-    progress::goOn();
-    progress::fail("second");
-    progress::warn("third");
+    progress::Step step("one");
+    progress::childStarted("program", 7);
+    progress::tick();
+    progress::childEnded();
+    step.end({StepResult::Kind::Done, "well"});
   }
-  progress::fail("between");
-  { const progress::Step step("two"); }
-  EXPECT_THAT(notes.told, ElementsAre("begin one", "fail first", "go on", "fail second", "warn third", "end",
-                                      "fail between", "begin two", "end"));
+  progress::hotfixRemoved();
+  progress::warn("note");
+  EXPECT_THAT(notes.reported,
+              ElementsAre("begin one", "program 7", "tick", "child ended", "end well", "removed", "warn note"));
 }
 
-TEST_F(ProgressTest, StepEndsWhenItIsLeftByAnException) {
+TEST_F(ProgressTest, StepWithoutAResultHasFailed) {
   progress::setListener(&notes);
   try {
     const progress::Step step("one");
     throw 1;
   } catch (int) {
   }
-  EXPECT_THAT(notes.told, ElementsAre("begin one", "end"));
+  EXPECT_THAT(notes.reported, ElementsAre("begin one", "failed"));
 }
 
 TEST_F(ProgressTest, ListenerThatWasReplacedIsToldNoMore) {
   Notes other;
   progress::setListener(&notes);
   progress::setListener(&other);
-  progress::fail("reason");
+  progress::tick();
   progress::setListener(nullptr);
-  progress::fail("another");
-  EXPECT_FALSE(progress::isHeard());
-  EXPECT_THAT(notes.told, IsEmpty());
-  EXPECT_THAT(other.told, ElementsAre("fail reason"));
+  progress::tick();
+  EXPECT_THAT(notes.reported, IsEmpty());
+  EXPECT_THAT(other.reported, ElementsAre("tick"));
 }
 
 }  // namespace

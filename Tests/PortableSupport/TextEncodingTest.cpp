@@ -111,6 +111,17 @@ TEST(TextEncodingTest, EveryTwoByteSequenceIsAnsweredAndAgreesWithTheTest) {
   }
 }
 
+TEST(TextEncodingTest, SanitizedTextHasNoControlCharacterAndNoIllFormedByte) {
+  const std::vector<std::pair<std::string, std::string>> texts = {
+      {"\x1B[2J\x1B]0,x\x07", "?[2J?]0,x?"},
+      {std::string("a\nb\tc\rd\x7F") + "e" + std::string(1, '\0'), "a?b?c?d?e?"},
+      {std::string("a\xC2\x9B") + "31m\xC2\x85", "a?31m?"},
+      {"a\xC2\xA0\xC3\xB6\xE2\x82\xAC", "a\xC2\xA0\xC3\xB6\xE2\x82\xAC"},
+      {std::string("a\x9B") + "31m", std::string("a\xEF\xBF\xBD") + "31m"},
+      {"a\xC2", "a\xEF\xBF\xBD"}};
+  for (const auto& [text, expected] : texts) EXPECT_EQ(text::sanitized(text), expected);
+}
+
 }  // namespace
 
 }  // namespace hotfix

@@ -1,0 +1,131 @@
+#include "MacInstaller/tool/Interruption.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <climits>
+#include <csignal>
+#include <cstring>
+
+#include "Support/Path.h"
+
+namespace hotfix::interruption {
+
+namespace {
+
+constexpr char kUninstallManifest[] = "deploy/uninstall.hotfix.xml";
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+// What the handler reads. Texts are written before the atomic that says that they are there.
+std::atomic<const char*> currentStep{nullptr};
+std::atomic<long> childProcess{0};
+char childProgram[64];
+char manifest[PATH_MAX];
+std::atomic<bool> hadManifest{false};
+std::atomic<bool> isRemoved{false};
+std::atomic<bool> isTerminal{false};
+static_assert(ATOMIC_POINTER_LOCK_FREE == 2 && ATOMIC_LONG_LOCK_FREE == 2 && ATOMIC_BOOL_LOCK_FREE == 2,
+              "a handler must not wait for a lock");
+
+// ----- In the handler: only what signal-safety(7) and sigaction(2) of macOS list -----
+
+/// A text that is put together without memory from the heap. What does not fit is left out.
+class Message {
+ public:
+  void add(const char* text) {
+    for (; *text != '\0' && _length < sizeof _text; ++text) _text[_length++] = *text;
+  }
+  void addNumber(long number) {
+    char digits[24] = {};
+    size_t at = sizeof digits - 1;
+    do {
+      digits[--at] = static_cast<char>('0' + number % 10);
+      number /= 10;
+    } while (number > 0);
+    add(digits + at);
+  }
+  void write() const {
+    for (size_t written = 0; written < _length;) {
+      const ssize_t count = ::write(STDERR_FILENO, _text + written, _length - written);
+      if (count <= 0) return;
+      written += static_cast<size_t>(count);
+    }
+  }
+
+ private:
+  char _text[1024] = {};
+  size_t _length = 0;
+};
+
+const char* nameOf(int signal) { return signal == SIGINT ? "SIGINT" : signal == SIGTERM ? "SIGTERM" : "SIGHUP"; }
+
+const char* stateOfHotfix() {
+  struct stat status;
+  if (isRemoved) return "The hotfix was removed; what follows the uninstall is not complete.\n";
+  if (!hadManifest) return "There was no uninstall manifest.\n";
+  if (stat(manifest, &status) == 0) return "The uninstall manifest is not consumed: the tool can be run again.\n";
+  return "The uninstall manifest is consumed: see Recovery in man hotfixUninstall.\n";
+}
+
+/// Its action is the default one again by now, and the signal is not blocked: whatever comes next ends the process.
+void handleSignal(int signal) {
+  struct sigaction ignored = {};
+  ignored.sa_handler = SIG_IGN;
+  (void)sigaction(SIGPIPE, &ignored, nullptr);  // nobody may be reading any more
+  Message message;
+  message.add(isTerminal ? "\nhotfixUninstall was ended by " : "hotfixUninstall was ended by ");
+  message.add(nameOf(signal));
+  if (const char* step = currentStep) {
+    message.add(" in the step: ");
+    message.add(step);
+  }
+  message.add(".\n");
+  if (const long process = childProcess) {
+    message.add(childProgram);
+    message.add(" goes on: process ");
+    message.addNumber(process);
+    message.add(".\n");
+  }
+  message.add(stateOfHotfix());
+  message.write();
+  (void)raise(signal);
+}
+
+}  // namespace
+
+// ----- Around it -----
+
+void begin(const OptionalString& home) {
+  const std::string path = path::appending(home.value_or(""), kUninstallManifest);
+  struct stat status;
+  if (home && path.size() < sizeof manifest && stat(path.c_str(), &status) == 0) {
+    path.copy(manifest, sizeof manifest);
+    hadManifest = true;
+  }
+  isTerminal = isatty(STDERR_FILENO) == 1;
+  for (const int signal : kSignals) {
+    struct sigaction before = {};
+    if (sigaction(signal, nullptr, &before) != 0 || before.sa_handler == SIG_IGN) continue;
+    struct sigaction action = {};
+    action.sa_handler = handleSignal;
+    // A second signal ends the process also where the message cannot be written.
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_NODEFER;
+    sigemptyset(&action.sa_mask);
+    (void)sigaction(signal, &action, nullptr);
+  }
+}
+
+void setStep(const char* step) { currentStep = step; }
+
+void setChild(const std::string& program, long process) {
+  const std::string name = path::lastComponent(program);
+  childProgram[name.copy(childProgram, sizeof childProgram - 1)] = '\0';
+  childProcess = process;
+}
+
+void clearChild() { childProcess = 0; }
+
+void setRemoved() { isRemoved = true; }
+
+}  // namespace hotfix::interruption
