@@ -15,6 +15,7 @@ packages_npm="npm"
 packages_fuzz="clang-14 libclang-rt-14-dev"
 packages_checks="git clang-format clang-tidy cppcheck shellcheck"
 packages_bench="libbenchmark-dev libplist-utils xmlstarlet libxml2-utils rsync lsof procps openjdk-17-jdk-headless python3"
+packages_fresh_machine="debootstrap"
 packages_trace="strace"
 packages_memcheck="valgrind libc6-dbg"
 
