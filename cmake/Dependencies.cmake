@@ -1,17 +1,36 @@
-# The libraries that the system links, as imported targets. On Linux: libxml2 for manifests, utf8proc for letter case
-# and canonical forms (the C library knows neither full case mappings nor decomposition).
+# Finds the libraries that the system links: libxml2 for manifests; on Linux also utf8proc for letter case and
+# canonical forms (the C library knows neither full case mappings nor decomposition). Those that are missing are told all at once, in hotfix_missing.
+#
+# Installed with the CMake package too: who links the library needs the same.
 
 list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})  # FindUtf8Proc
-set(dependencies LibXml2)
-# For pkg-config: the names of the same libraries, and what macOS has without any file for it.
+
+# hotfix_library(CMAKE-NAME PKG-CONFIG-NAME DEBIAN-PACKAGE HOMEBREW-FORMULA)
+set(hotfix_pkg_config_names "")
+set(hotfix_debian_packages "")
+set(hotfix_homebrew_formulas "")
+set(hotfix_not_found "")
+macro(hotfix_library name pkg_config_name debian_package homebrew_formula)
+  list(APPEND hotfix_pkg_config_names ${pkg_config_name})
+  list(APPEND hotfix_debian_packages ${debian_package})
+  list(APPEND hotfix_homebrew_formulas ${homebrew_formula})
+  find_package(${name} QUIET)
+  if(NOT ${name}_FOUND)
+    list(APPEND hotfix_not_found ${name})
+  endif()
+endmacro()
+
+hotfix_library(LibXml2 libxml-2.0 libxml2-dev libxml2)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-  list(APPEND dependencies Utf8Proc)
-  set(pc_requires "libxml-2.0 libutf8proc")
-  set(pc_system_libraries "")
-else()
-  set(pc_requires "")
-  set(pc_system_libraries "-lxml2 -framework ApplicationServices -framework CoreFoundation")
+  hotfix_library(Utf8Proc libutf8proc libutf8proc-dev utf8proc)
 endif()
-foreach(dependency IN LISTS dependencies)
-  find_package(${dependency} REQUIRED)
-endforeach()
+list(POP_FRONT CMAKE_MODULE_PATH)
+
+set(hotfix_missing "")
+if(hotfix_not_found)
+  string(REPLACE ";" ", " hotfix_missing "${hotfix_not_found}")
+  string(REPLACE ";" " " hotfix_packages "${hotfix_debian_packages}")
+  string(REPLACE ";" " " hotfix_formulas "${hotfix_homebrew_formulas}")
+  set(hotfix_missing "These libraries are missing: ${hotfix_missing}. \
+On Debian: apt-get install ${hotfix_packages}. With Homebrew: brew install ${hotfix_formulas}.")
+endif()

@@ -1,5 +1,6 @@
 # What `cmake --install` puts in place: the tool, the static library, its headers, a CMake package, a pkg-config file, the
-# manual pages and completions for shells. The tree that it makes can be moved.
+# manual pages, documents and completions for shells. The tree that it makes can be moved. The components are Debian's
+# packages: "tool" for administrators, "development" for authors of installers.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -8,9 +9,39 @@ set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/hotfixUninstall)
 set(pkg_config_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/hotfixUninstall)
 
+# ----- For administrators -----
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tool)
+
 # A library that lies where the system does not look for it is found there by the installed tool too.
 set_target_properties(hotfixUninstall PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
 install(TARGETS hotfixUninstall RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+
+install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+
+# Completions, where the shells look for them below the prefix.
+install(FILES completions/hotfixUninstall.bash RENAME hotfixUninstall
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES completions/_hotfixUninstall DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+install(FILES completions/hotfixUninstall.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+
+# In one folder, with the links between them made to fit.
+set(installed_documents CHANGELOG.md SECURITY.md docs/file-formats.md docs/operations.md docs/sequence.md
+  docs/sequence.svg docs/sequence.txt docs/troubleshooting.md)
+foreach(document IN LISTS installed_documents)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${document})
+  get_filename_component(name ${document} NAME)
+  file(READ ${document} text)
+  string(REPLACE "](../" "](" text "${text}")
+  file(WRITE ${PROJECT_BINARY_DIR}/documents/${name} "${text}")
+  install(FILES ${PROJECT_BINARY_DIR}/documents/${name} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endforeach()
+
+# ----- For authors of installers -----
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
+
 install(TARGETS hotfixUninstallLibrary EXPORT hotfixUninstallTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${header_folder})
 
@@ -38,18 +69,10 @@ install(FILES Platform/FileManager.h Platform/Ownership.h DESTINATION ${header_f
 install(FILES Support/OptionalString.h Support/PropertyListValue.h Support/StepResult.h DESTINATION ${header_folder}/Support)
 
 # The second name of a page is a link to it.
-install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
-install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
-install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3
-  docs/man/RCPUninstallHotfixReason.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
-
-# Completions, where the shells look for them below the prefix.
-install(FILES completions/hotfixUninstall.bash RENAME hotfixUninstall
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES completions/_hotfixUninstall DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
-install(FILES completions/hotfixUninstall.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
-
-install(FILES CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3 docs/man/RCPUninstallHotfixReason.3
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+install(FILES examples/CMakeLists.txt examples/layout.cpp examples/uninstall.c
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 install(EXPORT hotfixUninstallTargets NAMESPACE hotfixUninstall:: DESTINATION ${package_folder})
 configure_package_config_file(cmake/hotfixUninstallConfig.cmake.in ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake
@@ -59,13 +82,22 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/hotfixUninstallConfigVers
 install(FILES
   ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake
   ${PROJECT_BINARY_DIR}/hotfixUninstallConfigVersion.cmake
+  cmake/Dependencies.cmake
   cmake/FindUtf8Proc.cmake
   DESTINATION ${package_folder})
 
-# For pkg-config, with the folders relative to the file itself.
+# For pkg-config, with the folders relative to the file itself. Requires names what the archive links, Libs what has no
+# such file: nothing is private, so that a program which links the archive, and shared libraries for the rest, needs no
+# --static.
 file(RELATIVE_PATH pc_prefix /${pkg_config_folder} /)
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
-list(TRANSFORM cxx_runtime PREPEND -l OUTPUT_VARIABLE pc_cxx_runtime)
-string(REPLACE ";" " " pc_cxx_runtime "${pc_cxx_runtime}")
+set(pc_requires ${hotfix_pkg_config_names})
+list(TRANSFORM cxx_runtime PREPEND -l OUTPUT_VARIABLE pc_libraries)
+if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
+  set(pc_requires "")  # the system has the library, but no such file for it
+  list(PREPEND pc_libraries -lxml2 "-framework ApplicationServices" "-framework CoreFoundation")
+endif()
+string(REPLACE ";" " " pc_requires "${pc_requires}")
+string(REPLACE ";" " " pc_libraries "${pc_libraries}")
 configure_file(cmake/hotfixUninstall.pc.in ${PROJECT_BINARY_DIR}/hotfixUninstall.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/hotfixUninstall.pc DESTINATION ${pkg_config_folder})

@@ -1,5 +1,6 @@
-# What `cpack` makes of the installed tree: an archive, and on Linux a Debian package. scripts/package runs it; for macOS
-# there is scripts/package-mac.
+# What `cpack` makes of the installed tree: an archive of all of it, and on Linux two Debian packages, hotfixuninstall for
+# administrators and libhotfixuninstall-dev for authors of installers. scripts/package runs it; for macOS there is
+# scripts/package-mac.
 
 set(CPACK_GENERATOR TGZ)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
@@ -11,17 +12,35 @@ set(CPACK_PACKAGE_CONTACT "hotfixUninstall developers <hotfixuninstall@example.i
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION admin)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "remove a hotfix from an installed instance of a client platform")
-set(CPACK_PACKAGE_DESCRIPTION "hotfixUninstall has the platform's own launcher remove an installed hotfix,
-and clears what the hotfix's installer recorded. The package holds the
-command, and the static library with its headers for installers that do the
-same in-process.")
-# Adapts the tree of the Debian package to Debian's rules.
-set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian/AdaptTree.cmake)
+set(CPACK_COMPONENTS_ALL tool development)
 set(CPACK_VERBATIM_VARIABLES ON)
+
+# ----- Debian -----
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_GROUPING IGNORE)  # a package a component
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME hotfixuninstall)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOL_DESCRIPTION "remove a hotfix from an installed instance of a client platform
+hotfixUninstall has the platform's own launcher remove an installed hotfix,
+and clears what the hotfix's installer recorded.")
+
+# A program that links the archive needs what the archive links, and the C++ runtime, which a C compiler does not bring.
+string(REGEX MATCH "^[0-9]+" compiler_version "${CMAKE_CXX_COMPILER_VERSION}")
+string(REPLACE ";" ", " library_packages "${hotfix_debian_packages}")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libhotfixuninstall-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "${library_packages}, libstdc++-${compiler_version}-dev | libstdc++-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "hotfixuninstall, pkgconf, cmake")
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "library that removes a hotfix from a client platform
+Installers link this static library to do what the command hotfixUninstall
+does, in-process: by two C entries, or by C++17 classes.")
+
+# Adapts the trees of the Debian packages to Debian's rules.
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian/AdaptTree.cmake)
 
 include(CPack)

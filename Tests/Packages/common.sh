@@ -17,3 +17,17 @@ complain() {
   # shellcheck disable=SC2034 # the scripts that read this end with it
   failed=1
 }
+
+# Puts what installed-in-root takes into the folder $3: the packages in the folder $2, and files of the source folder $1.
+# In $3/added is a tree to lay over a root.
+gather() {
+  local package
+  cp -- "$1/Tests/Packages/installed-in-root" "$1/Tests/Installed/tried-in-root" "$3/"
+  "$1/Tests/Installed/link-line" "$1" >"$3/link-line"
+  for package in hotfixuninstall libhotfixuninstall-dev; do cp -- "$2/$package"_*.deb "$3/$package.deb"; done
+  # The package tool of macOS. What it was told is looked at by tried-in-root.
+  mkdir -p "$3/added/usr/sbin"
+  # shellcheck disable=SC2016 # for the script to expand
+  printf '#!/bin/sh\necho "$*" >>/tmp/receipts\n' >"$3/added/usr/sbin/pkgutil"
+  chmod 755 "$3/added/usr/sbin/pkgutil"
+}

@@ -1,30 +1,40 @@
-# Run by CPack on the tree that goes into a package: documents are compressed and lie where Debian has them.
+# Run by CPack on the trees that go into packages. In Debian's, documents are compressed and lie in the package's own
+# folder, each package has a changelog, and lintian is given the reasons for what it would find.
 
 if(NOT CPACK_GENERATOR STREQUAL "DEB")
   return()
 endif()
-set(tree ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
-set(documents ${tree}/share/doc/hotfixuninstall)
 
 function(compress)
   execute_process(COMMAND gzip -9n ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-file(RENAME ${tree}/share/doc/hotfixUninstall ${documents})
-file(RENAME ${documents}/CHANGELOG.md ${documents}/changelog)
-compress(${documents}/changelog)
+file(GLOB changelog ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/tool/usr/share/doc/*/CHANGELOG.md)
+file(READ ${changelog} changelog_text)
+file(REMOVE ${changelog})
 
-file(GLOB_RECURSE pages ${tree}/share/man/*)
-foreach(page IN LISTS pages)
-  if(IS_SYMLINK ${page})
-    file(READ_SYMLINK ${page} target)
-    file(REMOVE ${page})
-    file(CREATE_LINK ${target}.gz ${page}.gz SYMBOLIC)
-  else()
-    compress(${page})
-  endif()
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER ${component} prefix)
+  set(package ${CPACK_DEBIAN_${prefix}_PACKAGE_NAME})
+  set(tree ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}/usr)
+  set(documents ${tree}/share/doc/${package})
+
+  # What is written here gets the modes of scripts/package's umask.
+  file(RENAME ${tree}/share/doc/hotfixUninstall ${documents})
+  file(WRITE ${documents}/changelog "${changelog_text}")
+  compress(${documents}/changelog)
+
+  file(GLOB_RECURSE pages ${tree}/share/man/*)
+  foreach(page IN LISTS pages)
+    if(IS_SYMLINK ${page})
+      file(READ_SYMLINK ${page} target)
+      file(REMOVE ${page})
+      file(CREATE_LINK ${target}.gz ${page}.gz SYMBOLIC)
+    else()
+      compress(${page})
+    endif()
+  endforeach()
+
+  file(READ ${CMAKE_CURRENT_LIST_DIR}/${package}.lintian-overrides overrides)
+  file(WRITE ${tree}/share/lintian/overrides/${package} "${overrides}")
 endforeach()
-
-# Written anew, so that it does not have the mode that it has in the checkout.
-file(READ ${CMAKE_CURRENT_LIST_DIR}/lintian-overrides overrides)
-file(WRITE ${tree}/share/lintian/overrides/hotfixuninstall "${overrides}")

@@ -47,6 +47,25 @@ concerned_by() {
   done
 }
 
+# A pattern, for CTest's -R, of the tests that belong to the files named in $1: those in a source that is one of them or
+# includes one, those in the test source named after such a source, and what tries scripts, documents and packages.
+tests_of() {
+  local source suites
+  suites=$(
+    find "$top"/{MacInstaller,Platform,Support,Tests} -name '*.cpp' | concerned_by "$1" | while read -r source; do
+      case $source in
+        *Test.cpp) echo "$source" ;;
+        *) find "$top/Tests" -name "$(basename "$source" .cpp)Test.cpp" ;;
+      esac
+    done | sort -u | xargs -r -d '\n' sed -nE 's/^TEST(_F|_P)?\((\w+),.*/\2/p'
+    sed -nE -e 's,^(scripts|\.ci|\.devcontainer)/.*,Scripts,p' -e 's,.*\.md$,Documents,p' -e 's,^docs/man/.*,ManualPages,p' \
+      -e 's,^completions/.*,Completions,p' -e 's,^fuzz/.*,Fuzz,p' -e 's,^examples/.*,Installed,p' \
+      -e 's,^Tests/([A-Z]\w+)/[a-z-]*$,\1,p' "$1"
+    if grep -qE '^(cmake/|CMakeLists\.txt)' "$1"; then printf '%s\n' Installed Packages; fi
+  )
+  sort -u <<<"$suites" | paste -sd '|' | sed 's/.*/(^|\/)(&)\\./'
+}
+
 # A file a process: the analyser mistakes the variable arguments of one file for those of the one before.
 tidy() {
   local folder=$1

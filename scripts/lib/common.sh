@@ -7,7 +7,7 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 # Every Debian package that the scripts need, by what needs it. The one place where they are named.
 packages_libraries="libxml2-dev libutf8proc-dev"
 packages_build="g++ cmake ninja-build pkg-config $packages_libraries googletest"
-packages_package="dpkg-dev"
+packages_package="dpkg-dev file"
 packages_tests="mandoc zsh fish lintian $packages_package"
 packages_32_bit="g++-multilib"
 packages_macos="clang-14 lld-14 llvm-14 libc++-14-dev libc++abi-14-dev binutils"
@@ -15,6 +15,7 @@ packages_npm="npm"
 packages_fuzz="clang-14 libclang-rt-14-dev"
 packages_checks="git clang-format clang-tidy cppcheck shellcheck"
 packages_bench="libbenchmark-dev libplist-utils xmlstarlet libxml2-utils rsync lsof procps openjdk-17-jdk-headless python3"
+packages_fresh_machine="debootstrap"
 packages_trace="strace"
 packages_memcheck="valgrind libc6-dbg"
 
@@ -65,13 +66,51 @@ install_npm() {
   command -v npm >/dev/null || install_packages $packages_npm
 }
 
-# Configures a preset and builds it, or only the named targets of it.
+# Reads the output of Ninja or CTest and shows how far they are: a counter at a terminal, a line now and then elsewhere.
+# All other lines, and tests that failed, go to descriptor 3.
+progress_interval=30 # seconds
+show_progress() {
+  local line step shown=$SECONDS
+  while IFS= read -r line || [ -n "$line" ]; do
+    if [[ $line =~ ^step\ ([0-9]+/[0-9]+): || $line =~ ^\ *([0-9]+/[0-9]+)\ Test\ +# ]]; then
+      step=${BASH_REMATCH[1]}
+      if [[ $line = *'***'* && $line != *'***Skipped'* ]]; then
+        printf '%s\n' "$line" >&3
+      elif [ -t 1 ]; then
+        printf '\r%s ' "$step"
+      elif [ $((SECONDS - shown)) -ge "$progress_interval" ]; then
+        shown=$SECONDS
+        echo "$step"
+      fi
+    elif ! [[ $line =~ ^\ *Start\ +[0-9]+: ]]; then
+      printf '%s\n' "$line" >&3
+    fi
+  done
+  if [ -n "${step-}" ] && [ -t 1 ]; then printf '\r\e[K'; fi
+}
+
+# Configures a preset and builds it, or only the named targets of it. What compilers say is shown when the build fails.
 build() {
-  local preset=$1 targets=()
+  local preset=$1 targets=() log
   shift
   if [ $# -gt 0 ]; then targets=(--target "$@"); fi
-  echo "Building build/$preset (the first time takes a minute or two) ..."
+  echo "Building build/$preset (the first time takes some minutes) ..."
   cd "$top" || return
   quietly cmake --preset "$preset"
-  quietly cmake --build --preset "$preset" "${targets[@]}"
+  log=$(mktemp)
+  if ! NINJA_STATUS='step %f/%t: ' cmake --build --preset "$preset" "${targets[@]}" </dev/null 2>&1 |
+    show_progress 3>"$log"; then
+    cat "$log" >&2
+    rm -f "$log"
+    fail "the build failed: $preset"
+  fi
+  rm -f "$log"
+}
+
+# Runs the tests of a preset; further arguments are CTest's options. Shown are failures and CTest's summary.
+run_tests() {
+  local preset=$1
+  shift
+  echo "Running the tests of build/$preset ..."
+  ctest --preset "$preset" "$@" </dev/null 2>&1 | show_progress 3>&1
 }
