@@ -27,7 +27,7 @@ install(FILES completions/_hotfixUninstall DESTINATION ${CMAKE_INSTALL_DATADIR}/
 install(FILES completions/hotfixUninstall.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 
 # In one folder, with the links between them made to fit.
-set(installed_documents CHANGELOG.md SECURITY.md docs/file-formats.md docs/operations.md docs/sequence.md
+set(installed_documents CHANGELOG.md SECURITY.md docs/file-formats.md docs/sequence.md
   docs/sequence.svg docs/sequence.txt docs/troubleshooting.md)
 foreach(document IN LISTS installed_documents)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${document})
