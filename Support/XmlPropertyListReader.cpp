@@ -255,7 +255,9 @@ class XmlReader {
     return true;
   }
 
-  bool readText(const Tag& tag, PropertyListValue& value) { return assign(readTextOf(tag), value); }
+  bool readText(const Tag& tag, PropertyListValue& value) {
+    return assign(std::optional<std::string>(readTextOf(tag)), value);
+  }
 
   /// The text of a string or a key, up to its closing tag and with that; its CDATA sections and entities are resolved.
   OptionalString readTextOf(const Tag& tag) {

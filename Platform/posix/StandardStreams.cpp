@@ -17,9 +17,7 @@ void printLine(const std::string& line) {
   (void)writeAll(STDOUT_FILENO, (isatty(STDOUT_FILENO) == 1 ? text::sanitized(line) : line) + "\n");
 }
 
-void writeToStandardError(const std::string& text) {
-  withoutPipeSignal(STDERR_FILENO, [&text] { (void)writeAll(STDERR_FILENO, text); });
-}
+void writeToStandardError(const std::string& text) { (void)writeAll(STDERR_FILENO, text); }
 
 ScopedStandardDescriptors::ScopedStandardDescriptors() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {

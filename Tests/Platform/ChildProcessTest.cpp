@@ -217,6 +217,7 @@ class WaitingTest : public ChildProcessTest, public progress::Listener, public :
   ~WaitingTest() override { progress::setListener(nullptr); }
 
   void begin(const char*) override {}
+  void warn(const std::string&) override {}
   void end(const StepResult&) override {}
   void childStarted(const std::string& program, long process) override {
     sigset_t blocked;

@@ -165,7 +165,7 @@ TEST_F(StandardStreamsTest, TextToStandardErrorIsWrittenAsItIsAndAReaderThatHasG
     close(ends[0]);
     ASSERT_EQ(dup2(ends[1], STDERR_FILENO), STDERR_FILENO);
     platform::writeToStandardError("text");
-    EXPECT_FALSE(pipeSignalIsPending());
+    EXPECT_FALSE(isPending(SIGPIPE));
   });
 }
 
