@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -38,7 +39,9 @@ double realFrom(std::string_view bytes) {
 class BinaryReader {
  public:
   explicit BinaryReader(std::string_view bytes, const Limits& limits = {})
-      : _bytes(bytes), _values(limits.values), _textBytes(bytes.size() + limits.repeatedBytes) {}
+      : _bytes(bytes),
+        _values(std::min(limits.values, bytes.size() + limits.repeatedValues)),  // each value has a reference of a byte
+        _textBytes(bytes.size() + limits.repeatedBytes) {}
 
   /// \return false when it does not fit the list.
   bool readTrailer() {

@@ -19,6 +19,7 @@ inline constexpr int kDeepest = 512;
 /// How much a list may hold. A binary one may name the same object in many places, and each place counts.
 struct Limits {
   std::size_t values = 1'000'000;
+  std::size_t repeatedValues = 10'000;     ///< more than the binary list has bytes
   std::size_t repeatedBytes = 64U << 20U;  ///< of texts and data, more than the binary list has itself
 };
 

@@ -4,9 +4,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <iomanip>
-#include <locale>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -52,10 +49,12 @@ std::string realText(double real) {
   if (std::isnan(real)) return "nan";
   if (std::isinf(real)) return real < 0 ? "-infinity" : "+infinity";
   if (real == 0) return "0.0";
-  std::ostringstream text;  // printf would use the decimal point of the process's locale
-  text.imbue(std::locale::classic());
-  text << std::setprecision(17) << real;  // the same as "%.17g"
-  return text.str();
+  char text[64];
+  std::snprintf(text, sizeof text, "%.17g", real);
+  std::string number(text);
+  const size_t point = number.find_first_not_of("0123456789+-e");  // that of the process's locale
+  if (point != std::string::npos) number.replace(point, number.find_first_of("0123456789", point) - point, ".");
+  return number;
 }
 
 /// Seconds since 2001-01-01 as UTC in the Gregorian calendar, extended over all years; the year 0 is the one before 1.

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <limits>
-#include <locale>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -100,6 +100,23 @@ bool isDecimal(std::string_view text) {
   return text.empty();
 }
 
+/// The decimal point of the process's locale, which strtod insists on.
+std::string localDecimalPoint() {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f", 0.5);
+  const std::string number(text);
+  return number.substr(1, number.size() - 2);
+}
+
+std::optional<double> realFrom(std::string_view text) {
+  skipAll(text, isSpace);
+  if (!isDecimal(text)) return namedReal(text);
+  std::string number(text);
+  const size_t point = number.find('.');
+  if (point != std::string::npos) number.replace(point, 1, localDecimalPoint());
+  return std::strtod(number.c_str(), nullptr);
+}
+
 /// Days from 2001-01-01 in the Gregorian calendar, extended over all years (Howard Hinnant, "chrono-compatible
 /// low-level date algorithms", days_from_civil).
 std::int64_t daysFrom2001(std::int64_t year, std::int64_t month, std::int64_t day) {
@@ -158,9 +175,7 @@ Data dataFrom(std::string_view text) {
 /// document has entities of its own.
 class XmlReader {
  public:
-  XmlReader(std::string_view text, const Limits& limits) : _text(text), _values(limits.values) {
-    _stream.imbue(std::locale::classic());
-  }
+  XmlReader(std::string_view text, const Limits& limits) : _text(text), _values(limits.values) {}
 
   std::optional<PropertyListValue> read() {
     PropertyListValue value;
@@ -213,18 +228,6 @@ class XmlReader {
   static bool assign(std::optional<Content> content, PropertyListValue& value) {
     if (content) value = PropertyListValue(std::move(*content));
     return content.has_value();
-  }
-
-  std::optional<double> realFrom(std::string_view text) {
-    skipAll(text, isSpace);
-    if (!isDecimal(text)) return namedReal(text);
-    _stream.clear();
-    _stream.str(std::string(text));
-    double real = 0;
-    if (!(_stream >> real) && (real > 1 || real < -1)) {  // too large
-      real = text[0] == '-' ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity();
-    }
-    return real;
   }
 
   bool readArray(const Tag& start, int level, PropertyListValue& value) {
@@ -400,7 +403,6 @@ class XmlReader {
 
   std::string_view _text;  // what is left of it
   Budget _values;
-  std::istringstream _stream;  // for reals: strtod would use the decimal point of the process's locale
 };
 
 }  // namespace

@@ -11,11 +11,13 @@
 #include "Platform/PropertyList.h"
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
+#include "Platform/posix/Descriptors.h"
 #include "Support/Path.h"
 #include "Support/PropertyListWriter.h"
 
 // The store of a pasteboard is a property list: a dictionary whose one key is the declared type and whose value is an
-// array, empty or holding the one property list that was stored.
+// array. It holds a random text of the process that declared the type, and behind it the one property list that was
+// stored.
 
 namespace hotfix::platform {
 
@@ -54,28 +56,10 @@ std::optional<PropertyListValue::Dictionary> readStore(const OptionalString& fil
   return readDictionary(*file);
 }
 
-/// Which file a store is. Every write makes another one.
-struct Identity {
-  dev_t device;
-  ino_t number;
-  struct timespec changed;
-};
-
-std::optional<Identity> identityOf(const std::string& file) {
-  struct stat status;
-  if (lstat(file.c_str(), &status) != 0) return std::nullopt;
-  return Identity{status.st_dev, status.st_ino, status.st_ctim};
-}
-
-bool operator==(const Identity& left, const Identity& right) {
-  return left.device == right.device && left.number == right.number && left.changed.tv_sec == right.changed.tv_sec &&
-         left.changed.tv_nsec == right.changed.tv_nsec;
-}
-
-/// The stores that this process was the last to write, as far as it knows.
+/// The stores for which this process has declared a type, and the text that it has put into each.
 struct OwnedStores {
   std::mutex mutex;
-  std::map<std::string, Identity> byFile;
+  std::map<std::string, std::string> ownersByFile;
 };
 
 OwnedStores& ownedStores() {
@@ -83,42 +67,50 @@ OwnedStores& ownedStores() {
   return *stores;
 }
 
-void writeStore(const OptionalString& file, const std::string& type, PropertyListValue::Array content) {
-  if (!file) return;
+/// What the store has under a type.
+PropertyListValue::Array contentOf(const OptionalString& file, const std::string& type) {
+  const auto store = readStore(file);
+  if (!store) return {};
+  const auto content = store->find(type);
+  const PropertyListValue::Array* values = content != store->end() ? content->second.asArray() : nullptr;
+  return values != nullptr ? *values : PropertyListValue::Array();
+}
+
+void writeStore(const std::string& file, const std::string& type, PropertyListValue::Array content) {
   const OptionalString text = property_list::toXml(
       PropertyListValue(PropertyListValue::Dictionary{{type, PropertyListValue(std::move(content))}}));
   Attributes ownerOnly;
   ownerOnly.mode = 0600;
-  const bool isWritten = text && createFile(*file, *text, ownerOnly);  // in a private folder it is never open to others
-  const std::optional<Identity> identity = isWritten ? identityOf(*file) : std::nullopt;
-  if (identity) ownedStores().byFile[*file] = *identity;
+  if (text) (void)createFile(file, *text, ownerOnly);  // in a private folder it is never open to others
 }
 
 }  // namespace
 
 void declarePasteboardType(const std::string& pasteboard, const std::string& type) {
+  const OptionalString file = storeFile(pasteboard, IfMissing::MakeFolder);
+  if (!file) return;
   const std::lock_guard<std::mutex> lock(ownedStores().mutex);
-  writeStore(storeFile(pasteboard, IfMissing::MakeFolder), type, {});
+  const std::string owner = ownedStores().ownersByFile[*file] = randomName("");
+  writeStore(*file, type, {owner});
 }
 
 void setPasteboardPropertyList(const std::string& pasteboard, const std::string& type, const PropertyListValue& value) {
-  const std::lock_guard<std::mutex> lock(ownedStores().mutex);
   const OptionalString file = storeFile(pasteboard, IfMissing::Leave);
   if (!file) return;
-  const auto owned = ownedStores().byFile.find(*file);
-  if (owned == ownedStores().byFile.end() || !(identityOf(*file) == owned->second)) return;
-  const auto store = readStore(file);
-  if (store && store->count(type) != 0) writeStore(file, type, {value});
+  const std::lock_guard<std::mutex> lock(ownedStores().mutex);
+  const auto owned = ownedStores().ownersByFile.find(*file);
+  const PropertyListValue::Array content = contentOf(file, type);
+  if (owned == ownedStores().ownersByFile.end() || content.empty() ||
+      content.front() != PropertyListValue(owned->second)) {
+    return;
+  }
+  writeStore(*file, type, {owned->second, value});
 }
 
 std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type) {
-  const auto store = readStore(storeFile(pasteboard, IfMissing::Leave));
-  if (!store) return std::nullopt;
-  const auto content = store->find(type);
-  if (content == store->end()) return std::nullopt;
-  const PropertyListValue::Array* values = content->second.asArray();
-  if (values == nullptr || values->empty()) return std::nullopt;
-  return values->front();
+  const PropertyListValue::Array content = contentOf(storeFile(pasteboard, IfMissing::Leave), type);
+  if (content.size() < 2) return std::nullopt;
+  return content[1];
 }
 
 }  // namespace hotfix::platform

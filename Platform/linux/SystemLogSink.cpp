@@ -57,7 +57,7 @@ void sendToSystemLog(LogLevel level, const std::string& message) {
   const int number = static_cast<int>(level);
   if ((setlogmask(0) & LOG_MASK(number)) == 0) return;
   const std::string line =
-      "<" + std::to_string(LOG_USER | number) + ">" + logTime() + " " + programName() + ": " + message.c_str();
+      "<" + std::to_string(LOG_USER | number) + ">" + logTime() + " " + programName() + ": " + message;
   if (!send(SOCK_DGRAM, line)) (void)send(SOCK_STREAM, line + '\0');
 }
 

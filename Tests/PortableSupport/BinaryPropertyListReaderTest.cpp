@@ -261,9 +261,6 @@ TEST(BinaryPropertyListReaderTest, ListThatHoldsItselfIsRefused) {
   }
 }
 
-/// Enough for what the lists seem to hold, and soon used up by what they do hold.
-constexpr property_list::Limits kFewValues{10'000, 0};
-
 TEST(BinaryPropertyListReaderTest, ListThatUnfoldsWithoutEndIsRefused) {
   BinaryList list;
   list.offsetSize = 2;
@@ -271,7 +268,7 @@ TEST(BinaryPropertyListReaderTest, ListThatUnfoldsWithoutEndIsRefused) {
     list.objects.push_back(list.dictionary({51, 52}, {number + 1, number + 1}));
   }
   list.objects.insert(list.objects.end(), {"\x33" + bigEndian(0.5), BinaryList::ascii("a"), BinaryList::ascii("b")});
-  EXPECT_FALSE(property_list::read(list.bytes(), nullptr, kFewValues));
+  expectBinaryRefused(list.bytes());
 }
 
 TEST(BinaryPropertyListReaderTest, ManyObjectsInTheSameBytesAreRefused) {
@@ -287,9 +284,18 @@ TEST(BinaryPropertyListReaderTest, ManyObjectsInTheSameBytesAreRefused) {
   std::string table = bigEndian(8, 3);
   for (std::uint64_t number = 0; number < kCount; ++number) table += bigEndian(8 + root.size(), 3);
   table += bigEndian(8 + root.size() + shared.size(), 3);
-  const std::string bytes = list.withTrailer(list.mark + root + shared + "\x09", table, kCount + 2);
-  EXPECT_TRUE(property_list::isBinary(bytes));
-  EXPECT_FALSE(property_list::read(bytes, nullptr, kFewValues));
+  expectBinaryRefused(list.withTrailer(list.mark + root + shared + "\x09", table, kCount + 2));
+}
+
+TEST(BinaryPropertyListReaderTest, RepeatedCollectionsUnfoldToLimitedValues) {
+  EXPECT_EQ(property_list::Limits().repeatedValues, 10'000U);
+  BinaryList list({"", "", "\x09"});
+  list.offsetSize = 2;
+  list.objects[1] = list.array(std::vector<std::uint64_t>(99, 2));
+  for (const size_t count : {size_t{102}, size_t{103}}) {
+    list.objects[0] = list.array(std::vector<std::uint64_t>(count, 1));  // a list of 166 bytes and one for each of them
+    EXPECT_EQ(property_list::read(list.bytes()).has_value(), 1 + count * 100 <= 10'000 + 166 + count) << count;
+  }
 }
 
 TEST(BinaryPropertyListReaderTest, RepeatedTextsUnfoldToLimitedBytes) {

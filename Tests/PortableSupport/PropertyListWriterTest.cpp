@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <iterator>
 #include <limits>
-#include <locale>
 #include <string>
 
 #include "Support/PropertyListReader.h"
@@ -103,21 +102,6 @@ TEST(PropertyListWriterTest, SpecialRealsHaveNames) {
   EXPECT_EQ(writtenReal(std::numeric_limits<double>::quiet_NaN()), "nan");
   EXPECT_EQ(writtenReal(std::numeric_limits<double>::infinity()), "+infinity");
   EXPECT_EQ(writtenReal(-std::numeric_limits<double>::infinity()), "-infinity");
-}
-
-TEST(PropertyListWriterTest, GlobalLocaleChangesNoNumber) {
-  class CommaPunctuation : public std::numpunct<char> {
-   protected:
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-  };
-  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new CommaPunctuation));
-  const std::string text = writtenReal(1234567.5);
-  const std::string number = written(PropertyListValue::integer(1234567));
-  std::locale::global(before);
-  EXPECT_EQ(text, "1234567.5");
-  EXPECT_EQ(number, list("<integer>1234567</integer>\n"));
 }
 
 TEST(PropertyListWriterTest, DatesAreUtcSeconds) {
