@@ -116,6 +116,7 @@ TEST_P(StepRowTest, IsHowTheStepEnds) {
       [this] {
         files().makeFile(inside("/Users/alice/precious"));
         giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), "/Users/alice/precious");
+        giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), data);
         EXPECT_EQ(
             link((files() / inside("/Users/alice/precious")).c_str(), (files() / inside(data + "/second")).c_str()), 0);
       },
