@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Platform/LocalTime.h"
 #include "Platform/SystemLog.h"
+#include "Support/OptionalString.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 namespace hotfix {
