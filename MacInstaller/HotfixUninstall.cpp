@@ -121,7 +121,7 @@ void HotfixUninstall::startProvisioning() {
        {"Running the platform to remove the hotfix, 1 of 2", "Running the platform to remove the hotfix, 2 of 2"}) {
     progress::Step step(run);
     const OptionalString error = platform::runAndWait(launcher, arguments);
-    if (error && _failure.empty()) _failure = launchReason(launcher, *error);
+    _failure = error ? launchReason(launcher, *error) : "";  // the last launch is the one that leaves a result
     step.end(launchResult(launcher, error));
   }
 }

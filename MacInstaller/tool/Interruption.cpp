@@ -73,6 +73,7 @@ void handleSignal(int signal) {
   struct sigaction ignored = {};
   ignored.sa_handler = SIG_IGN;
   (void)sigaction(SIGPIPE, &ignored, nullptr);  // nobody may be reading any more
+  (void)sigaction(SIGXFSZ, &ignored, nullptr);
   Message message;
   message.add(isTerminal ? "\nhotfixUninstall was ended by " : "hotfixUninstall was ended by ");
   message.add(nameOf(signal));
