@@ -177,7 +177,7 @@ void JavaProperties::load() {
 void JavaProperties::initDictionary() {
   OptionalString contents = _fileBelow ? _fileBelow->read() : platform::readFile(*_file);
   if (!contents) {
-    _isFileUnread = _fileBelow ? _fileBelow->isThere() : platform::exists(*_file);
+    _isFileUnread = _fileBelow ? _fileBelow->isThere() : !platform::isMissing(*_file);
     return;
   }
   // Of short lines, which may all be empty, so many need not be expected.
@@ -223,7 +223,7 @@ void JavaProperties::removePropertyForKey(const OptionalString& key) {
 
 /// Whether a save to this file would lose what it holds, as that is not known.
 bool JavaProperties::wouldLose(const std::string& target) const {
-  if (!platform::exists(target)) return false;
+  if (platform::isMissing(target)) return false;
   const bool isBackingFile =
       _file && (target == *_file || platform::resolvedPath(target) == platform::resolvedPath(*_file));
   return isBackingFile ? _isFileUnread : !platform::readFile(target);

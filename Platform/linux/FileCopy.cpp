@@ -33,7 +33,7 @@ int copyData(int from, int to, off_t size) {
     const ssize_t count = retried([&] { return copy_file_range(from, nullptr, to, nullptr, kChunk * 128, 0); });
     if (count > 0) {
       copied += count;
-      if (copied == size) return 0;  // what it has grown to since is not waited for
+      if (copied >= size) return 0;  // what it has grown to since is not waited for
       continue;
     }
     if (copied == 0) return copyByReading(from, to);  // this file system cannot

@@ -218,8 +218,10 @@ bool createFolder(const std::string& path, Parents parents, const Attributes& at
 // ----- Whole files -----
 
 OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
-  const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY);
   struct stat status;
+  // Opening some devices does something.
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY);
   if (!file || !isRegular(file.get(), status)) return std::nullopt;
   return contentsOf(file, status, mostBytes);
 }
