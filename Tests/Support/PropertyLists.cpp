@@ -74,7 +74,8 @@ std::string repeated(const std::string& text, size_t count) {
 
 std::string bigEndian(std::uint64_t number, size_t size) {
   std::string bytes;
-  for (size_t index = size; index-- > 0;) bytes += byte(index < 8 ? static_cast<unsigned>(number >> (8 * index) & 0xFFU) : 0U);
+  for (size_t index = size; index-- > 0;)
+    bytes += byte(index < 8 ? static_cast<unsigned>(number >> (8 * index) & 0xFFU) : 0U);
   return bytes;
 }
 
