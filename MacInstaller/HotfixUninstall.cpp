@@ -54,14 +54,14 @@ bool HotfixUninstall::uninstallOldHotfix() {
     progress::fail("the home folder went away, or cannot be reached any more");
     return false;
   }
-  if (!copyUninstallManifest()) return false;
+  if (!progress::checked("uninstall manifest", copyUninstallManifest())) return false;
   _instance->backupInstallManifest();  // Not a fatal error: an instance without an install manifest has no backup.
   _instance->updateProvisionManifestVersion(InstallUtil::generateNewManifestVersion());
   startProvisioning();
   // Before the outcome is known, and also when it is a failure: on purpose.
   _instance->updateHotfixVersion(std::nullopt);
 
-  if (_instance->getProvisioningResult() == -1) {
+  if (!progress::checked("platform's result", _instance->getProvisioningResult() == 0)) {
     // The result file stays, for whoever looks into the failure.
     platform::log(LogLevel::Error, "%s", kUnexpectedResults);
     platform::printLine(kUnexpectedResults);

@@ -25,6 +25,7 @@ namespace {
 constexpr std::int32_t kSuccess = 0;
 constexpr std::int32_t kFailure = 1;
 constexpr char kAction[] = "HOTFIX_UNINSTALL";
+constexpr char kRunningCheck[] = "not running";
 
 OptionalString optionalText(const char* text) { return text != nullptr ? OptionalString(text) : std::nullopt; }
 
@@ -63,22 +64,29 @@ bool failed(const std::string& reason) {
 /// \param[out] instance the service for the instance, made when the checks come to need it.
 bool passesChecks(const OptionalString& home, const OptionalString& data, std::optional<InstanceService>& instance) {
   const progress::Step step("Checking the instance");
-  if (!home || home->empty()) return failed("no home folder was given");
-  if (!platform::exists(*home)) return failed("there is no " + *home);
+  if (!progress::checked("home given", home && !home->empty())) return failed("no home folder was given");
+  if (!progress::checked("home exists", platform::exists(*home))) return failed("there is no " + *home);
 
   platform::log(LogLevel::Info, "Check whether the unsupported characters are contained.");
-  if (InstallUtil::containUnSupportedCharacters(home)) return failed(refusedCharacter(*home));
+  if (!progress::checked("characters", !InstallUtil::containUnSupportedCharacters(home))) {
+    return failed(refusedCharacter(*home));
+  }
 
   platform::log(LogLevel::Info, "Check whether the target platform is installed.");
   instance.emplace(home, data);
-  if (!instance->hasInstanceInstalled()) {
+  if (!progress::checked("instance installed", instance->hasInstanceInstalled())) {
     return failed("no instance is installed in " + *home + ", as it has no deploy/install.xml");
   }
 
   platform::log(LogLevel::Info, "Check whether platform is running.");
   const OptionalString bundle = InstallUtil::getBundlePath(home);
-  if (!bundle) return failed(*home + " lies in no application bundle (NAME.app/Contents/MacOS)");
-  if (!instance->isHotfixInstallWithSkipRunningCheck() && InstallUtil::checkBundleIsRunning(*bundle)) {
+  if (!progress::checked("in a bundle", bundle.has_value())) {
+    return failed(*home + " lies in no application bundle (NAME.app/Contents/MacOS)");
+  }
+  if (instance->isHotfixInstallWithSkipRunningCheck()) {
+    return progress::checked(kRunningCheck, progress::CheckOutcome::Skipped);
+  }
+  if (!progress::checked(kRunningCheck, !InstallUtil::checkBundleIsRunning(*bundle))) {
     return failed(progress::isHeard() ? runningProcess(*bundle) : "");
   }
   return true;

@@ -21,6 +21,17 @@ OptionalString loginName();
 /// (`sudo USER=name …`, or set_logname in sudoers(5)).
 OptionalString invokingUserName();
 
+/// Whether the process has the rights of root.
+bool hasRootRights();
+
+/// Name of the account that called sudo(8), by SUDO_UID, when that is not root and the invoking user is: what is given
+/// to the invoking user goes to root then. None otherwise.
+OptionalString callerHiddenBySudo();
+
+/// The name of an account or a group; none when the database does not know its number.
+OptionalString accountName(uid_t userId);
+OptionalString groupName(gid_t groupId);
+
 /// Home folder of the user that loginName stands for, by the account database; HOME only when it has no entry.
 OptionalString homeFolder();
 

@@ -18,6 +18,11 @@ void fail(const std::string& reason) {
   if (Listener* listener = currentListener) listener->fail(reason);
 }
 
+bool checked(const char* check, CheckOutcome outcome) {
+  if (Listener* listener = currentListener) listener->checked(check, outcome);
+  return outcome != CheckOutcome::Failed;
+}
+
 void goOn() {
   if (Listener* listener = currentListener) listener->goOn();
 }

@@ -7,9 +7,18 @@
 /// it unless the program has set a listener, which of ours only the command does, and only at a terminal.
 namespace hotfix::progress {
 
+/// How a check ended that an operation makes before it goes on.
+enum class CheckOutcome { Passed, Failed, Skipped };
+
 class Listener {
  public:
   virtual ~Listener() = default;
+
+  /// A check was made. \a check is a literal.
+  virtual void checked(const char* check, CheckOutcome outcome) {
+    (void)check;
+    (void)outcome;
+  }
 
   /// A step begins; it ends before the next one does.
   virtual void begin(const char* step) = 0;
@@ -30,6 +39,12 @@ bool isHeard();
 
 /// Tells why something failed. Of several reasons for one failure the first counts.
 void fail(const std::string& reason);
+
+/// Tells how a check ended. \return whether the operation may go on.
+bool checked(const char* check, CheckOutcome outcome);
+inline bool checked(const char* check, bool isPassed) {
+  return checked(check, isPassed ? CheckOutcome::Passed : CheckOutcome::Failed);
+}
 
 /// Tells that the step still lasts.
 void goOn();

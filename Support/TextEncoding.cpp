@@ -127,6 +127,18 @@ std::string utf8FromUtf16(std::u16string_view utf16) {
   return result;
 }
 
+std::string sanitized(std::string_view utf8) {
+  // Some terminals take bytes that are no UTF-8 for control characters. In UTF-8, those from U+0080 on begin with 0xC2
+  // and go on with less than 0xA0.
+  std::string result = utf8FromUtf16(utf16FromUtf8(utf8));
+  for (size_t at = 0; at < result.size(); ++at) {
+    const auto byte = [&result](size_t index) { return static_cast<unsigned char>(result[index]); };
+    if (byte(at) < 0x20 || byte(at) == 0x7F) result[at] = '?';
+    if (byte(at) == 0xC2 && byte(at + 1) < 0xA0) result.replace(at, 2, "?");
+  }
+  return result;
+}
+
 std::string utf8FromLatin1(std::string_view latin1) {
   std::string result;
   result.reserve(latin1.size());

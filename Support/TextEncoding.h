@@ -16,6 +16,9 @@ std::u16string utf16FromUtf8(std::string_view utf8);
 /// UTF-8 of UTF-16 code units. A lone surrogate, which has no UTF-8 form, becomes U+FFFD.
 std::string utf8FromUtf16(std::u16string_view utf16);
 
+/// A text that cannot control a terminal: control characters become "?", ill-formed bytes U+FFFD.
+std::string sanitized(std::string_view utf8);
+
 /// UTF-8 of ISO-8859-1 bytes, one byte one character. Never fails.
 std::string utf8FromLatin1(std::string_view latin1);
 

@@ -16,3 +16,12 @@ endif()
 foreach(dependency IN LISTS dependencies)
   find_package(${dependency} REQUIRED)
 endforeach()
+
+# nlohmann/json, headers only, for the documents of hotfixInspect. Alone in a folder: a cross build must not find the
+# machine's other headers beside it.
+find_path(NLOHMANN_JSON_INCLUDE_FOLDER nlohmann/json.hpp PATHS /usr/include /usr/local/include /opt/homebrew/include
+  NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/nlohmannJson)
+file(CREATE_LINK ${NLOHMANN_JSON_INCLUDE_FOLDER}/nlohmann ${PROJECT_BINARY_DIR}/nlohmannJson/nlohmann SYMBOLIC)
+add_library(nlohmannJson INTERFACE)
+target_include_directories(nlohmannJson SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/nlohmannJson)

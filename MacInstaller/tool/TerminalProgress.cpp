@@ -34,19 +34,6 @@ void write(const std::string& text) {
   }
 }
 
-/// A text that cannot drive the terminal: a path may hold anything. Bytes that are no UTF-8 are replaced first, as some
-/// terminals take them for control characters. In UTF-8, those from 0x80 on begin with 0xC2 and go on with less than
-/// 0xA0.
-std::string harmless(const std::string& text) {
-  std::string result = text::utf8FromUtf16(text::utf16FromUtf8(text));
-  for (size_t at = 0; at < result.size(); ++at) {
-    const auto byte = [&result](size_t index) { return static_cast<unsigned char>(result[index]); };
-    if (byte(at) < 0x20 || byte(at) == 0x7F) result[at] = '?';
-    if (byte(at) == 0xC2 && byte(at + 1) < 0xA0) result.replace(at, 2, "?");
-  }
-  return result;
-}
-
 }  // namespace
 
 TerminalProgress::TerminalProgress() : _isTerminal(isatty(STDERR_FILENO) == 1) {
@@ -105,9 +92,9 @@ void TerminalProgress::fail(const std::string& reason) {
 
 void TerminalProgress::sayFailure(const OptionalString& trace) const {
   if (!_isTerminal) return;
-  const std::string sentence = kFailed + (_reason.empty() ? std::string() : ": " + harmless(_reason)) + ".";
+  const std::string sentence = kFailed + (_reason.empty() ? std::string() : ": " + text::sanitized(_reason)) + ".";
   write((_hasColours ? kBoldRed + sentence + kPlain : sentence) + "\n");
-  write("What was done is told in " + (trace ? harmless(*trace) : std::string("the system log")) + ".\n");
+  write("What was done is told in " + (trace ? text::sanitized(*trace) : std::string("the system log")) + ".\n");
 }
 
 }  // namespace hotfix

@@ -19,6 +19,7 @@ struct Account {
 std::optional<Account> accountNamed(const std::string& name);
 std::optional<Account> accountWithId(uid_t userId);
 std::optional<gid_t> groupNamed(const std::string& name);
+OptionalString groupWithId(gid_t groupId);
 
 /// The account that called sudo(8), by its number in the environment variable SUDO_UID; none without it.
 std::optional<Account> sudoCaller();

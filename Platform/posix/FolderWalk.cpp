@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace hotfix::platform {
@@ -20,8 +22,7 @@ struct Level {
   std::string name;          // in the parent
   std::string subfolders;    // names still to enter, each with its NUL
   size_t nextSubfolder = 0;  // where the next of them begins
-
-  WalkedFolder folder() const { return {open.get(), status}; }
+  size_t pathLength = 0;
 };
 
 class Walk {
@@ -49,15 +50,16 @@ class Walk {
     Level level;
     level.open = ScopedFolder(std::move(descriptor));
     level.name = name;
-    if (fstat(level.open.get(), &level.status) != 0) return _visitor.missedEntries();
+    level.pathLength = _path.size();
+    if (fstat(level.open.get(), &level.status) != 0) return _visitor.missedEntries(_path);
     DIR* const stream = level.open.stream();
-    if (stream == nullptr && !_visitor.missedEntries()) return false;
-    const WalkedFolder folder = level.folder();
+    if (stream == nullptr && !_visitor.missedEntries(_path)) return false;
+    const WalkedFolder folder = asWalked(level);
     while (stream != nullptr) {
       errno = 0;
       const dirent* entry = readdir(stream);
       if (entry == nullptr) {
-        if (errno != 0 && !_visitor.missedEntries()) return false;
+        if (errno != 0 && !_visitor.missedEntries(_path)) return false;
         break;
       }
       if (isDotName(entry->d_name)) continue;
@@ -82,13 +84,15 @@ class Walk {
     ScopedFd below = open();
     if (!below) {
       bool isToBeTriedAgain = false;
-      if (!_visitor.visitClosedFolder(level.folder(), name.c_str(), &isToBeTriedAgain)) return false;
+      if (!_visitor.visitClosedFolder(asWalked(level), name.c_str(), &isToBeTriedAgain)) return false;
       if (!isToBeTriedAgain) return true;
       below = open();
-      if (!below) return _visitor.missedEntries();
+      if (!below) return _visitor.missedEntries(_path + "/" + name);
     }
     const size_t depth = _levels.size();
+    _path += "/" + name;
     if (!enter(std::move(below), name)) return false;
+    _path.resize(_levels.back().pathLength);
     if (_levels.size() > depth && depth > kOpenLevels) _levels[depth - 1].open = ScopedFolder();
     return true;
   }
@@ -97,8 +101,11 @@ class Walk {
     const Level below = std::move(_levels.back());
     _levels.pop_back();
     if (_levels.empty()) return true;  // the top itself is not part of the walk
-    if (!_levels.back().open && !openAgain(below)) return _visitor.missedEntries();
-    return _visitor.leaveFolder(below.folder(), _levels.back().folder(), below.name.c_str());
+    const bool isOpen = _levels.back().open || openAgain(below);
+    const bool goesOn = isOpen ? _visitor.leaveFolder(asWalked(below), asWalked(_levels.back()), below.name.c_str())
+                               : _visitor.missedEntries(_path.substr(0, _levels.back().pathLength));
+    _path.resize(_levels.back().pathLength);
+    return goesOn;
   }
 
   /// Opens the innermost level as the parent of the folder that was left. When that folder was moved elsewhere
@@ -116,8 +123,13 @@ class Walk {
     return false;
   }
 
+  WalkedFolder asWalked(const Level& level) const {
+    return {level.open.get(), level.status, std::string_view(_path).substr(0, level.pathLength)};
+  }
+
   FolderVisitor& _visitor;
   std::vector<Level> _levels;
+  std::string _path;  // of the innermost level, below the top
 };
 
 }  // namespace

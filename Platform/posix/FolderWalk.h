@@ -3,6 +3,9 @@
 
 #include <sys/stat.h>
 
+#include <string>
+#include <string_view>
+
 #include "Platform/posix/Descriptors.h"
 
 namespace hotfix::platform {
@@ -10,7 +13,8 @@ namespace hotfix::platform {
 /// A folder that a walk has open.
 struct WalkedFolder {
   int descriptor;
-  struct stat status;  ///< as it was when the walk came to it
+  struct stat status;     ///< as it was when the walk came to it
+  std::string_view path;  ///< below the top, each name after a "/"; empty for the top itself
 };
 
 /// What is done with the entries that a walk meets. An answer of false ends the walk.
@@ -27,8 +31,9 @@ class FolderVisitor {
   /// A folder that could not be opened; \a isToBeTriedAgain may be set when that makes sense now.
   virtual bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool* isToBeTriedAgain) = 0;
 
-  /// Something below that the walk could not reach: a folder was moved away meanwhile, or a listing failed.
-  virtual bool missedEntries() = 0;
+  /// Something that the walk could not reach, at or below this path: a folder was moved away meanwhile, or a listing
+  /// failed.
+  virtual bool missedEntries(const std::string& path) = 0;
 };
 
 /// Walks everything below an open folder, each folder after its content.

@@ -25,7 +25,7 @@ class Remover : public FolderVisitor {
     return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0;  // an empty one need not be read
   }
 
-  bool missedEntries() override { return false; }
+  bool missedEntries(const std::string&) override { return false; }
 
   static bool isNotEmpty(int error) { return error == ENOTEMPTY || error == EEXIST; }
 };
