@@ -68,7 +68,7 @@ bool passesChecks(const OptionalString& home, const OptionalString& data, std::o
   if (!progress::checked("home exists", platform::exists(*home))) return failed("there is no " + *home);
 
   platform::log(LogLevel::Info, "Check whether the unsupported characters are contained.");
-  if (!progress::checked("characters", !InstallUtil::containUnSupportedCharacters(home))) {
+  if (!progress::checked("allowed characters", !InstallUtil::containUnSupportedCharacters(home))) {
     return failed(refusedCharacter(*home));
   }
 

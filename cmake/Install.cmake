@@ -9,8 +9,8 @@ set(pkg_config_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/hotfixUninstall)
 
 # A library that lies where the system does not look for it is found there by the installed tool too.
-set_target_properties(hotfixUninstall PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
-install(TARGETS hotfixUninstall RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+set_target_properties(hotfixUninstall hotfixInspect PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
+install(TARGETS hotfixUninstall hotfixInspect RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(TARGETS hotfixUninstallLibrary EXPORT hotfixUninstallTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${header_folder})
 
@@ -37,17 +37,20 @@ install(FILES Platform/FileManager.h Platform/Ownership.h DESTINATION ${header_f
 install(FILES Support/OptionalString.h Support/PropertyListValue.h DESTINATION ${header_folder}/Support)
 
 # The second name of a page is a link to it.
-install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES docs/man/hotfixUninstall.8 docs/man/hotfixInspect.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 install(FILES docs/man/RCPUninstallHotfixEx.3 docs/man/RCPUninstallHotfix.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
 # Completions, where the shells look for them below the prefix.
-install(FILES completions/hotfixUninstall.bash RENAME hotfixUninstall
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES completions/_hotfixUninstall DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
-install(FILES completions/hotfixUninstall.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+foreach(program hotfixUninstall hotfixInspect)
+  install(FILES completions/${program}.bash RENAME ${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES completions/_${program} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+  install(FILES completions/${program}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endforeach()
 
-install(FILES CHANGELOG.md SECURITY.md docs/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES CHANGELOG.md SECURITY.md docs/operations.md docs/hotfixInspect.schema.json
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 install(EXPORT hotfixUninstallTargets NAMESPACE hotfixUninstall:: DESTINATION ${package_folder})
 configure_package_config_file(cmake/hotfixUninstallConfig.cmake.in ${PROJECT_BINARY_DIR}/hotfixUninstallConfig.cmake

@@ -52,11 +52,6 @@ struct Arguments {
   std::string error;
 };
 
-bool isResult(const std::string& text) {
-  const size_t begin = text.compare(0, 1, "-") == 0 ? 1 : 0;
-  return text.size() > begin && text.size() < 12 && text.find_first_not_of("0123456789", begin) == std::string::npos;
-}
-
 Arguments read(const std::vector<std::string>& words) {
   Arguments arguments;
   bool areOptions = true;
@@ -88,7 +83,6 @@ Arguments read(const std::vector<std::string>& words) {
     } else if (word == "--result") {
       OptionalString result;
       value(result);
-      if (result && *result != "none" && !isResult(*result)) arguments.error = *result + " is no result: N or none";
       arguments.result = result == OptionalString("none") ? std::nullopt : result;
     } else if (word == "--home") {
       OptionalString home;
@@ -119,7 +113,6 @@ int preview(const Arguments& arguments) {
   if (!arguments.operands.empty() || arguments.isAll) {
     return fail(arguments, "preview takes no operands: the home folder comes after -rcphome", kWrongUsage);
   }
-  if (!arguments.home) return fail(arguments, "preview needs -rcphome HOME", kWrongUsage);
   const Json document = previewDocument({arguments.home, arguments.data, arguments.result});
   const bool isGood = document::field(document, "exitStatus") == 0;
   return finish(arguments, document, isGood ? kGood : kWouldFail);
@@ -168,8 +161,9 @@ int inspect(const std::vector<std::string>& arguments) {
   if (read.verb == "preview") return preview(read);
   if (read.verb == "status") return status(read);
   if (read.verb == "verify") return verify(read);
-  return fail(read, read.verb.empty() ? "what is to be shown is missing: preview, status or verify"
-                                      : "there is no " + read.verb + ": preview, status or verify",
+  return fail(read,
+              read.verb.empty() ? "what is to be shown is missing: preview, status or verify"
+                                : "there is no " + read.verb + ": preview, status or verify",
               kWrongUsage);
 }
 

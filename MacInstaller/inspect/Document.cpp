@@ -81,12 +81,8 @@ const Json& field(const Json& object, const char* name) {
 Json fromStatus(const struct stat& status) {
   std::array<char, 8> mode{};
   std::snprintf(mode.data(), mode.size(), "%04o", static_cast<unsigned>(status.st_mode & 07777U));
-  Json json = {{"kind", kindOf(status.st_mode)},
-               {"uid", status.st_uid},
-               {"user", nullptr},
-               {"gid", status.st_gid},
-               {"group", nullptr},
-               {"mode", mode.data()}};
+  Json json = {{"kind", kindOf(status.st_mode)}, {"uid", status.st_uid}, {"user", nullptr},
+               {"gid", status.st_gid},           {"group", nullptr},     {"mode", mode.data()}};
   json["user"] = fromText(platform::accountName(status.st_uid));
   json["group"] = fromText(platform::groupName(status.st_gid));
   if (S_ISREG(status.st_mode)) json["size"] = status.st_size;

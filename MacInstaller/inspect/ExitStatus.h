@@ -19,8 +19,8 @@ enum ExitStatus {
   kInconsistent = 15,
   kNoInstance = 16,
 
-  kWrongUsage = 64,   // as sysexits(3) has them
-  kWrongInput = 65,   ///< verify: the earlier document cannot be used
+  kWrongUsage = 64,  // as sysexits(3) has them
+  kWrongInput = 65,  ///< verify: the earlier document cannot be used
   kNoMemory = 71,
   kNoOutput = 74
 };

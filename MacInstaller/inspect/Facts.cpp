@@ -87,8 +87,8 @@ void readLauncherProperties(Facts& facts) {
   const JavaProperties properties{OptionalString(file)};
   facts.manifestVersion = properties.getPropertyForKey("provisioning.manifest.version");
   facts.installId = properties.getPropertyForKey("rcp.install.id");
-  facts.isIdOfLastRun = !facts.manifestVersion ||
-                        (facts.installId && sortable(*facts.installId) >= sortable(*facts.manifestVersion));
+  facts.isIdOfLastRun =
+      !facts.manifestVersion || (facts.installId && sortable(*facts.installId) >= sortable(*facts.manifestVersion));
   if (facts.data) return;
   facts.data = properties.getPropertyForKey("rcp.data");
   const OptionalString userHome = platform::environmentVariable("HOME");
@@ -154,8 +154,8 @@ Facts readFacts(const std::string& home, const OptionalString& data) {
   facts.hasUpdateManifest = platform::exists(facts.inDeploy("install.update.xml"));
   facts.bundle = InstallUtil::getBundlePath(facts.home);
   if (facts.bundle) {
-    facts.bundleVersion = Properties(path::appending(*facts.bundle, "Contents/Info.plist"))
-                              .getTextForKey("CFBundleShortVersionString");
+    facts.bundleVersion =
+        Properties(path::appending(*facts.bundle, "Contents/Info.plist")).getTextForKey("CFBundleShortVersionString");
   }
   readRecords(facts);
   readFeatures(facts);

@@ -30,7 +30,7 @@ struct Facts {
   bool hasInstallManifest = false;
   bool hasUninstallManifest = false;
   bool hasUpdateManifest = false;
-  bool isUpdateOnly = false;  ///< the update manifest names features, and none to be uninstalled
+  bool isUpdateOnly = false;      ///< the update manifest names features, and none to be uninstalled
   std::vector<Feature> features;  ///< that the uninstall manifest removes, or the update manifest made of it
 
   bool hasRecords = false;

@@ -167,9 +167,9 @@ Json previewDocument(const PreviewArguments& arguments) {
   OptionalString home = arguments.home;
   if (home && !arguments.data) home = path::appending(*home, "rcp");  // as the tool does
   if (home) {
-    platform::preview::setPlatformResult(
-        {path::appending(*home, kLauncher), path::appending(path::deletingLastComponent(*home), kResultFile),
-         arguments.result});
+    platform::preview::setPlatformResult({path::appending(*home, kLauncher),
+                                          path::appending(path::deletingLastComponent(*home), kResultFile),
+                                          arguments.result});
   }
 
   Json document = document::newDocument("preview");

@@ -46,7 +46,7 @@ std::string padded(const std::string& text, size_t width) {
 
 /// A word as a shell takes it.
 std::string quoted(const std::string& word) {
-  static constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-./:=@_,";
+  static constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-./:=@_";
   if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;
   std::string result = "'";
   for (const char c : word) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
@@ -186,8 +186,8 @@ std::string shownList(const Json& document) {
     const std::string state = shownText(field(status, "state"));
     text += coloured(padded(state, 14), colourOf(state)) +
             padded(shownText(field(field(status, "versions"), "bundle")), 12) +
-            padded(shownText(field(field(status, "records"), "hotfixVersion")), 12) +
-            shownText(field(status, "home")) + "\n";
+            padded(shownText(field(field(status, "records"), "hotfixVersion")), 12) + shownText(field(status, "home")) +
+            "\n";
   }
   return text.empty() ? "There is no instance.\n" : text;
 }

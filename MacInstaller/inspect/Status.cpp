@@ -25,9 +25,12 @@ struct StateName {
   const char* name;
   int exitStatus;
 };
-constexpr StateName kStates[] = {{"none", kNone},           {"removable", kRemovable},
-                                 {"removed", kRemoved},     {"failed", kFailed},
-                                 {"interrupted", kInterrupted}, {"inconsistent", kInconsistent},
+constexpr StateName kStates[] = {{"none", kNone},
+                                 {"removable", kRemovable},
+                                 {"removed", kRemoved},
+                                 {"failed", kFailed},
+                                 {"interrupted", kInterrupted},
+                                 {"inconsistent", kInconsistent},
                                  {"no-instance", kNoInstance}};
 
 /// A state and what shows it.
@@ -52,8 +55,8 @@ Judgement judge(const Facts& facts) {
   const bool areRecordsLeft = facts.bundleId.has_value() || facts.skipRunningCheck.has_value();
   if (facts.hasUninstallManifest) {
     if (isRecorded) return is("removable", "a hotfix is recorded and its uninstall manifest is there");
-    return is("inconsistent", facts.inDeploy("uninstall.hotfix.xml") + " is there, and no hotfix is recorded in " +
-                                  facts.recordsFile);
+    return is("inconsistent",
+              facts.inDeploy("uninstall.hotfix.xml") + " is there, and no hotfix is recorded in " + facts.recordsFile);
   }
   if (!facts.hasUpdateManifest) {
     if (!isRecorded && !areRecordsLeft) return is("none", "no hotfix is recorded, and there is no uninstall manifest");
@@ -61,8 +64,8 @@ Judgement judge(const Facts& facts) {
                                   ", and neither its uninstall manifest nor a copy of it is in " + facts.deploy);
   }
   if (isRecorded) {
-    return is("interrupted", "the uninstall manifest is consumed, and the hotfix is still recorded in " +
-                                 facts.recordsFile);
+    return is("interrupted",
+              "the uninstall manifest is consumed, and the hotfix is still recorded in " + facts.recordsFile);
   }
   const bool isBadResult = facts.resultCode && !facts.isGoodResult;
   if (areRecordsLeft) {
@@ -72,14 +75,16 @@ Judgement judge(const Facts& facts) {
       if (isBadResult) judgement.evidence.push_back("the platform's last result is " + *facts.resultCode);
       return judgement;
     }
-    return is("interrupted", "the uninstall manifest is consumed, the records that a removal clears last are still "
-                             "there, and the instance's ID is older than the manifest's version");
+    return is("interrupted",
+              "the uninstall manifest is consumed, the records that a removal clears last are still "
+              "there, and the instance's ID is older than the manifest's version");
   }
   if (facts.isUpdateOnly) return is("none", "no hotfix is recorded, and the last manifest uninstalls nothing");
   if (isBadResult) return is("failed", "the platform's last result is " + *facts.resultCode);
   if (!facts.isIdOfLastRun) {
-    return is("interrupted", "the records are cleared, and the instance's ID is older than the manifest's version: "
-                             "the passes after the removal are missing");
+    return is("interrupted",
+              "the records are cleared, and the instance's ID is older than the manifest's version: "
+              "the passes after the removal are missing");
   }
   return is("removed", "the uninstall manifest is consumed, and no hotfix is recorded");
 }
@@ -91,8 +96,7 @@ Json progressOf(const Facts& facts) {
                       step("platform left a result", facts.resultCode.has_value()),
                       step("hotfix version cleared", !facts.hotfixVersion),
                       step("running-check record cleared", !facts.skipRunningCheck),
-                      step("package record cleared", !facts.bundleId),
-                      step("new install ID", facts.isIdOfLastRun)});
+                      step("package record cleared", !facts.bundleId), step("new install ID", facts.isIdOfLastRun)});
 }
 
 Json uninstallCommand(const Facts& facts) {

@@ -95,8 +95,8 @@ std::string objectionTo(const Json& before) {
 Json verifyDocument(const Json& before) {
   const Facts now = readFacts(toText(field(before, "home")).value_or(""), toText(field(before, "data")));
   Points points;
-  points.add("instance", now.hasInstallManifest, now.inDeploy("install.xml") +
-                                                     (now.hasInstallManifest ? " is there" : " is missing"));
+  points.add("instance", now.hasInstallManifest,
+             now.inDeploy("install.xml") + (now.hasInstallManifest ? " is there" : " is missing"));
   points.add("manifest consumed", now.hasHome && !now.hasUninstallManifest && now.hasUpdateManifest,
              now.hasUninstallManifest ? now.inDeploy("uninstall.hotfix.xml") + " is still there"
              : now.hasUpdateManifest  ? now.inDeploy("install.update.xml") + " was made of it"
@@ -108,8 +108,8 @@ Json verifyDocument(const Json& before) {
   }
   addFeatures(points, before);
   addReceipt(points, before);
-  const bool areCleared = now.hasRecords && !now.areRecordsDamaged && !now.hotfixVersion && !now.skipRunningCheck &&
-                          !now.bundleId;
+  const bool areCleared =
+      now.hasRecords && !now.areRecordsDamaged && !now.hotfixVersion && !now.skipRunningCheck && !now.bundleId;
   points.add("records cleared", areCleared,
              now.areRecordsDamaged ? now.recordsFile + " cannot be read"
              : !now.hasRecords     ? "there is no " + now.recordsFile

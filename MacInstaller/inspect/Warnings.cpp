@@ -43,7 +43,8 @@ OptionalString writableByOthers(std::string path) {
 }
 
 void warnOfUsers(Warnings& warnings) {
-  if (!platform::hasRootRights()) warnings.add("not-root", "Not run by root: what needs root's rights is shown as it would fail.");
+  if (!platform::hasRootRights())
+    warnings.add("not-root", "Not run by root: what needs root's rights is shown as it would fail.");
   if (const OptionalString caller = platform::callerHiddenBySudo()) {
     warnings.add("user-is-root", "USER is root, so the workspace will belong to root. To give it to " + *caller +
                                      ": sudo USER=" + *caller + " hotfixUninstall ...");
@@ -57,7 +58,8 @@ void warnOfInstance(Warnings& warnings, const std::string& home) {
     if (!skip) {
       warnings.add("running-check-skipped", records + " has no SKIPRUNNINGCHECK: the running check is skipped.");
     } else if (*skip == PropertyListValue("true")) {
-      warnings.add("running-check-skipped", "SKIPRUNNINGCHECK is true in " + records + ": the running check is skipped.");
+      warnings.add("running-check-skipped",
+                   "SKIPRUNNINGCHECK is true in " + records + ": the running check is skipped.");
     }
   }
   if (!platform::exists(path::appending(home, "collectionutility.jar"))) {
@@ -67,7 +69,8 @@ void warnOfInstance(Warnings& warnings, const std::string& home) {
   if (!platform::exists(launcher)) {
     warnings.add("no-launcher", "There is no " + launcher + ": the platform cannot be run.");
   } else if (const OptionalString writable = writableByOthers(launcher)) {
-    warnings.add("launcher-writable", *writable + " can be changed by somebody else: root would run what is put there.");
+    warnings.add("launcher-writable",
+                 *writable + " can be changed by somebody else: root would run what is put there.");
   }
   struct statvfs volume;
   if (statvfs(home.c_str(), &volume) == 0 &&

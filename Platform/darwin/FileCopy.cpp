@@ -1,11 +1,11 @@
 #include "Platform/posix/FileCopy.h"
-#include "Platform/posix/FileJudgements.h"
 
 #include <copyfile.h>
 #include <sys/attr.h>
 #include <unistd.h>
 
 #include "Platform/posix/EntryAttributes.h"
+#include "Platform/posix/FileJudgements.h"
 
 namespace hotfix::platform {
 

@@ -35,8 +35,9 @@ class AttributeChange {
     if (_wanted.isRight(status)) return true;
     if (_wanted.isRefused(status)) return false;
     return (!_wanted.needsMode(status) || changeHeldMode(held.get(), *_wanted.mode())) &&
-           (!_wanted.needsOwner(status) || (changeHeldOwner(held.get(), _wanted.owner(), _wanted.group()) &&
-                                    (!_wanted.losesSetIdBits(status) || changeHeldMode(held.get(), *_wanted.mode()))));
+           (!_wanted.needsOwner(status) ||
+            (changeHeldOwner(held.get(), _wanted.owner(), _wanted.group()) &&
+             (!_wanted.losesSetIdBits(status) || changeHeldMode(held.get(), *_wanted.mode()))));
   }
 
   /// For a folder that is open for reading.
@@ -51,8 +52,9 @@ class AttributeChange {
   bool changeByName(int folder, const char* name, const struct stat& status) const {
     if (_wanted.isRefused(status)) return false;
     return (!_wanted.needsMode(status) || fchmodat(folder, name, *_wanted.mode(), 0) == 0) &&
-           (!_wanted.needsOwner(status) || (fchownat(folder, name, _wanted.owner(), _wanted.group(), AT_SYMLINK_NOFOLLOW) == 0 &&
-                                    (!_wanted.losesSetIdBits(status) || fchmodat(folder, name, *_wanted.mode(), 0) == 0)));
+           (!_wanted.needsOwner(status) ||
+            (fchownat(folder, name, _wanted.owner(), _wanted.group(), AT_SYMLINK_NOFOLLOW) == 0 &&
+             (!_wanted.losesSetIdBits(status) || fchmodat(folder, name, *_wanted.mode(), 0) == 0)));
   }
 
   WantedAttributes _wanted;

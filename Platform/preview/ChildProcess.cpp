@@ -72,7 +72,8 @@ int launchError(const std::string& path, int interpreters = 0) {
   if (const int error = layer().find(path, Layer::Links::Followed, &place)) return error;
   const Entry& file = *place.entry;
   if (!file.isFile() || !mayExecute(file.status)) return EACCES;
-  if (!file.machinePath.empty() && !file.content && faccessat(AT_FDCWD, file.machinePath.c_str(), X_OK, AT_EACCESS) != 0)
+  if (!file.machinePath.empty() && !file.content &&
+      faccessat(AT_FDCWD, file.machinePath.c_str(), X_OK, AT_EACCESS) != 0)
     return errno;  // also a volume that programs may not be started from
   const std::string beginning = layer().beginning(file, kLongestFirstLine);
   if (isSystemProgram(beginning)) return 0;

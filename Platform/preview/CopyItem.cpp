@@ -50,6 +50,7 @@ class Copy {
  private:
   /// \return 0 when the name is free and can be given.
   static int nameError(const Target& target) {
+    if (target.name.empty()) return ENOENT;
     Entry inTheWay;
     const int error = layer().find(*target.folder, target.name, &inTheWay);
     if (error == 0) return EEXIST;
@@ -98,7 +99,8 @@ class Copy {
   }
 
   bool copyFolder(const Entry& source, const std::string& path, const Target& target, bool isTop) {
-    if (const int error = layer().readError(source)) return goesOn(readingError("Copy", path, error), path, target.path);
+    if (const int error = layer().readError(source))
+      return goesOn(readingError("Copy", path, error), path, target.path);
     if (isTop && _isTrustNeeded && !isTrustedOwner(source.status.st_uid)) return distrust(path);
 
     Entry folder;
@@ -169,10 +171,9 @@ bool copyFrom(const std::string& source, const std::string& target, Copy& copy, 
   int openError = layer().find(parent.empty() ? "." : parent, Layer::Links::Followed, &parentPlace);
   if (openError == 0 && !parentPlace.entry->isFolder()) openError = ENOTDIR;
   if (openError == 0) openError = layer().readError(*parentPlace.entry);
-  const bool isDone =
-      openError == 0
-          ? copy.copyEntry(*sourcePlace.entry, from, {parentPlace.entry, path::lastComponent(to), to}, /*isTop=*/true)
-          : copy.goesOn(writingError("Copy to", to, openError), from, to);
+  const bool isDone = openError == 0 ? copy.copyEntry(*sourcePlace.entry, from,
+                                                      {parentPlace.entry, path::lastComponent(to), to}, /*isTop=*/true)
+                                     : copy.goesOn(writingError("Copy to", to, openError), from, to);
   if (!isDone && error != nullptr) *error = copy.error();
   return isDone;
 }

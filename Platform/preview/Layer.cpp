@@ -118,6 +118,7 @@ int Layer::find(const std::string& path, Links links, Place* place) const {
 }
 
 int Layer::find(const Entry& folder, const std::string& name, Entry* found) const {
+  if (name.empty()) return ENOENT;
   if (name.size() > NAME_MAX) return ENAMETOOLONG;
   const auto changed = _folders.find(id(folder.status));
   if (changed != _folders.end()) {

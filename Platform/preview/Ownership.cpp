@@ -92,12 +92,14 @@ class PreviewVisitor : public FolderVisitor {
     if (entry.isFolder() && entry.machinePath.empty()) {
       visitChanges(entry.status, entry.path);
     }
-    judge(entry.status, [&] { return entry.path; }, nullptr);
+    judge(
+        entry.status, [&] { return entry.path; }, nullptr);
   }
 
   void note(const WalkedFolder& folder, const char* name, struct stat status) {
     if (layer().hasRepairs()) layer().applyRepairs(pathOf(folder), &status);
-    judge(status, [&] { return path(folder, name); }, &folder);
+    judge(
+        status, [&] { return path(folder, name); }, &folder);
   }
 
   template <typename PathGetter>

@@ -29,8 +29,8 @@ struct LoggedLine {
 
 struct RecordedChild {
   std::vector<std::string> commandLine;
-  OptionalString error;      ///< why it could not be started
-  bool isAsked = false;      ///< it only answers a question, and was really started
+  OptionalString error;  ///< why it could not be started
+  bool isAsked = false;  ///< it only answers a question, and was really started
 };
 
 struct RepairedEntry {

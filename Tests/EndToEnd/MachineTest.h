@@ -129,6 +129,8 @@ class MachineTest : public ::testing::Test {
   /// All that differs from the machine, the notes of the stand-ins and the text of the trace left out. The version
   /// stamps of calls show as "<now>".
   Snapshot state();
+  /// A text with the version stamps of calls as "<now>".
+  std::string withoutStamps(std::string text) const;
   /// Whether a text is the version stamp of a moment of a call.
   bool isStampOfNow(const std::string& text) const;
 

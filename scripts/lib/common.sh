@@ -6,9 +6,11 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 
 # Every Debian package that the scripts need, by what needs it. The one place where they are named.
 packages_libraries="libxml2-dev libplist-dev libutf8proc-dev"
+packages_libraries+=" nlohmann-json3-dev"  # headers only, for hotfixInspect
 packages_build="g++ cmake ninja-build pkg-config $packages_libraries googletest"
 packages_package="dpkg-dev"
 packages_tests="mandoc zsh fish lintian $packages_package"
+packages_tests+=" python3-jsonschema strace"  # for hotfixInspect
 packages_32_bit="g++-multilib"
 packages_macos="clang-14 lld-14 llvm-14 libc++-14-dev libc++abi-14-dev binutils"
 packages_npm="npm"
