@@ -54,6 +54,8 @@ struct Arguments {
 
 Arguments read(const std::vector<std::string>& words) {
   Arguments arguments;
+  // Also where something before it is wrong: the error is a document then.
+  arguments.isJson = std::find(words.begin(), words.end(), "--json") != words.end();
   bool areOptions = true;
   for (size_t at = 1; at < words.size() && arguments.error.empty(); ++at) {
     const std::string& word = words[at];
@@ -73,7 +75,7 @@ Arguments read(const std::vector<std::string>& words) {
     } else if (word == "--") {
       areOptions = false;
     } else if (word == "--json") {
-      arguments.isJson = true;
+      continue;
     } else if (word == "--all") {
       arguments.isAll = true;
     } else if (word == "-rcphome") {

@@ -131,7 +131,7 @@ ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<s
 
 ChildProcess::~ChildProcess() = default;
 
-void ChildProcess::waitUntilExit() {}
+void ChildProcess::waitUntilExit() { _pid = -1; }  // nothing was started
 
 void runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments) {
   ChildProcess(executable, arguments).waitUntilExit();

@@ -16,8 +16,9 @@ bool preview::writeOutput(const std::string& text) {
   return isWritten;
 }
 
+// Nothing is opened that could become standard input or output of a child: the questions have pipes of their own.
 ScopedStandardDescriptors::ScopedStandardDescriptors() = default;
 
-ScopedStandardDescriptors::~ScopedStandardDescriptors() = default;
+ScopedStandardDescriptors::~ScopedStandardDescriptors() { _opened[0] = false; }
 
 }  // namespace hotfix::platform

@@ -73,6 +73,15 @@ std::string GeneratedMachine::makeState(unsigned number) {
   return names;
 }
 
+/// Makes a file, in place of whatever an earlier change has put there.
+void GeneratedMachine::makeText(const std::string& name, const std::string& text, mode_t mode) {
+  struct stat status = {};
+  const std::string place = files() / name;
+  if (lstat(place.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) (void)unlink(place.c_str());
+  if (S_ISDIR(status.st_mode)) return;
+  files().makeFile(name, text, mode);
+}
+
 /// Puts something else in place of a file.
 void GeneratedMachine::replace(const std::string& path, const std::string& kind) {
   const std::string place = files() / inside(path);
@@ -81,7 +90,7 @@ void GeneratedMachine::replace(const std::string& path, const std::string& kind)
     (void)unlink(place.c_str());
   } else if (kind == "folder") {
     (void)unlink(place.c_str());
-    files().makeFile(inside(path + "/in it"), "text\n");
+    makeText(inside(path + "/in it"), "text\n");
   } else if (kind == "link") {
     if (::rename(place.c_str(), aside.c_str()) == 0) (void)!symlink((path + ".aside").c_str(), place.c_str());
   } else if (kind == "broken link") {
@@ -93,7 +102,7 @@ void GeneratedMachine::replace(const std::string& path, const std::string& kind)
   } else if (kind == "second name") {
     (void)!link(place.c_str(), aside.c_str());
   } else if (kind == "empty") {
-    files().makeFile(inside(path), "");
+    makeText(inside(path), "");
   } else if (kind == "foreign") {
     giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), path);
   } else if (kind == "closed") {
@@ -139,7 +148,7 @@ void GeneratedMachine::changeUninstallManifest() {
 void GeneratedMachine::changeUpdateManifest() {
   const std::string path = home + "/deploy/install.update.xml";
   if (files().has(inside(path))) return;
-  files().makeFile(inside(path), "<old/>\n");
+  makeText(inside(path), "<old/>\n");
   replace(path, pickText({"as it is", "folder", "link", "broken link", "fifo", "foreign", "closed"}));
 }
 
@@ -148,17 +157,17 @@ void GeneratedMachine::changeRecords() {
   if (pick(2) == 0) records["hotfixVersion"] = pickText({"6.2.1.1", "", "x"});
   if (pick(2) == 0) records["installedHotfixBundleID"] = pickText({kPackage, "", "-x"});
   if (pick(2) == 0) records["SKIPRUNNINGCHECK"] = pickText({"true", "false", "TRUE", ""});
-  setRecords(records);
+  makeText(inHome("installInfo.plist"), recordsText(records), 0640);
 }
 
 void GeneratedMachine::changeRecordsFile() {
   const std::string path = home + "/installInfo.plist";
   const std::string kind = pickText({"missing", "folder", "link", "broken link", "fifo", "empty", "foreign", "closed",
                                      "binary", "old", "damaged", "array", "second name"});
-  if (kind == "binary") files().makeFile(inside(path), std::string(kBinaryList, sizeof kBinaryList - 1), 0644);
-  if (kind == "old") files().makeFile(inside(path), kOldList, 0600);
-  if (kind == "damaged") files().makeFile(inside(path), "<?xml version=\"1.0\"?><plist><dict><key>a</key>", 0644);
-  if (kind == "array") files().makeFile(inside(path), "( a, b )", 0644);
+  if (kind == "binary") makeText(inside(path), std::string(kBinaryList, sizeof kBinaryList - 1), 0644);
+  if (kind == "old") makeText(inside(path), kOldList, 0600);
+  if (kind == "damaged") makeText(inside(path), "<?xml version=\"1.0\"?><plist><dict><key>a</key>", 0644);
+  if (kind == "array") makeText(inside(path), "( a, b )", 0644);
   replace(path, kind);
 }
 
@@ -166,16 +175,16 @@ void GeneratedMachine::changeProperties() {
   const std::string path = home + "/rcplauncher.properties";
   const std::string kind = pickText({"missing", "folder", "link", "broken link", "fifo", "empty", "foreign", "closed",
                                      "slash", "odd", "latin", "set-id"});
-  if (kind == "slash") files().makeFile(inside(path), "provisioning.manifest.version=a/b\n", 0644);
-  if (kind == "odd") files().makeFile(inside(path), "provisioning.manifest.version=\\\nrcp.data=~/x\n", 0644);
-  if (kind == "latin") files().makeFile(inside(path), "a\xE4=\xFF\nrcp.data=/Users/alice/Client Data\n", 0644);
+  if (kind == "slash") makeText(inside(path), "provisioning.manifest.version=a/b\n", 0644);
+  if (kind == "odd") makeText(inside(path), "provisioning.manifest.version=\\\nrcp.data=~/x\n", 0644);
+  if (kind == "latin") makeText(inside(path), "a\xE4=\xFF\nrcp.data=/Users/alice/Client Data\n", 0644);
   replace(path, kind);
 }
 
 void GeneratedMachine::changeBackup() {
   const std::string path = home + "/deploy/install." + kOldStamp + ".xml";
   if (files().has(inside(path))) return;
-  files().makeFile(inside(path), "<older/>\n");
+  makeText(inside(path), "<older/>\n");
   replace(path, pickText({"as it is", "folder", "broken link"}));
 }
 
@@ -188,7 +197,7 @@ void GeneratedMachine::changeResult() {
 void GeneratedMachine::changeOldResult() {
   const std::string path = bundle + "/Contents/MacOS/.provisioning_rc";
   if (files().has(inside(path))) return;
-  files().makeFile(inside(path), "rc=7\n", 0600);
+  makeText(inside(path), "rc=7\n", 0600);
   replace(path, pickText({"as it is", "folder", "link", "broken link", "foreign"}));
 }
 
@@ -198,8 +207,8 @@ void GeneratedMachine::changeLauncher() {
   const std::string path = home + "/rcplauncher";
   const std::string kind = pickText({"missing", "folder", "link", "broken link", "fifo", "empty", "text", "closed",
                                      "no interpreter", "open", "foreign"});
-  if (kind == "text") files().makeFile(inside(path), "no program\n", 0755);
-  if (kind == "no interpreter") files().makeFile(inside(path), "#!/nowhere/sh\n", 0755);
+  if (kind == "text") makeText(inside(path), "no program\n", 0755);
+  if (kind == "no interpreter") makeText(inside(path), "#!/nowhere/sh\n", 0755);
   _isLauncherOurs = false;
   replace(path, kind);
   if (kind == "empty") (void)chmod((files() / inside(path)).c_str(), 0755);
@@ -215,7 +224,12 @@ void GeneratedMachine::makeLauncher() {
 }
 
 void GeneratedMachine::runPlatform() {
-  if (pick(3) == 0) setRecords({{"SKIPRUNNINGCHECK", pickText({"true", "false"})}, {"hotfixVersion", "6.2.1.1"}});
+  if (_isRunning) return;
+  _isRunning = true;
+  if (pick(3) == 0) {
+    makeText(inHome("installInfo.plist"),
+             recordsText({{"SKIPRUNNINGCHECK", pickText({"true", "false"})}, {"hotfixVersion", "6.2.1.1"}}), 0640);
+  }
   const std::string place = pickText({"bundle", "BUNDLE", "other"});
   std::string path = place == "other" ? "/opt/other/program" : bundle + "/Contents/MacOS/platform";
   if (place == "BUNDLE") path = bundle + "x/platform";
@@ -250,14 +264,13 @@ void GeneratedMachine::changeDataPath() {
   if (kind == "no option") arguments = {"-rcphome", home};
   if (kind == "parent" || kind == "property") arguments = {"-rcphome", bundle + "/Contents/MacOS"};
   if (kind == "property") {
-    files().makeFile(inHome("rcplauncher.properties"),
-                     "provisioning.manifest.version=1\nrcp.data=" +
-                         pickText({"${env.HOME}/Client Data", "/Users/alice/Client Data", "/Users/alice", "x", ""}) +
-                         "\n",
-                     0644);
+    makeText(inHome("rcplauncher.properties"),
+             "provisioning.manifest.version=1\nrcp.data=" +
+                 pickText({"${env.HOME}/Client Data", "/Users/alice/Client Data", "/Users/alice", "x", ""}) + "\n",
+             0644);
   }
   if (kind == "with rcp") {
-    files().makeFile(inHome("systemdata/file"), "text\n", 0600);
+    makeText(inHome("systemdata/file"), "text\n", 0600);
     arguments = {"-rcphome", bundle + "/Contents/MacOS"};
   }
 }
@@ -272,7 +285,7 @@ void GeneratedMachine::changeDataEntries() {
       files().makeFolder(inside(path), 0700);
       continue;
     }
-    files().makeFile(inside(path), "text\n", 0640);
+    makeText(inside(path), "text\n", 0640);
     if (kind == "right") {
       (void)chmod((files() / inside(path)).c_str(), 0775);
       giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::admin(), path);
@@ -300,7 +313,7 @@ void GeneratedMachine::changeUser() {
 
 void GeneratedMachine::changeTrace() {
   if (files().has(inside(kTraceFile))) return;
-  files().makeFile(inside(kTraceFile), "old\n", 0600);
+  makeText(inside(kTraceFile), "old\n", 0600);
   replace(kTraceFile,
           pickText({"as it is", "folder", "link", "broken link", "fifo", "foreign", "second name", "open"}));
 }
@@ -308,16 +321,15 @@ void GeneratedMachine::changeTrace() {
 void GeneratedMachine::changeConfiguration() {
   if (files().has(inside("/opt/there"))) return;
   const std::string location = pickText({"/opt/new", "/no such place/new", "/opt/there", "HOME", ""});
-  files().makeFile(inside("/opt/there/kept"), "kept\n");
-  files().makeFile(inside(kConfigurationFile),
-                   "{ newInstallLocation = \"" + (location == "HOME" ? home : location) + "\"; productName = x; }",
-                   0644);
+  makeText(inside("/opt/there/kept"), "kept\n");
+  makeText(inside(kConfigurationFile),
+           "{ newInstallLocation = \"" + (location == "HOME" ? home : location) + "\"; productName = x; }", 0644);
   replace(kConfigurationFile, pickText({"as it is", "as it is", "link", "foreign", "open", "second name", "empty"}));
   if (pick(4) == 0) return;
   const std::string staging = kStagingFolder;
-  files().makeFile(inside(staging + "/one"), "one\n", 0640);
-  files().makeFile(inside(staging + "/deploy/install.xml"), "<staged/>\n");
-  files().makeFile(inside(staging + "/set"), "set\n", 04755);
+  makeText(inside(staging + "/one"), "one\n", 0640);
+  makeText(inside(staging + "/deploy/install.xml"), "<staged/>\n");
+  makeText(inside(staging + "/set"), "set\n", 04755);
   files().makeLink(inside(staging + "/link"), "one");
   giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::admin(), staging + "/one");
   if (pick(3) == 0) (void)mkfifo((files() / inside(staging + "/fifo")).c_str(), 0600);
@@ -333,8 +345,8 @@ void GeneratedMachine::changeJava() {
   if (kind == "no java") replace(std::string(kJavaHome) + "/bin/java", "missing");
   if (kind == "closed") replace(std::string(kJavaHome) + "/bin/java", "closed");
   if (kind == "plug-in") {
-    files().makeFile(inside("/Library/Internet Plug-Ins/JavaAppletPlugin.plugin/Contents/Info.plist"),
-                     "{ CFBundleIdentifier = \"" + pickText({"com.oracle.java.JavaAppletPlugin", "x"}) + "\"; }");
+    makeText(inside("/Library/Internet Plug-Ins/JavaAppletPlugin.plugin/Contents/Info.plist"),
+             "{ CFBundleIdentifier = \"" + pickText({"com.oracle.java.JavaAppletPlugin", "x"}) + "\"; }");
   }
 }
 
@@ -347,8 +359,8 @@ void GeneratedMachine::changeTools() {
 }
 
 void GeneratedMachine::changeSettings() {
-  files().makeFile(inside("/Users/alice/Library/Preferences/.GlobalPreferences.plist"),
-                   pickText({"{ AppleLocale = \"de_DE\"; }", "{ AppleLocale = ( a ); }", "no list {"}));
+  makeText(inside("/Users/alice/Library/Preferences/.GlobalPreferences.plist"),
+           pickText({"{ AppleLocale = \"de_DE\"; }", "{ AppleLocale = ( a ); }", "no list {"}));
 }
 
 void GeneratedMachine::changeCaller() {

@@ -33,6 +33,7 @@ class GeneratedMachine : public MachineTest {
 
   size_t pick(size_t count) { return _random() % count; }
   std::string pickText(std::initializer_list<const char*> texts) { return texts.begin()[pick(texts.size())]; }
+  void makeText(const std::string& name, const std::string& text, mode_t mode = 0644);
   void replace(const std::string& path, const std::string& kind);
   void makeLauncher();
 
@@ -64,6 +65,7 @@ class GeneratedMachine : public MachineTest {
 
   std::mt19937 _random;
   bool _isLauncherOurs = true;
+  bool _isRunning = false;
   std::string _readOnlyFolder;
 };
 
