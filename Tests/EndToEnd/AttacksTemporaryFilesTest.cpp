@@ -276,7 +276,7 @@ TEST_P(AttacksStagingTest, FolderOfAnotherUserIsIgnored) {
 }
 
 TEST_P(AttacksStagingTest, FolderOfRootsThatEverybodyCanWriteIsIgnored) {
-  for (const mode_t mode : {0777, 01777}) {
+  for (const mode_t mode : {0777U, 01777U}) {
     files().makeFolder(inside(kStagingFolder), mode);
     plantFile(ThrowAwayRoot::bob(), std::string(kStagingFolder) + "/planted", "bob's\n", 04755);
     files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest, 0660);
