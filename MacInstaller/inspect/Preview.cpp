@@ -13,6 +13,7 @@
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/preview/Layer.h"
+#include "Platform/preview/Machine.h"
 #include "Platform/preview/Preview.h"
 #include "Support/Path.h"
 #include "Support/Progress.h"
@@ -47,7 +48,7 @@ class Listener : public ToolListener {
   void childStarted(const std::string&, long) override {}
   void childEnded() override {}
   void hotfixRemoved() override {}
-  void warn(const std::string&) override {}
+  void warn(const std::string& sentence) override { warnings.push_back(sentence); }
   bool wantsTicks() const override { return false; }
   void tick() override {}
   void showNote(const std::string&) override {}
@@ -61,6 +62,7 @@ class Listener : public ToolListener {
     StepResult result;
   };
   std::vector<Step> steps;
+  std::vector<std::string> warnings;
   std::vector<std::pair<const char*, progress::CheckOutcome>> checks;
 };
 
@@ -129,6 +131,16 @@ Json files() {
   Json array = Json::array();
   for (const Difference& difference : differences) array.push_back(fromDifference(difference, movedTo));
   return array;
+}
+
+/// The bytes of all files that are made or changed. They lie beside each other until the last is written.
+std::uint64_t newBytes() {
+  std::uint64_t sum = 0;
+  for (const Difference& difference : platform::preview::layer().differences()) {
+    if (difference.after && difference.after->isFile())
+      sum += static_cast<std::uint64_t>(difference.after->status.st_size);
+  }
+  return sum;
 }
 
 Json attributes(uid_t owner, gid_t group, mode_t mode) {
@@ -225,6 +237,14 @@ Json previewDocument(const PreviewArguments& arguments) {
       warn("data-folder-refused",
            "The owner below " + repair.folder + " will not be repaired: " + repair.refusal + ".");
     }
+  }
+  // The one thing that the tool itself warns of.
+  for (const std::string& sentence : listener.warnings) warn("no-process-list", sentence);
+  const std::uint64_t needed = newBytes();
+  const std::optional<std::uint64_t> free = home ? platform::preview::freeBytes(*home) : std::nullopt;
+  if (free && *free < needed) {
+    warn("no-space", "The new files take " + std::to_string(needed) + " bytes, and " + std::to_string(*free) +
+                         " are free on the volume of " + *home + ".");
   }
   const auto isAboutJava = [](const auto& line) { return line.text.rfind("Can't find java home", 0) == 0; };
   if (std::any_of(recording().log.begin(), recording().log.end(), isAboutJava)) {

@@ -1,12 +1,11 @@
 #include "MacInstaller/inspect/Status.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 
 #include "MacInstaller/inspect/ExitStatus.h"
 #include "MacInstaller/inspect/Facts.h"
 #include "Platform/FileManager.h"
+#include "Platform/preview/Machine.h"
 #include "Support/Path.h"
 
 namespace hotfix {
@@ -128,11 +127,11 @@ Json wayOut(const std::string& state, const Facts& facts) {
 }
 
 Json fileFacts(const std::string& path) {
-  struct stat status;
-  if (lstat(path.c_str(), &status) != 0) return nullptr;
+  const std::optional<struct stat> status = platform::preview::statusOf(path);
+  if (!status) return nullptr;
   Json json = {{"path", fromText(path)}};
-  json.update(document::fromStatus(status));
-  json["modified"] = document::isoTime(status.st_mtime);
+  json.update(document::fromStatus(*status));
+  json["modified"] = document::isoTime(status->st_mtime);
   return json;
 }
 

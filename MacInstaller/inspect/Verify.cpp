@@ -1,7 +1,5 @@
 #include "MacInstaller/inspect/Verify.h"
 
-#include <sys/stat.h>
-
 #include "MacInstaller/InstallUtil.h"
 #include "MacInstaller/inspect/ExitStatus.h"
 #include "MacInstaller/inspect/Facts.h"

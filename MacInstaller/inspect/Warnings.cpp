@@ -1,11 +1,9 @@
 #include "MacInstaller/inspect/Warnings.h"
 
-#include <sys/stat.h>
-#include <sys/statvfs.h>
-
 #include "MacInstaller/Properties.h"
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
+#include "Platform/preview/Machine.h"
 #include "Support/Path.h"
 
 namespace hotfix {
@@ -13,8 +11,6 @@ namespace hotfix {
 using document::Json;
 
 namespace {
-
-constexpr unsigned long long kLeastSpace = 1ULL << 20;
 
 class Warnings {
  public:
@@ -26,21 +22,6 @@ class Warnings {
  private:
   Json _json = Json::array();
 };
-
-/// The innermost of an entry and the folders above it that somebody else than root and the account itself can change.
-OptionalString writableByOthers(std::string path) {
-  for (;;) {
-    struct stat status;
-    if (stat(path.c_str(), &status) == 0) {
-      const bool isSticky = S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0;
-      if ((status.st_mode & S_IWOTH) != 0 && !isSticky) return path;
-      if (!platform::isTrustedOwner(status.st_uid)) return path;
-    }
-    const std::string parent = path::deletingLastComponent(path);
-    if (parent == path || parent.empty()) return std::nullopt;
-    path = parent;
-  }
-}
 
 void warnOfUsers(Warnings& warnings) {
   if (!platform::hasRootRights())
@@ -68,14 +49,9 @@ void warnOfInstance(Warnings& warnings, const std::string& home) {
   const std::string launcher = path::appending(home, "rcplauncher");
   if (!platform::exists(launcher)) {
     warnings.add("no-launcher", "There is no " + launcher + ": the platform cannot be run.");
-  } else if (const OptionalString writable = writableByOthers(launcher)) {
+  } else if (const OptionalString writable = platform::preview::changeableByOthers(launcher)) {
     warnings.add("launcher-writable",
                  *writable + " can be changed by somebody else: root would run what is put there.");
-  }
-  struct statvfs volume;
-  if (statvfs(home.c_str(), &volume) == 0 &&
-      static_cast<unsigned long long>(volume.f_bavail) * volume.f_frsize < kLeastSpace) {
-    warnings.add("no-space", "There is less than 1 MiB free on the volume of " + home + ".");
   }
 }
 
