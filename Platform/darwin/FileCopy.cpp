@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "Platform/posix/EntryAttributes.h"
+#include "Platform/posix/FileJudgements.h"
 
 namespace hotfix::platform {
 
@@ -37,7 +38,7 @@ void copyAttributes(int from, int to, const struct stat& source) {
   const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
   if (!isOwnerKept) (void)fchown(to, static_cast<uid_t>(-1), source.st_gid);
   (void)fcopyfile(from, to, nullptr, COPYFILE_XATTR | COPYFILE_ACL);
-  (void)fchmod(to, source.st_mode & (isOwnerKept ? 07777U : 0777U));
+  (void)fchmod(to, adoptedMode(source, isOwnerKept));
   copyTimes(to, source);
 }
 

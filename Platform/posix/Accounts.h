@@ -19,6 +19,7 @@ struct Account {
 std::optional<Account> accountNamed(const std::string& name);
 std::optional<Account> accountWithId(uid_t userId);
 std::optional<gid_t> groupNamed(const std::string& name);
+OptionalString groupWithId(gid_t groupId);
 
 /// The number of the user who called sudo(8), by the environment variable SUDO_UID, and his account; none without it.
 std::optional<uid_t> sudoCallerId();

@@ -84,7 +84,25 @@ std::optional<gid_t> groupNamed(const std::string& name) {
   return found->gr_gid;
 }
 
+OptionalString groupWithId(gid_t groupId) {
+  struct group record = {};
+  std::vector<char> buffer;
+  const struct group* found =
+      lookedUp(record, buffer, [groupId](struct group* group, char* space, size_t size, struct group** result) {
+        return getgrgid_r(groupId, group, space, size, result);
+      });
+  if (found == nullptr) return std::nullopt;
+  return found->gr_name;
+}
+
 // ----- Users -----
+
+OptionalString accountName(uid_t userId) {
+  const std::optional<Account> account = accountWithId(userId);
+  return account ? OptionalString(account->name) : std::nullopt;
+}
+
+OptionalString groupName(gid_t groupId) { return groupWithId(groupId); }
 
 OptionalString environmentVariable(const char* name) {
   const char* value = std::getenv(name);
