@@ -74,8 +74,9 @@ int run(int argc, char* argv[]) {
 
   interruption::begin(rcphome);
   if (const OptionalString caller = platform::callerHiddenBySudo()) {
-    terminal.showNote("The workspace will belong to root, as USER is root. To give it to " + *caller +
-                      ": sudo USER=" + *caller + " hotfixUninstall ...");
+    const OptionalString user = platform::environmentVariable("USER");
+    terminal.showNote("The workspace will belong to root, as USER is " + user.value_or("not set") + ". To give it to " +
+                      *caller + ": sudo USER=" + *caller + " hotfixUninstall ...");
   }
 
   const std::int32_t status = RCPUninstallHotfixEx(textOrNullPointer(rcphome), textOrNullPointer(rcpdata));
