@@ -25,8 +25,10 @@ bool isRegular(int descriptor, struct stat& status) {
 
 /// Whether what lies where others can write may be trusted.
 bool isTrusted(const struct stat& status) {
-  // One with a second name may be an old one that somebody kept.
-  return S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_mode & S_IWOTH) == 0 &&
+  // One with a second name may be an old one that somebody kept. One that can be executed may come from a tree whose
+  // permissions were repaired, where somebody else wrote it: the repair gives that mode, nobody who writes settings does.
+  constexpr mode_t kForbidden = S_IWOTH | S_IXUSR | S_IXGRP | S_IXOTH;
+  return S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_mode & kForbidden) == 0 &&
          isTrustedOwner(status.st_uid);
 }
 
@@ -228,10 +230,10 @@ OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
 
 OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
   *isDistrusted = false;
-  const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_NOFOLLOW);
+  const ScopedFd file = openRegular(AT_FDCWD, path.c_str(), O_RDONLY);
   struct stat status;
   if (!file) {
-    *isDistrusted = lstat(path.c_str(), &status) == 0;  // a link, or closed to us
+    *isDistrusted = lstat(path.c_str(), &status) == 0;  // no file, or closed to us
     return std::nullopt;
   }
   if (!isUnderThisNameOnly(file, AT_FDCWD, path.c_str(), status) || !isTrusted(status)) {
@@ -281,7 +283,7 @@ FileBelow::FileBelow(const std::string& folder, const std::string& relativePath)
   }
   if (!_place->folder) return;
   _place->name = rest;
-  _place->file = openExisting(_place->folder.get(), rest.c_str(), O_RDONLY | O_NOFOLLOW);
+  _place->file = openRegular(_place->folder.get(), rest.c_str(), O_RDONLY);
   if (!isUnderThisNameOnly(_place->file, _place->folder.get(), rest.c_str(), _place->status) ||
       !S_ISREG(_place->status.st_mode)) {
     _place->file = ScopedFd();
@@ -298,7 +300,7 @@ const std::string& FileBelow::path() const { return _place->path; }
 
 OptionalString FileBelow::read() const {
   if (!isThere() || lseek(_place->file.get(), 0, SEEK_SET) != 0) return std::nullopt;
-  return contentsOf(_place->file, _place->status);
+  return contentsOf(_place->file, _place->status, kLargestFileBelow);
 }
 
 bool FileBelow::replace(const std::function<bool(const PartWriter& write)>& produce) const {

@@ -35,6 +35,7 @@ class AttributeChange {
 
   bool hasOwner() const { return _owner != kUnchangedOwner; }
   bool hasGroup() const { return _group != kUnchangedGroup; }
+  std::optional<gid_t> group() const { return hasGroup() ? std::optional<gid_t>(_group) : std::nullopt; }
 
   Effect applyTo(const WalkedFolder& folder, const char* name) {
     struct stat status;
@@ -53,7 +54,7 @@ class AttributeChange {
     struct stat status;
     if (!held || fstat(held.get(), &status) != 0) return false;
     if (isRight(status)) return true;
-    if (hasSeveralNames(status) && (known == nullptr || !isOwnersName(*known, status.st_uid))) return false;
+    if (hasSeveralNames(status) && (known == nullptr || !isAlone(*known, status.st_uid))) return false;
     return (!needsMode(status) || changeHeldMode(held.get(), *_mode)) &&
            (!needsOwner(status) || (changeHeldOwner(held.get(), _owner, _group) &&
                                     (!losesSetIdBits(status) || changeHeldMode(held.get(), *_mode)))) &&
@@ -100,7 +101,7 @@ class AttributeChange {
   bool isRight(const struct stat& status) const { return !needsMode(status) && !needsOwner(status); }
 
   bool changeByName(const WalkedFolder& folder, const char* name, const struct stat& status) {
-    if (hasSeveralNames(status) && !isOwnersName(folder, status.st_uid)) return false;
+    if (hasSeveralNames(status) && !isAlone(folder, status.st_uid)) return false;
     const int at = folder.descriptor;
     return (!needsMode(status) || fchmodat(at, name, *_mode, 0) == 0) &&
            (!needsOwner(status) || (fchownat(at, name, _owner, _group, AT_SYMLINK_NOFOLLOW) == 0 &&
@@ -114,23 +115,27 @@ class AttributeChange {
 
   static bool hasSeveralNames(const struct stat& status) { return status.st_nlink > 1 && !S_ISDIR(status.st_mode); }
 
-  /// Whether nobody can put names in a folder but its owner, root, and the members of the group that all entries get:
+  /// Whether nobody can put names in a folder but this user, root, and the members of the group that all entries get:
   /// they are administrators, and may write to every folder that has been treated.
-  bool isOwnersAlone(const WalkedFolder& folder) const {
+  bool isAlone(const WalkedFolder& folder, uid_t user) {
     const mode_t mode = folder.status.st_mode;
-    return (mode & S_IWOTH) == 0 && ((mode & S_IWGRP) == 0 || folder.status.st_gid == _group) &&
+    return (folder.status.st_uid == user || folder.status.st_uid == 0) && (mode & S_IWOTH) == 0 &&
+           ((mode & S_IWGRP) == 0 || isGroupAlone(folder.status.st_gid, user)) &&
            !hasHiddenAccessList(folder.descriptor, mode);
   }
 
-  /// Whether nobody else than the owner of an entry can have put a name of it in a folder.
-  bool isOwnersName(const WalkedFolder& folder, uid_t owner) const {
-    return isOwnersAlone(folder) && (folder.status.st_uid == owner || folder.status.st_uid == 0);
+  /// Also true for the private group of a user, as all his folders have it on systems where they are group-writable by
+  /// default, and where the group that was to be given does not exist: a folder keeps its own there.
+  bool isGroupAlone(gid_t group, uid_t user) {
+    if (group == _group) return true;
+    const auto [known, isNew] = _onlyMembers.try_emplace(group);
+    if (isNew) known->second = onlyMember(group);
+    return known->second && (*known->second == user || *known->second == 0);
   }
 
   /// Whether a folder is one already where nobody else could put a name than after its change.
-  bool isNewOwnersAlone(const WalkedFolder& folder) const {
-    const uid_t owner = folder.status.st_uid;
-    return isOwnersAlone(folder) && (_owner == kUnchangedOwner || owner == _owner || owner == 0);
+  bool isNewOwnersAlone(const WalkedFolder& folder) {
+    return isAlone(folder, _owner == kUnchangedOwner ? folder.status.st_uid : _owner);
   }
 
   /// Keeps the owner of an entry that has been changed, for its next name. \return true.
@@ -146,7 +151,7 @@ class AttributeChange {
 
   /// Whether a folder, or what cannot be seen in it, is under a name that somebody else than its owner can have put
   /// there.
-  bool holdsOthersNames(const WalkedFolder& folder) const {
+  bool holdsOthersNames(const WalkedFolder& folder) {
     ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
     const auto entries = entriesIn(read);
     if (!entries) return true;
@@ -154,7 +159,7 @@ class AttributeChange {
       struct stat status;
       if (S_ISDIR(entry.type)) return false;
       if (fstatat(read.get(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return errno != ENOENT;
-      return hasSeveralNames(status) && !isOwnersName(folder, formerOwner(status));
+      return hasSeveralNames(status) && !isAlone(folder, formerOwner(status));
     });
   }
 
@@ -162,6 +167,7 @@ class AttributeChange {
   gid_t _group = kUnchangedGroup;
   std::optional<mode_t> _mode;
   std::map<std::pair<dev_t, ino_t>, uid_t> _formerOwners;  // of changed entries with several names
+  std::map<gid_t, std::optional<uid_t>> _onlyMembers;      // of groups that were looked up
 };
 
 /// Gives the attributes to what a walk meets. Every entry is tried, whatever became of the others.
@@ -212,7 +218,7 @@ RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& at
   AttributeChange change(attributes);
   if (change.hasOwner()) outcome.owner = attributes.owner;
   if (change.hasGroup()) outcome.group = attributes.group;
-  ScopedFd top = openForRepair(folder, &outcome.refusal);
+  ScopedFd top = openForRepair(folder, change.group(), &outcome.refusal);
   if (!top) return outcome;
   outcome.isTreated = true;
   AttributeVisitor visitor(change, outcome);

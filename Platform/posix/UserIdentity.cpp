@@ -4,10 +4,13 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <vector>
 
+#include "Platform/FileManager.h"
+#include "Platform/SystemPaths.h"
 #include "Platform/posix/Accounts.h"
 
 namespace hotfix::platform {
@@ -33,7 +36,53 @@ std::optional<Account> account(LookUp lookUp) {
   std::vector<char> buffer;
   const struct passwd* found = lookedUp(record, buffer, lookUp);
   if (found == nullptr) return std::nullopt;
-  return Account{found->pw_name, found->pw_uid, found->pw_dir};
+  return Account{found->pw_name, found->pw_uid, found->pw_gid, found->pw_dir};
+}
+
+struct Group {
+  std::string name;
+  gid_t groupId;
+  std::vector<std::string> members;
+};
+
+template <typename LookUp>
+std::optional<Group> group(LookUp lookUp) {
+  struct group record = {};
+  std::vector<char> buffer;
+  const struct group* found = lookedUp(record, buffer, lookUp);
+  if (found == nullptr) return std::nullopt;
+  Group result{found->gr_name, found->gr_gid, {}};
+  for (char* const* member = found->gr_mem; member != nullptr && *member != nullptr; ++member) {
+    result.members.emplace_back(*member);
+  }
+  return result;
+}
+
+std::optional<Group> groupWithId(gid_t groupId) {
+  return group([groupId](struct group* record, char* buffer, size_t size, struct group** found) {
+    return getgrgid_r(groupId, record, buffer, size, found);
+  });
+}
+
+/// Whether the machine's own accounts have another one than the user's with this primary group (passwd(5)).
+bool isPrimaryGroupOfOthers(gid_t groupId, uid_t user) {
+  const std::string accounts = readFile(onDisk("/etc/passwd")).value_or("");
+  for (size_t begin = 0; begin < accounts.size();) {
+    const size_t end = std::min(accounts.find('\n', begin), accounts.size());
+    std::vector<std::string> fields(1);
+    for (const char c : accounts.substr(begin, end - begin)) {
+      if (c == ':') {
+        fields.emplace_back();
+      } else {
+        fields.back() += c;
+      }
+    }
+    begin = end + 1;
+    if (fields.size() < 4 || fields[3].empty()) continue;
+    const auto number = [&fields](size_t index) { return std::strtoul(fields[index].c_str(), nullptr, 10); };
+    if (number(3) == groupId && number(2) != user) return true;
+  }
+  return false;
 }
 
 /// The user that the process works for: the effective one, under root's rights the real one.
@@ -74,14 +123,29 @@ std::string accountText(uid_t userId) {
 }
 
 std::optional<gid_t> groupNamed(const std::string& name) {
-  struct group record = {};
-  std::vector<char> buffer;
-  const struct group* found =
-      lookedUp(record, buffer, [&name](struct group* group, char* space, size_t size, struct group** result) {
-        return getgrnam_r(name.c_str(), group, space, size, result);
+  const std::optional<Group> found =
+      group([&name](struct group* record, char* buffer, size_t size, struct group** result) {
+        return getgrnam_r(name.c_str(), record, buffer, size, result);
       });
-  if (found == nullptr) return std::nullopt;
-  return found->gr_gid;
+  if (!found) return std::nullopt;
+  return found->groupId;
+}
+
+std::optional<uid_t> onlyMember(gid_t groupId) {
+  const std::optional<Group> group = groupWithId(groupId);
+  if (!group) return std::nullopt;
+  // On macOS and the BSDs root's own group has another name than root.
+  const std::optional<Account> owner = groupId == 0 ? accountWithId(0) : accountNamed(group->name);
+  if (!owner || owner->groupId != groupId) return std::nullopt;
+  const auto isOwner = [&owner](const std::string& member) { return member == owner->name; };
+  if (!std::all_of(group->members.begin(), group->members.end(), isOwner)) return std::nullopt;
+  if (isPrimaryGroupOfOthers(groupId, owner->userId)) return std::nullopt;
+  return owner->userId;
+}
+
+std::string groupText(gid_t groupId) {
+  const std::optional<Group> group = groupWithId(groupId);
+  return group ? group->name : std::to_string(groupId);
 }
 
 // ----- Users -----
