@@ -22,8 +22,9 @@ std::optional<Account> accountWithId(uid_t userId);
 std::optional<gid_t> groupNamed(const std::string& name);
 
 /// The account for which a group stands: it is that account's primary group, has its name (root's may have another),
-/// and no other member. None for a group of several, as far as that can be told cheaply: of the accounts whose primary
-/// group it is too, only those in /etc/passwd are found, as no system tells the others without going through them all.
+/// and no other member. None for a group of several, as far as that can be told cheaply: accounts that have it as their
+/// primary group too, and other groups of the same number, are found in /etc/passwd and /etc/group only, as no system
+/// tells those of a directory service without going through all of them.
 std::optional<uid_t> onlyMember(gid_t group);
 
 /// The number of the user who called sudo(8), by the environment variable SUDO_UID, and his account; none without it.

@@ -64,23 +64,36 @@ std::optional<Group> groupWithId(gid_t groupId) {
   });
 }
 
-/// Whether the machine's own accounts have another one than the user's with this primary group (passwd(5)).
-bool isPrimaryGroupOfOthers(gid_t groupId, uid_t user) {
-  const std::string accounts = readFile(onDisk("/etc/passwd")).value_or("");
-  for (size_t begin = 0; begin < accounts.size();) {
-    const size_t end = std::min(accounts.find('\n', begin), accounts.size());
-    std::vector<std::string> fields(1);
-    for (const char c : accounts.substr(begin, end - begin)) {
-      if (c == ':') {
-        fields.emplace_back();
-      } else {
-        fields.back() += c;
-      }
+std::vector<std::string> partsOf(const std::string& text, char separator) {
+  std::vector<std::string> parts(1);
+  for (const char c : text) {
+    if (c == separator) {
+      parts.emplace_back();
+    } else {
+      parts.back() += c;
     }
-    begin = end + 1;
-    if (fields.size() < 4 || fields[3].empty()) continue;
-    const auto number = [&fields](size_t index) { return std::strtoul(fields[index].c_str(), nullptr, 10); };
-    if (number(3) == groupId && number(2) != user) return true;
+  }
+  return parts;
+}
+
+/// Whether the machine's own files (passwd(5), group(5)) have somebody else than the user in a group: an account whose
+/// primary group it is, or a member of another group of the same number.
+bool isGroupOfOthers(gid_t groupId, const Account& user) {
+  const auto isNumber = [](const std::vector<std::string>& fields, size_t index, unsigned long number) {
+    return fields.size() > index && !fields[index].empty() &&
+           std::strtoul(fields[index].c_str(), nullptr, 10) == number;
+  };
+  const auto linesOf = [](const char* file) { return partsOf(readFile(onDisk(file)).value_or(""), '\n'); };
+  for (const std::string& line : linesOf("/etc/passwd")) {
+    const std::vector<std::string> fields = partsOf(line, ':');
+    if (isNumber(fields, 3, groupId) && !isNumber(fields, 2, user.userId)) return true;
+  }
+  for (const std::string& line : linesOf("/etc/group")) {
+    const std::vector<std::string> fields = partsOf(line, ':');
+    if (!isNumber(fields, 2, groupId) || fields.size() < 4) continue;
+    for (const std::string& member : partsOf(fields[3], ',')) {
+      if (!member.empty() && member != user.name) return true;
+    }
   }
   return false;
 }
@@ -139,7 +152,7 @@ std::optional<uid_t> onlyMember(gid_t groupId) {
   if (!owner || owner->groupId != groupId) return std::nullopt;
   const auto isOwner = [&owner](const std::string& member) { return member == owner->name; };
   if (!std::all_of(group->members.begin(), group->members.end(), isOwner)) return std::nullopt;
-  if (isPrimaryGroupOfOthers(groupId, owner->userId)) return std::nullopt;
+  if (isGroupOfOthers(groupId, *owner)) return std::nullopt;
   return owner->userId;
 }
 

@@ -590,7 +590,7 @@ TEST_F(PrivateGroupTest, NamesThatSomebodyElseCanHavePutThereAreNot) {
   }
 }
 
-TEST_F(PrivateGroupTest, GroupThatIsAnotherAccountsPrimaryOneIsNotPrivate) {
+TEST_F(PrivateGroupTest, GroupThatIsAlsoAnotherAccountsIsNotPrivate) {
   const auto expectTreated = [this](const std::string& accounts, bool isTreated) {
     folder.makeFile(outside("/etc/passwd"), accounts);
     makeSecondName(other.uid, {other.uid, 0775, other.gid});
@@ -605,6 +605,10 @@ TEST_F(PrivateGroupTest, GroupThatIsAnotherAccountsPrimaryOneIsNotPrivate) {
   expectTreated("# " + group + "\n\n+::::::\n" + own + "b:x:4242:4242::/:", true);
   expectTreated(own + "b:x:4242:" + group + "::/:/bin/sh\n", false);
   expectTreated("b:x:4242:" + group + "::/:/bin/sh", false);
+  folder.makeFile(outside("/etc/group"), "a:x:" + group + ":\nb:x:" + group + ":" + other.name + "\nc:x:4242:b\n");
+  expectTreated(own, true);
+  folder.makeFile(outside("/etc/group"), "a:x:" + group + ":\nb:x:" + group + ":" + other.name + ",b\n");
+  expectTreated(own, false);
 }
 
 TEST_F(SecondNameTest, InAFolderWhoseAccessListNamesOthersIsNotTreated) {
