@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 
 namespace hotfix {
 
@@ -15,8 +14,6 @@ constexpr size_t kMostWaiting = 4096;
 /// Runs shorter than this on average are sorted without regard to them.
 constexpr size_t kShortRun = 8;
 
-std::uint32_t hashOf(std::string_view key) { return static_cast<std::uint32_t>(std::hash<std::string_view>()(key)); }
-
 bool isBefore(const TextMap::Entry& left, const TextMap::Entry& right) { return left.first < right.first; }
 
 }  // namespace
@@ -27,6 +24,10 @@ std::string_view TextMap::keyOf(const Place& place) const {
 
 std::string_view TextMap::valueOf(const Place& place) const {
   return std::string_view(_texts).substr(place.begin + place.keyLength, place.valueLength);
+}
+
+std::uint32_t TextMap::hashOf(std::string_view key) const {
+  return static_cast<std::uint32_t>(keyedHash(_hashKey, key));
 }
 
 /// The slot that has the key, or the empty one where it belongs.
@@ -109,6 +110,16 @@ void TextMap::remove(std::string_view key) {
   if (_slots.empty()) return;
   const std::uint32_t number = _slots[slotFor(key, hashOf(key))].place;
   if (number != 0) _places[number - 1].isThere = false;  // the key stays, so that others are still found past it
+}
+
+size_t TextMap::longestSearch() const {
+  size_t longest = 0;
+  for (size_t number = 0; number < _indexed; ++number) {
+    const std::string_view key = keyOf(_places[number]);
+    const std::uint32_t hash = hashOf(key);
+    longest = std::max(longest, ((slotFor(key, hash) - hash) & (_slots.size() - 1)) + 1);
+  }
+  return longest;
 }
 
 std::vector<TextMap::Entry> TextMap::sorted() const {

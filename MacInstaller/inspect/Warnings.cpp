@@ -27,7 +27,8 @@ void warnOfUsers(Warnings& warnings) {
   if (!platform::hasRootRights())
     warnings.add("not-root", "Not run by root: what needs root's rights is shown as it would fail.");
   if (const OptionalString caller = platform::callerHiddenBySudo()) {
-    warnings.add("user-is-root", "USER is root, so the workspace will belong to root. To give it to " + *caller +
+    warnings.add("user-is-root", "USER is " + platform::environmentVariable("USER").value_or("not set") +
+                                     ", so the workspace will belong to root. To give it to " + *caller +
                                      ": sudo USER=" + *caller + " hotfixUninstall ...");
   }
 }

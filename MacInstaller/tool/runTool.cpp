@@ -86,8 +86,9 @@ std::int32_t runTool(const std::vector<std::string>& arguments, ToolListener& li
 
   listener.runBegins(rcphome);
   if (const OptionalString caller = platform::callerHiddenBySudo()) {
-    listener.showNote("The workspace will belong to root, as USER is root. To give it to " + *caller +
-                      ": sudo USER=" + *caller + " hotfixUninstall ...");
+    const OptionalString user = platform::environmentVariable("USER");
+    listener.showNote("The workspace will belong to root, as USER is " + user.value_or("not set") + ". To give it to " +
+                      *caller + ": sudo USER=" + *caller + " hotfixUninstall ...");
   }
 
   const std::int32_t status = RCPUninstallHotfixEx(textOrNullPointer(rcphome), textOrNullPointer(rcpdata));

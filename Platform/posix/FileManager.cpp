@@ -157,10 +157,10 @@ OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
 
 OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
   *isDistrusted = false;
-  const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_NOFOLLOW);
+  const ScopedFd file = openRegular(AT_FDCWD, path.c_str(), O_RDONLY);
   struct stat status;
   if (!file) {
-    *isDistrusted = lstat(path.c_str(), &status) == 0;  // a link, or closed to us
+    *isDistrusted = lstat(path.c_str(), &status) == 0;  // no file, or closed to us
     return std::nullopt;
   }
   if (!isUnderThisNameOnly(file, AT_FDCWD, path.c_str(), status) || !isTrustedFile(status)) {
@@ -210,7 +210,7 @@ FileBelow::FileBelow(const std::string& folder, const std::string& relativePath)
   }
   if (!_place->folder) return;
   _place->name = rest;
-  _place->file = openExisting(_place->folder.get(), rest.c_str(), O_RDONLY | O_NOFOLLOW);
+  _place->file = openRegular(_place->folder.get(), rest.c_str(), O_RDONLY);
   if (!isUnderThisNameOnly(_place->file, _place->folder.get(), rest.c_str(), _place->status) ||
       !S_ISREG(_place->status.st_mode)) {
     _place->file = ScopedFd();
@@ -227,7 +227,7 @@ const std::string& FileBelow::path() const { return _place->path; }
 
 OptionalString FileBelow::read() const {
   if (!isThere() || lseek(_place->file.get(), 0, SEEK_SET) != 0) return std::nullopt;
-  return contentsOf(_place->file, _place->status);
+  return contentsOf(_place->file, _place->status, kLargestFileBelow);
 }
 
 bool FileBelow::replace(const std::function<bool(const PartWriter& write)>& produce) const {

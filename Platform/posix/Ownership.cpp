@@ -89,7 +89,7 @@ class AttributeChange {
     return true;
   }
 
-  bool holdsOthersNames(const WalkedFolder& folder) const {
+  bool holdsOthersNames(const WalkedFolder& folder) {
     ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
     const auto entries = entriesIn(read);
     if (!entries) return true;
@@ -150,7 +150,7 @@ RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& at
   AttributeChange change(attributes);
   if (change.wanted().hasOwner()) outcome.owner = attributes.owner;
   if (change.wanted().hasGroup()) outcome.group = attributes.group;
-  ScopedFd top = openForRepair(folder, &outcome.refusal);
+  ScopedFd top = openForRepair(folder, change.wanted().knownGroup(), &outcome.refusal);
   if (!top) return outcome;
   outcome.isTreated = true;
   AttributeVisitor visitor(change, outcome);

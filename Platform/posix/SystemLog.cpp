@@ -125,7 +125,7 @@ void removeLogFile(int descriptor) {
 int openTraceFile(const std::string& path) {
   struct stat status;
   {
-    ScopedFd existing = openExisting(AT_FDCWD, path.c_str(), O_WRONLY | O_NOFOLLOW);
+    ScopedFd existing = openRegular(AT_FDCWD, path.c_str(), O_WRONLY);
     if (existing && isUnderThisNameOnly(existing, AT_FDCWD, path.c_str(), status) && isOwnTraceFile(status) &&
         ftruncate(existing.get(), 0) == 0) {
       (void)fcntl(existing.get(), F_SETFL, O_APPEND);  // blocking again; and a second opening adds to the same text

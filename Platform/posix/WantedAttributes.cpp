@@ -41,21 +41,26 @@ void WantedAttributes::applyModeTo(struct stat* status) const {
 
 // ----- Entries with several names -----
 
-/// Whether nobody can put names in a folder but its owner, root, and the members of the group that all entries get:
-/// they are administrators, and may write to every folder that has been treated.
-bool SecondNames::isOwnersAlone(const WalkedFolder& folder) const {
+/// Nobody but this user, root, and the members of the group that all entries get: they are administrators, and may
+/// write to every folder that has been treated.
+bool SecondNames::isOwnersName(const WalkedFolder& folder, uid_t owner) {
   const mode_t mode = folder.status.st_mode;
-  return (mode & S_IWOTH) == 0 && ((mode & S_IWGRP) == 0 || folder.status.st_gid == _wanted.group()) &&
+  return (folder.status.st_uid == owner || folder.status.st_uid == 0) && (mode & S_IWOTH) == 0 &&
+         ((mode & S_IWGRP) == 0 || isGroupAlone(folder.status.st_gid, owner)) &&
          !hasHiddenAccessList(folder.descriptor, mode);
 }
 
-bool SecondNames::isOwnersName(const WalkedFolder& folder, uid_t owner) const {
-  return isOwnersAlone(folder) && (folder.status.st_uid == owner || folder.status.st_uid == 0);
+/// Also true for the private group of a user, as all his folders have it on systems where they are group-writable by
+/// default, and where the group that was to be given does not exist: a folder keeps its own there.
+bool SecondNames::isGroupAlone(gid_t group, uid_t user) {
+  if (group == _wanted.group()) return true;
+  const auto [known, isNew] = _onlyMembers.try_emplace(group);
+  if (isNew) known->second = onlyMember(group);
+  return known->second && (*known->second == user || *known->second == 0);
 }
 
-bool SecondNames::isNewOwnersAlone(const WalkedFolder& folder) const {
-  const uid_t owner = folder.status.st_uid;
-  return isOwnersAlone(folder) && (!_wanted.hasOwner() || owner == _wanted.owner() || owner == 0);
+bool SecondNames::isNewOwnersAlone(const WalkedFolder& folder) {
+  return isOwnersName(folder, _wanted.hasOwner() ? _wanted.owner() : folder.status.st_uid);
 }
 
 void SecondNames::remember(const struct stat& before) {
@@ -67,8 +72,7 @@ uid_t SecondNames::formerOwner(const struct stat& status) const {
   return former != _formerOwners.end() && _wanted.isRight(status) ? former->second : status.st_uid;
 }
 
-bool SecondNames::areOthersIn(const WalkedFolder& folder, const std::vector<NamedEntry>& entries,
-                              const Look& look) const {
+bool SecondNames::areOthersIn(const WalkedFolder& folder, const std::vector<NamedEntry>& entries, const Look& look) {
   return std::any_of(entries.begin(), entries.end(), [&](const NamedEntry& entry) {
     struct stat status;
     if (S_ISDIR(entry.type)) return false;

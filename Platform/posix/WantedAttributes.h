@@ -27,6 +27,7 @@ class WantedAttributes {
 
   uid_t owner() const { return _owner; }
   gid_t group() const { return _group; }
+  std::optional<gid_t> knownGroup() const { return hasGroup() ? std::optional<gid_t>(_group) : std::nullopt; }
   const std::optional<mode_t>& mode() const { return _mode; }
   bool hasOwner() const { return _owner != kUnchangedOwner; }
   bool hasGroup() const { return _group != kUnchangedGroup; }
@@ -62,10 +63,10 @@ class SecondNames {
   static bool areIn(const struct stat& status) { return status.st_nlink > 1 && !S_ISDIR(status.st_mode); }
 
   /// Whether nobody else than the owner of an entry can have put a name of it in a folder.
-  bool isOwnersName(const WalkedFolder& folder, uid_t owner) const;
+  bool isOwnersName(const WalkedFolder& folder, uid_t owner);
 
   /// Whether a folder is one already where nobody else could put a name than after its change.
-  bool isNewOwnersAlone(const WalkedFolder& folder) const;
+  bool isNewOwnersAlone(const WalkedFolder& folder);
 
   /// Keeps the owner of an entry that is changed, for its next name.
   void remember(const struct stat& before);
@@ -75,14 +76,15 @@ class SecondNames {
 
   /// Whether one of the entries of a folder, or what cannot be seen in it, is under a name that somebody else than its
   /// owner can have put there. \a folder is as it was before its change.
-  bool areOthersIn(const WalkedFolder& folder, const std::vector<NamedEntry>& entries, const Look& look) const;
+  bool areOthersIn(const WalkedFolder& folder, const std::vector<NamedEntry>& entries, const Look& look);
 
  private:
-  bool isOwnersAlone(const WalkedFolder& folder) const;
+  bool isGroupAlone(gid_t group, uid_t user);
   uid_t formerOwner(const struct stat& status) const;
 
   const WantedAttributes& _wanted;
   std::map<std::pair<dev_t, ino_t>, uid_t> _formerOwners;  // of changed entries
+  std::map<gid_t, std::optional<uid_t>> _onlyMembers;      // of groups that were looked up
 };
 
 }  // namespace hotfix::platform

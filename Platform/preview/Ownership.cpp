@@ -171,7 +171,7 @@ class PreviewVisitor : public FolderVisitor {
     return isHeld ? nullptr : kNotHeld;
   }
 
-  bool holdsOthersNames(const WalkedFolder& folder) const {
+  bool holdsOthersNames(const WalkedFolder& folder) {
     ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
     const auto entries = entriesIn(read);
     if (!entries) return true;
@@ -268,7 +268,7 @@ RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& at
   ScopedFd top;
   if (!place.entry->machinePath.empty()) {
     top = openForRepair(place.entry->machinePath == place.entry->path ? folder : place.entry->machinePath,
-                        &outcome.refusal);
+                        wanted.knownGroup(), &outcome.refusal);
     record.refusal = outcome.refusal;
     if (!top) {
       preview::recording().repairs.push_back(std::move(record));
