@@ -5,6 +5,8 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <set>
+#include <sstream>
 
 #include "Tests/Inspect/States.h"
 #include "Tests/Support/Markdown.h"
@@ -64,6 +66,29 @@ TEST_F(SessionTest, FailureAndTheWayOutLookLikeThis) {
   const Outcome verified = inspect({"verify", "/stand-ins/before.json"});
   EXPECT_EQ(verified.ending, "exit 0");
   EXPECT_EQ(verified.output, documented(1));
+}
+
+/// The names in quotes in the first cells of a table that has this head.
+std::set<std::string> namesInTable(const std::string& head) {
+  std::istringstream document(markdown::readDocument("docs/troubleshooting.md"));
+  std::set<std::string> names;
+  bool isInTable = false;
+  for (std::string line; std::getline(document, line);) {
+    const bool isRow = line.rfind("| ", 0) == 0;
+    if (line.rfind("| " + head + " |", 0) == 0) isInTable = true;
+    if (isInTable && isRow && line.rfind("| \"", 0) == 0) names.insert(line.substr(3, line.find('"', 3) - 3));
+    if (line.empty()) isInTable = false;
+  }
+  return names;
+}
+
+TEST(InspectDocumentTest, EveryStateAndWarningHasItsRowInTroubleshooting) {
+  const nlohmann::json schema = nlohmann::json::parse(markdown::readDocument("docs/hotfixInspect.schema.json"));
+  const auto enumerated = [&schema](const char* path) {
+    return schema.at(nlohmann::json::json_pointer(path)).get<std::set<std::string>>();
+  };
+  EXPECT_EQ(namesInTable("State"), enumerated("/$defs/status/properties/state/enum"));
+  EXPECT_EQ(namesInTable("Warning"), enumerated("/$defs/warning/properties/warning/enum"));
 }
 
 }  // namespace
