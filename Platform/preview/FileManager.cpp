@@ -1,5 +1,6 @@
 #include "Platform/FileManager.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -96,21 +97,34 @@ bool writeAtomically(const std::string& path, Adopted adopted,
 
 // ----- Questions -----
 
-bool exists(const std::string& path) {
+namespace {
+
+/// As stat(2). \return 0 or the number of the error.
+int look(const std::string& path, struct stat* status) {
+  if (layer().isUntouched()) return stat(path.c_str(), status) == 0 ? 0 : errno;
   Place place;
-  return layer().find(path, kFollowed, &place) == 0;
+  const int error = layer().find(path, kFollowed, &place);
+  if (error == 0) *status = place.entry->status;
+  return error;
+}
+
+}  // namespace
+
+bool exists(const std::string& path) {
+  struct stat status;
+  return look(path, &status) == 0;
 }
 
 std::optional<FileError> lookUpError(const std::string& path) {
-  Place place;
-  const int error = layer().find(path, kFollowed, &place);
+  struct stat status;
+  const int error = look(path, &status);
   if (error == 0) return std::nullopt;
   return readingError("Look up", path, error);
 }
 
 bool isMissing(const std::string& path) {
-  Place place;
-  const int error = layer().find(path, kFollowed, &place);
+  struct stat status;
+  const int error = look(path, &status);
   return error == ENOENT || error == ENOTDIR;
 }
 
@@ -120,8 +134,8 @@ bool isNameFree(const std::string& path) {
 }
 
 bool isFolder(const std::string& path) {
-  Place place;
-  return layer().find(path, kFollowed, &place) == 0 && place.entry->isFolder();
+  struct stat status;
+  return look(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 OptionalString resolvedPath(const std::string& path) {

@@ -176,14 +176,14 @@ std::vector<std::string> Layer::changedNames(const struct stat& folder) const {
   return result;
 }
 
-OptionalString Layer::contents(const Entry& file, size_t limit) const {
+OptionalString Layer::contents(const Entry& file, std::uint64_t limit) const {
   if (file.content) return file.content->size() <= limit ? OptionalString(*file.content) : std::nullopt;
   if (file.machinePath.empty()) return std::string();
   const ScopedFd open = openExisting(AT_FDCWD, file.machinePath.c_str(), O_RDONLY);
   struct stat status;
   if (!open || fstat(open.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  if (status.st_size < 0 || static_cast<unsigned long long>(status.st_size) > limit) return std::nullopt;
-  return readToEnd(open.get(), limit, static_cast<size_t>(status.st_size));
+  if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > limit) return std::nullopt;
+  return readToEnd(open.get(), static_cast<size_t>(limit), static_cast<size_t>(status.st_size));
 }
 
 std::string Layer::beginning(const Entry& file, size_t size) const {

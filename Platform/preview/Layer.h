@@ -51,6 +51,9 @@ class Layer {
  public:
   Layer();
 
+  /// Whether nothing was done yet: the machine itself tells all then, with fewer questions.
+  bool isUntouched() const { return _folders.empty() && _repairs.empty(); }
+
   // ----- Reading -----
 
   enum class Links { Followed, Kept };
@@ -66,7 +69,7 @@ class Layer {
   std::optional<std::vector<std::string>> names(const Entry& folder) const;
 
   /// The bytes of a regular file; none when it cannot be read or is larger than \a limit.
-  OptionalString contents(const Entry& file, size_t limit) const;
+  OptionalString contents(const Entry& file, std::uint64_t limit) const;
 
   /// The first bytes of a regular file; fewer when it cannot be read.
   std::string beginning(const Entry& file, size_t size) const;
