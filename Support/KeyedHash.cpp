@@ -8,13 +8,14 @@ namespace {
 
 std::uint64_t rotated(std::uint64_t word, int bits) { return (word << bits) | (word >> (64 - bits)); }
 
-/// Up to eight bytes, the first one the lowest. Compilers make one load of eight.
-std::uint64_t wordAt(const char* bytes, size_t count) {
-  std::uint64_t word = 0;
-  for (size_t index = 0; index < count; ++index) {
-    word |= std::uint64_t{static_cast<unsigned char>(bytes[index])} << (8 * index);
-  }
-  return word;
+std::uint64_t byteAt(const char* bytes, size_t index) {
+  return std::uint64_t{static_cast<unsigned char>(bytes[index])} << (8 * index);
+}
+
+/// Eight bytes, the first one the lowest. Written out, so that compilers make one load of it.
+std::uint64_t wordAt(const char* bytes) {
+  return byteAt(bytes, 0) | byteAt(bytes, 1) | byteAt(bytes, 2) | byteAt(bytes, 3) | byteAt(bytes, 4) |
+         byteAt(bytes, 5) | byteAt(bytes, 6) | byteAt(bytes, 7);
 }
 
 struct State {
@@ -47,8 +48,14 @@ std::uint64_t keyedHash(const HashKey& key, std::string_view text) {
                  key.second ^ 0x7465646279746573U};
   const char* bytes = text.data();
   size_t left = text.size();
-  for (; left >= 8; left -= 8, bytes += 8) state.take(wordAt(bytes, 8));
-  state.take(wordAt(bytes, left) | static_cast<std::uint64_t>(text.size()) << 56);
+  for (; left >= 8; left -= 8, bytes += 8) state.take(wordAt(bytes));
+  std::uint64_t last = static_cast<std::uint64_t>(text.size()) << 56;
+  if (left > 0 && text.size() >= 8) {
+    last |= wordAt(bytes + left - 8) >> (64 - 8 * left);  // in one load too, with bytes that were taken already
+  } else {
+    for (size_t index = 0; index < left; ++index) last |= byteAt(bytes, index);
+  }
+  state.take(last);
   state.v2 ^= 0xff;
   state.round();
   state.round();

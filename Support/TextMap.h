@@ -24,7 +24,7 @@ class TextMap {
   /// No entries yet, but maybe a block of bytes, say of the file that holds the entries: see `appendPlaced`.
   ///
   /// \a hashKey is one that whoever wrote the keys does not know: he could choose them so that each is looked for past
-  /// all others.
+  /// all others. Keys are hashed by it once there is a sign of that.
   explicit TextMap(const HashKey& hashKey, std::string block = "") : _hashKey(hashKey), _texts(std::move(block)) {}
 
   /// What was given as the block, and behind it the texts of other entries.
@@ -72,8 +72,11 @@ class TextMap {
   size_t slotFor(std::string_view key, std::uint32_t hash) const;
   void insert(const Place& place, std::uint32_t hash);
   void resizeSlots(size_t count);
+  void beginKeyed();
 
   HashKey _hashKey;
+  bool _isKeyed = false;       // the slots have hashes by it
+  bool _isSearchLong = false;  // or should, from the next batch on
   std::string _texts;
   std::vector<Place> _places;
   size_t _indexed = 0;       // so many of the places, from the first one on, are in the table
