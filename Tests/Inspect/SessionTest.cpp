@@ -54,18 +54,35 @@ class SessionTest : public MachineTest {
   }
 };
 
+/// A preview without what README.md leaves out: the children's command lines, the output and the log.
+std::string asInReadme(const std::string& preview) {
+  const size_t children = preview.find("\nChildren\n");
+  const size_t files = preview.find("\nFiles\n");
+  const size_t output = preview.find("\nStandard output\n");
+  if (children > files || files > output || output == std::string::npos) return preview;
+  return preview.substr(0, children) + "\nChildren\n  ...\n" + preview.substr(files, output - files);
+}
+
+TEST_F(SessionTest, PreviewLooksLikeThisAndIsWhatHappens) {
+  setLauncher("echo rc=0 > \"$result\"; rm -rf \"${0%/*}/eclipse/plugins/com.qor.fix_1.0.0\"");
+  const Outcome preview = inspect({"preview", "-rcphome", home, "-rcpdata", data});
+  EXPECT_EQ(preview.ending, "exit 0");
+  EXPECT_EQ(withoutStamps(asInReadme(preview.output)), documented(0));
+  EXPECT_EQ(run(uninstall()).ending, "exit 0");
+}
+
 TEST_F(SessionTest, FailureAndTheWayOutLookLikeThis) {
   files().makeFile(inside("/stand-ins/before.json"), inspect({"status", home, data, "--json"}).output);
   setLauncher("echo rc=5 > \"$result\"");
   EXPECT_EQ(run(uninstall()).ending, "exit 1");
-  EXPECT_EQ(withoutStamps(inspect({"status", home, data}).output), documented(0));
+  EXPECT_EQ(withoutStamps(inspect({"status", home, data}).output), documented(1));
 
   setLauncher("echo rc=0 > \"$result\"; rm -rf \"${0%/*}/eclipse/plugins/com.qor.fix_1.0.0\"");
   files().makeFile(inHome("deploy/uninstall.hotfix.xml"), files().read(inHome("deploy/install.update.xml")));
   EXPECT_EQ(run(uninstall()).ending, "exit 0");
   const Outcome verified = inspect({"verify", "/stand-ins/before.json"});
   EXPECT_EQ(verified.ending, "exit 0");
-  EXPECT_EQ(verified.output, documented(1));
+  EXPECT_EQ(verified.output, documented(2));
 }
 
 /// The names in quotes in the first cells of a table that has this head.
