@@ -4,11 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <memory>
 
 #include "Platform/UserIdentity.h"
+#include "Platform/posix/BundleProtection.h"
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/FileErrors.h"
 #include "Support/Path.h"
@@ -34,6 +36,15 @@ bool isTrusted(const struct stat& status) {
 OptionalString contentsOf(const ScopedFd& file, const struct stat& status, std::uint64_t mostBytes = kLargestFile) {
   if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > mostBytes) return std::nullopt;
   return readToEnd(file.get(), static_cast<size_t>(mostBytes), static_cast<size_t>(status.st_size));
+}
+
+/// Whether one of the folders on the path, or what it leads to, has the name of an application bundle.
+bool isInsideBundle(const std::string& path) {
+  static const std::string kEnding = ".app";
+  const std::vector<std::string> components = path::components(path);
+  return std::any_of(components.begin(), components.end(), [](const std::string& name) {
+    return name.size() > kEnding.size() && name.compare(name.size() - kEnding.size(), kEnding.size(), kEnding) == 0;
+  });
 }
 
 int makeFolder(const std::string& path, const Attributes& attributes) {
@@ -151,7 +162,8 @@ FileError writingError(const std::string& operation, const std::string& path, in
       break;
   }
   const std::string reason = errorText(errorNumber);
-  return {code, operation + " " + path + ": " + reason, reason};
+  const bool isProtected = errorNumber == EPERM && isInsideBundle(path) && protectsBundles();
+  return {code, operation + " " + path + ": " + reason, reason, isProtected};
 }
 
 FileError readingError(const std::string& operation, const std::string& path, int errorNumber) {
@@ -159,7 +171,7 @@ FileError readingError(const std::string& operation, const std::string& path, in
   if (errorNumber == ENOENT) code = kNoSuchFileWhileReading;
   if (errorNumber == EACCES || errorNumber == EPERM) code = kNoReadPermission;
   const std::string reason = errorText(errorNumber);
-  return {code, operation + " " + path + ": " + reason, reason};
+  return {code, operation + " " + path + ": " + reason, reason, false};
 }
 
 // ----- Questions -----
