@@ -98,7 +98,7 @@ build() {
   cd "$top" || return
   quietly cmake --preset "$preset"
   log=$(mktemp)
-  if ! NINJA_STATUS='step %f/%t: ' cmake --build --preset "$preset" "${targets[@]}" </dev/null 2>&1 |
+  if ! NINJA_STATUS='step %f/%t: ' cmake --build --preset "$preset" ${targets[@]+"${targets[@]}"} </dev/null 2>&1 |
     show_progress 3>"$log"; then
     cat "$log" >&2
     rm -f "$log"
