@@ -1,10 +1,28 @@
 #include "Platform/posix/FileErrors.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <string>
+#include <vector>
 
+#include "Platform/posix/BundleProtection.h"
 #include "Platform/posix/Descriptors.h"
+#include "Support/Path.h"
 
 namespace hotfix::platform {
+
+namespace {
+
+/// Whether one of the folders on the path, or what it leads to, has the name of an application bundle.
+bool isInsideBundle(const std::string& path) {
+  static const std::string kEnding = ".app";
+  const std::vector<std::string> components = path::components(path);
+  return std::any_of(components.begin(), components.end(), [](const std::string& name) {
+    return name.size() > kEnding.size() && name.compare(name.size() - kEnding.size(), kEnding.size(), kEnding) == 0;
+  });
+}
+
+}  // namespace
 
 FileError writingError(const std::string& operation, const std::string& path, int errorNumber) {
   int code = kOtherWritingFailure;
@@ -33,7 +51,8 @@ FileError writingError(const std::string& operation, const std::string& path, in
       break;
   }
   const std::string reason = errorText(errorNumber);
-  return {code, operation + " " + path + ": " + reason, reason};
+  const bool isProtected = errorNumber == EPERM && isInsideBundle(path) && protectsBundles();
+  return {code, operation + " " + path + ": " + reason, reason, isProtected};
 }
 
 FileError readingError(const std::string& operation, const std::string& path, int errorNumber) {
@@ -41,7 +60,7 @@ FileError readingError(const std::string& operation, const std::string& path, in
   if (errorNumber == ENOENT) code = kNoSuchFileWhileReading;
   if (errorNumber == EACCES || errorNumber == EPERM) code = kNoReadPermission;
   const std::string reason = errorText(errorNumber);
-  return {code, operation + " " + path + ": " + reason, reason};
+  return {code, operation + " " + path + ": " + reason, reason, false};
 }
 
 }  // namespace hotfix::platform

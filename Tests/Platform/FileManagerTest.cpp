@@ -203,6 +203,32 @@ TEST_F(FileManagerTest, TopIsAnExistingFolder) {
   });
 }
 
+TEST_F(FileManagerTest, OnlyARefusalOfTheSystemInsideABundleMayBeProtection) {
+  if (!host::kCanRefuseCalls) GTEST_SKIP() << "needs a system that refuses a process its calls";
+  folder.makeFolder("Name.app/Contents");
+  folder.makeFolder("Name.apple/.app");
+  const auto isProtected = [&](const std::string& path) {
+    FileError error;
+    EXPECT_FALSE(platform::createFolder(folder / path, Parents::Required, {}, &error));
+    return error.isProtected;
+  };
+  EXPECT_FALSE(isProtected("Name.app/nowhere/new")) << "missing, not refused";
+  inChild([&] {
+    ASSERT_TRUE(host::refuseNewFolders(EPERM));
+    EXPECT_FALSE(isProtected("Name.app/Contents/new")) << "on a system that protects none";
+    protectBundles(true);
+    EXPECT_TRUE(isProtected("Name.app/Contents/new"));
+    EXPECT_TRUE(isProtected("new.app"));
+    EXPECT_FALSE(isProtected("new"));
+    EXPECT_FALSE(isProtected("Name.apple/.app/new"));
+  });
+  inChild([&] {
+    protectBundles(true);
+    ASSERT_TRUE(host::refuseNewFolders(EACCES));
+    EXPECT_FALSE(isProtected("Name.app/Contents/new")) << "a right is missing";
+  });
+}
+
 TEST_F(FileManagerTest, FolderIsNotMadeWhereAFileIs) {
   const auto before = treeSnapshot(folder.path());
   for (const char* taken : {"file", "link", "fifo"}) {
