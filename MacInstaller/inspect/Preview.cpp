@@ -32,6 +32,7 @@ namespace {
 constexpr char kTool[] = "hotfixUninstall";
 constexpr char kLauncher[] = "rcplauncher";
 constexpr char kResultFile[] = ".provisioning_rc";
+constexpr size_t kMostFiles = 1000;  // that are listed
 constexpr size_t kLongestContent = size_t{1} << 16;
 
 /// Keeps what the tool says while it runs.
@@ -119,8 +120,7 @@ Json fromDifference(const Difference& difference, const std::map<std::string, st
   return json;
 }
 
-Json files() {
-  const std::vector<Difference> differences = platform::preview::layer().differences();
+Json files(const std::vector<Difference>& differences) {
   std::map<std::string, std::string> movedTo;  // by the old path: a copy whose source is gone
   for (const Difference& difference : differences) {
     if (difference.after && !difference.after->machinePath.empty() &&
@@ -129,14 +129,16 @@ Json files() {
     }
   }
   Json array = Json::array();
-  for (const Difference& difference : differences) array.push_back(fromDifference(difference, movedTo));
+  for (size_t at = 0; at < std::min(differences.size(), kMostFiles); ++at) {
+    array.push_back(fromDifference(differences[at], movedTo));
+  }
   return array;
 }
 
 /// The bytes of all files that are made or changed. They lie beside each other until the last is written.
-std::uint64_t newBytes() {
+std::uint64_t newBytes(const std::vector<Difference>& differences) {
   std::uint64_t sum = 0;
-  for (const Difference& difference : platform::preview::layer().differences()) {
+  for (const Difference& difference : differences) {
     if (difference.after && difference.after->isFile())
       sum += static_cast<std::uint64_t>(difference.after->status.st_size);
   }
@@ -225,7 +227,9 @@ Json previewDocument(const PreviewArguments& arguments) {
   document["children"] = arrayOf(recording().children, [](const platform::preview::RecordedChild& child) {
     return Json{{"command", fromTexts(child.commandLine)}, {"error", fromText(child.error)}, {"asked", child.isAsked}};
   });
-  document["files"] = files();
+  const std::vector<Difference> differences = platform::preview::layer().differences();
+  document["fileCount"] = differences.size();
+  document["files"] = files(differences);
   document["repairs"] = arrayOf(recording().repairs, fromRepair);
   const OptionalString owner = platform::invokingUserName();
   document["newOwner"] = {{"user", fromText(owner)}, {"group", "admin"}, {"mode", "0775"}};
@@ -240,7 +244,7 @@ Json previewDocument(const PreviewArguments& arguments) {
   }
   // The one thing that the tool itself warns of.
   for (const std::string& sentence : listener.warnings) warn("no-process-list", sentence);
-  const std::uint64_t needed = newBytes();
+  const std::uint64_t needed = newBytes(differences);
   const std::optional<std::uint64_t> free = home ? platform::preview::freeBytes(*home) : std::nullopt;
   if (free && *free < needed) {
     warn("no-space", "The new files take " + std::to_string(needed) + " bytes, and " + std::to_string(*free) +

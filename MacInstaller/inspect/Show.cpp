@@ -159,6 +159,8 @@ std::string shownPreview(const Json& document) {
   }
   text += section("Files");
   for (const Json& file : field(document, "files")) text += shownFile(file);
+  const Json& count = field(document, "fileCount");
+  if (count != field(document, "files").size()) text += "  ... " + count.dump() + " in all\n";
   for (const Json& repair : field(document, "repairs")) text += shownRepair(repair);
   text += section("Standard output");
   const OptionalString output = document::toText(field(document, "standardOutput"));

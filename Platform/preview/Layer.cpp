@@ -225,6 +225,8 @@ int Layer::removeError(const Entry& folder, const Entry& entry) const {
   return we != 0 && isSticky && entry.status.st_uid != we && folder.status.st_uid != we ? EPERM : 0;
 }
 
+bool Layer::mayChangeMode(const struct stat& file) { return geteuid() == 0 || file.st_uid == geteuid(); }
+
 bool Layer::mayGive(const struct stat& file, uid_t owner, gid_t group) const {
   if (geteuid() == 0) return true;
   const bool isOwnerKept = owner == WantedAttributes::kUnchangedOwner || owner == file.st_uid;
@@ -264,7 +266,6 @@ void Layer::remove(const Entry& folder, const std::string& name) {
 
 void Layer::addRepair(Repair repair) {
   std::sort(repair.failed.begin(), repair.failed.end());
-  std::sort(repair.modeOnly.begin(), repair.modeOnly.end());
   _repairs.push_back(std::move(repair));
 }
 
@@ -272,14 +273,13 @@ void Layer::applyRepairsFrom(size_t first, const std::string& folder, struct sta
   for (size_t number = first; number < _repairs.size(); ++number) {
     const Repair& repair = _repairs[number];
     if (!isBelow(folder, repair.folder)) continue;
-    const auto isIn = [status](const std::vector<Id>& ids) {
-      return std::binary_search(ids.begin(), ids.end(), id(*status));
-    };
-    if (isIn(repair.failed)) continue;
-    if (isIn(repair.modeOnly)) {
-      repair.attributes.applyModeTo(status);
+    if (std::binary_search(repair.failed.begin(), repair.failed.end(), id(*status))) continue;
+    const WantedAttributes& wanted = repair.attributes;
+    if (wanted.needsMode(*status) && !mayChangeMode(*status)) continue;
+    if (wanted.needsOwner(*status) && !mayGive(*status, wanted.owner(), wanted.group())) {
+      wanted.applyModeTo(status);
     } else {
-      repair.attributes.applyTo(status);
+      wanted.applyTo(status);
     }
   }
 }

@@ -89,6 +89,9 @@ class Layer {
   /// The error of taking a name from its folder.
   int removeError(const Entry& folder, const Entry& entry) const;
 
+  /// Whether we could change a file's mode.
+  static bool mayChangeMode(const struct stat& file);
+
   /// Whether we could give a file this owner and group.
   bool mayGive(const struct stat& file, uid_t owner, gid_t group) const;
 
@@ -111,8 +114,7 @@ class Layer {
   struct Repair {
     std::string folder;
     WantedAttributes attributes;
-    std::vector<Id> failed;    ///< what it could not treat
-    std::vector<Id> modeOnly;  ///< what got the mode alone, and failed with the rest
+    std::vector<Id> failed;  ///< what it could not treat, but for want of rights: those are looked at again
   };
 
   /// Remembers a repair. It holds for what is below the folder now, not for what comes to be there.

@@ -37,7 +37,7 @@ constexpr char kNotHeld[] = "it cannot be held on to in a folder that others can
 
 /// Why we may not give an entry the attributes; null when we may.
 const char* missingRight(const WantedAttributes& wanted, const struct stat& status) {
-  if (wanted.needsMode(status) && geteuid() != 0 && status.st_uid != geteuid()) return kNotPermitted;
+  if (wanted.needsMode(status) && !Layer::mayChangeMode(status)) return kNotPermitted;
   if (wanted.needsOwner(status) && !layer().mayGive(status, wanted.owner(), wanted.group())) return kOwnerNotPermitted;
   return nullptr;
 }
@@ -105,10 +105,7 @@ class PreviewVisitor : public FolderVisitor {
     }
   }
 
-  /// What got the mode, and not the owner.
-  const std::vector<Layer::Id>& modeOnly() const { return _modeOnly; }
-
-  /// What the repair could not treat.
+  /// What the repair could not treat, but for want of rights.
   std::vector<Layer::Id> failed() const {
     std::vector<Layer::Id> result;
     for (const Layer::Id& id : _failed) {
@@ -189,11 +186,9 @@ class PreviewVisitor : public FolderVisitor {
     ++_record.entries;
     if (_wanted.isRight(status)) return;
     if (const char* reason = obstacle()) {
-      if (reason != kOwnerNotPermitted || !_wanted.needsMode(status)) {
-        return fail(folder.path, name, reason, &status);
-      }
-      fail(folder.path, name, reason, nullptr);
-      _modeOnly.push_back(Layer::id(status));
+      const bool isWantOfRights = reason == kNotPermitted || reason == kOwnerNotPermitted;
+      fail(folder.path, name, reason, isWantOfRights ? nullptr : &status);
+      if (reason != kOwnerNotPermitted || !_wanted.needsMode(status)) return;
       ++_record.modesChanged;
       struct stat after = status;
       _wanted.applyModeTo(&after);
@@ -235,7 +230,6 @@ class PreviewVisitor : public FolderVisitor {
   RepairOutcome& _outcome;
   std::map<Layer::Id, struct stat> _changedUnderAName;  // entries with several names, as they were
   std::vector<Layer::Id> _failed;
-  std::vector<Layer::Id> _modeOnly;
   Layer::Id _askedFolder{};
   bool _isReadOnly = false;
 };
@@ -278,7 +272,7 @@ RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& at
   outcome.isTreated = true;
   if (top) (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
   visitor.visitChanges(place.entry->status, place.entry->path, "");
-  layer().addRepair({place.entry->path, wanted, visitor.failed(), visitor.modeOnly()});
+  layer().addRepair({place.entry->path, wanted, visitor.failed()});
   preview::recording().repairs.push_back(std::move(record));
   return outcome;
 }
