@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "MacInstaller/UnreadFile.h"
 #include "Platform/FileManager.h"
 #include "Platform/PropertyList.h"
 #include "Platform/UserIdentity.h"
@@ -11,13 +12,20 @@ namespace hotfix {
 
 Properties::Properties(const OptionalString& file) {
   const OptionalString path = file ? OptionalString(platform::expandingTilde(*file)) : std::nullopt;
-  if (!path || !platform::exists(*path)) return;  // inert on purpose: see the class
+  if (!path || platform::isMissing(*path)) return;  // inert on purpose: see the class
   _file = path;
-  _dict = platform::readDictionary(*path);
+  parse(platform::readFile(*path));
 }
 
-Properties::Properties(const std::string& file, const std::string& contents) : _file(platform::expandingTilde(file)) {
-  std::optional<PropertyListValue> list = platform::parsePropertyList(contents);
+Properties::Properties(const std::string& file, const OptionalString& contents)
+    : _file(platform::expandingTilde(file)) {
+  parse(contents);
+}
+
+void Properties::parse(const OptionalString& contents) {
+  _isFileUnread = !contents;
+  if (!contents) return;
+  std::optional<PropertyListValue> list = platform::parsePropertyList(*contents);
   if (list && list->asDictionary() != nullptr) _dict = std::move(*list->asDictionary());
 }
 
@@ -57,17 +65,28 @@ void Properties::removeAllProperties() {
 }
 
 bool Properties::savePropertiesToFile(const OptionalString& path) const {
-  if (!_dict) return false;
   const OptionalString target = path ? OptionalString(platform::expandingTilde(*path)) : _file;
-  if (target) (void)platform::writeDictionary(*target, *_dict);  // callers do not learn of a failed write, on purpose
-  return true;
+  // A folder is not replaced anyway: that is an ordinary failed write.
+  const bool isUnread =
+      target && (_dict ? !platform::isFolder(*target) && unread_file::isAt(*target) : _isFileUnread && target == _file);
+  if (isUnread) {
+    unread_file::logNotSaved(*target);
+  } else if (_dict && target) {
+    (void)platform::writeDictionary(*target, *_dict);  // callers do not learn of a failed write, on purpose
+  }
+  return _dict.has_value();
 }
 
 bool Properties::savePropertiesToTrustedFile(const std::string& path) const {
-  if (!_dict) return false;
-  const OptionalString list = property_list::toXml(*_dict);
-  if (list) (void)platform::writeTrustedFile(path, *list);  // as for any other file
-  return true;
+  bool isDistrusted = false;
+  // What cannot be trusted is replaced, whether it can be read or not.
+  if (_isFileUnread ||
+      (_dict && !platform::readTrustedFile(path, &isDistrusted) && !isDistrusted && !platform::isMissing(path))) {
+    unread_file::logNotSaved(path);
+  } else if (const OptionalString list = _dict ? property_list::toXml(*_dict) : std::nullopt) {
+    (void)platform::writeTrustedFile(path, *list);  // as for any other file
+  }
+  return _dict.has_value();
 }
 
 }  // namespace hotfix

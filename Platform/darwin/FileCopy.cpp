@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Platform/posix/EntryAttributes.h"
+#include "Platform/posix/FileJudgements.h"
 
 namespace hotfix::platform {
 
@@ -74,7 +75,7 @@ void copyAttributes(int from, int to, const struct stat& source) {
   if (!isOwnerKept) (void)fchown(to, static_cast<uid_t>(-1), source.st_gid);
   copyExtendedAttributes(from, to);
   (void)fcopyfile(from, to, nullptr, COPYFILE_ACL);  // apart: what comes of the attributes is nothing to the rights
-  (void)fchmod(to, source.st_mode & (isOwnerKept ? 07777U : 0777U));
+  (void)fchmod(to, adoptedMode(source, isOwnerKept));
   copyTimes(to, source);
 }
 

@@ -169,6 +169,13 @@ void MachineTest::makePatientJava() {
                          " || [ $tries = 100 ]; do sleep 0.1; tries=$((tries + 1)); done\n. " + kNote);
 }
 
+void MachineTest::hideProcesses() {
+  root().mountMemory("/proc", "mode=0555");
+  files().makeFolder(inside("/proc/self"));
+  files().makeLink(inside("/proc/self/exe"), HOTFIX_TOOL);
+  _hasProcesses = false;
+}
+
 pid_t MachineTest::startProgram(const std::string& path, uid_t user) {
   files().makeFile(inside(path), files().read(inside(ThrowAwayRoot::kFirstProcess)), 0755);
   int started[2];
@@ -212,11 +219,16 @@ Snapshot MachineTest::state() {
     if (path.compare(0, 10, "/stand-ins") != 0) result[path] = entry;
   }
   for (auto& [path, entry] : result) {
-    for (const std::string& stamp : _stamps) replaceAll(entry, stamp, "<now>");
+    entry = withoutStamps(entry);
     const size_t text = entry.find(" file: ");
     if (path == kTraceFile && text != std::string::npos) entry.erase(text + 6);
   }
   return result;
+}
+
+std::string MachineTest::withoutStamps(std::string text) const {
+  for (const std::string& stamp : _stamps) replaceAll(text, stamp, "<now>");
+  return text;
 }
 
 bool MachineTest::isStampOfNow(const std::string& text) const { return _stamps.count(text) != 0; }
@@ -269,6 +281,7 @@ Call MachineTest::call(const CommandLine& arguments) {
   for (const char* name : {"LD_LIBRARY_PATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
     if (const char* value = std::getenv(name)) call.environment[name] = value;
   }
+  if (!_hasProcesses) call.environment["ASAN_OPTIONS"] += ":detect_leaks=0";
   return call;
 }
 
@@ -289,7 +302,7 @@ Outcome MachineTest::run(const Call& call) {
 
   for (std::time_t moment = begin; moment <= end; ++moment) _stamps.insert(localTime(moment, "%d%m%y%H%M"));
   outcome.output = files().read(inside(kOutput));
-  outcome.errors = files().read(inside(kErrors));
+  outcome.standardError = outcome.errors = files().read(inside(kErrors));
   splitErrors(outcome);
   outcome.children = readChildren();
   readTrace(outcome, lastComponent(call.commandLine.front()), begin, end);

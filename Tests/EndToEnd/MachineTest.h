@@ -58,10 +58,11 @@ struct Child {
 
 /// All that came of a call.
 struct Outcome {
-  std::string ending;  ///< "exit 0", "signal 9", "hung"
-  std::string output;  ///< standard output
-  std::string errors;  ///< standard error, without the two closing lines
-  std::string reason;  ///< of the closing lines: why the hotfix was not removed; empty without them
+  std::string ending;         ///< "exit 0", "signal 9", "hung"
+  std::string output;         ///< standard output
+  std::string standardError;  ///< all of it
+  std::string errors;         ///< standard error, without the two closing lines
+  std::string reason;         ///< of the closing lines: why the hotfix was not removed; empty without them
   std::vector<Child> children;
   Lines trace;          ///< "<Info>: text"; a line with anything wrong in front of that begins with "?"
   std::string process;  ///< the tool's process id, as the trace has it
@@ -123,6 +124,8 @@ class MachineTest : public ::testing::Test {
   /// Starts a copy of a program that does nothing, at a path of the root, and waits until it runs there. Answers its id
   /// outside.
   pid_t startProgram(const std::string& path, uid_t user = 0);
+  /// From now on, no process is listed. A sanitizer still finds its program, but looks for no leaks.
+  void hideProcesses();
   /// What the launcher does at each start.
   void setLauncher(const std::string& shellText);
   /// The records of the instance, and the file that holds just these.
@@ -133,6 +136,8 @@ class MachineTest : public ::testing::Test {
   /// All that differs from the machine, the notes of the stand-ins and the text of the trace left out. The version
   /// stamps of calls show as "<now>".
   Snapshot state();
+  /// A text with the version stamps of calls as "<now>".
+  std::string withoutStamps(std::string text) const;
   /// Whether a text is the version stamp of a moment of a call.
   bool isStampOfNow(const std::string& text) const;
 
@@ -194,6 +199,7 @@ class MachineTest : public ::testing::Test {
   std::unique_ptr<ThrowAwayRoot> _root;
   std::set<std::string> _stamps;
   int _systemLogSocket = -1;
+  bool _hasProcesses = true;
 };
 
 }  // namespace hotfix

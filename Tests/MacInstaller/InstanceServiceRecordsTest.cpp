@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "MacInstaller/InstanceService.h"
 #include "Tests/Support/InstanceFixture.h"
 
@@ -420,7 +422,7 @@ TEST_F(InstanceServiceRecordsTest, FolderInPlaceOfTheRecordsStays) {
   instance.saveHotfixBundleID("com.qor.other");
   instance.deleteInstalledHotfixBundleID();
   EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_EQ(log().size(), 7U);  // see below
 }
 
 TEST_F(InstanceServiceRecordsTest, NewFileThatCannotBeMadeIsNotTold) {
@@ -459,6 +461,30 @@ TEST_F(InstanceServiceRecordsTest, NothingIsRecordedWithoutAHome) {
   homeless.saveHotfixBundleID("com.qor.other");
   homeless.deleteInstalledHotfixBundleID();
   EXPECT_EQ(treeSnapshot(folder.path()), before);
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(InstanceServiceRecordsTest, RecordsThatCannotBeReadAreNotSavedOverAndEachChangeTellsThat) {
+  removeInstallInfo();
+  folder.makeFifo(inHome(kInstallInfo));  // there, but nothing to read from
+  const std::vector<std::function<void()>> changes = {[&] { instance.setInstalledVersion("7"); },
+                                                      [&] { instance.updateHotfixVersion("7"); },
+                                                      [&] { instance.updateHotfixVersion(kNone); },
+                                                      [&] { instance.saveHotfixSkipRunningCheckProperty(true); },
+                                                      [&] { instance.removeHotfixSkipRunningCheckProperty(); },
+                                                      [&] { instance.saveHotfixBundleID("id"); },
+                                                      [&] { instance.deleteInstalledHotfixBundleID(); }};
+  for (const auto& change : changes) {
+    clearLog();
+    change();
+    EXPECT_EQ(
+        log(),
+        (std::vector<LogLine>{{3, "Not saved: " + home() + "/" + kInstallInfo + " exists, but cannot be read."}}));
+  }
+  EXPECT_TRUE(S_ISFIFO(folder.attributes(inHome(kInstallInfo)).st_mode));
+  clearLog();
+  EXPECT_EQ(instance.getCurrentHotfixVersion(), kNone);
+  EXPECT_FALSE(instance.isHotfixApplied());
   EXPECT_THAT(log(), IsEmpty());
 }
 
