@@ -24,7 +24,7 @@ struct FileError {
   int code = 0;              ///< the platform's error number; the ones that matter here have names below
   std::string description;   ///< a sentence for a log line: the operation, the path and the system's reason
   std::string reason;        ///< the system's reason alone
-  bool isProtected = false;  ///< whether it may be the system, which keeps applications from being changed
+  bool isProtected = false;  ///< whether the system may protect the application
 };
 
 inline constexpr int kNoSuchFileWhileWriting = 4;
