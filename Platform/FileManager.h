@@ -21,11 +21,10 @@ namespace hotfix::platform {
 
 /// Why a file operation failed.
 struct FileError {
-  int code = 0;             ///< the platform's error number; the ones that matter here have names below
-  std::string description;  ///< a sentence for a log line: the operation, the path and the system's reason
-  std::string reason;       ///< the system's reason alone
-  bool isProtected =
-      false;  ///< whether it may be the system, which keeps applications from being changed
+  int code = 0;              ///< the platform's error number; the ones that matter here have names below
+  std::string description;   ///< a sentence for a log line: the operation, the path and the system's reason
+  std::string reason;        ///< the system's reason alone
+  bool isProtected = false;  ///< whether the system may protect the application
 };
 
 inline constexpr int kNoSuchFileWhileWriting = 4;
@@ -133,8 +132,8 @@ OptionalString readFile(const std::string& path, std::uint64_t mostBytes = kLarg
 
 /// The bytes of a file that lies where others can write, if it can be trusted: a regular file, reached without a
 /// link as its last component and without a second name, not writable by everyone, not executable (a file that
-/// setAttributesBelow gave to its owner, whoever wrote it, may be), and of an owner whom isTrustedOwner (UserIdentity.h)
-/// accepts.
+/// setAttributesBelow gave to its owner, whoever wrote it, may be), and of an owner whom isTrustedOwner
+/// (UserIdentity.h) accepts.
 ///
 /// \param[out] isDistrusted set to whether something is there that must not be trusted.
 /// \return none when it is missing, unreadable or not trusted.

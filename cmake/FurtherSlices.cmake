@@ -1,8 +1,8 @@
-# Gives the tools and the library more architectures than one build can have: each of them may need an SDK and an oldest
+# Gives the programs and the library more architectures than one build can have: each of them may need an SDK and an oldest
 # system of its own. The further ones are built by presets of their own, in build/, and joined with what this build has
-# linked; the tools are signed last, as a join ends a signature. Tests and demo are of this build's architecture alone.
+# linked; the programs are signed last, as a join ends a signature. Tests and demo are of this build's architecture alone.
 
-set(HOTFIX_FURTHER_SLICES "" CACHE STRING "Presets that build the tool and the library for one more architecture each")
+set(HOTFIX_FURTHER_SLICES "" CACHE STRING "Presets that build the programs and the library for one more architecture each")
 if(HOTFIX_FURTHER_SLICES STREQUAL "")
   return()
 endif()
@@ -14,13 +14,16 @@ else()
   find_program(HOTFIX_CODESIGN codesign REQUIRED)
 endif()
 
+set(slice_targets hotfixUninstall hotfixInspect hotfixUninstallLibrary)
 set(slice_files hotfixUninstall hotfixInspect libhotfixUninstallLibrary.a)
 set(slice_folders "")
 set(build_slices "")
 set(made_slices "")
 foreach(preset IN LISTS HOTFIX_FURTHER_SLICES)
   # Configured at once: what cannot be built is refused here and now.
-  execute_process(COMMAND ${CMAKE_COMMAND} --preset ${preset} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+  execute_process(COMMAND ${CMAKE_COMMAND} --preset ${preset}
+      -DNLOHMANN_JSON_INCLUDE_FOLDER=${NLOHMANN_JSON_INCLUDE_FOLDER}
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
     OUTPUT_QUIET ERROR_VARIABLE reason RESULT_VARIABLE status)
   if(NOT status EQUAL 0)
     message(FATAL_ERROR "The slice of the preset ${preset} cannot be built.\n${reason}")
@@ -28,7 +31,7 @@ foreach(preset IN LISTS HOTFIX_FURTHER_SLICES)
   set(folder ${PROJECT_SOURCE_DIR}/build/${preset})
   list(APPEND slice_folders ${folder})
   list(APPEND build_slices
-    COMMAND ${CMAKE_COMMAND} --build ${folder} --target hotfixUninstall hotfixInspect hotfixUninstallLibrary)
+    COMMAND ${CMAKE_COMMAND} --build ${folder} --target ${slice_targets})
   foreach(file IN LISTS slice_files)
     list(APPEND made_slices ${folder}/${file})
   endforeach()
@@ -36,7 +39,7 @@ endforeach()
 add_custom_target(further_slices ${build_slices} BYPRODUCTS ${made_slices}
   COMMENT "Building the slices of ${HOTFIX_FURTHER_SLICES}" VERBATIM)
 
-foreach(target hotfixUninstall hotfixInspect hotfixUninstallLibrary)
+foreach(target IN LISTS slice_targets)
   add_dependencies(${target} further_slices)
   set(others "")
   foreach(folder IN LISTS slice_folders)
@@ -50,9 +53,9 @@ foreach(target hotfixUninstall hotfixInspect hotfixUninstallLibrary)
     VERBATIM)
 endforeach()
 if(HOTFIX_CODESIGN)
-  foreach(tool hotfixUninstall hotfixInspect)
-    add_custom_command(TARGET ${tool} POST_BUILD
-      COMMAND ${HOTFIX_CODESIGN} --force --sign - --identifier com.qor.${tool} $<TARGET_FILE:${tool}>
+  foreach(target hotfixUninstall hotfixInspect)
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND ${HOTFIX_CODESIGN} --force --sign - --identifier com.qor.${target} $<TARGET_FILE:${target}>
       VERBATIM)
   endforeach()
 endif()

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string>
 #include <vector>
 
 #include "Platform/posix/BundleProtection.h"

@@ -7,6 +7,7 @@ class HotfixUninstall < Formula
   head "https://example.invalid/hotfix-uninstall.git", branch: "main"
 
   depends_on "cmake" => :build
+  depends_on "nlohmann-json" => :build
 
   uses_from_macos "libxml2"
 
