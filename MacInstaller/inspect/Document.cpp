@@ -78,11 +78,15 @@ const Json& field(const Json& object, const char* name) {
   return found != object.end() ? *found : kNull;
 }
 
+std::string octal(mode_t mode) {
+  std::array<char, 8> text{};
+  std::snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode & 07777U));
+  return text.data();
+}
+
 Json fromStatus(const struct stat& status) {
-  std::array<char, 8> mode{};
-  std::snprintf(mode.data(), mode.size(), "%04o", static_cast<unsigned>(status.st_mode & 07777U));
   Json json = {{"kind", kindOf(status.st_mode)}, {"uid", status.st_uid}, {"user", nullptr},
-               {"gid", status.st_gid},           {"group", nullptr},     {"mode", mode.data()}};
+               {"gid", status.st_gid},           {"group", nullptr},     {"mode", octal(status.st_mode)}};
   json["user"] = fromText(platform::accountName(status.st_uid));
   json["group"] = fromText(platform::groupName(status.st_gid));
   if (S_ISREG(status.st_mode)) json["size"] = status.st_size;

@@ -30,6 +30,9 @@ const Json& field(const Json& object, const char* name);
 /// Kind, owner, group and mode of a file: {"kind", "uid", "user", "gid", "group", "mode": "0644", "size"}.
 Json fromStatus(const struct stat& status);
 
+/// Permission bits as text: "0644".
+std::string octal(mode_t mode);
+
 /// "2026-11-22T02:43:00Z"; the epoch's seconds.
 std::string isoTime(long long seconds);
 std::string isoNow();

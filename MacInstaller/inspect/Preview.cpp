@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "MacInstaller/InstanceFiles.h"
 #include "MacInstaller/inspect/Warnings.h"
 #include "MacInstaller/tool/runTool.h"
 #include "Platform/StandardStreams.h"
@@ -232,7 +233,8 @@ Json previewDocument(const PreviewArguments& arguments) {
   document["files"] = files(differences);
   document["repairs"] = arrayOf(recording().repairs, fromRepair);
   const OptionalString owner = platform::invokingUserName();
-  document["newOwner"] = {{"user", fromText(owner)}, {"group", "admin"}, {"mode", "0775"}};
+  document["newOwner"] = {
+      {"user", fromText(owner)}, {"group", kInstallerGroup}, {"mode", document::octal(kInstallerMode)}};
   const auto warn = [&warnings](const char* name, const std::string& text) {
     warnings.push_back({{"warning", name}, {"text", fromText(text)}});
   };

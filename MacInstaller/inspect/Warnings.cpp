@@ -1,5 +1,6 @@
 #include "MacInstaller/inspect/Warnings.h"
 
+#include "MacInstaller/InstanceFiles.h"
 #include "MacInstaller/Properties.h"
 #include "MacInstaller/tool/runTool.h"
 #include "Platform/FileManager.h"
@@ -47,7 +48,7 @@ void warnOfInstance(Warnings& warnings, const std::string& home) {
   const std::string launcher = path::appending(home, "rcplauncher");
   if (!platform::exists(launcher)) {
     warnings.add("no-launcher", "There is no " + launcher + ": the platform cannot be run.");
-  } else if (const OptionalString writable = platform::preview::changeableByOthers(launcher)) {
+  } else if (const OptionalString writable = platform::preview::changeableByOthers(launcher, kInstallerGroup)) {
     warnings.add("launcher-writable",
                  *writable + " can be changed by somebody else: root would run what is put there.");
   }

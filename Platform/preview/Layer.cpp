@@ -76,7 +76,7 @@ Layer::Layer() : _umask(umask(0)) { umask(_umask); }
 
 int Layer::find(const std::string& path, Links links, Place* place) const {
   *place = Place();
-  const std::string text = path.c_str();  // as the system takes it: up to a NUL byte
+  const std::string text = path.substr(0, path.find('\0'));  // as the system takes it
   if (text.empty()) return ENOENT;
   if (text.size() >= PATH_MAX) return ENAMETOOLONG;
 

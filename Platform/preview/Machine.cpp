@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "Platform/UserIdentity.h"
+#include "Platform/posix/Accounts.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform::preview {
@@ -14,12 +15,25 @@ std::optional<struct stat> statusOf(const std::string& path) {
   return status;
 }
 
-OptionalString changeableByOthers(std::string path) {
+namespace {
+
+bool isTrustedGroup(gid_t group, std::optional<gid_t> trustedGroup) {
+  if (group == 0 || group == trustedGroup) return true;
+  const std::optional<uid_t> member = onlyMember(group);
+  return member && isTrustedOwner(*member);
+}
+
+}  // namespace
+
+OptionalString changeableByOthers(std::string path, const std::string& administrators) {
+  const std::optional<gid_t> trustedGroup = groupNamed(administrators);
+
   for (;;) {
     struct stat status;
     if (stat(path.c_str(), &status) == 0) {
       const bool isSticky = S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0;
       if ((status.st_mode & S_IWOTH) != 0 && !isSticky) return path;
+      if ((status.st_mode & S_IWGRP) != 0 && !isSticky && !isTrustedGroup(status.st_gid, trustedGroup)) return path;
       if (!isTrustedOwner(status.st_uid)) return path;
     }
     const std::string parent = path::deletingLastComponent(path);

@@ -1,8 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "MacInstaller/inspect/Show.h"
-
 #include "MacInstaller/inspect/Document.h"
+#include "MacInstaller/inspect/Show.h"
 
 namespace hotfix {
 

@@ -367,13 +367,22 @@ TEST_F(PreviewTest, PasteboardIsKeptInMemory) {
 }
 
 TEST_F(PreviewTest, ProgramThatOthersCanChangeIsFound) {
-  using platform::preview::changeableByOthers;
+  const auto changeableByOthers = [](const std::string& program) {
+    return platform::preview::changeableByOthers(program, "no such group");
+  };
   folder.makeFile("safe/program", "", 0755);
   EXPECT_EQ(changeableByOthers(path("safe/program")), std::nullopt);
   folder.makeFolder("safe", 0777);
   EXPECT_EQ(changeableByOthers(path("safe/program")), OptionalString(path("safe")));
   folder.makeFolder("safe", 01777);
   EXPECT_EQ(changeableByOthers(path("safe/program")), std::nullopt);
+  if (geteuid() == 0) {
+    constexpr gid_t kStrangers = 54321;
+    folder.makeFolder("safe", 0775);
+    ASSERT_EQ(chown(path("safe").c_str(), 0, kStrangers), 0);
+    EXPECT_EQ(changeableByOthers(path("safe/program")), OptionalString(path("safe")));
+    folder.makeFolder("safe", 0755);
+  }
   folder.makeFile("safe/program", "", 0757);
   EXPECT_EQ(changeableByOthers(path("safe/program")), OptionalString(path("safe/program")));
 }
