@@ -29,8 +29,8 @@ class Configuration {
 
   /// Writes the settings to the internal configuration file, which is created when missing. One that cannot be trusted
   /// at that moment is replaced, with nothing taken over from it. The answer is that of
-  /// Properties::savePropertiesToFile: a failed write is not told. False for a file that could not be read, with one
-  /// line at level 3, or held no dictionary.
+  /// Properties::savePropertiesToFile: a failed write is not told. False for a file that could not be read or held no
+  /// dictionary.
   bool saveConfiguration() const;
 
   /// Deletes the file when it exists (whether that works is not told) and empties the settings in memory.

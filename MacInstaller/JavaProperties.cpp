@@ -234,7 +234,7 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
   const bool isBelow = !path && _fileBelow;
   const std::string target = path ? platform::expandingTilde(*path) : isBelow ? _fileBelow->path() : *_file;
   if (isBelow ? _isFileUnread : wouldLose(target)) {
-    unread_file::logNotSaved(target);
+    platform::log(platform::LogLevel::Error, "Not saved: %s exists, but cannot be read.", target.c_str());
     return false;
   }
   const auto produce = [this](const platform::PartWriter& write) {

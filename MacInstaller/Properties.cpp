@@ -23,7 +23,6 @@ Properties::Properties(const std::string& file, const OptionalString& contents)
 }
 
 void Properties::parse(const OptionalString& contents) {
-  _isFileUnread = !contents;
   if (!contents) return;
   std::optional<PropertyListValue> list = platform::parsePropertyList(*contents);
   if (list && list->asDictionary() != nullptr) _dict = std::move(*list->asDictionary());
@@ -66,25 +65,16 @@ void Properties::removeAllProperties() {
 
 bool Properties::savePropertiesToFile(const OptionalString& path) const {
   const OptionalString target = path ? OptionalString(platform::expandingTilde(*path)) : _file;
-  // A folder is not replaced anyway: that is an ordinary failed write.
-  const bool isUnread =
-      target && (_dict ? !platform::isFolder(*target) && unread_file::isAt(*target) : _isFileUnread && target == _file);
-  if (isUnread) {
-    unread_file::logNotSaved(*target);
-  } else if (_dict && target) {
-    (void)platform::writeDictionary(*target, *_dict);  // callers do not learn of a failed write, on purpose
-  }
+  // Callers do not learn of a failed write, deliberately.
+  if (_dict && target && !unread_file::isAt(*target)) (void)platform::writeDictionary(*target, *_dict);
   return _dict.has_value();
 }
 
 bool Properties::savePropertiesToTrustedFile(const std::string& path) const {
   bool isDistrusted = false;
   // What cannot be trusted is replaced, whether it can be read or not.
-  if (_isFileUnread ||
-      (_dict && !platform::readTrustedFile(path, &isDistrusted) && !isDistrusted && !platform::isMissing(path))) {
-    unread_file::logNotSaved(path);
-  } else if (const OptionalString list = _dict ? property_list::toXml(*_dict) : std::nullopt) {
-    (void)platform::writeTrustedFile(path, *list);  // as for any other file
+  if (_dict && (platform::readTrustedFile(path, &isDistrusted) || isDistrusted || platform::isMissing(path))) {
+    if (const OptionalString list = property_list::toXml(*_dict)) (void)platform::writeTrustedFile(path, *list);
   }
   return _dict.has_value();
 }

@@ -53,10 +53,8 @@ class Properties {
   /// absent. A missing file is made, in a folder that must exist. Atomic, see platform::writeFileAtomically. With
   /// neither path nor backing file nothing is written.
   ///
-  /// A file that exists and cannot be read is not replaced, as what it holds would be lost: one line at level 3 says
-  /// so, also for an object that has no dictionary because its file could not be read. (A file that was read, and holds
-  /// no dictionary, gives no line.) \return false only for an object without a dictionary. Callers do not learn of a
-  /// failed write, on purpose.
+  /// A file that exists and cannot be read is not replaced, as what it holds would be lost. \return false only for an
+  /// object without a dictionary. Callers do not learn of a failed write, deliberately; nothing is logged.
   bool savePropertiesToFile(const OptionalString& path) const;
 
   /// The same for a file that lies where others can write ("~" not expanded), see platform::writeTrustedFile.
@@ -67,7 +65,6 @@ class Properties {
 
   std::optional<PropertyListValue::Dictionary> _dict;
   OptionalString _file;        // backing file, "~" expanded
-  bool _isFileUnread = false;  // it is there, but what it holds is not known
 };
 
 }  // namespace hotfix

@@ -9,9 +9,6 @@ namespace hotfix::unread_file {
 /// Whether a file exists at \a path (or may) and cannot be read.
 bool isAt(const std::string& path);
 
-/// Tells, by one line at level 3, that \a path is not saved for that reason.
-void logNotSaved(const std::string& path);
-
 }  // namespace hotfix::unread_file
 
 #endif

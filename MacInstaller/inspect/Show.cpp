@@ -44,8 +44,27 @@ std::string padded(const std::string& text, size_t width) {
   return text.size() < width ? text + std::string(width - text.size(), ' ') : text;
 }
 
+/// Control characters, and bytes that no terminal should get, as the $'...' of the shells has them.
+std::string escaped(const std::string& word) {
+  std::string result = "$'";
+  for (const char c : word) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte > 0x7E) {
+      for (const unsigned shift : {6U, 3U, 0U}) {
+        if (shift == 6U) result += '\\';
+        result += static_cast<char>('0' + (byte >> shift & 7U));
+      }
+    } else {
+      if (c == '\'' || c == '\\') result += '\\';
+      result += c;
+    }
+  }
+  return result + "'";
+}
+
 /// A word as a shell takes it.
 std::string quoted(const std::string& word) {
+  if (text::sanitized(word) != word) return escaped(word);
   static constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-./:=@_";
   if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;
   std::string result = "'";
@@ -55,7 +74,7 @@ std::string quoted(const std::string& word) {
 
 std::string commandLine(const Json& words) {
   std::string line;
-  for (const Json& word : words) line += (line.empty() ? "" : " ") + quoted(shownText(word));
+  for (const Json& word : words) line += (line.empty() ? "" : " ") + quoted(document::toText(word).value_or(""));
   return line;
 }
 
@@ -127,6 +146,12 @@ std::string shownPreview(const Json& document) {
     text += "  " + coloured(padded(outcome, 9), outcome == "failed" ? Colour::Bad : Colour::Plain) +
             shownText(field(check, "check")) + "\n";
   }
+  text += section("Steps");
+  for (const Json& step : field(document, "steps")) {
+    const std::string detail = shownText(field(step, "detail"));
+    text += "  " + shownText(field(step, "step")) + ": " + shownText(field(step, "result")) +
+            (detail.empty() ? "" : ", " + detail) + "\n";
+  }
   text += section("Children");
   for (const Json& child : field(document, "children")) {
     text += "  " + commandLine(field(child, "command")) + "\n";
@@ -138,6 +163,8 @@ std::string shownPreview(const Json& document) {
   text += section("Standard output");
   const OptionalString output = document::toText(field(document, "standardOutput"));
   text += indented(output.value_or(""));
+  const OptionalString errors = document::toText(field(document, "standardError"));
+  if (errors && !errors->empty()) text += section("Standard error") + indented(*errors);
   text += section("Log");
   for (const Json& line : field(document, "log")) {
     text += "  " + padded(shownText(field(line, "level")), 9) + shownText(field(line, "text")) + "\n";

@@ -121,8 +121,11 @@ Json wayOut(const std::string& state, const Facts& facts) {
   if (isToBeRepeated) {
     add({"sudo", "cp", "--", facts.inDeploy("install.update.xml"), facts.inDeploy("uninstall.hotfix.xml")});
   }
-  const bool isRemovable = facts.hasUninstallManifest && !facts.areRecordsDamaged;
-  if (isToBeRepeated || (isRemovable && state != "no-instance")) commands.push_back(uninstallCommand(facts));
+  const bool isInstance = state != "no-instance";
+  // Out of the way: the tool saves over no file that it cannot read.
+  if (isInstance && facts.areRecordsDamaged)
+    add({"sudo", "mv", "--", facts.recordsFile, facts.recordsFile + ".damaged"});
+  if (isToBeRepeated || (facts.hasUninstallManifest && isInstance)) commands.push_back(uninstallCommand(facts));
   return commands;
 }
 

@@ -46,7 +46,7 @@ void addFeatures(Points& points, const Json& before) {
     points.addUnknown("features removed", "the manifest named none that it removes");
   } else {
     points.add("features removed", left == 0,
-               left == 0 ? std::to_string(features.size()) + " are gone"
+               left == 0 ? std::to_string(features.size()) + (features.size() == 1 ? " is gone" : " are gone")
                          : std::to_string(left) + " are still there, the first one is " + first.value_or(""));
   }
 }

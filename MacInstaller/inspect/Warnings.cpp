@@ -1,6 +1,7 @@
 #include "MacInstaller/inspect/Warnings.h"
 
 #include "MacInstaller/Properties.h"
+#include "MacInstaller/tool/runTool.h"
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/preview/Machine.h"
@@ -26,11 +27,7 @@ class Warnings {
 void warnOfUsers(Warnings& warnings) {
   if (!platform::hasRootRights())
     warnings.add("not-root", "Not run by root: what needs root's rights is shown as it would fail.");
-  if (const OptionalString caller = platform::callerHiddenBySudo()) {
-    warnings.add("user-is-root", "USER is " + platform::environmentVariable("USER").value_or("not set") +
-                                     ", so the workspace will belong to root. To give it to " + *caller +
-                                     ": sudo USER=" + *caller + " hotfixUninstall ...");
-  }
+  if (const OptionalString note = noteOnSudo()) warnings.add("user-is-root", *note);
 }
 
 void warnOfInstance(Warnings& warnings, const std::string& home) {

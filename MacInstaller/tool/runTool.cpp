@@ -70,6 +70,14 @@ const char* wordFor(StepResult::Kind kind) {
   return "failed";
 }
 
+OptionalString noteOnSudo() {
+  const OptionalString caller = platform::callerHiddenBySudo();
+  if (!caller) return std::nullopt;
+  const OptionalString user = platform::environmentVariable("USER");
+  return "The workspace will belong to root, as USER is " + user.value_or("not set") + ". To give it to " + *caller +
+         ": sudo USER=" + *caller + " hotfixUninstall ...";
+}
+
 std::int32_t runTool(const std::vector<std::string>& arguments, ToolListener& listener) {
   const platform::ScopedStandardDescriptors standardDescriptors;
   platform::ignoreTerminalStops();
@@ -85,11 +93,7 @@ std::int32_t runTool(const std::vector<std::string>& arguments, ToolListener& li
   if (!rcpdata && rcphome) rcphome = path::appending(*rcphome, "rcp");
 
   listener.runBegins(rcphome);
-  if (const OptionalString caller = platform::callerHiddenBySudo()) {
-    const OptionalString user = platform::environmentVariable("USER");
-    listener.showNote("The workspace will belong to root, as USER is " + user.value_or("not set") + ". To give it to " +
-                      *caller + ": sudo USER=" + *caller + " hotfixUninstall ...");
-  }
+  if (const OptionalString note = noteOnSudo()) listener.showNote(*note);
 
   const std::int32_t status = RCPUninstallHotfixEx(textOrNullPointer(rcphome), textOrNullPointer(rcpdata));
   // Also when the options were right and only the uninstall failed.

@@ -32,6 +32,9 @@ std::int32_t runTool(const std::vector<std::string>& arguments, ToolListener& li
 /// Why the library's last call failed; empty after a success.
 std::string reasonOfFailure();
 
+/// That the workspace will belong to root, when sudo has hidden who calls: a sentence; none otherwise.
+OptionalString noteOnSudo();
+
 /// How a step ended, in a word or three.
 const char* wordFor(StepResult::Kind kind);
 

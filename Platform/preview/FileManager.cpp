@@ -253,7 +253,7 @@ bool FileBelow::isThere() const { return _place->file.has_value(); }
 const std::string& FileBelow::path() const { return _place->path; }
 
 OptionalString FileBelow::read() const {
-  return isThere() ? layer().contents(*_place->file, kLargestFile) : std::nullopt;
+  return isThere() ? layer().contents(*_place->file, kLargestFileBelow) : std::nullopt;
 }
 
 bool FileBelow::replace(const std::function<bool(const PartWriter& write)>& produce) const {

@@ -161,8 +161,8 @@ TEST_P(OtherLineTest, IsWhatARunTells) {
         giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), kStagingFolder);
       },
       [this] {
-        removeFile("installInfo.plist");
-        files().makeFifo(inHome("installInfo.plist"));
+        removeFile("rcplauncher.properties");
+        files().makeFifo(inHome("rcplauncher.properties"));
       },
       [this] { files().makeFile(inside(kConfigurationFile), "{ productName = P; }", 0755); },
       [this] { hideProcesses(); }};
@@ -170,7 +170,7 @@ TEST_P(OtherLineTest, IsWhatARunTells) {
   ASSERT_EQ(rows.size(), causes.size());
   if (!ThrowAwayRoot::hasAccounts() && (GetParam() == 1 || GetParam() == 2)) GTEST_SKIP() << "needs several accounts";
   causes[GetParam()]();
-  values = {{"DATA", data}, {"ACCOUNT", "bob"}, {"FILE", home + "/installInfo.plist"}};
+  values = {{"DATA", data}, {"ACCOUNT", "bob"}, {"FILE", home + "/rcplauncher.properties"}};
   const Outcome outcome = run(uninstall());
   EXPECT_EQ(outcome.ending, "exit 0");
   const std::string line = filledTextOf(rows[GetParam()].at(0));

@@ -142,6 +142,23 @@ TEST_P(KilledTest, StatusKnowsTheStateAndLeadsOut) {
   std::cout << (numbers.size() + step - 1) / step << " kills: " << counts << "\n";
 }
 
+class ContradictionTest : public KilledTest {};
+
+TEST_P(ContradictionTest, WayOutLeadsToARemoval) {
+  makeMachine();
+  const std::string kind = GetParam();
+  if (kind == "damaged records") files().makeFile(inHome("installInfo.plist"), "{ no list");
+  if (kind == "no record") files().makeFile(inHome("installInfo.plist"), "{ version = \"6.2.1\"; }");
+  setResult("0");
+  const Json found = status();
+  EXPECT_EQ(found.at("state"), "inconsistent");
+  EXPECT_EQ(found.at("evidence").size(), 1U);
+  followWayOut(found);
+  EXPECT_EQ(status().at("state"), "removed");
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ContradictionTest, ::testing::Values("damaged records", "no record"));
+
 INSTANTIATE_TEST_SUITE_P(Results, KilledTest, ::testing::Values("0", "1"));
 
 }  // namespace hotfix

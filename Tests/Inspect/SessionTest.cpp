@@ -5,6 +5,8 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <set>
+#include <sstream>
 
 #include "Tests/Inspect/States.h"
 #include "Tests/Support/Markdown.h"
@@ -52,18 +54,58 @@ class SessionTest : public MachineTest {
   }
 };
 
+/// A preview without what README.md leaves out: the children's command lines, the output and the log.
+std::string asInReadme(const std::string& preview) {
+  const size_t children = preview.find("\nChildren\n");
+  const size_t files = preview.find("\nFiles\n");
+  const size_t output = preview.find("\nStandard output\n");
+  if (children > files || files > output || output == std::string::npos) return preview;
+  return preview.substr(0, children) + "\nChildren\n  ...\n" + preview.substr(files, output - files);
+}
+
+TEST_F(SessionTest, PreviewLooksLikeThisAndIsWhatHappens) {
+  setLauncher("echo rc=0 > \"$result\"; rm -rf \"${0%/*}/eclipse/plugins/com.qor.fix_1.0.0\"");
+  const Outcome preview = inspect({"preview", "-rcphome", home, "-rcpdata", data});
+  EXPECT_EQ(preview.ending, "exit 0");
+  EXPECT_EQ(withoutStamps(asInReadme(preview.output)), documented(0));
+  EXPECT_EQ(run(uninstall()).ending, "exit 0");
+}
+
 TEST_F(SessionTest, FailureAndTheWayOutLookLikeThis) {
   files().makeFile(inside("/stand-ins/before.json"), inspect({"status", home, data, "--json"}).output);
   setLauncher("echo rc=5 > \"$result\"");
   EXPECT_EQ(run(uninstall()).ending, "exit 1");
-  EXPECT_EQ(withoutStamps(inspect({"status", home, data}).output), documented(0));
+  EXPECT_EQ(withoutStamps(inspect({"status", home, data}).output), documented(1));
 
   setLauncher("echo rc=0 > \"$result\"; rm -rf \"${0%/*}/eclipse/plugins/com.qor.fix_1.0.0\"");
   files().makeFile(inHome("deploy/uninstall.hotfix.xml"), files().read(inHome("deploy/install.update.xml")));
   EXPECT_EQ(run(uninstall()).ending, "exit 0");
   const Outcome verified = inspect({"verify", "/stand-ins/before.json"});
   EXPECT_EQ(verified.ending, "exit 0");
-  EXPECT_EQ(verified.output, documented(1));
+  EXPECT_EQ(verified.output, documented(2));
+}
+
+/// The names in quotes in the first cells of a table that has this head.
+std::set<std::string> namesInTable(const std::string& head) {
+  std::istringstream document(markdown::readDocument("docs/troubleshooting.md"));
+  std::set<std::string> names;
+  bool isInTable = false;
+  for (std::string line; std::getline(document, line);) {
+    const bool isRow = line.rfind("| ", 0) == 0;
+    if (line.rfind("| " + head + " |", 0) == 0) isInTable = true;
+    if (isInTable && isRow && line.rfind("| \"", 0) == 0) names.insert(line.substr(3, line.find('"', 3) - 3));
+    if (line.empty()) isInTable = false;
+  }
+  return names;
+}
+
+TEST(InspectDocumentTest, EveryStateAndWarningHasItsRowInTroubleshooting) {
+  const nlohmann::json schema = nlohmann::json::parse(markdown::readDocument("docs/hotfixInspect.schema.json"));
+  const auto enumerated = [&schema](const char* path) {
+    return schema.at(nlohmann::json::json_pointer(path)).get<std::set<std::string>>();
+  };
+  EXPECT_EQ(namesInTable("State"), enumerated("/$defs/status/properties/state/enum"));
+  EXPECT_EQ(namesInTable("Warning"), enumerated("/$defs/warning/properties/warning/enum"));
 }
 
 }  // namespace

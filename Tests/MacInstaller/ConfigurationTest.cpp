@@ -97,19 +97,16 @@ TEST_F(ConfigurationTest, FileThatCannotBeReadIsNeverSavedOver) {
   ASSERT_EQ(truncate((folder / file).c_str(), kMoreThanIsRead), 0);
   Configuration configuration;
   EXPECT_FALSE(configuration.setProperty("v", "k"));
-  EXPECT_TRUE(log().empty());
   EXPECT_FALSE(configuration.saveConfiguration());
-  const std::vector<LogLine> line = {{3, "Not saved: " + folder / file + " exists, but cannot be read."}};
-  EXPECT_EQ(log(), line);
   EXPECT_EQ(folder.attributes(file).st_size, kMoreThanIsRead);
 
-  clearLog();  // also when it has come to lie there since
+  // Also when it has come to lie there since.
   ASSERT_EQ(unlink((folder / file).c_str()), 0);
   Configuration earlier;
   makeConfiguration();
   ASSERT_EQ(truncate((folder / file).c_str(), kMoreThanIsRead), 0);
   EXPECT_TRUE(earlier.saveConfiguration());
-  EXPECT_EQ(log(), line);
+  EXPECT_TRUE(log().empty());
   EXPECT_EQ(folder.attributes(file).st_size, kMoreThanIsRead);
 }
 

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include "MacInstaller/inspect/Show.h"
+
 #include "MacInstaller/inspect/Document.h"
 
 namespace hotfix {
@@ -48,6 +50,26 @@ TEST(DocumentTest, FieldOfWhatHasNoneIsNull) {
 TEST(DocumentTest, TimesAreIso) {
   EXPECT_EQ(document::isoTime(0), "1970-01-01T00:00:00Z");
   EXPECT_EQ(document::isoTime(1795000000), "2026-11-18T11:06:40Z");
+}
+
+// ----- For a person -----
+
+TEST(ShowTest, CommandsCanBePastedWhateverIsInAPath) {
+  Json status = Json::parse(R"({"document": "status", "state": "failed", "home": "/a"})");
+  status["wayOut"] = Json::array({document::fromTexts({"cp", "/plain", "/two words", "it's"}),
+                                  document::fromTexts({"cp", "/a\x1B[2J\xFF'\\\n", "\xC3\xA4"})});
+  const std::string text = show::shown(status);
+  EXPECT_THAT(text, ::testing::HasSubstr("  cp /plain '/two words' 'it'\\''s'\n"));
+  EXPECT_THAT(text, ::testing::HasSubstr("  cp $'/a\\033[2J\\377\\'\\\\\\012' '\xC3\xA4'\n"));
+}
+
+TEST(ShowTest, NamesDriveNoTerminal) {
+  Json status = Json::parse(R"({"document": "status", "state": "failed", "evidence": []})");
+  status["home"] = document::fromText(std::string("/a\x1B[31m\x9B\n/b"));
+  const std::string text = show::shown(status);
+  EXPECT_EQ(text.find('\x1B'), std::string::npos);
+  EXPECT_EQ(text.find('\x9B'), std::string::npos);
+  EXPECT_THAT(text, ::testing::HasSubstr("/a?[31m"));
 }
 
 }  // namespace
