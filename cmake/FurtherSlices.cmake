@@ -1,6 +1,6 @@
-# Gives the programs and the library more architectures than one build can have: each of them may need an SDK and an oldest
+# Gives the tools and the library more architectures than one build can have: each of them may need an SDK and an oldest
 # system of its own. The further ones are built by presets of their own, in build/, and joined with what this build has
-# linked; the programs are signed last, as a join ends a signature. Tests and demo are of this build's architecture alone.
+# linked; the tools are signed last, as a join ends a signature. Tests and demo are of this build's architecture alone.
 
 set(HOTFIX_FURTHER_SLICES "" CACHE STRING "Presets that build the programs and the library for one more architecture each")
 if(HOTFIX_FURTHER_SLICES STREQUAL "")
@@ -14,7 +14,6 @@ else()
   find_program(HOTFIX_CODESIGN codesign REQUIRED)
 endif()
 
-set(slice_targets hotfixUninstall hotfixInspect hotfixUninstallLibrary)
 set(slice_files hotfixUninstall hotfixInspect libhotfixUninstallLibrary.a)
 set(slice_folders "")
 set(build_slices "")
@@ -31,7 +30,7 @@ foreach(preset IN LISTS HOTFIX_FURTHER_SLICES)
   set(folder ${PROJECT_SOURCE_DIR}/build/${preset})
   list(APPEND slice_folders ${folder})
   list(APPEND build_slices
-    COMMAND ${CMAKE_COMMAND} --build ${folder} --target ${slice_targets})
+    COMMAND ${CMAKE_COMMAND} --build ${folder} --target hotfixUninstall hotfixInspect hotfixUninstallLibrary)
   foreach(file IN LISTS slice_files)
     list(APPEND made_slices ${folder}/${file})
   endforeach()
@@ -39,7 +38,7 @@ endforeach()
 add_custom_target(further_slices ${build_slices} BYPRODUCTS ${made_slices}
   COMMENT "Building the slices of ${HOTFIX_FURTHER_SLICES}" VERBATIM)
 
-foreach(target IN LISTS slice_targets)
+foreach(target hotfixUninstall hotfixInspect hotfixUninstallLibrary)
   add_dependencies(${target} further_slices)
   set(others "")
   foreach(folder IN LISTS slice_folders)
@@ -53,9 +52,9 @@ foreach(target IN LISTS slice_targets)
     VERBATIM)
 endforeach()
 if(HOTFIX_CODESIGN)
-  foreach(target hotfixUninstall hotfixInspect)
-    add_custom_command(TARGET ${target} POST_BUILD
-      COMMAND ${HOTFIX_CODESIGN} --force --sign - --identifier com.qor.${target} $<TARGET_FILE:${target}>
+  foreach(tool hotfixUninstall hotfixInspect)
+    add_custom_command(TARGET ${tool} POST_BUILD
+      COMMAND ${HOTFIX_CODESIGN} --force --sign - --identifier com.qor.${tool} $<TARGET_FILE:${tool}>
       VERBATIM)
   endforeach()
 endif()

@@ -112,7 +112,7 @@ TEST_F(ConfigurationTest, FileThatCannotBeReadIsNeverSavedOver) {
 
 // What the repair of permissions gives to root, whoever wrote it, has such a mode.
 TEST_F(ConfigurationTest, FileThatCanBeExecutedIsNotTrusted) {
-  for (const mode_t mode : {0775U, 0744U, 0610U, 0601U}) {
+  for (const mode_t mode : std::vector<mode_t>{0775, 0744, 0610, 0601}) {
     makeConfiguration(static_cast<mode_t>(mode));
     expectDistrusted();
   }
