@@ -1,0 +1,2 @@
+def page(document):
+    return ''
