@@ -137,6 +137,10 @@ evidence:
   description: An archive on the machine with the trace, the gathered logs and the documents, for support.
   returned: when a removal was tried and failed
   type: str
+seconds:
+  description: How long it took on the machine.
+  returned: always
+  type: float
 notes:
   description: What a person should know all the same.
   returned: always
@@ -412,6 +416,7 @@ def main():
         ),
         supports_check_mode=True)
     removal = Removal(module)
+    began = time.time()
     try:
         removal.run()
     except Failure as failure:
@@ -421,9 +426,9 @@ def main():
                     removal.evidence_of(failure)
             except (OSError, IOError, Failure) as error:
                 removal.note('The evidence could not be kept: %s' % error)
-        removal.result.update(cause=failure.cause, changed=False)
+        removal.result.update(cause=failure.cause, changed=False, seconds=round(time.time() - began, 2))
         module.fail_json(msg=failure.reason, **removal.result)
-    module.exit_json(**removal.result)
+    module.exit_json(seconds=round(time.time() - began, 2), **removal.result)
 
 
 if __name__ == '__main__':
