@@ -115,6 +115,8 @@ class Run:
         item = self.item(host)
         if item.get('msg'):
             return item['msg']
+        if self.stats.get(host, {}).get('unreachable'):
+            return 'The machine does not answer'
         results = self._results.get(host, [])
         return str(results[-1][1].get('msg', '')) if results else ''
 

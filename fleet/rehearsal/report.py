@@ -38,9 +38,11 @@ nav ul { display: flex; flex-wrap: wrap; gap: .3rem 1.2rem; list-style: none; ma
 .scroll { overflow-x: auto; background: #fff; border: 1px solid #d5dae2; border-radius: .6rem; }
 table { border-collapse: collapse; width: 100%; }
 caption { text-align: left; padding: .7rem .9rem 0; color: #47525f; }
-th, td { text-align: left; vertical-align: top; padding: .45rem .9rem; border-top: 1px solid #e3e7ed; overflow-wrap: anywhere; }
+th, td { text-align: left; vertical-align: top; padding: .45rem .9rem; border-top: 1px solid #e3e7ed;
+  overflow-wrap: break-word; }
+td.long { overflow-wrap: anywhere; min-width: 18rem; }
+td { min-width: 5rem; }
 thead th { border-top: 0; }
-td.number { font-variant-numeric: tabular-nums; white-space: nowrap; }
 details { background: #fff; border: 1px solid #d5dae2; border-radius: .6rem; margin: .4rem 0; padding: .45rem .9rem; }
 summary { cursor: pointer; }
 details ol { margin: .5rem 0 .3rem; padding-left: 1.4rem; }
@@ -73,15 +75,22 @@ def count(machines, key):
 
 
 def bar(title, counts):
-    parts = ''.join(f'<span style="flex:{number};{colour(state)}">{number} {text(state)}</span>'
-                    for state, number in counts)
+    # Words only where they have room; the line above the bar has them all.
+    whole = sum(number for _, number in counts)
+    parts = ''.join(f'<span style="flex:{number};{colour(state)}">{number}'
+                    f'{" " + text(state) if number * 6 >= whole else ""}</span>' for state, number in counts)
     told = ', '.join(f'{number} {state}' for state, number in counts)
     return f'<p><b>{title}</b>: {text(told)}</p><div class="bar" role="img" aria-label="{title}: {text(told)}">{parts}</div>'
 
 
+def long(cell):
+    return ' class="long"' if isinstance(cell, str) and len(cell) > 60 and '<' not in cell else ''
+
+
 def table(caption, heads, rows):
     head = ''.join(f'<th scope="col">{head}</th>' for head in heads)
-    body = ''.join('<tr>' + f'<th scope="row">{row[0]}</th>' + ''.join(f'<td>{cell}</td>' for cell in row[1:]) + '</tr>'
+    body = ''.join('<tr>' + f'<th scope="row">{row[0]}</th>'
+                   + ''.join(f'<td{long(cell)}>{cell}</td>' for cell in row[1:]) + '</tr>'
                    for row in rows)
     return (f'<div class="scroll" tabindex="0" role="region" aria-label="{caption}"><table><caption>{caption}</caption>'
             f'<thead><tr>{head}</tr></thead><tbody>{body}</tbody></table></div>')

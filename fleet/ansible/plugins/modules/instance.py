@@ -367,7 +367,8 @@ class Removal(object):
             return
         lines = [line.strip() for line in err.splitlines() if line.strip()]
         reasons = [line for line in lines if line.startswith('The hotfix was not removed')] or lines[-1:]
-        reason = reasons[0] if reasons else 'hotfixUninstall ended with status %d and no reason' % status
+        reason = reasons[0] if reasons else 'hotfixUninstall ended with status %d: %s' % (
+            status, '; '.join(shown(text) for text in self.now['evidence']))
         if self.now['state'] == 'failed':
             raise Failure('platform-failed', reason, is_tried=True)
         raise Failure('not-removed', '%s The state now is %s.' % (reason, self.now['state']), is_tried=True)
