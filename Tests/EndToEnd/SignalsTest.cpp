@@ -31,7 +31,7 @@ constexpr char kLauncher[] = "/rcplauncher";
 
 const std::vector<Moment>& moments() {
   static const std::vector<Moment> all = {
-      {"Checking", "Checking the instance", kKept, "stat.* /Applications/.*deploy/install.xml$", 1},
+      {"Checking", "Checking the instance", kKept, "openat.* /Applications/.*installInfo.plist read$", 1},
       {"FirstLaunch", "Running the platform to remove the hotfix, 1 of 2", kConsumed, kLauncher, 1},
       {"SecondLaunch", "Running the platform to remove the hotfix, 2 of 2", kConsumed, kLauncher, 2},
       {"Receipt", "Forgetting the installer's receipt", kConsumed, "/usr/sbin/pkgutil", 1},

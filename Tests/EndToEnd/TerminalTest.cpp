@@ -200,7 +200,7 @@ TEST_F(TerminalTest, RecoveryEndsInASuccess) {
 
 TEST_F(TerminalTest, ProcessesThatCannotBeListedAreToldOf) {
   const std::string sentence = "The running processes cannot be listed: whether the platform runs was not checked.";
-  root().mountMemory("/proc", "mode=0555");
+  hideProcesses();
   std::string text;
   const Outcome outcome = watch(text);
   EXPECT_EQ(outcome.ending, "exit 0");
