@@ -222,6 +222,43 @@ class Rehearsal:
         self.check('a shell task calls a failed removal done; the role does not',
                    [] if says == ['failed', 'ok', 'failed', 'failed: state-failed'] else says)
 
+    def management(self):
+        """The scripts for Munki and Jamf Pro, with the real programs, called as those call them."""
+        self.section('Munki and Jamf Pro')
+        ready, failing = self.make('s', ['ready', 'failing'])
+        made = self.work / 'made'
+        subprocess.run([f'{self.options.checkout}/fleet/mac/make-scripts', '--home', HOME, '--data',
+                        '/Users/%u/Vantelmor Data', '--programs', '/usr/sbin', '--to', made],
+                       check=True, stdout=subprocess.DEVNULL)
+        munki = ['/var/tmp/as-munki', '/var/tmp/made/munki/HotfixRemoval-1.0.plist']
+        attribute = '/var/tmp/made/jamf/extension-attribute.sh'
+        policy = ['/var/tmp/made/jamf/policy.sh', '/', 'a Mac', '']
+        wrong = []
+
+        def expect(machine, status, text, *words):
+            answer = machine.run(*words)
+            if answer.returncode != status or text not in answer.stdout:
+                wrong.append(f'{machine.name}: {words[0]}: {answer.returncode} {answer.stdout}{answer.stderr}')
+            print(f'     {machine.name}: {words[0].split("/")[-1]}: {answer.stdout.strip()}')
+
+        for machine in (ready, failing):
+            subprocess.run(['cp', '-R', made, f'{self.options.checkout}/Tests/Fleet/as-munki', machine.path('var/tmp')],
+                           check=True)
+        expect(ready, 0, '<result>removable</result>', attribute)
+        expect(ready, 0, 'removed: The hotfix was removed', *munki)
+        expect(ready, 0, 'nothing to do', *munki)
+        expect(ready, 0, '<result>removed</result>', attribute)
+        expect(ready, 0, 'There is no hotfix to remove', *policy)
+        expect(failing, 1, 'failed: ', *munki)
+        expect(failing, 1, 'failed: an earlier removal failed', *munki)
+        expect(failing, 0, '<result>failed</result>', attribute)
+        KINDS['failing'].cure(failing)
+        expect(failing, 0, 'The hotfix was removed', *policy, '', '', '', 'yes')
+        for machine in (ready, failing):
+            if machine.state()['state'] != 'removed' or machine.wrong_owners():
+                wrong.append(f'{machine.name}: {machine.state()["state"]} {machine.wrong_owners()}')
+        self.check('the scripts for Munki and Jamf Pro remove, verify, and tell of a failure each time', wrong)
+
     def document(self):
         def story(machine):
             return {'machine': machine.name, 'kind': KINDS[machine.kind].title, 'before': machine.before,
@@ -259,6 +296,7 @@ def main():
     if not options.only_rollout:
         rehearsal.killed()
         rehearsal.naive()
+        rehearsal.management()
     document = rehearsal.document()
     to = pathlib.Path(options.to)
     to.mkdir(parents=True, exist_ok=True)
