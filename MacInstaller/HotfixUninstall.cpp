@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "MacInstaller/InstallUtil.h"
+#include "MacInstaller/InstanceFiles.h"
 #include "MacInstaller/InstanceService.h"
 #include "MacInstaller/Reasons.h"
 #include "MacInstaller/StringUtil.h"
@@ -21,8 +22,6 @@ using platform::LogLevel;
 namespace {
 
 constexpr char kDefaultDataFolder[] = "systemdata";
-constexpr char kUninstallManifest[] = "deploy/uninstall.hotfix.xml";
-constexpr char kUpdateManifest[] = "install.update.xml";
 constexpr char kLauncher[] = "rcplauncher";
 
 // These two speak of the provisioning process although they report a missing manifest, and differ in one word. Both

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "MacInstaller/InstanceFiles.h"
 #include "MacInstaller/Properties.h"
 #include "MacInstaller/Reasons.h"
 #include "MacInstaller/StringUtil.h"
@@ -46,8 +47,6 @@ constexpr char kErrorMessageType[] = "ERROR_MESSAGE";
 constexpr char kErrorCodeKey[] = "ERROR_CODE";
 constexpr char kErrorDetailsKey[] = "ERROR_DETAILS";
 
-constexpr char kGroup[] = "admin";
-constexpr mode_t kMode = 0775;
 constexpr char kPackageVariable[] = "${package}";
 
 constexpr char kCurrentProcess[] = ">>>> current is %s.";
@@ -242,7 +241,7 @@ platform::RepairOutcome InstallUtil::changeAttributesForDirectory(const Optional
   outcome.folder = folder.value_or("");
   if (!folder || !platform::exists(*folder)) return outcome;
   if (platform::isFolder(*folder)) {
-    outcome = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kGroup, kMode});
+    outcome = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kInstallerGroup, kInstallerMode});
   } else {
     outcome.isTreated = true;  // nothing lies below a file
   }

@@ -7,6 +7,7 @@
 #include "MacInstaller/Configuration.h"
 #include "MacInstaller/InstallManifest.h"
 #include "MacInstaller/InstallUtil.h"
+#include "MacInstaller/InstanceFiles.h"
 #include "MacInstaller/JavaProperties.h"
 #include "MacInstaller/Properties.h"
 #include "MacInstaller/Reasons.h"
@@ -30,8 +31,6 @@ namespace {
 // Files of an instance, relative to the home folder.
 constexpr char kDeployFolder[] = "deploy";
 constexpr char kInstallManifest[] = "install.xml";
-constexpr char kUpdateManifest[] = "install.update.xml";
-constexpr char kHotfixUninstallManifest[] = "deploy/uninstall.hotfix.xml";
 constexpr char kLauncherProperties[] = "rcplauncher.properties";
 constexpr char kInstallInfo[] = "installInfo.plist";
 constexpr char kEclipseFolder[] = "eclipse";
@@ -75,8 +74,6 @@ constexpr char kHomeVariable[] = "${env.HOME}";
 // The platform expands "${rcp.home}" itself: it is written as it stands.
 constexpr char kManifestUrl[] = "file:/${rcp.home}/rcp/deploy/install.xml";
 constexpr char kBaseLocation[] = "${rcp.home}/rcp/eclipse/plugins/com.qor.rcp.base_";
-constexpr char kGroup[] = "admin";
-constexpr mode_t kMode = 0775;
 constexpr size_t kLongestJavaHome = 1022;
 constexpr char kJavaPluginIdentifier[] = "com.oracle.java.JavaAppletPlugin";
 
@@ -131,9 +128,9 @@ bool clearTarget(const std::string& target, platform::FileError* error = nullptr
 /// Gives a launcher's properties a new identity, and the place of the base plug-in if there is one.
 void stampLauncher(JavaProperties& properties, const OptionalString& baseVersion) {
   const std::string stamp = InstallUtil::generateNewManifestVersion();
-  (void)properties.setProperty(stamp, OptionalString(kInstallIDKey));
-  (void)properties.setProperty(stamp, OptionalString(kManifestVersionKey));
-  if (baseVersion) (void)properties.setProperty(kBaseLocation + *baseVersion, OptionalString(kBaseLocationKey));
+  (void)properties.setProperty(stamp, kInstallIDKey);
+  (void)properties.setProperty(stamp, kManifestVersionKey);
+  if (baseVersion) (void)properties.setProperty(kBaseLocation + *baseVersion, kBaseLocationKey);
 }
 
 /// The "ID" of an entry of the add-on registry; null for an entry without one.
@@ -288,7 +285,7 @@ bool InstanceService::copyManifest(const OptionalString& source) {
 
 bool InstanceService::copyHotfixUninstallManifest(const OptionalString& source) {
   if (!existsAt(source) || !existsAt(_pathToRcphome)) return false;
-  const std::string target = *inHome(kHotfixUninstallManifest);
+  const std::string target = *inHome(kUninstallManifest);
   return clearTarget(target) && platform::copyItem(*source, target);
 }
 
@@ -379,7 +376,7 @@ void InstanceService::updateInstallIDWithProvManVer() {
   const OptionalString version = JavaProperties(launcherFile).getPropertyForKey(kManifestVersionKey);
   setLauncherProperty(kInstallIDKey, version);
   JavaProperties installProperties(std::move(installFile));
-  (void)installProperties.setProperty(version, OptionalString(kInstallIDKey));
+  (void)installProperties.setProperty(version, kInstallIDKey);
   (void)installProperties.savePropertiesToFile(std::nullopt);
 }
 
@@ -435,7 +432,7 @@ void InstanceService::setInstalledVersion(const OptionalString& version) {
 }
 
 bool InstanceService::isHotfixApplied() const {
-  return Properties(inHome(kInstallInfo)).getPropertyForKey(OptionalString(kHotfixVersionKey)).has_value();
+  return Properties(inHome(kInstallInfo)).getPropertyForKey(kHotfixVersionKey).has_value();
 }
 
 OptionalString InstanceService::getCurrentHotfixVersion() const { return installRecord(kHotfixVersionKey); }
@@ -451,8 +448,7 @@ void InstanceService::saveHotfixSkipRunningCheckProperty(bool skip) {
 bool InstanceService::isHotfixInstallWithSkipRunningCheck() const {
   const OptionalString file = inHome(kInstallInfo);
   if (!existsAt(file)) return false;
-  const std::optional<PropertyListValue> record =
-      Properties(file).getPropertyForKey(OptionalString(kSkipRunningCheckKey));
+  const std::optional<PropertyListValue> record = Properties(file).getPropertyForKey(kSkipRunningCheckKey);
   return !record || *record == PropertyListValue("true");
 }
 
@@ -499,8 +495,8 @@ bool InstanceService::generateRcplauncherPropertiesWithTemplate(const OptionalSt
   platform::log(LogLevel::Info, kUpdateLauncher);
   JavaProperties properties{OptionalString(target)};
   stampLauncher(properties, getBaseVersion());
-  (void)properties.setProperty(OptionalString(kManifestUrl), OptionalString(kManifestKey));
-  if (workspace) (void)properties.setProperty(workspace, OptionalString(kDataKey));
+  (void)properties.setProperty(kManifestUrl, kManifestKey);
+  if (workspace) (void)properties.setProperty(workspace, kDataKey);
   platform::log(LogLevel::Info, kSaveLauncher);
   (void)properties.savePropertiesToFile(std::nullopt);  // callers do not learn of a failed save, on purpose
   return true;
@@ -526,7 +522,7 @@ bool InstanceService::copyOgsiAgentProperties(const OptionalString& templatePath
 bool InstanceService::generateJVMPropertiesWithTemplate(const OptionalString& templatePath) {
   if (!existingFolderHome()) return false;
   // The user who runs the process, not the one that the environment names: unlike everywhere else, and on purpose.
-  const platform::Attributes attributes{platform::loginName(), kGroup, kMode};
+  const platform::Attributes attributes{platform::loginName(), kInstallerGroup, kInstallerMode};
   const std::string deploy = *inHome(kDeployFolder);
   if (!platform::exists(deploy) && !platform::createFolder(deploy, platform::Parents::Required, attributes)) {
     platform::log(LogLevel::Error, kNoDeployFolder, deploy.c_str());
@@ -579,7 +575,8 @@ bool InstanceService::generateLinks() {
   const OptionalString links = inHome(kLinksFolder);
   if (!links || !platform::isFolder(*inHome(kEclipseFolder))) return false;
   if (!platform::exists(*links)) {
-    const platform::Attributes attributes{platform::invokingUserName().value_or("root"), kGroup, kMode};
+    const platform::Attributes attributes{platform::invokingUserName().value_or("root"), kInstallerGroup,
+                                          kInstallerMode};
     if (!platform::createFolder(*links, platform::Parents::Required, attributes)) {
       platform::log(LogLevel::Warning, kNoLinksFolder);
       return false;
@@ -587,7 +584,7 @@ bool InstanceService::generateLinks() {
   }
   const auto writeLink = [&links](const char* name, const OptionalString& folder) {
     JavaProperties link{OptionalString(path::appending(*links, name))};
-    (void)link.setProperty(folder, OptionalString(kPathKey));
+    (void)link.setProperty(folder, kPathKey);
     (void)link.savePropertiesToFile(std::nullopt);
   };
   writeLink("rcp.link", _pathToRcphome);

@@ -8,13 +8,13 @@
 #include <csignal>
 #include <cstring>
 
+#include "MacInstaller/InstanceFiles.h"
 #include "Support/Path.h"
 
 namespace hotfix::interruption {
 
 namespace {
 
-constexpr char kUninstallManifest[] = "deploy/uninstall.hotfix.xml";
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // What the handler reads. Texts are written before the atomic that says that they are there.

@@ -1,0 +1,21 @@
+#ifndef MACINSTALLER_INSTANCEFILES_H_
+#define MACINSTALLER_INSTANCEFILES_H_
+
+#include <sys/types.h>
+
+namespace hotfix {
+
+// Files of an instance that more than one source names.
+
+/// What a hotfix leaves behind for its removal, relative to the home folder.
+inline constexpr char kUninstallManifest[] = "deploy/uninstall.hotfix.xml";
+/// What the launcher applies at its next start, relative to the folder `deploy`.
+inline constexpr char kUpdateManifest[] = "install.update.xml";
+
+/// Group and mode of what the installer makes or repairs: the members of the group are administrators.
+inline constexpr char kInstallerGroup[] = "admin";
+inline constexpr mode_t kInstallerMode = 0775;
+
+}  // namespace hotfix
+
+#endif  // MACINSTALLER_INSTANCEFILES_H_
