@@ -104,3 +104,11 @@ string(REPLACE ";" " " pc_requires "${pc_requires}")
 string(REPLACE ";" " " pc_libraries "${pc_libraries}")
 configure_file(cmake/hotfixUninstall.pc.in ${PROJECT_BINARY_DIR}/hotfixUninstall.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/hotfixUninstall.pc DESTINATION ${pkg_config_folder})
+
+# ----- For fleets: the Ansible collection, where Ansible looks for it below /usr, and the scripts for Mac administrators -----
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME fleet)
+install(DIRECTORY fleet/ansible/ DESTINATION ${CMAKE_INSTALL_DATADIR}/ansible/collections/ansible_collections/hotfix/removal
+  PATTERN tests EXCLUDE PATTERN ".*" EXCLUDE PATTERN __pycache__ EXCLUDE)
+install(DIRECTORY fleet/mac DESTINATION ${CMAKE_INSTALL_DATADIR}/hotfixUninstall USE_SOURCE_PERMISSIONS)
+install(FILES docs/fleet.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

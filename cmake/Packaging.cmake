@@ -1,5 +1,5 @@
-# What `cpack` makes of the installed tree: an archive of all of it, and on Linux two Debian packages, hotfixuninstall for
-# administrators and libhotfixuninstall-dev for authors of installers. scripts/package runs it; for macOS there is
+# What `cpack` makes of the installed tree: an archive of all of it, and on Linux three Debian packages, hotfixuninstall for
+# administrators, libhotfixuninstall-dev for authors of installers and hotfixuninstall-fleet for those of a fleet. scripts/package runs it; for macOS there is
 # scripts/package-mac.
 
 set(CPACK_GENERATOR TGZ)
@@ -12,7 +12,7 @@ set(CPACK_PACKAGE_CONTACT "hotfixUninstall developers <hotfixuninstall@example.i
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL tool development)
+set(CPACK_COMPONENTS_ALL tool development fleet)
 set(CPACK_VERBATIM_VARIABLES ON)
 
 # ----- Debian -----
@@ -40,6 +40,15 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "hotfixuninstall, pkgconf, cmake")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "library that removes a hotfix from a client platform
 Installers link this static library to do what the command hotfixUninstall
 does, in-process: by two C entries, or by C++17 classes.")
+
+set(CPACK_DEBIAN_FLEET_PACKAGE_NAME hotfixuninstall-fleet)
+set(CPACK_DEBIAN_FLEET_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_FLEET_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_FLEET_PACKAGE_RECOMMENDS "ansible-core (>= 2.14)")
+set(CPACK_DEBIAN_FLEET_DESCRIPTION "remove a hotfix from a fleet of client platforms
+The Ansible collection hotfix.removal has hotfixUninstall remove a hotfix
+from many machines, and verifies each. With it come scripts for Munki, Jamf
+Pro and other management systems of macOS.")
 
 # Adapts the trees of the Debian packages to Debian's rules.
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian/AdaptTree.cmake)

@@ -18,6 +18,7 @@ packages_bench="libbenchmark-dev libplist-utils xmlstarlet libxml2-utils rsync l
 packages_fresh_machine="debootstrap"
 packages_trace="strace"
 packages_memcheck="valgrind libc6-dbg"
+packages_fleet="ansible sudo procps python3 util-linux"
 
 fail() {
   echo "${0##*/}: $*" >&2

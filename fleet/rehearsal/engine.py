@@ -1,0 +1,124 @@
+"""Runs Ansible on the machines, and reads what it says of each."""
+
+import json
+import os
+import resource
+import signal
+import subprocess
+import time
+
+from estate import DATA, HERE, HOME
+
+TASK = 'Remove the hotfix'
+
+
+class Engine:
+    def __init__(self, work, collections, forks):
+        self.work = work
+        self.forks = forks
+        self.environment = {
+            'PATH': '/usr/bin:/bin:/usr/sbin:/sbin', 'HOME': str(work), 'LC_ALL': 'C.UTF-8',
+            'ANSIBLE_COLLECTIONS_PATH': f'{collections}:/usr/lib/python3/dist-packages',
+            'ANSIBLE_STDOUT_CALLBACK': 'ansible.posix.json', 'ANSIBLE_REMOTE_TMP': '/var/tmp/ansible',
+            'ANSIBLE_LOCAL_TEMP': f'{work}/ansible-tmp', 'ANSIBLE_RETRY_FILES_ENABLED': 'false',
+            'ANSIBLE_HOST_KEY_CHECKING': 'false', 'ANSIBLE_LOCALHOST_WARNING': 'false', 'ANSIBLE_NOCOLOR': '1',
+            'ANSIBLE_CHROOT_EXE': str(HERE / 'enter'), 'ANSIBLE_PIPELINING': 'true',
+            # The connection takes itself for root's; the account that it really comes in as needs sudo.
+            'ANSIBLE_BECOME_ALLOW_SAME_USER': 'true',
+        }
+        self.evidence = work / 'evidence'
+
+    def _inventory(self, machines):
+        hosts = {machine.name: dict(machine.variables, ansible_host=str(machine.root)) for machine in machines}
+        inventory = {'all': {'hosts': hosts, 'vars': {
+            'ansible_connection': 'community.general.chroot', 'ansible_user': 'operator',
+            'ansible_python_interpreter': '/usr/bin/python3', 'home': HOME, 'data': DATA,
+            'hotfix_remove_evidence': str(self.evidence),
+            'hotfix_remove_instances': [{'home': HOME, 'data': DATA}]}}}
+        file = self.work / 'inventory.json'
+        file.write_text(json.dumps(inventory, indent=1))
+        return file
+
+    def start(self, machines, *options, playbook='remove.yml', output=subprocess.PIPE):
+        return subprocess.Popen(
+            ['ansible-playbook', '--forks', str(self.forks), '-i', self._inventory(machines), *options,
+             HERE / playbook], env=self.environment, cwd=self.work, stdin=subprocess.DEVNULL, stdout=output,
+            stderr=subprocess.PIPE, text=True, start_new_session=True)
+
+    def run(self, machines, *options, playbook='remove.yml'):
+        for machine in machines:
+            with open(f'{machine.root}.times', 'w', encoding='ascii'):
+                pass
+        began, before = time.monotonic(), resource.getrusage(resource.RUSAGE_CHILDREN)
+        process = self.start(machines, *options, playbook=playbook)
+        out, err = process.communicate()
+        after = resource.getrusage(resource.RUSAGE_CHILDREN)
+        run = Run(out, err, process.returncode)
+        run.seconds = time.monotonic() - began
+        processor = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+        target = 0.0
+        for machine in machines:
+            with open(f'{machine.root}.times', encoding='ascii') as file:
+                target += sum(float(word) for word in file.read().split())
+        run.target_seconds = target
+        run.controller_seconds = max(0.0, processor - target)
+        run.controller_memory = after.ru_maxrss // 1024
+        return run
+
+    def run_and_kill(self, machines, when, *options):
+        """Kills the engine with all its processes as soon as when() says so. Tells whether it came to that."""
+        process = self.start(machines, *options, output=subprocess.DEVNULL)
+        while process.poll() is None and not when():
+            time.sleep(0.02)
+        came = process.poll() is None
+        if came:
+            os.killpg(process.pid, signal.SIGKILL)
+        process.communicate()
+        return came
+
+
+class Run:
+    """What came of one run of the engine."""
+
+    def __init__(self, out, err, status):
+        self.status = status
+        self.text = out + err
+        try:
+            document = json.loads(out[out.index('{'):])
+        except ValueError:
+            raise RuntimeError(f'Ansible ended with status {status}: {(out + err)[-3000:]}') from None
+        self.stats = document['stats']
+        self._results = {}
+        for play in document['plays']:
+            for task in play['tasks']:
+                for host, result in task['hosts'].items():
+                    self._results.setdefault(host, []).append((task['task']['name'].rsplit(' : ', 1)[-1], result))
+
+    def item(self, host):
+        """The result of the module for the one instance of the machine."""
+        for name, result in self._results.get(host, []):
+            if name == TASK and result.get('results'):
+                return result['results'][0]
+        return {}
+
+    def outcome(self, host):
+        stats = self.stats.get(host)
+        if not stats:
+            return 'not reached'
+        if stats['unreachable']:
+            return 'unreachable'
+        if stats['failures']:
+            return 'failed: ' + self.item(host).get('cause', 'unknown')
+        return 'changed' if stats['changed'] else 'ok'
+
+    def reason(self, host):
+        item = self.item(host)
+        if item.get('msg'):
+            return item['msg']
+        if self.stats.get(host, {}).get('unreachable'):
+            return 'The machine does not answer'
+        results = self._results.get(host, [])
+        return str(results[-1][1].get('msg', '')) if results else ''
+
+    def last(self, host):
+        return self._results[host][-1][1]
