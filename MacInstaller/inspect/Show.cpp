@@ -202,6 +202,13 @@ std::string shownStatus(const Json& document) {
                                 shownText(field(process, "executable")));
   }
   text += line("trace", shownText(field(field(field(document, "logs"), "trace"), "path")));
+  if (state == "interrupted") {
+    text += section("How far it came");
+    for (const Json& step : field(document, "progress")) {
+      text +=
+          "  " + padded(field(step, "done") == true ? "done" : "missing", 9) + shownText(field(step, "step")) + "\n";
+    }
+  }
   if (!field(document, "wayOut").empty()) {
     text += section("What leads out");
     for (const Json& command : field(document, "wayOut")) text += "  " + commandLine(command) + "\n";

@@ -62,6 +62,12 @@ TEST(ShowTest, CommandsCanBePastedWhateverIsInAPath) {
   EXPECT_THAT(text, ::testing::HasSubstr("  cp $'/a\\033[2J\\377\\'\\\\\\012' '\xC3\xA4'\n"));
 }
 
+TEST(ShowTest, InterruptedRunShowsHowFarItCame) {
+  const Json status = Json::parse(R"({"document": "status", "state": "interrupted", "home": "/a", "progress":
+      [{"step": "one", "done": true}, {"step": "two", "done": false}]})");
+  EXPECT_THAT(show::shown(status), ::testing::HasSubstr("\nHow far it came\n  done     one\n  missing  two\n"));
+}
+
 TEST(ShowTest, NamesDriveNoTerminal) {
   Json status = Json::parse(R"({"document": "status", "state": "failed", "evidence": []})");
   status["home"] = document::fromText(std::string("/a\x1B[31m\x9B\n/b"));
