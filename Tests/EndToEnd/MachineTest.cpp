@@ -169,13 +169,6 @@ void MachineTest::makePatientJava() {
                          " || [ $tries = 100 ]; do sleep 0.1; tries=$((tries + 1)); done\n. " + kNote);
 }
 
-void MachineTest::hideProcesses() {
-  root().mountMemory("/proc", "mode=0555");
-  files().makeFolder(inside("/proc/self"));
-  files().makeLink(inside("/proc/self/exe"), HOTFIX_TOOL);
-  _hasProcesses = false;
-}
-
 pid_t MachineTest::startProgram(const std::string& path, uid_t user) {
   files().makeFile(inside(path), files().read(inside(ThrowAwayRoot::kFirstProcess)), 0755);
   int started[2];
@@ -281,7 +274,6 @@ Call MachineTest::call(const CommandLine& arguments) {
   for (const char* name : {"LD_LIBRARY_PATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
     if (const char* value = std::getenv(name)) call.environment[name] = value;
   }
-  if (!_hasProcesses) call.environment["ASAN_OPTIONS"] += ":detect_leaks=0";
   return call;
 }
 

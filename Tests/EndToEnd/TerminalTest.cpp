@@ -199,8 +199,9 @@ TEST_F(TerminalTest, RecoveryEndsInASuccess) {
 }
 
 TEST_F(TerminalTest, ProcessesThatCannotBeListedAreToldOf) {
+  if (kNeedsProcesses) GTEST_SKIP() << "this build looks for leaks, in /proc";
   const std::string sentence = "The running processes cannot be listed: whether the platform runs was not checked.";
-  hideProcesses();
+  root().mountMemory("/proc", "mode=0555");
   std::string text;
   const Outcome outcome = watch(text);
   EXPECT_EQ(outcome.ending, "exit 0");

@@ -165,10 +165,11 @@ TEST_P(OtherLineTest, IsWhatARunTells) {
         files().makeFifo(inHome("rcplauncher.properties"));
       },
       [this] { files().makeFile(inside(kConfigurationFile), "{ productName = P; }", 0755); },
-      [this] { hideProcesses(); }};
+      [this] { root().mountMemory("/proc", "mode=0555"); }};
   const std::vector<Lines> rows = rowsBelow("Other lines in the log");
   ASSERT_EQ(rows.size(), causes.size());
   if (!ThrowAwayRoot::hasAccounts() && (GetParam() == 1 || GetParam() == 2)) GTEST_SKIP() << "needs several accounts";
+  if (kNeedsProcesses && GetParam() + 1 == causes.size()) GTEST_SKIP() << "this build looks for leaks, in /proc";
   causes[GetParam()]();
   values = {{"DATA", data}, {"ACCOUNT", "bob"}, {"FILE", home + "/rcplauncher.properties"}};
   const Outcome outcome = run(uninstall());

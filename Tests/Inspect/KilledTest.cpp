@@ -69,6 +69,7 @@ class KilledTest : public MachineTest, public ::testing::WithParamInterface<cons
     faultyCall.environment["FAIL_CALLS_NOTES"] = kNotes;
     faultyCall.environment["FAIL_CALLS_HOW"] = how;
     faultyCall.environment["FAIL_CALLS_AT"] = std::to_string(at);
+    faultyCall.environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
     return faultyCall;
   }
 
