@@ -13,14 +13,15 @@ Configuration::Configuration() {
   bool isDistrusted = false;
   const OptionalString contents = platform::readTrustedFile(onDisk(kInternalConfigurationFile), &isDistrusted);
   if (contents) {
-    _internalProperties = Properties(onDisk(kInternalConfigurationFile), *contents);
+    _internalProperties = Properties(onDisk(kInternalConfigurationFile), contents);
   } else if (isDistrusted) {
-    platform::log(platform::LogLevel::Warning,
-                  "Ignored %s: it counts only as a plain file with one name that root or this user owns and that not "
-                  "everybody can write to.",
-                  kInternalConfigurationFile);
+    platform::log(
+        platform::LogLevel::Warning,
+        "Ignored %s: it counts only as a plain file with one name that root or this user owns, that cannot be "
+        "executed and that not everybody can write to.",
+        kInternalConfigurationFile);
   } else if (!platform::isMissing(onDisk(kInternalConfigurationFile))) {
-    _internalProperties = Properties(onDisk(kInternalConfigurationFile), "");  // what it holds is not known
+    _internalProperties = Properties(onDisk(kInternalConfigurationFile), std::nullopt);
   }
 }
 

@@ -29,7 +29,7 @@ class Configuration {
 
   /// Writes the settings to the internal configuration file, which is created when missing. One that cannot be trusted
   /// at that moment is replaced, with nothing taken over from it. The answer is that of
-  /// Properties::savePropertiesToFile: a failed write is not told. False for a file that could not be read, or held no
+  /// Properties::savePropertiesToFile: a failed write is not told. False for a file that could not be read or held no
   /// dictionary.
   bool saveConfiguration() const;
 

@@ -54,7 +54,7 @@ bool HotfixUninstall::uninstallOldHotfix() {
     _failure = "the home folder went away, or cannot be reached any more";
     return false;
   }
-  if (!copyUninstallManifest()) return false;
+  if (!progress::checked("uninstall manifest", copyUninstallManifest())) return false;
   _instance->backupInstallManifest();  // Not a fatal error: an instance without an install manifest has no backup.
   _instance->updateProvisionManifestVersion(InstallUtil::generateNewManifestVersion());
   startProvisioning();
@@ -62,7 +62,7 @@ bool HotfixUninstall::uninstallOldHotfix() {
   _instance->updateHotfixVersion(std::nullopt);
 
   std::string reason;
-  if (_instance->getProvisioningResult(&reason) == -1) {
+  if (!progress::checked("platform's result", _instance->getProvisioningResult(&reason) != -1)) {
     if (_failure.empty()) _failure = reason;
     // The result file stays, for whoever looks into the failure.
     platform::log(LogLevel::Error, "%s", kUnexpectedResults);

@@ -65,6 +65,9 @@ class InstallUtil {
   /// The locale that the invoking user chose ("AppleLocale"), read as that user also when the tool runs as root, else
   /// the one for all users, else "en_US". A value that cannot be a locale identifier counts as "en_US". The effective
   /// user id is switched for the time of the read, when the account is known.
+  ///
+  /// Nothing is kept: each call reads the settings anew, and each pass of the platform makes one. Their size is bounded,
+  /// see UserDefaults.h.
   static std::string getCurrentLocale();
 
   // ----- Tracing and installer messages -----

@@ -416,8 +416,9 @@ void InstanceService::changeInstallRecord(const std::string& key, const Optional
   const bool startsEmpty = platform::isMissing(*file) && ifMissing == IfMissing::Created;
   Properties records = startsEmpty ? Properties() : Properties(file);
   const std::optional<PropertyListValue> record = value ? std::optional<PropertyListValue>(*value) : std::nullopt;
-  // Records that could not be read take no change, and are not written.
-  if (records.setProperty(record, key)) (void)records.savePropertiesToFile(file);
+  // Records that could not be read take no change, and are not written: the save tells that.
+  (void)records.setProperty(record, key);
+  (void)records.savePropertiesToFile(file);
 }
 
 OptionalString InstanceService::getInstalledVersion() const {

@@ -7,7 +7,9 @@
 #include <string_view>
 #include <utility>
 
+#include "MacInstaller/UnreadFile.h"
 #include "Platform/FileManager.h"
+#include "Platform/RandomKey.h"
 #include "Platform/SystemLog.h"
 #include "Platform/UserIdentity.h"
 #include "Support/PropertiesEscapes.h"
@@ -22,7 +24,6 @@ constexpr size_t kOrdinaryLine = 32;
 constexpr size_t kPartSize = size_t{1} << 16;
 constexpr char kNoKey[] = "setObjectForKey: key cannot be nil";
 constexpr char kNoValue[] = "setObjectForKey: object cannot be nil";
-constexpr char kUnread[] = "Not saved: %s exists, but cannot be read.";
 
 /// White space and line ends of ISO-8859-1.
 bool isTrimmed(char c) {
@@ -150,7 +151,7 @@ bool isAscii(std::string_view text) {
 
 }  // namespace
 
-JavaProperties::JavaProperties() : _dict(std::make_unique<TextMap>()) {}
+JavaProperties::JavaProperties() : _dict(std::make_unique<TextMap>(platform::processHashKey())) {}
 
 JavaProperties::~JavaProperties() = default;
 
@@ -169,7 +170,7 @@ void JavaProperties::load() {
   try {
     initDictionary();
   } catch (const std::exception&) {  // more entries than there is memory for
-    *_dict = TextMap();
+    *_dict = TextMap(platform::processHashKey());
     _isFileUnread = true;
   }
 }
@@ -183,7 +184,7 @@ void JavaProperties::initDictionary() {
   // Of short lines, which may all be empty, so many need not be expected.
   const auto lines = static_cast<size_t>(std::count(contents->begin(), contents->end(), '\n'));
   const size_t size = contents->size();
-  *_dict = TextMap(std::move(*contents));
+  *_dict = TextMap(platform::processHashKey(), std::move(*contents));
   _dict->reserve(std::min(lines, size / kOrdinaryLine));
   LineReader reader;
   // What follows the last line feed is a line too, even when it is empty.
@@ -223,10 +224,9 @@ void JavaProperties::removePropertyForKey(const OptionalString& key) {
 
 /// Whether a save to this file would lose what it holds, as that is not known.
 bool JavaProperties::wouldLose(const std::string& target) const {
-  if (platform::isMissing(target)) return false;
   const bool isBackingFile =
       _file && (target == *_file || platform::resolvedPath(target) == platform::resolvedPath(*_file));
-  return isBackingFile ? _isFileUnread : !platform::readFile(target);
+  return isBackingFile ? _isFileUnread : unread_file::isAt(target);
 }
 
 bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
@@ -234,7 +234,7 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
   const bool isBelow = !path && _fileBelow;
   const std::string target = path ? platform::expandingTilde(*path) : isBelow ? _fileBelow->path() : *_file;
   if (isBelow ? _isFileUnread : wouldLose(target)) {
-    platform::log(platform::LogLevel::Error, kUnread, target.c_str());
+    platform::log(platform::LogLevel::Error, "Not saved: %s exists, but cannot be read.", target.c_str());
     return false;
   }
   const auto produce = [this](const platform::PartWriter& write) {

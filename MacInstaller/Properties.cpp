@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "MacInstaller/UnreadFile.h"
 #include "Platform/FileManager.h"
 #include "Platform/PropertyList.h"
 #include "Platform/UserIdentity.h"
@@ -11,13 +12,19 @@ namespace hotfix {
 
 Properties::Properties(const OptionalString& file) {
   const OptionalString path = file ? OptionalString(platform::expandingTilde(*file)) : std::nullopt;
-  if (!path || !platform::exists(*path)) return;  // inert on purpose: see the class
+  if (!path || platform::isMissing(*path)) return;  // inert on purpose: see the class
   _file = path;
-  _dict = platform::readDictionary(*path);
+  parse(platform::readFile(*path));
 }
 
-Properties::Properties(const std::string& file, const std::string& contents) : _file(platform::expandingTilde(file)) {
-  std::optional<PropertyListValue> list = platform::parsePropertyList(contents);
+Properties::Properties(const std::string& file, const OptionalString& contents)
+    : _file(platform::expandingTilde(file)) {
+  parse(contents);
+}
+
+void Properties::parse(const OptionalString& contents) {
+  if (!contents) return;
+  std::optional<PropertyListValue> list = platform::parsePropertyList(*contents);
   if (list && list->asDictionary() != nullptr) _dict = std::move(*list->asDictionary());
 }
 
@@ -57,17 +64,19 @@ void Properties::removeAllProperties() {
 }
 
 bool Properties::savePropertiesToFile(const OptionalString& path) const {
-  if (!_dict) return false;
   const OptionalString target = path ? OptionalString(platform::expandingTilde(*path)) : _file;
-  if (target) (void)platform::writeDictionary(*target, *_dict);  // callers do not learn of a failed write, on purpose
-  return true;
+  // Callers do not learn of a failed write, deliberately.
+  if (_dict && target && !unread_file::isAt(*target)) (void)platform::writeDictionary(*target, *_dict);
+  return _dict.has_value();
 }
 
 bool Properties::savePropertiesToTrustedFile(const std::string& path) const {
-  if (!_dict) return false;
-  const OptionalString list = property_list::toXml(*_dict);
-  if (list) (void)platform::writeTrustedFile(path, *list);  // as for any other file
-  return true;
+  bool isDistrusted = false;
+  // What cannot be trusted is replaced, whether it can be read or not.
+  if (_dict && (platform::readTrustedFile(path, &isDistrusted) || isDistrusted || platform::isMissing(path))) {
+    if (const OptionalString list = property_list::toXml(*_dict)) (void)platform::writeTrustedFile(path, *list);
+  }
+  return _dict.has_value();
 }
 
 }  // namespace hotfix

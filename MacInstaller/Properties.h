@@ -12,7 +12,7 @@ namespace hotfix {
 ///
 /// An object without a dictionary (made for a file that is missing, or that holds no dictionary) is inert: it answers
 /// none and false to everything and never writes. Who wants to create a file starts from an object without a file
-/// and saves it to a path. Nothing is logged.
+/// and saves it to a path. What is logged is said below.
 class Properties {
  public:
   /// An empty dictionary and no backing file.
@@ -22,8 +22,9 @@ class Properties {
   /// nor a backing file; a file of another kind gives the backing file without a dictionary.
   explicit Properties(const OptionalString& file);
 
-  /// As if the file at \a file held just these bytes: for a caller that had to look at the open file first.
-  Properties(const std::string& file, const std::string& contents);
+  /// As if the file at \a file held just these bytes, or could not be read without them: for a caller that had to look
+  /// at the open file first.
+  Properties(const std::string& file, const OptionalString& contents);
 
   Properties(Properties&&) = default;
   Properties& operator=(Properties&&) = default;
@@ -52,15 +53,18 @@ class Properties {
   /// absent. A missing file is made, in a folder that must exist. Atomic, see platform::writeFileAtomically. With
   /// neither path nor backing file nothing is written.
   ///
-  /// \return false only for an object without a dictionary. Callers do not learn of a failed write, on purpose.
+  /// A file that exists and cannot be read is not replaced, as what it holds would be lost. \return false only for an
+  /// object without a dictionary. Callers do not learn of a failed write, deliberately; nothing is logged.
   bool savePropertiesToFile(const OptionalString& path) const;
 
   /// The same for a file that lies where others can write ("~" not expanded), see platform::writeTrustedFile.
   bool savePropertiesToTrustedFile(const std::string& path) const;
 
  private:
+  void parse(const OptionalString& contents);
+
   std::optional<PropertyListValue::Dictionary> _dict;
-  OptionalString _file;  // backing file, "~" expanded
+  OptionalString _file;        // backing file, "~" expanded
 };
 
 }  // namespace hotfix

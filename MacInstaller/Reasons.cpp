@@ -14,6 +14,11 @@ std::string ownerAndGroup(const platform::RepairOutcome& outcome) {
 }  // namespace
 
 std::string systemReason(const platform::FileError& error) {
+  if (error.isProtected) {
+    return error.reason +
+           "; macOS protects the application, also from root: "
+           "allow the change under Privacy & Security, App Management";
+  }
   const bool isRefusal = error.code == platform::kNoReadPermission || error.code == platform::kNoWritePermission;
   return error.reason + (isRefusal && !platform::hasRootRights() ? "; run it with sudo" : "");
 }

@@ -13,7 +13,8 @@
 /// stop. Each has its row in docs/troubleshooting.md.
 namespace hotfix {
 
-/// The system's own words, and that sudo helps where a right is missing that root has.
+/// The system's own words, and what helps: sudo where a right is missing that root has, the settings where it may be
+/// the system that protects an application.
 std::string systemReason(const platform::FileError& error);
 
 /// Why nothing is found at \a path: the system's own words, or \a ifMissing where there is no such entry. Where there

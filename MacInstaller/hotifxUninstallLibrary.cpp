@@ -28,6 +28,7 @@ namespace {
 constexpr std::int32_t kSuccess = 0;
 constexpr std::int32_t kFailure = 1;
 constexpr char kAction[] = "HOTFIX_UNINSTALL";
+constexpr char kRunningCheck[] = "not running";
 
 OptionalString optionalText(const char* text) { return text != nullptr ? OptionalString(text) : std::nullopt; }
 
@@ -70,27 +71,33 @@ std::string runningProcess(const std::string& program) {
 // right.
 
 OptionalString failureOfHome(const OptionalString& home) {
-  if (!home || home->empty()) return "no home folder was given";
-  if (!platform::exists(*home)) return absenceReason(*home, "there is no " + *home);
+  using progress::checked;
+  if (!checked("home given", home && !home->empty())) return "no home folder was given";
+  if (!checked("home exists", platform::exists(*home))) return absenceReason(*home, "there is no " + *home);
 
   platform::log(LogLevel::Info, "Check whether the unsupported characters are contained.");
-  if (InstallUtil::containUnSupportedCharacters(home)) return refusedCharacter(*home);
+  if (!checked("allowed characters", !InstallUtil::containUnSupportedCharacters(home))) return refusedCharacter(*home);
   return std::nullopt;
 }
 
 OptionalString failureOfInstance(const InstanceService& instance, const std::string& home) {
-  if (!instance.hasInstanceInstalled()) {
+  using progress::checked;
+  if (!checked("instance installed", instance.hasInstanceInstalled())) {
     return absenceReason(path::appending(home, "deploy/install.xml"),
                          "no instance is installed in " + home + ", as it has no deploy/install.xml");
   }
 
   platform::log(LogLevel::Info, "Check whether platform is running.");
   const OptionalString bundle = InstallUtil::getBundlePath(home);
-  if (!bundle) return home + " is not inside an application bundle (NAME.app/Contents/MacOS)";
-  std::string program;
-  if (!instance.isHotfixInstallWithSkipRunningCheck() && InstallUtil::checkBundleIsRunning(*bundle, &program)) {
-    return runningProcess(program);
+  if (!checked("in a bundle", bundle.has_value())) {
+    return home + " is not inside an application bundle (NAME.app/Contents/MacOS)";
   }
+  if (instance.isHotfixInstallWithSkipRunningCheck()) {
+    (void)checked(kRunningCheck, progress::CheckOutcome::Skipped);
+    return std::nullopt;
+  }
+  std::string program;
+  if (!checked(kRunningCheck, !InstallUtil::checkBundleIsRunning(*bundle, &program))) return runningProcess(program);
   return std::nullopt;
 }
 

@@ -15,14 +15,16 @@
 /// Files and folders, with the outcomes of the platform's file manager.
 ///
 /// No operation throws or logs. A path goes to the system as it is: "~" is an ordinary character. Every descriptor
-/// is closed on exec, and a file that is neither regular nor a folder is never opened.
+/// is closed on exec, and a file that is neither regular nor a folder is never opened, unless somebody puts it there
+/// between the look and the opening: then it is closed again, unread. Opening never waits.
 namespace hotfix::platform {
 
 /// Why a file operation failed.
 struct FileError {
-  int code = 0;             ///< the platform's error number; the ones that matter here have names below
-  std::string description;  ///< a sentence for a log line: the operation, the path and the system's reason
-  std::string reason;       ///< the system's reason alone
+  int code = 0;              ///< the platform's error number; the ones that matter here have names below
+  std::string description;   ///< a sentence for a log line: the operation, the path and the system's reason
+  std::string reason;        ///< the system's reason alone
+  bool isProtected = false;  ///< whether the system may protect the application
 };
 
 inline constexpr int kNoSuchFileWhileWriting = 4;
@@ -129,7 +131,8 @@ inline constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;
 OptionalString readFile(const std::string& path, std::uint64_t mostBytes = kLargestFile);
 
 /// The bytes of a file that lies where others can write, if it can be trusted: a regular file, reached without a
-/// link as its last component and without a second name, not writable by everyone, and of an owner whom isTrustedOwner
+/// link as its last component and without a second name, not writable by everyone, not executable (a file that
+/// setAttributesBelow gave to its owner, whoever wrote it, may be), and of an owner whom isTrustedOwner
 /// (UserIdentity.h) accepts.
 ///
 /// \param[out] isDistrusted set to whether something is there that must not be trusted.
@@ -152,6 +155,9 @@ using PartWriter = std::function<bool(std::string_view part)>;
 /// give up, which is a failure.
 bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce);
 
+/// Of a FileBelow more bytes are not read: everybody who can write there decides how many there are.
+inline constexpr std::uint64_t kLargestFileBelow = std::uint64_t{64} << 20;
+
 /// A regular file below a folder where others can put anything meanwhile. It is opened once, without following a link
 /// below the folder; whatever comes to lie at its path, the file that was opened is the one that is read and replaced.
 class FileBelow {
@@ -167,7 +173,7 @@ class FileBelow {
   /// Where it was looked for.
   const std::string& path() const;
 
-  /// As readFile.
+  /// As readFile, up to kLargestFileBelow bytes.
   OptionalString read() const;
 
   /// As writeFileAtomically, in the folder where the file was found, with the owner, group and mode that it had then.

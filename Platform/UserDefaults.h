@@ -12,7 +12,8 @@
 ///
 /// On macOS through CFPreferences. On Linux the property lists `.GlobalPreferences.plist` and `<domain>.plist` in
 /// `Library/Preferences` of the home folder that the account database names; HOME is not consulted. A list of more than
-/// kLargestSettings bytes counts as none.
+/// kLargestSettings bytes counts as none. On Linux each call reads the list anew: a long-lived process sees what was
+/// changed since, and a run of the tool, which asks a few times, pays for it within that bound.
 namespace hotfix::platform {
 
 inline constexpr std::uint64_t kLargestSettings = 8U << 20U;

@@ -28,6 +28,10 @@ bool hasRootRights();
 /// to the invoking user goes to root then. None otherwise.
 OptionalString callerHiddenBySudo();
 
+/// The name of an account or a group; none when the database does not know its number.
+OptionalString accountName(uid_t userId);
+OptionalString groupName(gid_t groupId);
+
 /// Home folder of the user that loginName stands for, by the account database; HOME only when it has no entry.
 OptionalString homeFolder();
 

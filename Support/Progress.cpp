@@ -16,6 +16,11 @@ void childStarted(const std::string& program, long process) {
   if (Listener* listener = currentListener) listener->childStarted(program, process);
 }
 
+bool checked(const char* check, CheckOutcome outcome) {
+  if (Listener* listener = currentListener) listener->checked(check, outcome);
+  return outcome != CheckOutcome::Failed;
+}
+
 void childEnded() {
   if (Listener* listener = currentListener) listener->childEnded();
 }

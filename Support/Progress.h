@@ -9,9 +9,18 @@
 /// program has set a listener, as the command does. What came of an operation is its return value instead.
 namespace hotfix::progress {
 
+/// How a check ended that an operation makes before it goes on.
+enum class CheckOutcome { Passed, Failed, Skipped };
+
 class Listener {
  public:
   virtual ~Listener() = default;
+
+  /// A check was made. \a check is a literal.
+  virtual void checked(const char* check, CheckOutcome outcome) {
+    (void)check;
+    (void)outcome;
+  }
 
   /// A step begins. It ends before the next one begins. \a step is a literal.
   virtual void begin(const char* step) = 0;
@@ -43,6 +52,12 @@ void hotfixRemoved();
 void warn(const std::string& sentence);
 bool wantsTicks();
 void tick();
+
+/// Tells how a check ended. \return whether the operation may go on.
+bool checked(const char* check, CheckOutcome outcome);
+inline bool checked(const char* check, bool isPassed) {
+  return checked(check, isPassed ? CheckOutcome::Passed : CheckOutcome::Failed);
+}
 
 /// A step that lasts as long as the object, or until it is given its result. Nothing may be printed meanwhile.
 class Step {

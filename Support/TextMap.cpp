@@ -14,8 +14,8 @@ constexpr size_t kBatch = 32;
 constexpr size_t kMostWaiting = 4096;
 /// Runs shorter than this on average are sorted without regard to them.
 constexpr size_t kShortRun = 8;
-
-std::uint32_t hashOf(std::string_view key) { return static_cast<std::uint32_t>(std::hash<std::string_view>()(key)); }
+/// Hardly any search in a table that is three quarters full looks at so many slots, of millions.
+constexpr size_t kLongSearch = 1024;
 
 bool isBefore(const TextMap::Entry& left, const TextMap::Entry& right) { return left.first < right.first; }
 
@@ -27,6 +27,11 @@ std::string_view TextMap::keyOf(const Place& place) const {
 
 std::string_view TextMap::valueOf(const Place& place) const {
   return std::string_view(_texts).substr(place.begin + place.keyLength, place.valueLength);
+}
+
+std::uint32_t TextMap::hashOf(std::string_view key) const {
+  if (_isKeyed) return static_cast<std::uint32_t>(keyedHash(_hashKey, key));
+  return static_cast<std::uint32_t>(std::hash<std::string_view>()(key));
 }
 
 /// The slot that has the key, or the empty one where it belongs.
@@ -94,13 +99,27 @@ void TextMap::index() {
     }
     for (size_t next = 0; next < count; ++next) insert(_places[begin + next], hashes[next]);
     begin += count;
+    if (_isSearchLong && !_isKeyed) beginKeyed();
   }
   _places.resize(_indexed);
 }
 
+/// The library's own hash is quicker, but anybody can foresee it: keys that make searches long were prepared.
+void TextMap::beginKeyed() {
+  _isKeyed = true;
+  std::fill(_slots.begin(), _slots.end(), Slot());
+  for (size_t number = 0; number < _indexed; ++number) {
+    const std::string_view key = keyOf(_places[number]);
+    const std::uint32_t hash = hashOf(key);
+    _slots[slotFor(key, hash)] = {hash, static_cast<std::uint32_t>(number + 1)};
+  }
+}
+
 /// Puts a place into the table, in the stead of an earlier one of the same key.
 void TextMap::insert(const Place& place, std::uint32_t hash) {
-  Slot& slot = _slots[slotFor(keyOf(place), hash)];
+  const size_t index = slotFor(keyOf(place), hash);
+  if (((index - hash) & (_slots.size() - 1)) >= kLongSearch) _isSearchLong = true;
+  Slot& slot = _slots[index];
   if (slot.place == 0) slot = {hash, static_cast<std::uint32_t>(++_indexed)};
   _places[slot.place - 1] = place;
 }
@@ -109,6 +128,16 @@ void TextMap::remove(std::string_view key) {
   if (_slots.empty()) return;
   const std::uint32_t number = _slots[slotFor(key, hashOf(key))].place;
   if (number != 0) _places[number - 1].isThere = false;  // the key stays, so that others are still found past it
+}
+
+size_t TextMap::longestSearch() const {
+  size_t longest = 0;
+  for (size_t number = 0; number < _indexed; ++number) {
+    const std::string_view key = keyOf(_places[number]);
+    const std::uint32_t hash = hashOf(key);
+    longest = std::max(longest, ((slotFor(key, hash) - hash) & (_slots.size() - 1)) + 1);
+  }
+  return longest;
 }
 
 std::vector<TextMap::Entry> TextMap::sorted() const {

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "Support/KeyedHash.h"
+
 namespace hotfix {
 
 /// Texts by key, made for files of hundreds of thousands of entries: all texts lie in one block and are found through
@@ -19,10 +21,11 @@ class TextMap {
  public:
   using Entry = std::pair<std::string_view, std::string_view>;
 
-  TextMap() = default;
-
-  /// No entries yet, but a block of bytes, say of the file that holds the entries: see `appendPlaced`.
-  explicit TextMap(std::string block) : _texts(std::move(block)) {}
+  /// No entries yet, but maybe a block of bytes, say of the file that holds the entries: see `appendPlaced`.
+  ///
+  /// \a hashKey is one that whoever wrote the keys does not know: he could choose them so that each is looked for past
+  /// all others. Keys are hashed by it once there is a sign of that.
+  explicit TextMap(const HashKey& hashKey, std::string block = "") : _hashKey(hashKey), _texts(std::move(block)) {}
 
   /// What was given as the block, and behind it the texts of other entries.
   std::string& block() { return _texts; }
@@ -45,6 +48,9 @@ class TextMap {
   /// Removes a key; does nothing when it is not there.
   void remove(std::string_view key);
 
+  /// How many places of the table the longest search for a key that is there looks at: what look-ups cost.
+  size_t longestSearch() const;
+
   /// All entries in the order of the bytes of their keys.
   std::vector<Entry> sorted() const;
 
@@ -60,12 +66,17 @@ class TextMap {
     std::uint32_t place;  // one more than the index in _places; 0 is an empty slot
   };
 
+  std::uint32_t hashOf(std::string_view key) const;
   std::string_view keyOf(const Place& place) const;
   std::string_view valueOf(const Place& place) const;
   size_t slotFor(std::string_view key, std::uint32_t hash) const;
   void insert(const Place& place, std::uint32_t hash);
   void resizeSlots(size_t count);
+  void beginKeyed();
 
+  HashKey _hashKey;
+  bool _isKeyed = false;       // the slots have hashes by it
+  bool _isSearchLong = false;  // or should, from the next batch on
   std::string _texts;
   std::vector<Place> _places;
   size_t _indexed = 0;       // so many of the places, from the first one on, are in the table

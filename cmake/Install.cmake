@@ -14,20 +14,22 @@ set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/hotfixUninstall)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tool)
 
 # A library that lies where the system does not look for it is found there by the installed tool too.
-set_target_properties(hotfixUninstall PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
-install(TARGETS hotfixUninstall RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+set_target_properties(hotfixUninstall hotfixInspect PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
+install(TARGETS hotfixUninstall hotfixInspect RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 
-install(FILES docs/man/hotfixUninstall.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES docs/man/hotfixUninstall.8 docs/man/hotfixInspect.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 
 # Completions, where the shells look for them below the prefix.
-install(FILES completions/hotfixUninstall.bash RENAME hotfixUninstall
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES completions/_hotfixUninstall DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
-install(FILES completions/hotfixUninstall.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+foreach(program hotfixUninstall hotfixInspect)
+  install(FILES completions/${program}.bash RENAME ${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES completions/_${program} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+  install(FILES completions/${program}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endforeach()
 
 # In one folder, with the links between them made to fit.
-set(installed_documents CHANGELOG.md SECURITY.md docs/file-formats.md docs/sequence.md
+set(installed_documents CHANGELOG.md SECURITY.md docs/file-formats.md docs/inspect.md docs/sequence.md
   docs/sequence.svg docs/sequence.txt docs/troubleshooting.md)
 foreach(document IN LISTS installed_documents)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${document})
@@ -37,6 +39,7 @@ foreach(document IN LISTS installed_documents)
   file(WRITE ${PROJECT_BINARY_DIR}/documents/${name} "${text}")
   install(FILES ${PROJECT_BINARY_DIR}/documents/${name} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endforeach()
+install(FILES docs/hotfixInspect.schema.json DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # ----- For authors of installers -----
 

@@ -26,7 +26,8 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOL_DESCRIPTION "remove a hotfix from an installed instance of a client platform
 hotfixUninstall has the platform's own launcher remove an installed hotfix,
-and clears what the hotfix's installer recorded.")
+and clears what the hotfix's installer recorded. hotfixInspect shows
+beforehand what it would do, and afterwards whether it worked.")
 
 # A program that links the archive needs what the archive links, and the C++ runtime, which a C compiler does not bring.
 string(REGEX MATCH "^[0-9]+" compiler_version "${CMAKE_CXX_COMPILER_VERSION}")

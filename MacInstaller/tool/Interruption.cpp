@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstring>
@@ -22,10 +23,12 @@ std::atomic<const char*> currentStep{nullptr};
 std::atomic<long> childProcess{0};
 char childProgram[64];
 char manifest[PATH_MAX];
-std::atomic<bool> hadManifest{false};
+enum class Manifest { Missing, There, Unknown };
+std::atomic<Manifest> manifestAtBegin{Manifest::Missing};
 std::atomic<bool> isRemoved{false};
 std::atomic<bool> isTerminal{false};
-static_assert(ATOMIC_POINTER_LOCK_FREE == 2 && ATOMIC_LONG_LOCK_FREE == 2 && ATOMIC_BOOL_LOCK_FREE == 2,
+static_assert(ATOMIC_POINTER_LOCK_FREE == 2 && ATOMIC_LONG_LOCK_FREE == 2 && ATOMIC_BOOL_LOCK_FREE == 2 &&
+                  ATOMIC_INT_LOCK_FREE == 2,
               "a handler must not wait for a lock");
 
 // ----- In the handler: only what signal-safety(7) and sigaction(2) of macOS list -----
@@ -60,12 +63,21 @@ class Message {
 
 const char* nameOf(int signal) { return signal == SIGINT ? "SIGINT" : signal == SIGTERM ? "SIGTERM" : "SIGHUP"; }
 
-const char* stateOfHotfix() {
+Manifest manifestAt(const char* path) {
   struct stat status;
+  if (stat(path, &status) == 0) return Manifest::There;
+  return errno == ENOENT || errno == ENOTDIR ? Manifest::Missing : Manifest::Unknown;
+}
+
+const char* stateOfHotfix() {
   if (isRemoved) return "The hotfix was removed; what follows the uninstall is not complete.\n";
-  if (!hadManifest) return "There was no uninstall manifest.\n";
-  if (stat(manifest, &status) == 0) return "The uninstall manifest is not consumed: the tool can be run again.\n";
-  return "The uninstall manifest is consumed: see Recovery in man hotfixUninstall.\n";
+  const Manifest before = manifestAtBegin;
+  if (before == Manifest::Missing) return "There was no uninstall manifest.\n";
+  const Manifest now = manifestAt(manifest);
+  if (now == Manifest::There) return "The uninstall manifest is not consumed: the tool can be run again.\n";
+  if (now == Manifest::Missing && before == Manifest::There)
+    return "The uninstall manifest is consumed: see Recovery in man hotfixUninstall.\n";
+  return "Whether the uninstall manifest is consumed cannot be told: look for deploy/uninstall.hotfix.xml.\n";
 }
 
 /// Its action is the default one again by now, and the signal is not blocked: whatever comes next ends the process.
@@ -99,10 +111,10 @@ void handleSignal(int signal) {
 
 void begin(const OptionalString& home) {
   const std::string path = path::appending(home.value_or(""), kUninstallManifest);
-  struct stat status;
-  if (home && path.size() < sizeof manifest && stat(path.c_str(), &status) == 0) {
-    path.copy(manifest, sizeof manifest);
-    hadManifest = true;
+  if (home) {
+    manifestAtBegin = manifestAt(path.c_str());
+    // A longer one could not be looked up at the beginning either.
+    manifest[path.copy(manifest, sizeof manifest - 1)] = '\0';
   }
   isTerminal = isatty(STDERR_FILENO) == 1;
   for (const int signal : kSignals) {

@@ -6,7 +6,8 @@
 #include "Support/OptionalString.h"
 
 /// What the tool says when SIGINT, SIGTERM or SIGHUP ends it: on standard error, the step that it was in, the child
-/// that goes on and its process id, and whether the uninstall manifest is consumed. It then dies of that signal.
+/// that goes on and its process id, and whether the uninstall manifest is consumed, or that this cannot be told, as the
+/// system does not let it be looked for. It then dies of that signal.
 ///
 /// The signals are the whole process's, so there is one state. Between the calls here a signal finds it whole.
 namespace hotfix::interruption {

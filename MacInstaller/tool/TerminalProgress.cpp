@@ -15,7 +15,6 @@ namespace hotfix {
 
 namespace {
 
-constexpr char kFailed[] = "The hotfix was not removed";
 constexpr char kBoldRed[] = "\x1B[1;31m";
 constexpr char kPlain[] = "\x1B[0m";
 constexpr size_t kLongestCount = 12;  // " ... 123456 s", but for one
@@ -28,24 +27,6 @@ size_t columns() {
   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-const char* wordFor(StepResult::Kind kind) {
-  switch (kind) {
-    case StepResult::Kind::Done:
-      return "done";
-    case StepResult::Kind::NothingToDo:
-      return "nothing to do";
-    case StepResult::Kind::Incomplete:
-      return "incomplete";
-    case StepResult::Kind::Skipped:
-      return "skipped";
-    case StepResult::Kind::Refused:
-      return "refused";
-    case StepResult::Kind::Failed:
-      break;
-  }
-  return "failed";
-}
-
 }  // namespace
 
 TerminalProgress::TerminalProgress() : _isTerminal(isatty(STDERR_FILENO) == 1) {
@@ -56,6 +37,8 @@ TerminalProgress::TerminalProgress() : _isTerminal(isatty(STDERR_FILENO) == 1) {
 }
 
 TerminalProgress::~TerminalProgress() { progress::setListener(nullptr); }
+
+void TerminalProgress::runBegins(const OptionalString& home) { interruption::begin(home); }
 
 void TerminalProgress::begin(const char* step) {
   interruption::setStep(step);
@@ -100,14 +83,12 @@ long long TerminalProgress::seconds() const {
 
 void TerminalProgress::warn(const std::string& sentence) { _warnings += text::sanitized(sentence) + "\n"; }
 
-void TerminalProgress::showNote(const std::string& note) const {
+void TerminalProgress::showNote(const std::string& note) {
   if (_isTerminal) platform::writeToStandardError(text::sanitized(note) + "\n");
 }
 
-void TerminalProgress::showFailure(const std::string& reason, const OptionalString& trace) const {
-  const std::string sentence = kFailed + (reason.empty() ? std::string() : ": " + text::sanitized(reason)) + ".";
-  platform::writeToStandardError((_hasColours ? kBoldRed + sentence + kPlain : sentence) + "\nSee " +
-                                 trace.value_or("the system log") + " for details, and man hotfixUninstall.\n");
+void TerminalProgress::showFailure(const std::string& sentence, const std::string& whereToReadOn) {
+  platform::writeToStandardError((_hasColours ? kBoldRed + sentence + kPlain : sentence) + "\n" + whereToReadOn + "\n");
 }
 
 }  // namespace hotfix

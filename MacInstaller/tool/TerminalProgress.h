@@ -4,8 +4,7 @@
 #include <chrono>
 #include <string>
 
-#include "Support/OptionalString.h"
-#include "Support/Progress.h"
+#include "MacInstaller/tool/runTool.h"
 
 namespace hotfix {
 
@@ -15,12 +14,13 @@ namespace hotfix {
 /// A step has one line, whose seconds are counted up while it waits for a child. With TERM unset, empty or "dumb"
 /// nothing is written over and nothing has a colour; with NO_COLOR set, and not empty (no-color.org), nothing has a
 /// colour.
-class TerminalProgress : public progress::Listener {
+class TerminalProgress : public ToolListener {
  public:
   /// Listens as long as it lives.
   TerminalProgress();
   ~TerminalProgress() override;
 
+  void runBegins(const OptionalString& home) override;
   void begin(const char* step) override;
   void end(const StepResult& result) override;
   void childStarted(const std::string& program, long process) override;
@@ -32,11 +32,9 @@ class TerminalProgress : public progress::Listener {
   void tick() override;
 
   /// A line between steps, at a terminal only.
-  void showNote(const std::string& note) const;
+  void showNote(const std::string& note) override;
 
-  /// Says that the hotfix was not removed, why, and where to read on: in the trace file, or in the system log where
-  /// there is none, and in the manual page.
-  void showFailure(const std::string& reason, const OptionalString& trace) const;
+  void showFailure(const std::string& sentence, const std::string& whereToReadOn) override;
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -34,10 +34,6 @@ OptionalString heldLinkText(int held, int folder, const char* name) {
   return text;
 }
 
-bool changeHeldMode(int held, mode_t mode) { return fchmod(held, mode) == 0; }
-
-bool changeHeldOwner(int held, uid_t owner, gid_t group) { return fchown(held, owner, group) == 0; }
-
 bool hasHiddenAccessList(int folder, mode_t) {
   errno = 0;
   const acl_t list = acl_get_fd_np(folder, ACL_TYPE_EXTENDED);

@@ -2,9 +2,15 @@
 
 #include <copyfile.h>
 #include <sys/attr.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <string>
+
 #include "Platform/posix/EntryAttributes.h"
+#include "Platform/posix/FileJudgements.h"
 
 namespace hotfix::platform {
 
@@ -18,6 +24,37 @@ void copyTimes(int to, const struct stat& source) {
   attributes.commonattr = ATTR_CMN_MODTIME | ATTR_CMN_ACCTIME;
   struct timespec times[] = {source.st_mtimespec, source.st_atimespec};  // in the order of their bits
   (void)fsetattrlist(to, &attributes, times, sizeof times, 0);
+}
+
+/// The one extended attribute that may have any size, and that can be read and written in parts.
+bool isResourceFork(const std::string& name) { return name == XATTR_RESOURCEFORK_NAME; }
+
+void copyExtendedAttribute(int from, int to, const std::string& name) {
+  constexpr ssize_t kMostAtOnce = ssize_t{16} << 20;
+  const ssize_t size = fgetxattr(from, name.c_str(), nullptr, 0, 0, 0);
+  if (size < 0 || (size > kMostAtOnce && !isResourceFork(name))) return;
+  std::string value(static_cast<size_t>(std::min(size, kMostAtOnce)), '\0');
+  for (ssize_t at = 0;;) {
+    const auto position = static_cast<std::uint32_t>(at);
+    const ssize_t count = fgetxattr(from, name.c_str(), value.data(), value.size(), position, 0);
+    if (count < 0 || fsetxattr(to, name.c_str(), value.data(), static_cast<size_t>(count), position, 0) != 0) return;
+    at += count;
+    if (count == 0 || at >= size) return;
+  }
+}
+
+/// Each apart, and beside those that the copy has. fcopyfile's COPYFILE_XATTR would first remove the copy's own, and
+/// end at the first that the system keeps for itself, such as com.apple.provenance.
+void copyExtendedAttributes(int from, int to) {
+  const ssize_t room = flistxattr(from, nullptr, 0, 0);
+  if (room <= 0) return;  // nearly always
+  std::string names(static_cast<size_t>(room), '\0');
+  const ssize_t length = flistxattr(from, names.data(), names.size(), 0);
+  for (ssize_t at = 0; at < length;) {
+    const std::string name = names.c_str() + at;
+    copyExtendedAttribute(from, to, name);
+    at += static_cast<ssize_t>(name.size()) + 1;
+  }
 }
 
 }  // namespace
@@ -36,8 +73,9 @@ void copyAttributes(int from, int to, const struct stat& source) {
   // (which may be another one by now), and it begins with the flags, which may lock the copy.
   const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
   if (!isOwnerKept) (void)fchown(to, static_cast<uid_t>(-1), source.st_gid);
-  (void)fcopyfile(from, to, nullptr, COPYFILE_XATTR | COPYFILE_ACL);
-  (void)fchmod(to, source.st_mode & (isOwnerKept ? 07777U : 0777U));
+  copyExtendedAttributes(from, to);
+  (void)fcopyfile(from, to, nullptr, COPYFILE_ACL);  // apart: what comes of the attributes is nothing to the rights
+  (void)fchmod(to, adoptedMode(source, isOwnerKept));
   copyTimes(to, source);
 }
 

@@ -14,15 +14,16 @@ namespace hotfix::platform {
 
 namespace {
 
-/// A pasteboard that this process has declared a type for. Only its owner may fill it, and the owner is who cleared
-/// it, through the very reference that it cleared it with: so that is kept for the life of the process.
+/// A pasteboard that this process has declared a type for. Only its owner may fill it: the process that was the last to
+/// clear it. The reference is kept for the life of the process, as nothing says that the content outlives the last one.
 struct OwnedPasteboard {
   Scoped<CFTypeRef> reference;
   std::string type;
 };
 
 struct OwnedPasteboards {
-  std::mutex mutex;
+  std::mutex
+      mutex;  // for every call to the Pasteboard Manager too, which does not say that it may be called by two threads
   std::map<std::string, OwnedPasteboard> byName;
 };
 
@@ -46,8 +47,8 @@ Scoped<CFTypeRef> pasteboardNamed(const std::string& name) {
 }  // namespace
 
 void declarePasteboardType(const std::string& pasteboard, const std::string& type) {
-  Scoped<CFTypeRef> reference = pasteboardNamed(pasteboard);
   const std::lock_guard<std::mutex> lock(ownedPasteboards().mutex);
+  Scoped<CFTypeRef> reference = pasteboardNamed(pasteboard);
   ownedPasteboards().byName.erase(pasteboard);
   if (reference && PasteboardClear(pasteboardOf(reference)) == noErr) {
     ownedPasteboards().byName[pasteboard] = {std::move(reference), type};
@@ -69,6 +70,7 @@ void setPasteboardPropertyList(const std::string& pasteboard, const std::string&
 }
 
 std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type) {
+  const std::lock_guard<std::mutex> lock(ownedPasteboards().mutex);
   const Scoped<CFTypeRef> reference = pasteboardNamed(pasteboard);
   if (!reference) return std::nullopt;
   (void)PasteboardSynchronize(pasteboardOf(reference));

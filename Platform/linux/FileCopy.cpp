@@ -9,6 +9,7 @@
 
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/EntryAttributes.h"
+#include "Platform/posix/FileJudgements.h"
 
 namespace hotfix::platform {
 
@@ -72,7 +73,7 @@ void copyAttributes(int from, int to, const struct stat& source) {
   const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
   if (!isOwnerKept) (void)!fchown(to, static_cast<uid_t>(-1), source.st_gid);
   copyExtendedAttributes(from, to);  // after the owner, whose change takes a program's capabilities away
-  (void)fchmod(to, source.st_mode & (isOwnerKept ? 07777U : 0777U));
+  (void)fchmod(to, adoptedMode(source, isOwnerKept));
   const struct timespec times[] = {source.st_atim, source.st_mtim};
   (void)futimens(to, times);
 }

@@ -24,6 +24,12 @@ ScopedFd openExisting(int folder, const char* path, int flags) {
   return ScopedFd(retried([&] { return openat(folder, path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
 }
 
+ScopedFd openRegular(int folder, const char* name, int flags) {
+  struct stat status;
+  if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(status.st_mode)) return ScopedFd();
+  return openExisting(folder, name, flags | O_NOFOLLOW);
+}
+
 bool isUnderThisNameOnly(const ScopedFd& file, int folder, const char* name, struct stat& status) {
   struct stat opened;
   return fstat(file.get(), &opened) == 0 && fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&

@@ -80,6 +80,13 @@ std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder);
 /// Opens an existing file or folder, closed on exec; never waits for the other end of a FIFO.
 ScopedFd openExisting(int folder, const char* path, int flags);
 
+/// Opens the regular file \a name of an open folder, without following a link. Anything else is not opened: opening
+/// some devices does something. Of what somebody puts there between a look and the opening only a descriptor is had,
+/// without waiting.
+///
+/// \return none when no regular file is there, or it cannot be opened; see isUnderThisNameOnly for what was opened.
+ScopedFd openRegular(int folder, const char* name, int flags);
+
 /// Looks at an open file by the name that it was opened by. \return whether that is its only one: then it lies here and
 /// nowhere else. Its number of names does not tell: another one may have been removed since it was opened.
 bool isUnderThisNameOnly(const ScopedFd& file, int folder, const char* name, struct stat& status);

@@ -16,8 +16,9 @@ int copyFileAndAttributes(int from, int to, const struct stat& source);
 ///     it in one step.
 int renameIfFree(int folder, const char* name, const char* newName);
 
-/// Gives an open file or folder the mode, times and extended attributes of another, and its owner and group; each as
-/// far as permitted. Set-id bits come along only when the owner does.
+/// Gives an open file or folder the mode, times, access control list and extended attributes of another, and its owner
+/// and group; each as far as permitted, whatever came of the others. Extended attributes of other names stay. Set-id
+/// bits come along only when the owner does.
 void copyAttributes(int from, int to, const struct stat& source);
 
 /// Gives an open file or folder the flags of another. To come last: they may lock it.

@@ -8,9 +8,10 @@
 #include <exception>
 #include <memory>
 
-#include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/FileErrors.h"
+#include "Platform/posix/FileJudgements.h"
+#include "Platform/posix/MakeFolder.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform {
@@ -23,44 +24,17 @@ bool isRegular(int descriptor, struct stat& status) {
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// Whether what lies where others can write may be trusted.
-bool isTrusted(const struct stat& status) {
-  // One with a second name may be an old one that somebody kept.
-  return S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_mode & S_IWOTH) == 0 &&
-         isTrustedOwner(status.st_uid);
-}
-
 /// Contents of an open file; none unless it is a regular one of a size that we read.
 OptionalString contentsOf(const ScopedFd& file, const struct stat& status, std::uint64_t mostBytes = kLargestFile) {
   if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > mostBytes) return std::nullopt;
   return readToEnd(file.get(), static_cast<size_t>(mostBytes), static_cast<size_t>(status.st_size));
 }
 
-int makeFolder(const std::string& path, const Attributes& attributes) {
-  if (mkdir(path.c_str(), 0777) != 0) return errno == EISDIR ? EEXIST : errno;  // what macOS says to "/"
-  (void)setAttributes(path, attributes);  // not a fatal error: the folder is there
-  return 0;
-}
-
-/// Makes a folder and its missing parents. \return 0 or the number of the error.
-int makeFolderAndParents(const std::string& path, const Attributes& attributes) {
-  const int error = makeFolder(path, attributes);
-  if (error == EEXIST) return isFolder(path) ? 0 : EEXIST;
-  if (error != ENOENT) return error;
-  const std::string parent = path::deletingLastComponent(path);
-  if (parent.empty() || parent == path) return error;
-  const int parentError = makeFolderAndParents(parent, attributes);
-  if (parentError != 0) return parentError == EEXIST ? ENOTDIR : parentError;  // a file in the middle of the path
-  const int secondError = makeFolder(path, attributes);
-  return secondError == EEXIST && isFolder(path) ? 0 : secondError;
-}
-
 /// Gives a temporary file the owner, group and mode of the file that it will replace, as far as permitted.
 void adoptAttributes(int descriptor, const struct stat& replaced, bool isBehindLink) {
   const bool isOwnerKept = fchown(descriptor, replaced.st_uid, replaced.st_gid) == 0;
   if (!isOwnerKept) (void)!fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid);
-  // A set-id bit may speak for the old owner only, and for no file but the one that has it.
-  (void)fchmod(descriptor, replaced.st_mode & (isOwnerKept && !isBehindLink ? 07777U : 0777U));
+  (void)fchmod(descriptor, adoptedMode(replaced, isOwnerKept && !isBehindLink));
 }
 
 /// Puts a new file in an open folder.
@@ -116,51 +90,11 @@ bool writeAtomically(const std::string& path, Adopted adopted,
   const bool isThere = fstatat(folder.get(), name.c_str(), &replaced, isTrustNeeded ? AT_SYMLINK_NOFOLLOW : 0) == 0;
   if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
     return false;  // whose is it, and who may read it?
-  const bool isReplacing = isThere && (isTrustNeeded ? isTrusted(replaced) : S_ISREG(replaced.st_mode));
+  const bool isReplacing = isThere && (isTrustNeeded ? isTrustedFile(replaced) : S_ISREG(replaced.st_mode));
   return writeAtomically(folder, name, isReplacing ? &replaced : nullptr, isTrustNeeded ? 0664 : 0666, produce);
 }
 
 }  // namespace
-
-// ----- Errors -----
-
-FileError writingError(const std::string& operation, const std::string& path, int errorNumber) {
-  int code = kOtherWritingFailure;
-  switch (errorNumber) {
-    case ENOENT:
-      code = kNoSuchFileWhileWriting;
-      break;
-    case EEXIST:
-      code = kFileExists;
-      break;
-    case EACCES:
-    case EPERM:
-      code = kNoWritePermission;
-      break;
-    case ENAMETOOLONG:
-      code = kInvalidNameWhileWriting;
-      break;
-    case ENOSPC:
-    case EDQUOT:
-      code = kOutOfSpace;
-      break;
-    case EROFS:
-      code = kReadOnlyVolume;
-      break;
-    default:
-      break;
-  }
-  const std::string reason = errorText(errorNumber);
-  return {code, operation + " " + path + ": " + reason, reason};
-}
-
-FileError readingError(const std::string& operation, const std::string& path, int errorNumber) {
-  int code = kOtherReadingFailure;
-  if (errorNumber == ENOENT) code = kNoSuchFileWhileReading;
-  if (errorNumber == EACCES || errorNumber == EPERM) code = kNoReadPermission;
-  const std::string reason = errorText(errorNumber);
-  return {code, operation + " " + path + ": " + reason, reason};
-}
 
 // ----- Questions -----
 
@@ -208,12 +142,7 @@ std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {
 
 // ----- Folders -----
 
-bool createFolder(const std::string& path, Parents parents, const Attributes& attributes, FileError* error) {
-  const int errorNumber =
-      parents == Parents::Created ? makeFolderAndParents(path, attributes) : makeFolder(path, attributes);
-  if (errorNumber != 0 && error != nullptr) *error = writingError("Create folder", path, errorNumber);
-  return errorNumber == 0;
-}
+int makeFolder(const std::string& path) { return mkdir(path.c_str(), 0777) == 0 ? 0 : errno; }
 
 // ----- Whole files -----
 
@@ -228,13 +157,13 @@ OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
 
 OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
   *isDistrusted = false;
-  const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_NOFOLLOW);
+  const ScopedFd file = openRegular(AT_FDCWD, path.c_str(), O_RDONLY);
   struct stat status;
   if (!file) {
-    *isDistrusted = lstat(path.c_str(), &status) == 0;  // a link, or closed to us
+    *isDistrusted = lstat(path.c_str(), &status) == 0;  // no file, or closed to us
     return std::nullopt;
   }
-  if (!isUnderThisNameOnly(file, AT_FDCWD, path.c_str(), status) || !isTrusted(status)) {
+  if (!isUnderThisNameOnly(file, AT_FDCWD, path.c_str(), status) || !isTrustedFile(status)) {
     *isDistrusted = true;
     return std::nullopt;
   }
@@ -281,7 +210,7 @@ FileBelow::FileBelow(const std::string& folder, const std::string& relativePath)
   }
   if (!_place->folder) return;
   _place->name = rest;
-  _place->file = openExisting(_place->folder.get(), rest.c_str(), O_RDONLY | O_NOFOLLOW);
+  _place->file = openRegular(_place->folder.get(), rest.c_str(), O_RDONLY);
   if (!isUnderThisNameOnly(_place->file, _place->folder.get(), rest.c_str(), _place->status) ||
       !S_ISREG(_place->status.st_mode)) {
     _place->file = ScopedFd();
@@ -298,7 +227,7 @@ const std::string& FileBelow::path() const { return _place->path; }
 
 OptionalString FileBelow::read() const {
   if (!isThere() || lseek(_place->file.get(), 0, SEEK_SET) != 0) return std::nullopt;
-  return contentsOf(_place->file, _place->status);
+  return contentsOf(_place->file, _place->status, kLargestFileBelow);
 }
 
 bool FileBelow::replace(const std::function<bool(const PartWriter& write)>& produce) const {

@@ -3,43 +3,36 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <map>
 #include <string_view>
 #include <utility>
 
-#include "Platform/posix/Accounts.h"
 #include "Platform/posix/EntryAttributes.h"
 #include "Platform/posix/FolderWalk.h"
 #include "Platform/posix/RepairedFolder.h"
+#include "Platform/posix/WantedAttributes.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform {
 
 namespace {
 
-/// Attributes with their names looked up, and the ways to give them to an entry.
+/// The ways to give attributes to an entry.
 class AttributeChange {
  public:
   /// What became of an entry.
   enum class Effect { WasRight, Changed, Failed };
 
-  explicit AttributeChange(const Attributes& attributes) : _mode(attributes.mode) {
-    // An unknown name stays -1, which leaves the attribute as it is.
-    if (attributes.owner) {
-      if (const std::optional<Account> account = accountNamed(*attributes.owner)) _owner = account->userId;
-    }
-    if (attributes.group) _group = groupNamed(*attributes.group).value_or(kUnchangedGroup);
-  }
+  explicit AttributeChange(const Attributes& attributes) : _wanted(attributes) {}
+  AttributeChange(const AttributeChange&) = delete;
+  AttributeChange& operator=(const AttributeChange&) = delete;
 
-  bool hasOwner() const { return _owner != kUnchangedOwner; }
-  bool hasGroup() const { return _group != kUnchangedGroup; }
+  const WantedAttributes& wanted() const { return _wanted; }
 
   Effect applyTo(const WalkedFolder& folder, const char* name) {
     struct stat status;
     if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return Effect::Failed;
-    if (isRight(status)) return Effect::WasRight;
+    if (_wanted.isRight(status)) return Effect::WasRight;
     // Where only we can rename, the name goes on meaning the entry that was looked at. Elsewhere somebody may put
     // another in its place, a second link to a file of root's for example: so the entry is held first.
     const bool isChanged = isOursAlone(folder.descriptor, folder.status) ? changeByName(folder, name, status)
@@ -52,11 +45,12 @@ class AttributeChange {
     const ScopedFd held = holdEntry(folder, name);
     struct stat status;
     if (!held || fstat(held.get(), &status) != 0) return false;
-    if (isRight(status)) return true;
-    if (hasSeveralNames(status) && (known == nullptr || !isOwnersName(*known, status.st_uid))) return false;
-    return (!needsMode(status) || changeHeldMode(held.get(), *_mode)) &&
-           (!needsOwner(status) || (changeHeldOwner(held.get(), _owner, _group) &&
-                                    (!losesSetIdBits(status) || changeHeldMode(held.get(), *_mode)))) &&
+    if (_wanted.isRight(status)) return true;
+    if (SecondNames::areIn(status) && (known == nullptr || !_names.isOwnersName(*known, status.st_uid))) return false;
+    return (!_wanted.needsMode(status) || changeHeldMode(held.get(), *_wanted.mode())) &&
+           (!_wanted.needsOwner(status) ||
+            (changeHeldOwner(held.get(), _wanted.owner(), _wanted.group()) &&
+             (!_wanted.losesSetIdBits(status) || changeHeldMode(held.get(), *_wanted.mode())))) &&
            remember(status);
   }
 
@@ -68,100 +62,44 @@ class AttributeChange {
   Effect applyTo(const WalkedFolder& folder) {
     WalkedFolder before = folder;
     if (fstat(folder.descriptor, &before.status) != 0) return Effect::Failed;
-    if (isRight(before.status)) return Effect::WasRight;
-    const bool isDone = (!needsMode(before.status) || fchmod(folder.descriptor, *_mode) == 0) &&
-                        (!needsOwner(before.status) || fchown(folder.descriptor, _owner, _group) == 0);
+    if (_wanted.isRight(before.status)) return Effect::WasRight;
+    const bool isDone =
+        (!_wanted.needsMode(before.status) || fchmod(folder.descriptor, *_wanted.mode()) == 0) &&
+        (!_wanted.needsOwner(before.status) || fchown(folder.descriptor, _wanted.owner(), _wanted.group()) == 0);
     if (!isDone) return Effect::Failed;
-    if (isNewOwnersAlone(before) || !holdsOthersNames(before)) return Effect::Changed;
+    if (_names.isNewOwnersAlone(before) || !holdsOthersNames(before)) return Effect::Changed;
     (void)!fchown(folder.descriptor, before.status.st_uid, before.status.st_gid);
     (void)fchmod(folder.descriptor, before.status.st_mode & 07777U);
     return Effect::Failed;
   }
 
  private:
-  static constexpr uid_t kUnchangedOwner = static_cast<uid_t>(-1);
-  static constexpr gid_t kUnchangedGroup = static_cast<gid_t>(-1);
-
-  /// The mode of a link means nothing.
-  bool needsMode(const struct stat& status) const {
-    return _mode && !S_ISLNK(status.st_mode) && (status.st_mode & 07777U) != *_mode;
-  }
-
-  bool needsOwner(const struct stat& status) const {
-    return (_owner != kUnchangedOwner && status.st_uid != _owner) ||
-           (_group != kUnchangedGroup && status.st_gid != _group);
-  }
-
-  /// A change of the owner clears them in a file.
-  bool losesSetIdBits(const struct stat& status) const {
-    return _mode && (*_mode & (S_ISUID | S_ISGID)) != 0 && S_ISREG(status.st_mode);
-  }
-
-  bool isRight(const struct stat& status) const { return !needsMode(status) && !needsOwner(status); }
-
   bool changeByName(const WalkedFolder& folder, const char* name, const struct stat& status) {
-    if (hasSeveralNames(status) && !isOwnersName(folder, status.st_uid)) return false;
+    if (SecondNames::areIn(status) && !_names.isOwnersName(folder, status.st_uid)) return false;
     const int at = folder.descriptor;
-    return (!needsMode(status) || fchmodat(at, name, *_mode, 0) == 0) &&
-           (!needsOwner(status) || (fchownat(at, name, _owner, _group, AT_SYMLINK_NOFOLLOW) == 0 &&
-                                    (!losesSetIdBits(status) || fchmodat(at, name, *_mode, 0) == 0))) &&
+    return (!_wanted.needsMode(status) || fchmodat(at, name, *_wanted.mode(), 0) == 0) &&
+           (!_wanted.needsOwner(status) ||
+            (fchownat(at, name, _wanted.owner(), _wanted.group(), AT_SYMLINK_NOFOLLOW) == 0 &&
+             (!_wanted.losesSetIdBits(status) || fchmodat(at, name, *_wanted.mode(), 0) == 0))) &&
            remember(status);
   }
 
-  // ----- Entries with several names -----
-  //
-  // The others may be anywhere, and whoever put one here may want us to give away what is not his.
-
-  static bool hasSeveralNames(const struct stat& status) { return status.st_nlink > 1 && !S_ISDIR(status.st_mode); }
-
-  /// Whether nobody can put names in a folder but its owner, root, and the members of the group that all entries get:
-  /// they are administrators, and may write to every folder that has been treated.
-  bool isOwnersAlone(const WalkedFolder& folder) const {
-    const mode_t mode = folder.status.st_mode;
-    return (mode & S_IWOTH) == 0 && ((mode & S_IWGRP) == 0 || folder.status.st_gid == _group) &&
-           !hasHiddenAccessList(folder.descriptor, mode);
-  }
-
-  /// Whether nobody else than the owner of an entry can have put a name of it in a folder.
-  bool isOwnersName(const WalkedFolder& folder, uid_t owner) const {
-    return isOwnersAlone(folder) && (folder.status.st_uid == owner || folder.status.st_uid == 0);
-  }
-
-  /// Whether a folder is one already where nobody else could put a name than after its change.
-  bool isNewOwnersAlone(const WalkedFolder& folder) const {
-    const uid_t owner = folder.status.st_uid;
-    return isOwnersAlone(folder) && (_owner == kUnchangedOwner || owner == _owner || owner == 0);
-  }
-
-  /// Keeps the owner of an entry that has been changed, for its next name. \return true.
   bool remember(const struct stat& status) {
-    if (hasSeveralNames(status) && needsOwner(status)) _formerOwners[{status.st_dev, status.st_ino}] = status.st_uid;
+    _names.remember(status);
     return true;
   }
 
-  uid_t formerOwner(const struct stat& status) const {
-    const auto former = _formerOwners.find({status.st_dev, status.st_ino});
-    return former != _formerOwners.end() && isRight(status) ? former->second : status.st_uid;
-  }
-
-  /// Whether a folder, or what cannot be seen in it, is under a name that somebody else than its owner can have put
-  /// there.
-  bool holdsOthersNames(const WalkedFolder& folder) const {
+  bool holdsOthersNames(const WalkedFolder& folder) {
     ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
     const auto entries = entriesIn(read);
     if (!entries) return true;
-    return std::any_of(entries->begin(), entries->end(), [&](const NamedEntry& entry) {
-      struct stat status;
-      if (S_ISDIR(entry.type)) return false;
-      if (fstatat(read.get(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return errno != ENOENT;
-      return hasSeveralNames(status) && !isOwnersName(folder, formerOwner(status));
+    return _names.areOthersIn(folder, *entries, [&read](const char* name, struct stat* status) {
+      return fstatat(read.get(), name, status, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
     });
   }
 
-  uid_t _owner = kUnchangedOwner;
-  gid_t _group = kUnchangedGroup;
-  std::optional<mode_t> _mode;
-  std::map<std::pair<dev_t, ino_t>, uid_t> _formerOwners;  // of changed entries with several names
+  WantedAttributes _wanted;
+  SecondNames _names{_wanted};
 };
 
 /// Gives the attributes to what a walk meets. Every entry is tried, whatever became of the others.
@@ -210,9 +148,9 @@ RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& at
   RepairOutcome outcome;
   outcome.folder = folder;
   AttributeChange change(attributes);
-  if (change.hasOwner()) outcome.owner = attributes.owner;
-  if (change.hasGroup()) outcome.group = attributes.group;
-  ScopedFd top = openForRepair(folder, &outcome.refusal);
+  if (change.wanted().hasOwner()) outcome.owner = attributes.owner;
+  if (change.wanted().hasGroup()) outcome.group = attributes.group;
+  ScopedFd top = openForRepair(folder, change.wanted().knownGroup(), &outcome.refusal);
   if (!top) return outcome;
   outcome.isTreated = true;
   AttributeVisitor visitor(change, outcome);

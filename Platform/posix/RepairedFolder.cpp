@@ -130,23 +130,29 @@ bool isProtected(const struct stat& folder, const std::string& path) {
 struct Destination {
   ScopedFd folder;             // held, not open for reading
   std::vector<uid_t> leaders;  // who, besides root, can have chosen where a link on the way leads
+  std::optional<gid_t> group;  // or the members of a group
   bool isAnybodys = false;     // or everybody
 };
 
-/// Notes who can have chosen where a link leads that lies in a folder which is not root's alone: who made it, and the
-/// owner of the folder. He can put any link there that he can move, root's too; it leads elsewhere then.
-void noteLeaders(const struct stat& link, const struct stat& holder, Destination& at) {
+/// Notes who can have chosen where a link leads that lies in a folder which is not root's alone: who made it, and who
+/// can write to the folder. He can put any link there that he can move, root's too; it leads elsewhere then.
+void noteLeaders(const struct stat& link, const struct stat& holder, std::optional<gid_t> trustedGroup,
+                 Destination& at) {
   for (const uid_t leader : {link.st_uid, holder.st_uid}) {
     if (leader != 0) at.leaders.push_back(leader);
   }
   // Where everybody can write, and the sticky bit does not keep others' entries in place, so can everybody; and with it
   // as well where links of others can get a second name.
-  const bool isSticky = (holder.st_mode & S_ISVTX) != 0;
-  if ((holder.st_mode & S_IWOTH) != 0 && (!isSticky || link.st_nlink > 1)) at.isAnybodys = true;
+  const bool isMovable = (holder.st_mode & S_ISVTX) == 0 || link.st_nlink > 1;
+  if ((holder.st_mode & S_IWOTH) != 0 && isMovable) at.isAnybodys = true;
+  if ((holder.st_mode & S_IWGRP) == 0 || !isMovable || holder.st_gid == trustedGroup) return;
+  const std::optional<uid_t> member = onlyMember(holder.st_gid);
+  if (!member) at.group = holder.st_gid;
+  if (member.value_or(0) != 0) at.leaders.push_back(*member);
 }
 
 /// Goes from component to component, so that each link on the way is seen. \return none when no folder is reached.
-std::optional<Destination> follow(const std::string& path) {
+std::optional<Destination> follow(const std::string& path, std::optional<gid_t> trustedGroup) {
   constexpr int kMostLinks = 40;  // as the kernel
   Destination at;
   at.folder = openExisting(AT_FDCWD, path.compare(0, 1, "/") == 0 ? "/" : ".", O_RDONLY | O_DIRECTORY);
@@ -166,7 +172,7 @@ std::optional<Destination> follow(const std::string& path) {
     const OptionalString text = heldLinkText(next.get(), at.folder.get(), name.c_str());
     struct stat holder;
     if (!text || text->empty() || ++links > kMostLinks || fstat(at.folder.get(), &holder) != 0) return std::nullopt;
-    if (!isOursAlone(at.folder.get(), holder)) noteLeaders(status, holder, at);
+    if (!isOursAlone(at.folder.get(), holder)) noteLeaders(status, holder, trustedGroup, at);
     if (text->front() == '/') at.folder = openExisting(AT_FDCWD, "/", O_RDONLY | O_DIRECTORY);
     rest = *text + "/" + rest;
   }
@@ -180,6 +186,7 @@ std::string refusalOfLinks(const Destination& destination, const struct stat& fo
     return "a link that leads there is in the hands of " + leader + ", not of root, its owner or the caller of sudo";
   };
   if (destination.isAnybodys) return refusal("everybody");
+  if (destination.group) return refusal("the group " + groupText(*destination.group));
   const std::optional<uid_t> caller = sudoCallerId();
   for (const uid_t leader : destination.leaders) {
     if (leader != folder.st_uid && leader != caller) return refusal(accountText(leader));
@@ -194,10 +201,10 @@ bool isOursAlone(int folder, const struct stat& status) {
          !hasHiddenAccessList(folder, status.st_mode);
 }
 
-ScopedFd openForRepair(const std::string& path, std::string* refusal) {
+ScopedFd openForRepair(const std::string& path, std::optional<gid_t> trustedGroup, std::string* refusal) {
   refusal->clear();
   if (path.empty()) return ScopedFd();
-  const std::optional<Destination> destination = follow(path);
+  const std::optional<Destination> destination = follow(path, trustedGroup);
   struct stat status;
   if (!destination || fstat(destination->folder.get(), &status) != 0 || !S_ISDIR(status.st_mode)) return ScopedFd();
   ScopedFd folder = openExisting(destination->folder.get(), ".", O_RDONLY | O_DIRECTORY);

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <optional>
 #include <string>
 
 #include "Platform/posix/Descriptors.h"
@@ -16,9 +17,10 @@ bool isOursAlone(int folder, const struct stat& status);
 
 /// Opens the folder at \a path for a repair of all below it.
 ///
+/// \param trustedGroup whose members may put links on the way: the group that the entries are to get.
 /// \param[out] refusal set to why the folder there must not be repaired, see setAttributesBelow; empty when it may.
 /// \return empty when it is refused, and when no folder is there or it cannot be opened.
-ScopedFd openForRepair(const std::string& path, std::string* refusal);
+ScopedFd openForRepair(const std::string& path, std::optional<gid_t> trustedGroup, std::string* refusal);
 
 }  // namespace hotfix::platform
 

@@ -11,8 +11,9 @@
 #include <vector>
 
 #include "Platform/LocalTime.h"
-#include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
+#include "Platform/posix/FileJudgements.h"
+#include "Platform/posix/LogMessage.h"
 #include "Platform/posix/ProgramName.h"
 #include "Platform/posix/SystemLogSink.h"
 
@@ -42,16 +43,6 @@ const char* levelName(LogLevel level) {
       return "Info";
   }
   return "Info";
-}
-
-std::string formatted(const char* format, va_list arguments) {
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
-  std::string message(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-  if (length > 0) std::vsnprintf(message.data(), message.size() + 1, format, again);
-  va_end(again);
-  return message;
 }
 
 /// The "safe" encoding of Apple System Log: nothing in a message can look like the start of another one, or move the
@@ -89,9 +80,6 @@ std::string traceLine(LogLevel level, const std::string& message) {
          levelName(level) + ">: " + encoded(message) + "\n";
 }
 
-/// Whether an existing trace file may be emptied and used.
-bool isOwnTraceFile(const struct stat& status) { return S_ISREG(status.st_mode) && isTrustedOwner(status.st_uid); }
-
 }  // namespace
 
 std::string logTime() {
@@ -108,7 +96,7 @@ void log(LogLevel level, const char* format, ...) {
   const int errorBefore = errno;
   va_list arguments;
   va_start(arguments, format);
-  const std::string message = formatted(format, arguments);
+  const std::string message = formattedMessage(format, arguments);
   va_end(arguments);
 
   sendToSystemLog(level, message);
@@ -137,7 +125,7 @@ void removeLogFile(int descriptor) {
 int openTraceFile(const std::string& path) {
   struct stat status;
   {
-    ScopedFd existing = openExisting(AT_FDCWD, path.c_str(), O_WRONLY | O_NOFOLLOW);
+    ScopedFd existing = openRegular(AT_FDCWD, path.c_str(), O_WRONLY);
     if (existing && isUnderThisNameOnly(existing, AT_FDCWD, path.c_str(), status) && isOwnTraceFile(status) &&
         ftruncate(existing.get(), 0) == 0) {
       (void)fcntl(existing.get(), F_SETFL, O_APPEND);  // blocking again; and a second opening adds to the same text

@@ -4,10 +4,13 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <vector>
 
+#include "Platform/FileManager.h"
+#include "Platform/SystemPaths.h"
 #include "Platform/posix/Accounts.h"
 
 namespace hotfix::platform {
@@ -33,7 +36,66 @@ std::optional<Account> account(LookUp lookUp) {
   std::vector<char> buffer;
   const struct passwd* found = lookedUp(record, buffer, lookUp);
   if (found == nullptr) return std::nullopt;
-  return Account{found->pw_name, found->pw_uid, found->pw_dir};
+  return Account{found->pw_name, found->pw_uid, found->pw_gid, found->pw_dir};
+}
+
+struct Group {
+  std::string name;
+  gid_t groupId;
+  std::vector<std::string> members;
+};
+
+template <typename LookUp>
+std::optional<Group> group(LookUp lookUp) {
+  struct group record = {};
+  std::vector<char> buffer;
+  const struct group* found = lookedUp(record, buffer, lookUp);
+  if (found == nullptr) return std::nullopt;
+  Group result{found->gr_name, found->gr_gid, {}};
+  for (char* const* member = found->gr_mem; member != nullptr && *member != nullptr; ++member) {
+    result.members.emplace_back(*member);
+  }
+  return result;
+}
+
+std::optional<Group> groupWithId(gid_t groupId) {
+  return group([groupId](struct group* record, char* buffer, size_t size, struct group** found) {
+    return getgrgid_r(groupId, record, buffer, size, found);
+  });
+}
+
+std::vector<std::string> partsOf(const std::string& text, char separator) {
+  std::vector<std::string> parts(1);
+  for (const char c : text) {
+    if (c == separator) {
+      parts.emplace_back();
+    } else {
+      parts.back() += c;
+    }
+  }
+  return parts;
+}
+
+/// Whether the machine's own files (passwd(5), group(5)) have somebody else than the user in a group: an account whose
+/// primary group it is, or a member of another group of the same number.
+bool isGroupOfOthers(gid_t groupId, const Account& user) {
+  const auto isNumber = [](const std::vector<std::string>& fields, size_t index, unsigned long number) {
+    return fields.size() > index && !fields[index].empty() &&
+           std::strtoul(fields[index].c_str(), nullptr, 10) == number;
+  };
+  const auto linesOf = [](const char* file) { return partsOf(readFile(onDisk(file)).value_or(""), '\n'); };
+  for (const std::string& line : linesOf("/etc/passwd")) {
+    const std::vector<std::string> fields = partsOf(line, ':');
+    if (isNumber(fields, 3, groupId) && !isNumber(fields, 2, user.userId)) return true;
+  }
+  for (const std::string& line : linesOf("/etc/group")) {
+    const std::vector<std::string> fields = partsOf(line, ':');
+    if (!isNumber(fields, 2, groupId) || fields.size() < 4) continue;
+    for (const std::string& member : partsOf(fields[3], ',')) {
+      if (!member.empty() && member != user.name) return true;
+    }
+  }
+  return false;
 }
 
 /// The user that the process works for: the effective one, under root's rights the real one.
@@ -74,17 +136,42 @@ std::string accountText(uid_t userId) {
 }
 
 std::optional<gid_t> groupNamed(const std::string& name) {
-  struct group record = {};
-  std::vector<char> buffer;
-  const struct group* found =
-      lookedUp(record, buffer, [&name](struct group* group, char* space, size_t size, struct group** result) {
-        return getgrnam_r(name.c_str(), group, space, size, result);
+  const std::optional<Group> found =
+      group([&name](struct group* record, char* buffer, size_t size, struct group** result) {
+        return getgrnam_r(name.c_str(), record, buffer, size, result);
       });
-  if (found == nullptr) return std::nullopt;
-  return found->gr_gid;
+  if (!found) return std::nullopt;
+  return found->groupId;
+}
+
+std::optional<uid_t> onlyMember(gid_t groupId) {
+  const std::optional<Group> group = groupWithId(groupId);
+  if (!group) return std::nullopt;
+  // On macOS and the BSDs root's own group has another name than root.
+  const std::optional<Account> owner = groupId == 0 ? accountWithId(0) : accountNamed(group->name);
+  if (!owner || owner->groupId != groupId) return std::nullopt;
+  const auto isOwner = [&owner](const std::string& member) { return member == owner->name; };
+  if (!std::all_of(group->members.begin(), group->members.end(), isOwner)) return std::nullopt;
+  if (isGroupOfOthers(groupId, *owner)) return std::nullopt;
+  return owner->userId;
+}
+
+std::string groupText(gid_t groupId) {
+  const std::optional<Group> group = groupWithId(groupId);
+  return group ? group->name : std::to_string(groupId);
 }
 
 // ----- Users -----
+
+OptionalString accountName(uid_t userId) {
+  const std::optional<Account> account = accountWithId(userId);
+  return account ? OptionalString(account->name) : std::nullopt;
+}
+
+OptionalString groupName(gid_t groupId) {
+  const std::optional<Group> group = groupWithId(groupId);
+  return group ? OptionalString(group->name) : std::nullopt;
+}
 
 OptionalString environmentVariable(const char* name) {
   const char* value = std::getenv(name);

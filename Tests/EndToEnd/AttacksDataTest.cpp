@@ -310,6 +310,87 @@ TEST_P(AttacksOwnerTest, SecondNameOfTheUsersKeyInAFolderOfAnotherUserIsRefused)
   expectHeld(uninstallFor());
 }
 
+// ----- The same in a tree whose folders are group-writable, as where every user has a group of his own -----
+
+class AttacksGroupTest : public AttacksOwnerTest {
+ protected:
+  void SetUp() override {
+    AttacksOwnerTest::SetUp();
+    if (IsSkipped()) return;
+    plantFile(ThrowAwayRoot::alice(), data + "/logs/first", "", 0664);
+    files().makeFolder(inside(data + "/more"));
+    giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), data + "/more");
+    plantSecondName(data + "/logs/first", data + "/more/second");
+    for (const std::string& name : {data + "/logs", data + "/more", data}) {
+      giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), name);
+      files().makeFolder(inside(name), 0775);
+    }
+  }
+
+  void changeAccounts(const std::string& path, const std::string& from, const std::string& to) {
+    std::string text = files().read(inside(path));
+    ASSERT_NE(text.find(from), std::string::npos) << text;
+    files().makeFile(inside(path), text.replace(text.find(from), from.size(), to));
+  }
+  void removeAdmin() {
+    const std::string admin = "admin:x:" + std::to_string(ThrowAwayRoot::admin()) + ":\n";
+    changeAccounts("/etc/group", admin, "");
+  }
+
+  /// Both names are treated, in both repairs of the run and in those of another run.
+  void expectTreated(const std::string& group) {
+    const std::string owner = this->text() == "root" || this->text().empty() ? "root" : "alice";
+    for (int time = 0; time < 2; ++time) {
+      const Snapshot before = outside();
+      (void)attacked(uninstallFor());  // the second one finds nothing to remove, and repairs all the same
+      expectUnchanged(before);
+      for (const char* name : {"/logs/first", "/more/second"}) {
+        EXPECT_EQ(state().at(data + name), "0775 " + owner + ":" + group + " file: ");
+      }
+      EXPECT_EQ(state().at(data + "/more"), "0775 " + owner + ":" + group + " folder");
+      // Something to do for the next one. What a user can put in a folder of root's is not root's.
+      if (group == "admin" || owner == "alice") files().makeFile(inside(data + "/logs/first"), "", 0600);
+    }
+  }
+
+  void expectHeldWithoutAdmin() {
+    expectHeld(uninstallFor());
+    removeAdmin();
+    const Snapshot before = outside();
+    (void)attacked(uninstallFor());
+    expectUnchanged(before);
+  }
+};
+
+TEST_P(AttacksGroupTest, NamesInFoldersOfTheUsersOwnGroupAreTreated) { expectTreated("admin"); }
+
+TEST_P(AttacksGroupTest, NamesInFoldersOfTheUsersOwnGroupAreTreatedWhereThereIsNoGroupAdmin) {
+  removeAdmin();
+  expectTreated("alice");
+}
+
+TEST_P(AttacksGroupTest, SecondNameByAMemberOfTheGroupIsRefused) {
+  plantFile(ThrowAwayRoot::alice(), "/Users/alice/key", std::string(kSecret) + "\n", 0600);
+  plantSecondName("/Users/alice/key", data + "/logs/second");
+  const std::string group = "alice:x:" + std::to_string(ThrowAwayRoot::alice()) + ":";
+  changeAccounts("/etc/group", group, group + "alice,bob");
+  expectHeldWithoutAdmin();
+}
+
+TEST_P(AttacksGroupTest, SecondNameByAnAccountOfThatPrimaryGroupIsRefused) {
+  plantFile(ThrowAwayRoot::alice(), "/Users/alice/key", std::string(kSecret) + "\n", 0600);
+  plantSecondName("/Users/alice/key", data + "/logs/second");
+  const std::string bob = "bob:x:" + std::to_string(ThrowAwayRoot::bob()) + ":";
+  changeAccounts("/etc/passwd", bob + std::to_string(ThrowAwayRoot::bob()),
+                 bob + std::to_string(ThrowAwayRoot::alice()));
+  expectHeld(uninstallFor());
+}
+
+TEST_P(AttacksGroupTest, SecondNameOfRootsFileByTheUserIsRefused) {
+  plantSecondName(kVictim, data + "/logs/second");
+  expectHeldWithoutAdmin();
+}
+
 TEST_P(AttacksOwnerTest, NamesInFoldersOfTheFilesOwnerAreTreated) {
   plantFile(ThrowAwayRoot::alice(), data + "/logs/first", "", 0600);
   files().makeFolder(inside(data + "/more"));
@@ -320,12 +401,12 @@ TEST_P(AttacksOwnerTest, NamesInFoldersOfTheFilesOwnerAreTreated) {
   EXPECT_EQ(state().at(data + "/more").substr(0, 4), "0775");
 }
 
-INSTANTIATE_TEST_SUITE_P(Users, AttacksOwnerTest,
-                         ::testing::Combine(::testing::Values(Protections::On, Protections::Off),
-                                            ::testing::Values(NamedText{"Alice", "alice"}, NamedText{"Root", "root"},
-                                                              NamedText{"Unset", ""},
-                                                              NamedText{"Unknown", "nobody known here"})),
-                         nameOfProtectedText);
+const auto kUsers =
+    ::testing::Combine(::testing::Values(Protections::On, Protections::Off),
+                       ::testing::Values(NamedText{"Alice", "alice"}, NamedText{"Root", "root"}, NamedText{"Unset", ""},
+                                         NamedText{"Unknown", "nobody known here"}));
+INSTANTIATE_TEST_SUITE_P(Users, AttacksOwnerTest, kUsers, nameOfProtectedText);
+INSTANTIATE_TEST_SUITE_P(Users, AttacksGroupTest, kUsers, nameOfProtectedText);
 
 // ----- Links on the way to the data folder -----
 
@@ -370,6 +451,26 @@ TEST_P(AttacksLinkTest, SecondNameOfALinkOfRootsIsNotFollowed) {
   plantLink(0, "/tmp/original", "../root/folder");
   plantSecondName("/tmp/original", "/tmp/link");
   expectRefused(uninstall(), "everybody");
+}
+
+TEST_P(AttacksLinkTest, SecondNameOfALinkOfRootsInAFolderOfAGroupIsNotFollowed) {
+  plantLink(0, "/opt/original", "../../root/folder");
+  files().makeFolder(inside("/opt/shared"));
+  plantSecondName("/opt/original", "/opt/shared/link");
+  giveTo(0, 54322, "/opt/shared");
+  files().makeFolder(inside("/opt/shared"), 01775);
+  data = "/opt/shared/link/sub";
+  attackersPlace = "/opt/shared";
+  expectRefused(uninstall(), "the group 54322");
+}
+
+TEST_P(AttacksLinkTest, LinkOfRootsInAFolderOfItsGroupIsNotFollowed) {
+  plantLink(0, "/opt/shared/link", "../../root/folder");
+  giveTo(0, 54322, "/opt/shared");
+  files().makeFolder(inside("/opt/shared"), 0775);
+  data = "/opt/shared/link/sub";
+  attackersPlace = "/opt/shared";
+  expectRefused(uninstall(), "the group 54322");
 }
 
 TEST_P(AttacksLinkTest, LinkOfAnotherUserIsNotFollowed) {

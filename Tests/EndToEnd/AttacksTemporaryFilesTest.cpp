@@ -140,9 +140,10 @@ class AttacksConfigurationTest : public AttacksForEachProtection {
   void expectIgnored() { expectIgnored(uninstall()); }
   void expectIgnored(const Call& call) {
     const Outcome outcome = expectHeld(call);
-    const std::string warning = "<Warning>: Ignored " + std::string(kConfigurationFile) +
-                                ": it counts only as a plain file with one name that root or this user owns and that "
-                                "not everybody can write to.";
+    const std::string warning =
+        "<Warning>: Ignored " + std::string(kConfigurationFile) +
+        ": it counts only as a plain file with one name that root or this user owns, that cannot be executed and that "
+        "not everybody can write to.";
     EXPECT_EQ(std::count(outcome.trace.begin(), outcome.trace.end(), warning), 3);
     EXPECT_FALSE(files().has(inside(kLocation)));
   }

@@ -219,11 +219,16 @@ Snapshot MachineTest::state() {
     if (path.compare(0, 10, "/stand-ins") != 0) result[path] = entry;
   }
   for (auto& [path, entry] : result) {
-    for (const std::string& stamp : _stamps) replaceAll(entry, stamp, "<now>");
+    entry = withoutStamps(entry);
     const size_t text = entry.find(" file: ");
     if (path == kTraceFile && text != std::string::npos) entry.erase(text + 6);
   }
   return result;
+}
+
+std::string MachineTest::withoutStamps(std::string text) const {
+  for (const std::string& stamp : _stamps) replaceAll(text, stamp, "<now>");
+  return text;
 }
 
 bool MachineTest::isStampOfNow(const std::string& text) const { return _stamps.count(text) != 0; }
@@ -297,7 +302,7 @@ Outcome MachineTest::run(const Call& call) {
 
   for (std::time_t moment = begin; moment <= end; ++moment) _stamps.insert(localTime(moment, "%d%m%y%H%M"));
   outcome.output = files().read(inside(kOutput));
-  outcome.errors = files().read(inside(kErrors));
+  outcome.standardError = outcome.errors = files().read(inside(kErrors));
   splitErrors(outcome);
   outcome.children = readChildren();
   readTrace(outcome, lastComponent(call.commandLine.front()), begin, end);

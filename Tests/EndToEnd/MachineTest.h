@@ -58,10 +58,11 @@ struct Child {
 
 /// All that came of a call.
 struct Outcome {
-  std::string ending;  ///< "exit 0", "signal 9", "hung"
-  std::string output;  ///< standard output
-  std::string errors;  ///< standard error, without the two closing lines
-  std::string reason;  ///< of the closing lines: why the hotfix was not removed; empty without them
+  std::string ending;         ///< "exit 0", "signal 9", "hung"
+  std::string output;         ///< standard output
+  std::string standardError;  ///< all of it
+  std::string errors;         ///< standard error, without the two closing lines
+  std::string reason;         ///< of the closing lines: why the hotfix was not removed; empty without them
   std::vector<Child> children;
   Lines trace;          ///< "<Info>: text"; a line with anything wrong in front of that begins with "?"
   std::string process;  ///< the tool's process id, as the trace has it
@@ -135,6 +136,8 @@ class MachineTest : public ::testing::Test {
   /// All that differs from the machine, the notes of the stand-ins and the text of the trace left out. The version
   /// stamps of calls show as "<now>".
   Snapshot state();
+  /// A text with the version stamps of calls as "<now>".
+  std::string withoutStamps(std::string text) const;
   /// Whether a text is the version stamp of a moment of a call.
   bool isStampOfNow(const std::string& text) const;
 

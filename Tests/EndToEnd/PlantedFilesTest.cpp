@@ -140,8 +140,8 @@ class PlantedConfigurationTest : public PlantedFilesTest {
     Lines service = serviceMade();
     service.insert(service.begin() + 1,
                    "<Warning>: Ignored " + std::string(kConfigurationFile) +
-                       ": it counts only as a plain file with one name that root or this user owns and that "
-                       "not everybody can write to.");
+                       ": it counts only as a plain file with one name that root or this user owns, that cannot be "
+                       "executed and that not everybody can write to.");
     expectSuccessWithTrace(run(uninstall()), allTraceWith(service));
     EXPECT_FALSE(files().has(inside(kLocation)));
     EXPECT_EQ(victim(), intactVictim());
@@ -199,6 +199,24 @@ TEST_F(PlantedConfigurationTest, FileOfSomebodyElseIsIgnored) {
 TEST_F(PlantedConfigurationTest, FileThatEverybodyCanWriteIsIgnored) {
   files().makeFile(inside(kConfigurationFile), configuration(), 0666);
   expectIgnored();
+}
+
+TEST_F(PlantedConfigurationTest, FileThatARepairHasMadeRootsIsIgnored) {
+  if (!ThrowAwayRoot::hasAccounts()) GTEST_SKIP() << "a user namespace of one account";
+  files().makeFile(inside(data + "/planted"), configuration(), 0644);
+  giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), data + "/planted");
+  Call call = uninstall();
+  call.environment["USER"] = "root";
+  EXPECT_EQ(run(call).ending, "exit 0");
+  // As if its folder's owner had moved it: here /tmp is another file system.
+  const struct stat repaired = files().attributes(inside(data + "/planted"));
+  EXPECT_EQ(repaired.st_uid, 0U);
+  files().makeFile(inside(kConfigurationFile), configuration(), repaired.st_mode & 07777U);
+  giveTo(repaired.st_uid, repaired.st_gid, kConfigurationFile);
+  const Outcome outcome = run(uninstall());  // there is nothing to remove any more
+  EXPECT_TRUE(std::any_of(outcome.trace.begin(), outcome.trace.end(),
+                          [](const std::string& line) { return line.find("<Warning>: Ignored /tmp/com.") == 0; }));
+  EXPECT_FALSE(files().has(inside(kLocation)));
 }
 
 TEST_F(PlantedConfigurationTest, LinkIsIgnored) {

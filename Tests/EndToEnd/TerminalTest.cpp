@@ -391,20 +391,23 @@ TEST_F(TerminalTest, LibraryWritesNothingThere) {
 
 TEST_F(TerminalTest, WorkspaceThatWillBeRootsIsToldAtTheBeginning) {
   if (!ThrowAwayRoot::hasAccounts()) GTEST_SKIP() << "needs several accounts";
-  constexpr char kNote[] =
-      "The workspace will belong to root, as USER is root. To give it to alice: sudo USER=alice hotfixUninstall ...";
-  for (const auto& [user, caller, isTold] :
-       std::vector<std::tuple<std::string, uid_t, bool>>{{"root", ThrowAwayRoot::alice(), true},
-                                                         {"", ThrowAwayRoot::alice(), true},
-                                                         {"alice", ThrowAwayRoot::alice(), false},
-                                                         {"root", 0, false}}) {
+  const auto note = [](const std::string& user) {
+    return "The workspace will belong to root, as USER is " + user +
+           ". To give it to alice: sudo USER=alice hotfixUninstall ...";
+  };
+  const std::string none = "Checking the instance ... done";
+  for (const auto& [user, caller, first] :
+       std::vector<std::tuple<std::string, uid_t, std::string>>{{"root", ThrowAwayRoot::alice(), note("root")},
+                                                                {"", ThrowAwayRoot::alice(), note("not set")},
+                                                                {"alice", ThrowAwayRoot::alice(), none},
+                                                                {"root", 0, none}}) {
     Call call = uninstall();
     call.environment["USER"] = user;
     if (user.empty()) call.environment.erase("USER");
     call.environment["SUDO_UID"] = std::to_string(caller);
     std::string text;
     watch(text, call);
-    EXPECT_EQ(screen(text).front(), isTold ? kNote : "Checking the instance ... done");
+    EXPECT_EQ(screen(text).front(), first);
     EXPECT_EQ(run(call).errors, "");
   }
 }

@@ -160,12 +160,17 @@ TEST_P(OtherLineTest, IsWhatARunTells) {
         files().makeFolder(inside(kStagingFolder));
         giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), kStagingFolder);
       },
+      [this] {
+        removeFile("rcplauncher.properties");
+        files().makeFifo(inHome("rcplauncher.properties"));
+      },
+      [this] { files().makeFile(inside(kConfigurationFile), "{ productName = P; }", 0755); },
       [this] { hideProcesses(); }};
   const std::vector<Lines> rows = rowsBelow("Other lines in the log");
   ASSERT_EQ(rows.size(), causes.size());
   if (!ThrowAwayRoot::hasAccounts() && (GetParam() == 1 || GetParam() == 2)) GTEST_SKIP() << "needs several accounts";
   causes[GetParam()]();
-  values = {{"DATA", data}, {"ACCOUNT", "bob"}};
+  values = {{"DATA", data}, {"ACCOUNT", "bob"}, {"FILE", home + "/rcplauncher.properties"}};
   const Outcome outcome = run(uninstall());
   EXPECT_EQ(outcome.ending, "exit 0");
   const std::string line = filledTextOf(rows[GetParam()].at(0));
@@ -174,7 +179,7 @@ TEST_P(OtherLineTest, IsWhatARunTells) {
   })) << line;
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, OtherLineTest, ::testing::Range<size_t>(0, 4));
+INSTANTIATE_TEST_SUITE_P(Rows, OtherLineTest, ::testing::Range<size_t>(0, 6));
 
 }  // namespace
 

@@ -48,8 +48,8 @@ class ConfigurationTest : public OutsideTest {
     EXPECT_EQ(log().size(), 1U);
     EXPECT_EQ(log(platform::LogLevel::Warning),
               (std::vector<std::string>{std::string("Ignored ") + platform::kInternalConfigurationFile +
-                                        ": it counts only as a plain file with one name that root or this user owns "
-                                        "and that not everybody can write to."}));
+                                        ": it counts only as a plain file with one name that root or this user owns, "
+                                        "that cannot be executed and that not everybody can write to."}));
   }
 };
 
@@ -99,6 +99,23 @@ TEST_F(ConfigurationTest, FileThatCannotBeReadIsNeverSavedOver) {
   EXPECT_FALSE(configuration.setProperty("v", "k"));
   EXPECT_FALSE(configuration.saveConfiguration());
   EXPECT_EQ(folder.attributes(file).st_size, kMoreThanIsRead);
+
+  // Also when it has come to lie there since.
+  ASSERT_EQ(unlink((folder / file).c_str()), 0);
+  Configuration earlier;
+  makeConfiguration();
+  ASSERT_EQ(truncate((folder / file).c_str(), kMoreThanIsRead), 0);
+  EXPECT_TRUE(earlier.saveConfiguration());
+  EXPECT_TRUE(log().empty());
+  EXPECT_EQ(folder.attributes(file).st_size, kMoreThanIsRead);
+}
+
+// What the repair of permissions gives to root, whoever wrote it, has such a mode.
+TEST_F(ConfigurationTest, FileThatCanBeExecutedIsNotTrusted) {
+  for (const mode_t mode : std::vector<mode_t>{0775, 0744, 0610, 0601}) {
+    makeConfiguration(static_cast<mode_t>(mode));
+    expectDistrusted();
+  }
 }
 
 // ----- Trust -----

@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "MacInstaller/InstanceService.h"
 #include "Tests/Support/InstanceFixture.h"
 
@@ -459,6 +461,24 @@ TEST_F(InstanceServiceRecordsTest, NothingIsRecordedWithoutAHome) {
   homeless.saveHotfixBundleID("com.qor.other");
   homeless.deleteInstalledHotfixBundleID();
   EXPECT_EQ(treeSnapshot(folder.path()), before);
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(InstanceServiceRecordsTest, RecordsThatCannotBeReadAreNeverSavedOver) {
+  removeInstallInfo();
+  folder.makeFifo(inHome(kInstallInfo));  // there, but nothing to read from
+  const std::vector<std::function<void()>> changes = {[&] { instance.setInstalledVersion("7"); },
+                                                      [&] { instance.updateHotfixVersion("7"); },
+                                                      [&] { instance.updateHotfixVersion(kNone); },
+                                                      [&] { instance.saveHotfixSkipRunningCheckProperty(true); },
+                                                      [&] { instance.removeHotfixSkipRunningCheckProperty(); },
+                                                      [&] { instance.saveHotfixBundleID("id"); },
+                                                      [&] { instance.deleteInstalledHotfixBundleID(); }};
+  clearLog();
+  for (const auto& change : changes) change();
+  EXPECT_TRUE(S_ISFIFO(folder.attributes(inHome(kInstallInfo)).st_mode));
+  EXPECT_EQ(instance.getCurrentHotfixVersion(), kNone);
+  EXPECT_FALSE(instance.isHotfixApplied());
   EXPECT_THAT(log(), IsEmpty());
 }
 

@@ -84,6 +84,33 @@ TEST_F(InterruptionTest, ManifestThatWasNotThereIsNotCalledConsumed) {
             std::string(kEnded) + ".\nThere was no uninstall manifest.\n");
 }
 
+TEST_F(InterruptionTest, ManifestThatCannotBeLookedForIsNotCalledConsumed) {
+  const std::string unknown = std::string(kEnded) +
+                              ".\nWhether the uninstall manifest is consumed cannot be told: look for "
+                              "deploy/uninstall.hotfix.xml.\n";
+  makeManifest();
+  const auto hide = [this] {
+    (void)rename((folder / "home/deploy").c_str(), (folder / "home/away").c_str());
+    (void)!symlink("deploy", (folder / "home/deploy").c_str());  // a link in a circle
+  };
+  const auto show = [this] {
+    (void)unlink((folder / "home/deploy").c_str());
+    (void)rename((folder / "home/away").c_str(), (folder / "home/deploy").c_str());
+  };
+  EXPECT_EQ(terminated([&] {
+              interruption::begin(home());
+              hide();
+            }),
+            unknown);
+  EXPECT_EQ(terminated([&] { interruption::begin(home()); }), unknown);
+  EXPECT_EQ(terminated([&] {
+              interruption::begin(home());
+              show();
+            }),
+            std::string(kEnded) + ".\n" + kKept);
+  EXPECT_EQ(terminated([] { interruption::begin("/" + std::string(5000, 'x')); }), unknown);
+}
+
 TEST_F(InterruptionTest, RemovedHotfixIsTold) {
   EXPECT_EQ(terminated([this] {
               interruption::begin(home());

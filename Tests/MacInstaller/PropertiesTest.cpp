@@ -319,6 +319,23 @@ TEST_F(PropertiesTest, FailedWriteIsNotTold) {
   EXPECT_TRUE(log().empty());
 }
 
+TEST_F(PropertiesTest, FileThatCannotBeReadIsNeverReplaced) {
+  const std::string fifo = folder.makeFifo("fifo");  // there, but nothing to read from
+  const Properties unread(fifo);
+  EXPECT_FALSE(unread.savePropertiesToFile(std::nullopt));
+  EXPECT_FALSE(unread.savePropertiesToFile(folder / "other"));  // nothing to save
+  EXPECT_TRUE(Properties(folder.makeFile("file", "{ k = v; }")).savePropertiesToFile(fifo));
+  EXPECT_TRUE(log().empty());
+  EXPECT_TRUE(S_ISFIFO(folder.attributes("fifo").st_mode));
+  EXPECT_EQ(folder.names(), (Lines{"fifo", "file", "outside"}));
+}
+
+TEST_F(PropertiesTest, FileThatIsNoDictionaryIsLeftSilently) {
+  const Properties other(folder.makeFile("file", "( a )"));
+  EXPECT_FALSE(other.savePropertiesToFile(std::nullopt));
+  EXPECT_TRUE(log().empty());
+}
+
 TEST_F(PropertiesTest, TextThatNoListCanHoldKeepsTheOldFile) {
   folder.makeFile("file", "{ k = v; }");
   Properties properties(folder / "file");

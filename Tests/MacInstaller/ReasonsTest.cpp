@@ -71,8 +71,12 @@ TEST(ReasonsTest, SudoIsNamedOnlyWhereRootsRightsAreMissing) {
   });
   const platform::FileError refusal{platform::kNoWritePermission, "", "words"};
   const platform::FileError other{platform::kReadOnlyVolume, "", "words"};
+  const platform::FileError protection{platform::kNoWritePermission, "", "words", true};
   EXPECT_EQ(systemReason(refusal), isRoot() ? "words" : "words; run it with sudo");
   EXPECT_EQ(systemReason(other), "words");
+  EXPECT_EQ(systemReason(protection),
+            "words; macOS protects the application, also from root: allow the change under Privacy & Security, App "
+            "Management");
   folder.makeFolder("closed", 0755);
 }
 

@@ -287,6 +287,22 @@ TEST_F(CopyItemTest, ExtendedAttributesAreCopied) {
   EXPECT_EQ(folder.mode("copy/file"), 0444U);
 }
 
+TEST_F(CopyItemTest, MergeLeavesExistingFoldersTheirOtherExtendedAttributes) {
+  answer = goesOnPastExistingFiles;
+  folder.makeFolder("source");
+  folder.makeFolder("target");
+  if (host::setAttribute(folder / "source", "user.hotfix.note", "new", 3) != 0) {
+    GTEST_SKIP() << "needs a file system with extended attributes: " << std::strerror(errno);
+  }
+  ASSERT_EQ(host::setAttribute(folder / "target", "user.hotfix.note", "older", 5), 0);
+  ASSERT_EQ(host::setAttribute(folder / "target", "user.hotfix.own", "own", 3), 0);
+  EXPECT_EQ(codeOfCopy("source", "target"), 0);
+  char found[16] = {};
+  EXPECT_EQ(host::attribute(folder / "target", "user.hotfix.note", found, sizeof found), 3);
+  EXPECT_EQ(std::string(found, 3), "new");
+  EXPECT_EQ(host::attribute(folder / "target", "user.hotfix.own", found, sizeof found), 3);
+}
+
 TEST_F(CopyItemTest, FileCapabilitiesAreCopied) {
   if (!host::kHasFileCapabilities) GTEST_SKIP() << "needs a system whose files can have capabilities";
   folder.makeFile("file", "code", 0755);

@@ -196,6 +196,28 @@ TEST_F(ExchangedEntryTest, FolderToBeRemovedIsNotEmptiedThroughALink) {
   expectUntouched();
 }
 
+// ----- Files that are read -----
+
+TEST_F(ExchangedEntryTest, FileThatIsLookedAtIsNotWaitedForAsAFifo) {
+  for (const bool isBelow : {true, false}) {
+    folder.makeFile("tree/read", "text", 0600);
+    actAfterLookingAt("read", [&] {
+      EXPECT_EQ(unlink((folder / "tree/read").c_str()), 0);
+      folder.makeFifo("tree/read");
+    });
+    bool isDistrusted = false;
+    if (isBelow) {
+      EXPECT_FALSE(platform::FileBelow(folder / "tree", "read").isThere());
+    } else {
+      EXPECT_FALSE(platform::readTrustedFile(folder / "tree/read", &isDistrusted));
+    }
+    EXPECT_EQ(isDistrusted, !isBelow);
+    EXPECT_TRUE(S_ISFIFO(folder.attributes("tree/read").st_mode));
+    ASSERT_EQ(unlink((folder / "tree/read").c_str()), 0);
+    expectUntouched();
+  }
+}
+
 // ----- Copies -----
 
 TEST_F(ExchangedEntryTest, FileThatIsListedIsNotCopiedThroughALink) {

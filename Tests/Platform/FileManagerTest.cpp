@@ -7,6 +7,7 @@
 #include <set>
 
 #include "Platform/FileManager.h"
+#include "Platform/SystemLog.h"
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/Outside.h"
@@ -199,6 +200,32 @@ TEST_F(FileManagerTest, TopIsAnExistingFolder) {
   inChild([&] {
     ASSERT_TRUE(host::refuseNewFolders(EISDIR));  // what macOS says to it
     expectThere();
+  });
+}
+
+TEST_F(FileManagerTest, OnlyARefusalOfTheSystemInsideABundleMayBeProtection) {
+  if (!host::kCanRefuseCalls) GTEST_SKIP() << "needs a system that refuses a process its calls";
+  folder.makeFolder("Name.app/Contents");
+  folder.makeFolder("Name.apple/.app");
+  const auto isProtected = [&](const std::string& path) {
+    FileError error;
+    EXPECT_FALSE(platform::createFolder(folder / path, Parents::Required, {}, &error));
+    return error.isProtected;
+  };
+  EXPECT_FALSE(isProtected("Name.app/nowhere/new")) << "missing, not refused";
+  inChild([&] {
+    ASSERT_TRUE(host::refuseNewFolders(EPERM));
+    EXPECT_FALSE(isProtected("Name.app/Contents/new")) << "on a system that protects none";
+    protectBundles(true);
+    EXPECT_TRUE(isProtected("Name.app/Contents/new"));
+    EXPECT_TRUE(isProtected("new.app"));
+    EXPECT_FALSE(isProtected("new"));
+    EXPECT_FALSE(isProtected("Name.apple/.app/new"));
+  });
+  inChild([&] {
+    protectBundles(true);
+    ASSERT_TRUE(host::refuseNewFolders(EACCES));
+    EXPECT_FALSE(isProtected("Name.app/Contents/new")) << "a right is missing";
   });
 }
 
@@ -572,6 +599,37 @@ TEST_F(FileBelowTest, WhatIsNoFileIsNotThere) {
   folder.makeFifo("data/fifo");
   for (const char* path : {"nowhere", "sub/nowhere", "sub", "sub/file/below", "fifo"}) expectMissing(path);
   EXPECT_FALSE(FileBelow(folder / "nowhere", "sub/file").isThere());
+}
+
+TEST_F(FileBelowTest, LargeFileIsThereButNotRead) {
+  ASSERT_EQ(truncate((folder / "data/sub/file").c_str(), static_cast<off_t>(platform::kLargestFileBelow) + 1), 0);
+  const FileBelow file(folder / "data", "sub/file");
+  EXPECT_TRUE(file.isThere());
+  EXPECT_FALSE(file.read());
+}
+
+TEST_F(FileBelowTest, DevicesAndFifosAreNeverOpened) {
+  if (!host::OpeningWatch::kIsAvailable) GTEST_SKIP() << "needs a system that tells what is opened";
+  const std::string fifo = folder.makeFifo("data/fifo");
+  const std::string device = folder / "data/device";
+  const bool hasDevice = mknod(device.c_str(), S_IFCHR | 0600, host::nullDevice()) == 0;
+  host::OpeningWatch watch;
+  ASSERT_TRUE(watch.add(fifo));
+  EXPECT_TRUE(!hasDevice || watch.add(device));
+  for (const char* name : {"fifo", "device"}) {
+    const std::string path = folder / "data/" + name;
+    EXPECT_FALSE(FileBelow(folder / "data", name).isThere());
+    bool isDistrusted = false;
+    EXPECT_FALSE(platform::readTrustedFile(path, &isDistrusted));
+    EXPECT_TRUE(isDistrusted || !hasDevice);
+    EXPECT_FALSE(platform::readFile(path));
+  }
+  ASSERT_EQ(link(fifo.c_str(), (folder / "kept").c_str()), 0);
+  const int trace = platform::openTraceFile(fifo);
+  EXPECT_GE(trace, 0);
+  close(trace);
+  EXPECT_TRUE(S_ISREG(folder.attributes("data/fifo").st_mode));
+  EXPECT_TRUE(watch.sawNothing()) << "something was opened";
 }
 
 TEST_F(FileBelowTest, NoLinkBelowTheFolderIsFollowed) {

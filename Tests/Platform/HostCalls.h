@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -25,7 +26,6 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <sys/xattr.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -33,16 +33,6 @@
 
 /// What the tests ask of a system in another way on each, or what only one of them has. No other file of the tests asks
 /// which system it runs on: where something is missing, it asks here and skips the test.
-
-#ifdef __APPLE__
-
-/// Declared here too, as not every sysroot has the header sys/xattr.h.
-extern "C" {
-int setxattr(const char* path, const char* name, const void* value, size_t size, u_int32_t position, int options);
-ssize_t getxattr(const char* path, const char* name, void* value, size_t size, u_int32_t position, int options);
-}
-
-#endif
 
 namespace hotfix::host {
 

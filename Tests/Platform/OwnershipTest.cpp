@@ -400,6 +400,7 @@ class SecondNameTest : public OwnershipByRootTest {
   struct Holder {
     uid_t owner;
     mode_t mode;
+    gid_t group = 0;
   };
 
   /// A file of an owner's outside the tree, with a second name in a folder of the tree between two other files.
@@ -412,7 +413,7 @@ class SecondNameTest : public OwnershipByRootTest {
     folder.makeFile("tree/holder/a", "", 0600);
     folder.makeFile("tree/holder/c", "", 0600);
     ASSERT_EQ(link((folder / "precious").c_str(), (folder / "tree/holder/b").c_str()), 0);
-    own("tree/holder", holder.owner, 0);
+    own("tree/holder", holder.owner, holder.group);
     folder.makeFolder("tree/holder", holder.mode);
   }
 
@@ -427,12 +428,13 @@ TEST_F(SecondNameTest, OfAFileThatIsNotTheFoldersOwnersIsNeverTreated) {
                                                         {0, {kStranger, 0700}},
                                                         {0, {0, 0777}},
                                                         {0, {0, 01777}},
-                                                        {0, {0, 0775}},
+                                                        {0, {0, 0775, kStranger}},
+                                                        {0, {kStranger, 0775}},
                                                         {kStranger, {0, 0757}},
                                                         {kStranger, {other.uid, 0755}},
                                                         {other.uid, {kStranger, 0755}},
                                                         {other.uid, {other.uid, 0777}},
-                                                        {other.uid, {other.uid, 0775}}};
+                                                        {other.uid, {other.uid, 0775, kStranger}}};
   for (const auto& [owner, holder] : plants) {
     SCOPED_TRACE(text(owner, 0, 0) + " in " + text(holder.owner, 0, holder.mode));
     // One after the other: what the first leaves must not pass for a place where only its owner can put names.
@@ -496,6 +498,117 @@ TEST_F(SecondNameTest, InFoldersOfTheFilesOwnerIsTreatedByEveryRepair) {
       }
     }
   }
+}
+
+// ----- Folders that are group-writable, as they all are where every user has a group of his own -----
+
+class PrivateGroupTest : public SecondNameTest {
+ protected:
+  void SetUp() override {
+    SecondNameTest::SetUp();
+    if (IsSkipped()) return;
+    const struct group* own = getgrgid(other.gid);
+    if (other.group != other.name || own == nullptr || *own->gr_mem != nullptr) {
+      GTEST_SKIP() << "needs an account with a group of its own";
+    }
+  }
+
+  /// With a group that the machine knows, and without.
+  std::vector<Attributes> groupRepairs() const {
+    std::vector<Attributes> all;
+    for (const char* group : {"root", kNoSuchName}) {
+      for (const std::string& owner : {other.name, std::string("root"), std::string(kNoSuchName)}) {
+        all.push_back({owner, group, 0775});
+      }
+    }
+    return all;
+  }
+
+  void makeTreeOf(uid_t owner, gid_t group) const {
+    if (folder.has("tree")) {
+      ASSERT_TRUE(platform::removeItem(folder / "tree"));
+    }
+    folder.makeFile("tree/one/name", "", 0664);
+    folder.makeFolder("tree/two");
+    ASSERT_EQ(link((folder / "tree/one/name").c_str(), (folder / "tree/two/name").c_str()), 0);
+    for (const char* path : {"tree/one", "tree/two", "tree/one/name"}) own(path, owner, group);
+    for (const char* path : {"tree/one", "tree/two"}) folder.makeFolder(path, 0775);
+  }
+};
+
+TEST_F(PrivateGroupTest, NamesInFoldersOfTheUsersOwnGroupAreTreated) {
+  for (const Attributes& repair : groupRepairs()) {
+    for (const uid_t owner : {other.uid, uid_t{0}}) {
+      SCOPED_TRACE(text(owner, 0, 0) + " " + *repair.owner + ":" + *repair.group);
+      const gid_t group = owner == 0 ? 0 : other.gid;
+      makeTreeOf(owner, group);
+      for (int time = 0; time < 2; ++time) {
+        const platform::RepairOutcome outcome = setAttributesBelow(folder / "tree", repair);
+        EXPECT_TRUE(outcome) << outcome.firstFailed;
+        EXPECT_EQ(outcome.changed > 0, time == 0);
+      }
+      const uid_t after = repair.owner == other.name ? other.uid : repair.owner == "root" ? 0 : owner;
+      for (const char* path : {"tree/one", "tree/two", "tree/one/name"}) {
+        EXPECT_EQ(has(path), text(after, repair.group == "root" ? 0 : group, 0775)) << path;
+      }
+    }
+  }
+}
+
+// Where the group that is to be given does not exist, folders are as group-writable after a repair as this.
+TEST_F(PrivateGroupTest, NamesThatAreWrongAgainAreTreatedByALaterRepair) {
+  for (const std::string& owner : {other.name, std::string(kNoSuchName)}) {
+    makeTreeOf(other.uid, other.gid);
+    for (int time = 0; time < 2; ++time) {
+      EXPECT_TRUE(setAttributesBelow(folder / "tree", {owner, kNoSuchName, 0775}));
+      EXPECT_EQ(has("tree/one/name"), text(other.uid, other.gid, 0775));
+      ASSERT_EQ(chmod((folder / "tree/one/name").c_str(), 0600), 0);
+    }
+  }
+}
+
+TEST_F(PrivateGroupTest, NamesThatSomebodyElseCanHavePutThereAreNot) {
+  constexpr gid_t kShared = 54322;
+  const std::vector<std::pair<uid_t, Holder>> plants = {
+      {0, {other.uid, 0775, other.gid}},          // the user's own folder, root's file
+      {0, {0, 0775, other.gid}},                  // root's folder, where the user can write
+      {kStranger, {other.uid, 0775, other.gid}},  // a third one's file
+      {other.uid, {other.uid, 0775, kShared}},    // his file, and a group of more than him
+      {other.uid, {kStranger, 0775, other.gid}},  // his file in a folder of another one's
+      {other.uid, {other.uid, 0777, other.gid}},
+      {kStranger, {kStranger, 0775, kShared}}};
+  for (const auto& [owner, holder] : plants) {
+    SCOPED_TRACE(text(owner, 0, 0) + " in " + text(holder.owner, holder.group, holder.mode));
+    for (const Attributes& first : groupRepairs()) {
+      for (const Attributes& second : groupRepairs()) {
+        makeSecondName(owner, holder);
+        EXPECT_FALSE(setAttributesBelow(folder / "tree", first));
+        (void)setAttributesBelow(folder / "tree", second);
+        EXPECT_EQ(has("precious"), text(owner, 0, 0600));
+      }
+    }
+  }
+}
+
+TEST_F(PrivateGroupTest, GroupThatIsAlsoAnotherAccountsIsNotPrivate) {
+  const auto expectTreated = [this](const std::string& accounts, bool isTreated) {
+    folder.makeFile(outside("/etc/passwd"), accounts);
+    makeSecondName(other.uid, {other.uid, 0775, other.gid});
+    EXPECT_EQ(setAttributesBelow(folder / "tree", ofOther(0775)), isTreated || ofOther().group == other.group);
+    makeSecondName(other.uid, {other.uid, 0775, other.gid});
+    EXPECT_EQ(setAttributesBelow(folder / "tree", {other.name, "root", 0775}), isTreated) << accounts;
+    EXPECT_EQ(folder.mode("precious"), isTreated ? 0775U : 0600U) << accounts;
+  };
+  const std::string user = std::to_string(other.uid), group = std::to_string(other.gid);
+  const std::string own = "a:x:" + user + ":" + group + "::/:/bin/sh\n";
+  expectTreated(own, true);
+  expectTreated("# " + group + "\n\n+::::::\n" + own + "b:x:4242:4242::/:", true);
+  expectTreated(own + "b:x:4242:" + group + "::/:/bin/sh\n", false);
+  expectTreated("b:x:4242:" + group + "::/:/bin/sh", false);
+  folder.makeFile(outside("/etc/group"), "a:x:" + group + ":\nb:x:" + group + ":" + other.name + "\nc:x:4242:b\n");
+  expectTreated(own, true);
+  folder.makeFile(outside("/etc/group"), "a:x:" + group + ":\nb:x:" + group + ":" + other.name + ",b\n");
+  expectTreated(own, false);
 }
 
 TEST_F(SecondNameTest, InAFolderWhoseAccessListNamesOthersIsNotTreated) {

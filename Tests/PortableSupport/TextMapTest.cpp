@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -11,6 +12,8 @@
 namespace hotfix {
 
 namespace {
+
+constexpr HashKey kHashKey = {0x0706050403020100U, 0x0f0e0d0c0b0a0908U};
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -25,7 +28,7 @@ std::vector<std::pair<std::string, std::string>> sortedOf(const TextMap& map) {
 }
 
 TEST(TextMapTest, EmptyMapHasNothing) {
-  TextMap map;
+  TextMap map(kHashKey);
   EXPECT_EQ(map.find(""), std::nullopt);
   EXPECT_EQ(map.find("key"), std::nullopt);
   map.remove("key");
@@ -34,7 +37,7 @@ TEST(TextMapTest, EmptyMapHasNothing) {
 }
 
 TEST(TextMapTest, LaterValueReplacesEarlier) {
-  TextMap map;
+  TextMap map(kHashKey);
   map.set("key", "first");
   map.set("key", "");
   map.set("key", "a longer value than the first");
@@ -43,7 +46,7 @@ TEST(TextMapTest, LaterValueReplacesEarlier) {
 }
 
 TEST(TextMapTest, EmptyKeyAndEmptyValueAreTextsLikeOthers) {
-  TextMap map;
+  TextMap map(kHashKey);
   map.set("", "value");
   map.set("key", "");
   EXPECT_EQ(map.find(""), "value");
@@ -52,7 +55,7 @@ TEST(TextMapTest, EmptyKeyAndEmptyValueAreTextsLikeOthers) {
 }
 
 TEST(TextMapTest, TextsMayHoldAnyByte) {
-  TextMap map;
+  TextMap map(kHashKey);
   const std::string key("a\0b", 3);
   map.set(key, std::string("\0\xFF", 2));
   map.set("a", "short");
@@ -61,7 +64,7 @@ TEST(TextMapTest, TextsMayHoldAnyByte) {
 }
 
 TEST(TextMapTest, RemovedKeyIsGoneAndMayComeBack) {
-  TextMap map;
+  TextMap map(kHashKey);
   map.set("key", "value");
   map.set("other", "stays");
   map.remove("key");
@@ -72,14 +75,14 @@ TEST(TextMapTest, RemovedKeyIsGoneAndMayComeBack) {
 }
 
 TEST(TextMapTest, KeysAreInTheOrderOfTheirUnsignedBytes) {
-  TextMap map;
+  TextMap map(kHashKey);
   for (const char* key : {"\xC3\xA4", "b", "a", "B", "aa", ""}) map.set(key, "");
   EXPECT_THAT(sortedOf(map), ElementsAre(Pair("", ""), Pair("B", ""), Pair("a", ""), Pair("aa", ""), Pair("b", ""),
                                          Pair("\xC3\xA4", "")));
 }
 
 TEST(TextMapTest, AppendedEntriesAreThereFromTheIndexOn) {
-  TextMap map;
+  TextMap map(kHashKey);
   map.set("key", "old");
   map.append("key", "new");
   EXPECT_EQ(map.find("key"), "old");
@@ -88,7 +91,7 @@ TEST(TextMapTest, AppendedEntriesAreThereFromTheIndexOn) {
 }
 
 TEST(TextMapTest, EntriesMayLieInTheBlockThatTheMapWasMadeWith) {
-  TextMap map("kv,xy");
+  TextMap map(kHashKey, "kv,xy");
   map.appendPlaced(0, 1, 1);
   map.append("k", "appended behind the block");
   map.appendPlaced(3, 1, 1);
@@ -97,11 +100,34 @@ TEST(TextMapTest, EntriesMayLieInTheBlockThatTheMapWasMadeWith) {
 }
 
 TEST(TextMapTest, RoomForManyChangesNothing) {
-  TextMap map;
+  TextMap map(kHashKey);
   map.set("before", "1");
   map.reserve(10000);
   map.set("after", "2");
   EXPECT_THAT(sortedOf(map), ElementsAre(Pair("after", "2"), Pair("before", "1")));
+}
+
+// What somebody would write into a file who knows the library's own hash.
+TEST(TextMapTest, KeysThatArePreparedForTheLibrarysHashAreFoundAtOnce) {
+  constexpr size_t kCount = 5000;
+  constexpr size_t kSlots = 8192;
+  TextMap map(kHashKey);
+  std::map<std::string, std::string> expected;
+  for (int number = 0; expected.size() < kCount; ++number) {
+    const std::string key = numbered("key.", number);
+    // All of them belong into one small part of the table.
+    if (std::hash<std::string_view>()(key) % kSlots >= kSlots / 256) continue;
+    map.append(key, "first");
+    map.append(key, "of " + key);
+    if (expected.size() % 1000 == 0) map.remove(key);
+    expected[key] = "of " + key;
+  }
+  map.index();
+  EXPECT_LT(map.longestSearch(), 500U);
+  for (const auto& [key, value] : expected) ASSERT_EQ(map.find(key), value);
+  map.set("another", "one");
+  map.remove("another");
+  EXPECT_THAT(sortedOf(map), testing::ElementsAreArray(expected.begin(), expected.end()));
 }
 
 // The whole order, for orders of arrival that are sorted in different ways.
@@ -118,7 +144,7 @@ TEST_P(TextMapOrderTest, ManyKeysAreSortedAndFound) {
   if (order == "shuffled") {
     for (size_t index = 0; index < keys.size(); ++index) std::swap(keys[index], keys[(index * 7919) % keys.size()]);
   }
-  TextMap map;
+  TextMap map(kHashKey);
   std::map<std::string, std::string> expected;
   for (const std::string& key : keys) {
     map.append(key, "first");

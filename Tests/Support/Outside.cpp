@@ -7,6 +7,7 @@
 
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
+#include "Platform/posix/BundleProtection.h"
 #include "Platform/posix/SystemLogSink.h"
 
 namespace hotfix {
@@ -17,6 +18,7 @@ std::string outsideFolder;
 auto& messages = *new std::vector<LogLine>;  // there for what is logged while the process ends
 std::mutex messagesMutex;
 platform::LocalTime clockTime;
+bool areBundlesProtected = false;
 
 }  // namespace
 
@@ -31,6 +33,8 @@ void sendToSystemLog(LogLevel level, const std::string& message) {
   messages.emplace_back(static_cast<int>(level), message);
 }
 
+bool protectsBundles() { return areBundlesProtected; }
+
 LocalTime currentLocalTime() { return clockTime; }
 
 LocalTime currentGregorianLocalTime() { return clockTime; }
@@ -43,6 +47,7 @@ OutsideTest::OutsideTest() {
   outsideFolder = folder.makeFolder("outside");
   folder.makeFolder("outside/tmp", 01777);
   clearLog();
+  protectBundles(false);
   setClock({2026, 11, 15, 21, 25, 7});
   setEnvironment("USER", platform::loginName());
 }
@@ -71,6 +76,8 @@ std::vector<std::string> OutsideTest::log(platform::LogLevel level) {
 void OutsideTest::clearLog() { messages.clear(); }
 
 void OutsideTest::setClock(const platform::LocalTime& moment) { clockTime = moment; }
+
+void OutsideTest::protectBundles(bool areProtected) { areBundlesProtected = areProtected; }
 
 void OutsideTest::setEnvironment(const std::string& name, const OptionalString& value) {
   _environmentBefore.emplace_back(name, platform::environmentVariable(name.c_str()));

@@ -15,7 +15,7 @@
 namespace hotfix {
 
 /// Stand-ins for the world outside an instance: fixed paths lie below the test's own folder, messages to the system
-/// log are kept instead of sent, and the clock stands still. Everything else is real.
+/// log are kept instead of sent, the clock stands still, and no bundle is protected. Everything else is real.
 
 /// A message that went to the system log: level as in platform::LogLevel, and the finished text.
 using LogLine = std::pair<int, std::string>;
@@ -40,6 +40,9 @@ class OutsideTest : public ::testing::Test {
   static void clearLog();
 
   static void setClock(const platform::LocalTime& moment);
+
+  /// Lets the system be one that may protect application bundles, as platform::protectsBundles tells.
+  static void protectBundles(bool areProtected);
 
   /// Sets an environment variable for this test, or removes it (absent value); put back afterwards.
   void setEnvironment(const std::string& name, const OptionalString& value);

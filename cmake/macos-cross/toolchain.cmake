@@ -3,7 +3,8 @@
 
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
-set(CMAKE_OSX_ARCHITECTURES x86_64 CACHE STRING "x86_64 (linked) or i386 (compiled only: there is no linker for it)")
+# Which architecture it is, -arch tells the compiler; the x86_64 in the targets below does not count beside it.
+set(CMAKE_OSX_ARCHITECTURES x86_64 CACHE STRING "x86_64, arm64, or i386 (compiled only: no linker for it)")
 set(CMAKE_OSX_DEPLOYMENT_TARGET 10.10 CACHE STRING "")
 get_filename_component(sysroot "${CMAKE_CURRENT_LIST_DIR}/../../build/macos-sysroot" ABSOLUTE)
 set(CMAKE_OSX_SYSROOT "${sysroot}" CACHE PATH "")
@@ -17,7 +18,8 @@ set(CMAKE_CXX_COMPILER_TARGET x86_64-apple-macosx)
 set(CMAKE_C_FLAGS_INIT "-D_Float16=float -Wunguarded-availability")
 set(CMAKE_CXX_FLAGS_INIT
   "-stdlib=libc++ -stdlib++-isystem ${sysroot}/usr/include/c++/v1 -D_Float16=float -Wunguarded-availability")
-set(CMAKE_EXE_LINKER_FLAGS_INIT -fuse-ld=lld)
+# Apple's linker signs for Apple silicon only, and so does this one unless it is told.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -Wl,-adhoc_codesign")
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_AR llvm-ar-14)
 set(CMAKE_RANLIB llvm-ranlib-14)

@@ -6,9 +6,9 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 
 # Every Debian package that the scripts need, by what needs it. The one place where they are named.
 packages_libraries="libxml2-dev libutf8proc-dev"
-packages_build="g++ cmake ninja-build pkg-config $packages_libraries googletest"
+packages_build="g++ cmake ninja-build pkg-config $packages_libraries googletest nlohmann-json3-dev"
 packages_package="dpkg-dev file"
-packages_tests="mandoc zsh fish lintian $packages_package"
+packages_tests="mandoc zsh fish lintian python3-jsonschema ruby strace $packages_package"
 packages_32_bit="g++-multilib"
 packages_macos="clang-14 lld-14 llvm-14 libc++-14-dev libc++abi-14-dev binutils"
 packages_npm="npm"
@@ -99,7 +99,7 @@ build() {
   cd "$top" || return
   quietly cmake --preset "$preset"
   log=$(mktemp)
-  if ! NINJA_STATUS='step %f/%t: ' cmake --build --preset "$preset" "${targets[@]}" </dev/null 2>&1 |
+  if ! NINJA_STATUS='step %f/%t: ' cmake --build --preset "$preset" ${targets[@]+"${targets[@]}"} </dev/null 2>&1 |
     show_progress 3>"$log"; then
     cat "$log" >&2
     rm -f "$log"

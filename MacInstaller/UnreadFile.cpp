@@ -1,0 +1,9 @@
+#include "MacInstaller/UnreadFile.h"
+
+#include "Platform/FileManager.h"
+
+namespace hotfix::unread_file {
+
+bool isAt(const std::string& path) { return !platform::isMissing(path) && !platform::readFile(path); }
+
+}  // namespace hotfix::unread_file

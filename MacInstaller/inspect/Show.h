@@ -1,0 +1,19 @@
+#ifndef MACINSTALLER_INSPECT_SHOW_H_
+#define MACINSTALLER_INSPECT_SHOW_H_
+
+#include <string>
+
+#include "MacInstaller/inspect/Document.h"
+
+/// The documents for a person.
+namespace hotfix::show {
+
+/// A document as text for standard output, with colours where that is a terminal that has them and NO_COLOR is not set.
+/// No name in it can control a terminal.
+std::string shown(const document::Json& document);
+
+void toStandardError(const std::string& text);
+
+}  // namespace hotfix::show
+
+#endif

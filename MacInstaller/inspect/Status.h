@@ -1,0 +1,28 @@
+#ifndef MACINSTALLER_INSPECT_STATUS_H_
+#define MACINSTALLER_INSPECT_STATUS_H_
+
+#include <string>
+#include <vector>
+
+#include "MacInstaller/inspect/Document.h"
+#include "Support/OptionalString.h"
+
+namespace hotfix {
+
+/// The state of one instance, what shows it, and the commands that lead out of a state that is not clean.
+///
+/// \param data the data folder; absent: the one that the launcher's properties name.
+document::Json statusDocument(const std::string& home, const OptionalString& data);
+
+/// The states of several instances.
+document::Json statusListDocument(const std::vector<std::string>& homes);
+
+/// The home folders of the instances in the application bundles of /Applications and of \a folders.
+std::vector<std::string> foundInstances(const std::vector<std::string>& folders);
+
+/// The exit status for a document that statusDocument made.
+int exitStatusOf(const document::Json& status);
+
+}  // namespace hotfix
+
+#endif

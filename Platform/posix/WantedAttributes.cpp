@@ -1,0 +1,84 @@
+#include "Platform/posix/WantedAttributes.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "Platform/posix/Accounts.h"
+#include "Platform/posix/EntryAttributes.h"
+
+namespace hotfix::platform {
+
+WantedAttributes::WantedAttributes(const Attributes& attributes) : _mode(attributes.mode) {
+  // An unknown name stays -1, which leaves the attribute as it is.
+  if (attributes.owner) {
+    if (const std::optional<Account> account = accountNamed(*attributes.owner)) _owner = account->userId;
+  }
+  if (attributes.group) _group = groupNamed(*attributes.group).value_or(kUnchangedGroup);
+}
+
+bool WantedAttributes::needsMode(const struct stat& status) const {
+  return _mode && !S_ISLNK(status.st_mode) && (status.st_mode & 07777U) != *_mode;
+}
+
+bool WantedAttributes::needsOwner(const struct stat& status) const {
+  return (_owner != kUnchangedOwner && status.st_uid != _owner) ||
+         (_group != kUnchangedGroup && status.st_gid != _group);
+}
+
+bool WantedAttributes::losesSetIdBits(const struct stat& status) const {
+  return _mode && (*_mode & (S_ISUID | S_ISGID)) != 0 && S_ISREG(status.st_mode);
+}
+
+void WantedAttributes::applyTo(struct stat* status) const {
+  applyModeTo(status);
+  if (_owner != kUnchangedOwner) status->st_uid = _owner;
+  if (_group != kUnchangedGroup) status->st_gid = _group;
+}
+
+void WantedAttributes::applyModeTo(struct stat* status) const {
+  if (needsMode(*status)) status->st_mode = (status->st_mode & S_IFMT) | *_mode;
+}
+
+// ----- Entries with several names -----
+
+/// Nobody but this user, root, and the members of the group that all entries get: they are administrators, and may
+/// write to every folder that has been treated.
+bool SecondNames::isOwnersName(const WalkedFolder& folder, uid_t owner) {
+  const mode_t mode = folder.status.st_mode;
+  return (folder.status.st_uid == owner || folder.status.st_uid == 0) && (mode & S_IWOTH) == 0 &&
+         ((mode & S_IWGRP) == 0 || isGroupAlone(folder.status.st_gid, owner)) &&
+         !hasHiddenAccessList(folder.descriptor, mode);
+}
+
+/// Also true for the private group of a user, as all his folders have it on systems where they are group-writable by
+/// default, and where the group that was to be given does not exist: a folder keeps its own there.
+bool SecondNames::isGroupAlone(gid_t group, uid_t user) {
+  if (group == _wanted.group()) return true;
+  const auto [known, isNew] = _onlyMembers.try_emplace(group);
+  if (isNew) known->second = onlyMember(group);
+  return known->second && (*known->second == user || *known->second == 0);
+}
+
+bool SecondNames::isNewOwnersAlone(const WalkedFolder& folder) {
+  return isOwnersName(folder, _wanted.hasOwner() ? _wanted.owner() : folder.status.st_uid);
+}
+
+void SecondNames::remember(const struct stat& before) {
+  if (areIn(before) && _wanted.needsOwner(before)) _formerOwners[{before.st_dev, before.st_ino}] = before.st_uid;
+}
+
+uid_t SecondNames::formerOwner(const struct stat& status) const {
+  const auto former = _formerOwners.find({status.st_dev, status.st_ino});
+  return former != _formerOwners.end() && _wanted.isRight(status) ? former->second : status.st_uid;
+}
+
+bool SecondNames::areOthersIn(const WalkedFolder& folder, const std::vector<NamedEntry>& entries, const Look& look) {
+  return std::any_of(entries.begin(), entries.end(), [&](const NamedEntry& entry) {
+    struct stat status;
+    if (S_ISDIR(entry.type)) return false;
+    if (const int error = look(entry.name.c_str(), &status)) return error != ENOENT;
+    return areIn(status) && !isOwnersName(folder, formerOwner(status));
+  });
+}
+
+}  // namespace hotfix::platform

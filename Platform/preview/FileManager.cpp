@@ -1,0 +1,263 @@
+#include "Platform/FileManager.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <exception>
+
+#include "Platform/posix/FileErrors.h"
+#include "Platform/posix/FileJudgements.h"
+#include "Platform/posix/MakeFolder.h"
+#include "Platform/preview/Layer.h"
+#include "Support/Path.h"
+
+namespace hotfix::platform {
+
+using preview::Entry;
+using preview::layer;
+using preview::Layer;
+using preview::Place;
+
+namespace {
+
+constexpr Layer::Links kFollowed = Layer::Links::Followed;
+constexpr Layer::Links kKept = Layer::Links::Kept;
+
+/// Finds the folder that a new name comes into, as one that is opened.
+int findFolder(const std::string& path, Entry* folder) {
+  Place place;
+  const std::string text = path.empty() ? "." : path;
+  if (const int error = layer().find(text, kFollowed, &place)) return error;
+  if (!place.entry->isFolder()) return ENOTDIR;
+  *folder = *place.entry;
+  return layer().readError(*folder);
+}
+
+/// Puts a new file in a folder, see Platform/posix/FileManager.cpp.
+///
+/// \param replaced whose owner, group and mode it gets; null when it gets \a newMode.
+bool writeAtomically(const Entry& folder, const std::string& name, const Entry* replaced, mode_t newMode,
+                     const std::function<bool(const PartWriter& write)>& produce) {
+  if (layer().writeError(folder) != 0) return false;
+  auto bytes = std::make_shared<std::string>();
+  try {
+    if (!produce([&bytes](std::string_view part) {
+          bytes->append(part);
+          return true;
+        })) {
+      return false;
+    }
+  } catch (const std::exception&) {  // out of memory
+    return false;
+  }
+  Entry inTheWay;
+  const int error = layer().find(folder, name, &inTheWay);
+  if (error != 0 && error != ENOENT) return false;
+  const bool isThere = error == 0;
+  if (isThere && (inTheWay.isFolder() || layer().removeError(folder, inTheWay) != 0)) return false;  // the rename
+
+  Entry file;
+  file.status = layer().newStatus(folder, S_IFREG | newMode);
+  if (replaced != nullptr) {
+    const struct stat& old = replaced->status;
+    const bool isOwnerKept = layer().mayGive(file.status, old.st_uid, old.st_gid);
+    if (isOwnerKept) file.status.st_uid = old.st_uid;
+    if (layer().mayGive(file.status, file.status.st_uid, old.st_gid)) file.status.st_gid = old.st_gid;
+    file.status.st_mode = S_IFREG | adoptedMode(old, isOwnerKept && !(isThere && inTheWay.isLink()));
+  }
+  file.status.st_size = static_cast<off_t>(bytes->size());
+  file.content = std::move(bytes);
+  layer().put(folder, name, std::move(file));
+  return true;
+}
+
+enum class Adopted { FromAnyFile, FromTrustedFile };
+
+bool writeAtomically(const std::string& path, Adopted adopted,
+                     const std::function<bool(const PartWriter& write)>& produce) {
+  const std::string name = path::lastComponent(path);
+  Entry folder;
+  if (name.empty() || findFolder(path::deletingLastComponent(path), &folder) != 0) return false;
+  Entry old;
+  int error = layer().find(folder, name, &old);
+  const bool isTrustNeeded = adopted == Adopted::FromTrustedFile;
+  if (error == 0 && old.isLink() && !isTrustNeeded) {
+    Place target;
+    error = layer().find(folder.path + "/" + name, kFollowed, &target);
+    if (error == 0) old = *target.entry;
+  }
+  if (error != 0 && error != ENOENT && error != ENOTDIR && error != ELOOP) return false;
+  const bool isReplacing = error == 0 && (isTrustNeeded ? isTrustedFile(old.status) : old.isFile());
+  return writeAtomically(folder, name, isReplacing ? &old : nullptr, isTrustNeeded ? 0664 : 0666, produce);
+}
+
+}  // namespace
+
+// ----- Questions -----
+
+namespace {
+
+/// As stat(2). \return 0 or the number of the error.
+int look(const std::string& path, struct stat* status) {
+  if (layer().isUntouched()) return stat(path.c_str(), status) == 0 ? 0 : errno;
+  Place place;
+  const int error = layer().find(path, kFollowed, &place);
+  if (error == 0) *status = place.entry->status;
+  return error;
+}
+
+}  // namespace
+
+bool exists(const std::string& path) {
+  struct stat status;
+  return look(path, &status) == 0;
+}
+
+std::optional<FileError> lookUpError(const std::string& path) {
+  struct stat status;
+  const int error = look(path, &status);
+  if (error == 0) return std::nullopt;
+  return readingError("Look up", path, error);
+}
+
+bool isMissing(const std::string& path) {
+  struct stat status;
+  const int error = look(path, &status);
+  return error == ENOENT || error == ENOTDIR;
+}
+
+bool isNameFree(const std::string& path) {
+  Place place;
+  return layer().find(path, kKept, &place) == ENOENT;
+}
+
+bool isFolder(const std::string& path) {
+  struct stat status;
+  return look(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+OptionalString resolvedPath(const std::string& path) {
+  Place place;
+  if (layer().find(path, kFollowed, &place) != 0) return std::nullopt;
+  return place.entry->path;
+}
+
+std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {
+  Place place;
+  if (layer().find(path, kFollowed, &place) != 0 || !place.entry->isFolder()) return std::nullopt;
+  return layer().names(*place.entry);
+}
+
+// ----- Folders -----
+
+int makeFolder(const std::string& path) {
+  Place place;
+  const std::string item = path::appending(path, "");  // a slash at the end makes no difference
+  const int error = layer().find(item, kKept, &place);
+  if (error == 0) return EEXIST;
+  if (error != ENOENT || !place.folder) return error;
+  if (const int writeError = layer().writeError(*place.folder)) return writeError;
+  Entry folder;
+  folder.status = layer().newStatus(*place.folder, S_IFDIR | 0777);
+  layer().put(*place.folder, place.name, std::move(folder));
+  return 0;
+}
+
+bool removeItem(const std::string& path, FileError* error) {
+  const std::string item = path::appending(path, "");  // with a slash at its end a link would be followed
+  Place place;
+  int errorNumber = item.empty() ? ENOENT : layer().find(item, kKept, &place);
+  if (errorNumber == 0 && !place.folder) errorNumber = EBUSY;
+  if (errorNumber == 0) errorNumber = layer().removeError(*place.folder, *place.entry);
+  if (errorNumber == 0) {
+    layer().remove(*place.folder, place.name);
+  } else if (error != nullptr) {
+    *error = writingError("Remove", path, errorNumber);
+  }
+  return errorNumber == 0;
+}
+
+// ----- Whole files -----
+
+OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
+  Place place;
+  if (layer().find(path, kFollowed, &place) != 0 || !place.entry->isFile()) return std::nullopt;
+  if (layer().readError(*place.entry) != 0) return std::nullopt;
+  return layer().contents(*place.entry, mostBytes);
+}
+
+OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
+  *isDistrusted = false;
+  Place place;
+  if (layer().find(path, kKept, &place) != 0) return std::nullopt;
+  if (place.entry->isLink() || layer().readError(*place.entry) != 0 || !isTrustedFile(place.entry->status)) {
+    *isDistrusted = true;
+    return std::nullopt;
+  }
+  return layer().contents(*place.entry, kLargestFile);
+}
+
+bool createFile(const std::string& path, const std::string& contents, const Attributes& attributes) {
+  if (!writeFileAtomically(path, contents)) return false;
+  (void)setAttributes(path, attributes);  // not a fatal error: the file is there
+  return true;
+}
+
+bool writeFileAtomically(const std::string& path, const std::string& contents) {
+  return writeFileAtomically(path, [&contents](const PartWriter& write) { return write(contents); });
+}
+
+bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce) {
+  return writeAtomically(path, Adopted::FromAnyFile, produce);
+}
+
+bool writeTrustedFile(const std::string& path, const std::string& contents) {
+  return writeAtomically(path, Adopted::FromTrustedFile,
+                         [&contents](const PartWriter& write) { return write(contents); });
+}
+
+// ----- Files where others can put anything -----
+
+struct FileBelow::Place {
+  std::string path;
+  Entry folder;
+  std::string name;
+  std::optional<Entry> file;
+};
+
+FileBelow::FileBelow(const std::string& folder, const std::string& relativePath) : _place(std::make_unique<Place>()) {
+  _place->path = path::appending(folder, relativePath);
+  if (findFolder(folder, &_place->folder) != 0) return;
+  std::string rest = relativePath;
+  for (size_t slash = rest.find('/'); slash != std::string::npos; slash = rest.find('/')) {
+    Entry below;
+    if (layer().find(_place->folder, rest.substr(0, slash), &below) != 0 || !below.isFolder()) return;
+    if (layer().readError(below) != 0) return;
+    _place->folder = below;
+    rest.erase(0, slash + 1);
+  }
+  _place->name = rest;
+  Entry file;
+  const bool isFound = layer().find(_place->folder, rest, &file) == 0 && layer().readError(file) == 0;
+  if (isFound && file.isFile() && file.status.st_nlink == 1) _place->file = std::move(file);
+}
+
+FileBelow::FileBelow(FileBelow&& other) noexcept = default;
+
+FileBelow::~FileBelow() = default;
+
+bool FileBelow::isThere() const { return _place->file.has_value(); }
+
+const std::string& FileBelow::path() const { return _place->path; }
+
+OptionalString FileBelow::read() const {
+  return isThere() ? layer().contents(*_place->file, kLargestFileBelow) : std::nullopt;
+}
+
+bool FileBelow::replace(const std::function<bool(const PartWriter& write)>& produce) const {
+  return isThere() && writeAtomically(_place->folder, _place->name, &*_place->file, 0600, produce);
+}
+
+}  // namespace hotfix::platform

@@ -1,0 +1,280 @@
+#include "Platform/Ownership.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <string_view>
+
+#include "Platform/posix/EntryAttributes.h"
+#include "Platform/posix/FolderWalk.h"
+#include "Platform/posix/RepairedFolder.h"
+#include "Platform/posix/WantedAttributes.h"
+#include "Platform/preview/Layer.h"
+#include "Platform/preview/Preview.h"
+#include "Support/Path.h"
+
+namespace hotfix::platform {
+
+using preview::Entry;
+using preview::layer;
+using preview::Layer;
+using preview::Place;
+using preview::RecordedRepair;
+
+namespace {
+
+constexpr char kSecondName[] = "it has several names, and somebody else than its owner can have put this one there";
+constexpr char kOthersNames[] =
+    "it holds an entry under a name that somebody else than the entry's owner can have put there";
+constexpr char kNotPermitted[] = "only root may change it";
+constexpr char kOwnerNotPermitted[] = "only root may give it to another owner";
+constexpr char kReadOnly[] = "its volume is read-only";
+constexpr char kUnreadable[] = "it cannot be opened";
+constexpr char kNotHeld[] = "it cannot be held on to in a folder that others can write to";
+
+/// Why we may not give an entry the attributes; null when we may.
+const char* missingRight(const WantedAttributes& wanted, const struct stat& status) {
+  if (wanted.needsMode(status) && !Layer::mayChangeMode(status)) return kNotPermitted;
+  if (wanted.needsOwner(status) && !layer().mayGive(status, wanted.owner(), wanted.group())) return kOwnerNotPermitted;
+  return nullptr;
+}
+
+/// Foresees what a repair does to what a walk meets: see Platform/posix/Ownership.cpp.
+class PreviewVisitor : public FolderVisitor {
+ public:
+  PreviewVisitor(const WantedAttributes& wanted, std::string top, RecordedRepair& record, RepairOutcome& outcome)
+      : _wanted(wanted), _names(wanted), _top(std::move(top)), _record(record), _outcome(outcome) {}
+
+  bool visitEntry(const WalkedFolder& folder, const char* name) override {
+    struct stat status;
+    if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      fail(folder.path, name, kUnreadable, nullptr);
+    } else if (!isOurs(folder.status, name)) {
+      noteFurtherName(folder, name, status);
+      applyEarlierChanges(pathOf(folder), &status);
+      judge(folder, name, status, [&] { return obstacle(folder, name, status); });
+    }
+    return true;
+  }
+
+  bool leaveFolder(const WalkedFolder& folder, const WalkedFolder& parent, const char* name) override {
+    visitChanges(folder.status, pathOf(folder), std::string(folder.path));
+    if (isOurs(parent.status, name)) return true;
+    const WalkedFolder before = asLeft(folder);
+    judge(parent, name, before.status, [&]() -> const char* {
+      if (const char* reason = missingRight(_wanted, before.status)) return reason;
+      if (isReadOnly(parent)) return kReadOnly;
+      return _names.isNewOwnersAlone(before) || !holdsOthersNames(before) ? nullptr : kOthersNames;
+    });
+    return true;
+  }
+
+  bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool*) override {
+    const bool isClosed = errno == EACCES;
+    struct stat status;
+    if (isClosed && fstatat(parent.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+      // Its new mode would open it. What is below it cannot be foreseen.
+      judge(parent, name, status, [&] { return missingRight(_wanted, status); });
+    } else {
+      fail(parent.path, name, kUnreadable, nullptr);
+    }
+    return true;
+  }
+
+  bool missedEntries(const std::string& path) override {
+    fail(path, "", kUnreadable, nullptr);
+    return true;
+  }
+
+  /// What only the layer has in a folder.
+  void visitChanges(const struct stat& folder, const std::string& folderPath, const std::string& relativePath) {
+    for (const std::string& name : layer().changedNames(folder)) {
+      Entry holder;
+      holder.path = folderPath;
+      holder.status = folder;
+      Entry entry;
+      if (layer().find(holder, name, &entry) != 0) continue;
+      if (entry.isFolder() && entry.machinePath.empty()) {
+        visitChanges(entry.status, entry.path, relativePath + "/" + name);
+      }
+      judge({-1, folder, relativePath}, name.c_str(), entry.status,
+            [&] { return missingRight(_wanted, entry.status); });
+    }
+  }
+
+  /// What the repair could not treat, but for want of rights.
+  std::vector<Layer::Id> failed() const {
+    std::vector<Layer::Id> result;
+    for (const Layer::Id& id : _failed) {
+      if (_changedUnderAName.count(id) == 0) result.push_back(id);
+    }
+    return result;
+  }
+
+ private:
+  std::string pathOf(const WalkedFolder& folder) const { return _top + std::string(folder.path); }
+
+  static bool isOurs(const struct stat& folder, const char* name) {
+    if (!layer().hasChangesIn(folder)) return false;
+    const std::vector<std::string> names = layer().changedNames(folder);
+    return std::find(names.begin(), names.end(), name) != names.end();
+  }
+
+  /// Gives the attributes of an entry of the machine those that it has by now.
+  void applyEarlierChanges(const std::string& folder, struct stat* status) const {
+    if (layer().hasRepairs()) layer().applyRepairs(folder, status);
+    if (SecondNames::areIn(*status) && _changedUnderAName.count(Layer::id(*status)) != 0) _wanted.applyTo(status);
+  }
+
+  /// The change of an entry with several names shows under each, and counts once.
+  void noteFurtherName(const WalkedFolder& folder, const char* name, const struct stat& status) {
+    if (!SecondNames::areIn(status)) return;
+    const auto before = _changedUnderAName.find(Layer::id(status));
+    if (before != _changedUnderAName.end()) list(folder, name, before->second, _wanted);
+  }
+
+  void list(const WalkedFolder& folder, const char* name, const struct stat& before, const WantedAttributes& wanted) {
+    struct stat after = before;
+    wanted.applyTo(&after);
+    list(folder, name, before, after);
+  }
+
+  void list(const WalkedFolder& folder, const char* name, const struct stat& before, const struct stat& after) {
+    if (_record.firstChanged.size() == RecordedRepair::kMostListed) return;
+    _record.firstChanged.push_back({pathOf(folder) + "/" + name, before.st_uid, after.st_uid, before.st_gid,
+                                    after.st_gid, static_cast<mode_t>(before.st_mode & 07777U),
+                                    static_cast<mode_t>(after.st_mode & 07777U)});
+  }
+
+  /// A folder of the machine as the repair finds it.
+  WalkedFolder asLeft(const WalkedFolder& folder) const {
+    WalkedFolder result = folder;
+    if (layer().hasRepairs()) {
+      layer().applyRepairs(path::deletingLastComponent(pathOf(folder)), &result.status);
+    }
+    return result;
+  }
+
+  const char* obstacle(const WalkedFolder& folder, const char* name, const struct stat& status) {
+    if (SecondNames::areIn(status) && !_names.isOwnersName(asLeft(folder), status.st_uid)) return kSecondName;
+    if (const char* reason = missingRight(_wanted, status)) return reason;
+    if (isReadOnly(folder)) return kReadOnly;
+    const bool isOrdinary = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
+    const bool isHeld = (isOrdinary && geteuid() == 0) || isOursAlone(folder.descriptor, asLeft(folder).status) ||
+                        holdEntry(folder.descriptor, name);
+    return isHeld ? nullptr : kNotHeld;
+  }
+
+  bool holdsOthersNames(const WalkedFolder& folder) {
+    ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
+    const auto entries = entriesIn(read);
+    if (!entries) return true;
+    return _names.areOthersIn(folder, *entries, [&](const char* name, struct stat* status) {
+      if (isOurs(folder.status, name)) return ENOENT;  // new, or gone: without a second name
+      if (fstatat(read.get(), name, status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+      applyEarlierChanges(pathOf(folder), status);
+      return 0;
+    });
+  }
+
+  /// \param obstacle gives the reason why the entry cannot be changed, or null; called when it has to be.
+  template <typename Obstacle>
+  void judge(const WalkedFolder& folder, const char* name, const struct stat& status, Obstacle obstacle) {
+    ++_record.entries;
+    if (_wanted.isRight(status)) return;
+    if (const char* reason = obstacle()) {
+      const bool isWantOfRights = reason == kNotPermitted || reason == kOwnerNotPermitted;
+      fail(folder.path, name, reason, isWantOfRights ? nullptr : &status);
+      if (reason != kOwnerNotPermitted || !_wanted.needsMode(status)) return;
+      ++_record.modesChanged;
+      struct stat after = status;
+      _wanted.applyModeTo(&after);
+      return list(folder, name, status, after);
+    }
+    _names.remember(status);
+    if (SecondNames::areIn(status)) _changedUnderAName[Layer::id(status)] = status;
+    ++_outcome.changed;
+    ++_record.changed;
+    if (_wanted.needsMode(status)) ++_record.modesChanged;
+    if (_wanted.needsOwner(status)) ++_record.ownersChanged;
+    list(folder, name, status, _wanted);
+  }
+
+  void fail(std::string_view folder, const char* name, const char* reason, const struct stat* status) {
+    if (_outcome.failed++ == 0) {
+      _outcome.firstFailed = path::appending(path::appending(_outcome.folder, std::string(folder)), name);
+    }
+    ++_record.failed;
+    if (status != nullptr) _failed.push_back(Layer::id(*status));
+    if (_record.firstFailed.size() < RecordedRepair::kMostListed) {
+      _record.firstFailed.push_back({path::appending(_top + std::string(folder), name), reason});
+    }
+  }
+
+  /// Looked up once for each folder in which anything needs a change.
+  bool isReadOnly(const WalkedFolder& folder) {
+    if (_askedFolder != Layer::id(folder.status)) {
+      _askedFolder = Layer::id(folder.status);
+      _isReadOnly = faccessat(folder.descriptor, ".", W_OK, AT_EACCESS) != 0 && errno == EROFS;
+    }
+    return _isReadOnly;
+  }
+
+  const WantedAttributes& _wanted;
+  SecondNames _names;
+  std::string _top;
+  RecordedRepair& _record;
+  RepairOutcome& _outcome;
+  std::map<Layer::Id, struct stat> _changedUnderAName;  // entries with several names, as they were
+  std::vector<Layer::Id> _failed;
+  Layer::Id _askedFolder{};
+  bool _isReadOnly = false;
+};
+
+}  // namespace
+
+bool setAttributes(const std::string& path, const Attributes& attributes) {
+  Place place;
+  if (layer().find(path, Layer::Links::Kept, &place) != 0 || !place.folder) return false;
+  const WantedAttributes wanted(attributes);
+  const struct stat& status = place.entry->status;
+  if (wanted.isRight(status)) return true;
+  if (SecondNames::areIn(status) || missingRight(wanted, status) != nullptr) return false;
+  wanted.applyTo(&place.entry->status);
+  layer().put(*place.folder, place.name, *place.entry);
+  return true;
+}
+
+RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes) {
+  RepairOutcome outcome;
+  outcome.folder = folder;
+  const WantedAttributes wanted(attributes);
+  if (wanted.hasOwner()) outcome.owner = attributes.owner;
+  if (wanted.hasGroup()) outcome.group = attributes.group;
+  Place place;
+  if (layer().find(folder, Layer::Links::Followed, &place) != 0 || !place.entry->isFolder()) return outcome;
+  RecordedRepair record;
+  record.folder = folder;
+  PreviewVisitor visitor(wanted, place.entry->path == "/" ? "" : place.entry->path, record, outcome);
+  ScopedFd top;
+  if (!place.entry->machinePath.empty()) {
+    top = openForRepair(place.entry->machinePath == place.entry->path ? folder : place.entry->machinePath,
+                        wanted.knownGroup(), &outcome.refusal);
+    record.refusal = outcome.refusal;
+    if (!top) {
+      preview::recording().repairs.push_back(std::move(record));
+      return outcome;
+    }
+  }
+  outcome.isTreated = true;
+  if (top) (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
+  visitor.visitChanges(place.entry->status, place.entry->path, "");
+  layer().addRepair({place.entry->path, wanted, visitor.failed()});
+  preview::recording().repairs.push_back(std::move(record));
+  return outcome;
+}
+
+}  // namespace hotfix::platform

@@ -1,0 +1,52 @@
+#include "Platform/SystemLog.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdarg>
+
+#include "Platform/posix/Descriptors.h"
+#include "Platform/posix/FileJudgements.h"
+#include "Platform/posix/LogMessage.h"
+#include "Platform/preview/Layer.h"
+#include "Platform/preview/Preview.h"
+#include "Support/Path.h"
+
+namespace hotfix::platform {
+
+using preview::Entry;
+using preview::layer;
+using preview::Layer;
+using preview::Place;
+
+void log(LogLevel level, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  preview::recording().log.push_back({level, formattedMessage(format, arguments)});
+  va_end(arguments);
+}
+
+void addLogFile(int) {}
+
+void removeLogFile(int) {}
+
+int openTraceFile(const std::string& path) {
+  Place place;
+  const int error = layer().find(path, Layer::Links::Kept, &place);
+  if ((error != 0 && error != ENOENT) || !place.folder) return -1;
+  Entry trace;
+  if (error == 0 && place.entry->status.st_nlink == 1 && isOwnTraceFile(place.entry->status) &&
+      layer().openError(*place.entry) == 0) {
+    trace = *place.entry;  // emptied and used
+    trace.machinePath.clear();
+  } else {
+    if (error == 0 && (place.entry->isFolder() || layer().removeError(*place.folder, *place.entry) != 0)) return -1;
+    if (layer().writeError(*place.folder) != 0) return -1;
+    trace.status = layer().newStatus(*place.folder, S_IFREG | 0644);
+  }
+  layer().put(*place.folder, place.name, std::move(trace));
+  // The caller closes what it gets.
+  return openExisting(AT_FDCWD, "/dev/null", O_RDONLY).release();
+}
+
+}  // namespace hotfix::platform

@@ -1,0 +1,14 @@
+# Finds nlohmann/json, headers only, for the documents of hotfixInspect: the target nlohmannJson. Nothing that is
+# installed needs it.
+#
+# Alone in a folder: a cross build must not find the machine's other headers beside it.
+find_path(NLOHMANN_JSON_INCLUDE_FOLDER nlohmann/json.hpp PATHS /usr/include /usr/local/include /opt/homebrew/include
+  NO_CMAKE_FIND_ROOT_PATH)
+if(NOT NLOHMANN_JSON_INCLUDE_FOLDER)
+  message(FATAL_ERROR "The headers of nlohmann/json are missing. \
+On Debian: apt-get install nlohmann-json3-dev. With Homebrew: brew install nlohmann-json.")
+endif()
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/nlohmannJson)
+file(CREATE_LINK ${NLOHMANN_JSON_INCLUDE_FOLDER}/nlohmann ${PROJECT_BINARY_DIR}/nlohmannJson/nlohmann SYMBOLIC)
+add_library(nlohmannJson INTERFACE)
+target_include_directories(nlohmannJson SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/nlohmannJson)

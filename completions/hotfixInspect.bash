@@ -1,0 +1,27 @@
+# shellcheck shell=bash
+# Completion of hotfixInspect for bash.
+
+_hotfixInspect() {
+  COMPREPLY=()
+  local current=${COMP_WORDS[COMP_CWORD]} words
+  case ${COMP_WORDS[COMP_CWORD - 1]} in
+    -rcphome | -rcpdata | --home) return ;;  # bash offers folders by itself
+    --result)
+      compopt +o dirnames 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -W "0 1 2 none" -- "$current")
+      return ;;
+  esac
+  case ${COMP_WORDS[1]} in
+    preview) words="-rcphome -rcpdata --result --json" ;;
+    status) words="--all --home --json" ;;
+    verify) words="--json" ;;
+    *) words="preview status verify --help --version" ;;
+  esac
+  if [ "${COMP_WORDS[1]}" = verify ] && [ "${current:0:1}" != - ]; then
+    compopt -o default 2>/dev/null
+    return
+  fi
+  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+
+complete -o dirnames -F _hotfixInspect hotfixInspect
