@@ -1,6 +1,6 @@
 # What `cpack` makes of the installed tree: an archive of all of it, and on Linux three Debian packages, hotfixuninstall for
-# administrators, libhotfixuninstall-dev for authors of installers and hotfixuninstall-fleet for those of a fleet. scripts/package runs it; for macOS there is
-# scripts/package-mac.
+# administrators, libhotfixuninstall-dev for authors of installers and hotfixuninstall-fleet for administrators of many
+# machines. scripts/package runs it; for macOS there is scripts/package-mac.
 
 set(CPACK_GENERATOR TGZ)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")

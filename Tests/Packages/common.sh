@@ -24,7 +24,7 @@ gather() {
   local package
   cp -- "$1/Tests/Packages/installed-in-root" "$1/Tests/Installed/tried-in-root" "$3/"
   "$1/Tests/Installed/link-line" "$1" >"$3/link-line"
-  for package in hotfixuninstall libhotfixuninstall-dev; do cp -- "$2/$package"_*.deb "$3/$package.deb"; done
+  for package in hotfixuninstall libhotfixuninstall-dev hotfixuninstall-fleet; do cp -- "$2/$package"_*.deb "$3/$package.deb"; done
   # The package tool of macOS. What it was told is looked at by tried-in-root.
   mkdir -p "$3/added/usr/sbin"
   # shellcheck disable=SC2016 # for the script to expand

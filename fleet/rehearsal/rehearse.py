@@ -233,10 +233,12 @@ class Rehearsal:
         munki = ['/var/tmp/as-munki', '/var/tmp/made/munki/HotfixRemoval-1.0.plist']
         attribute = '/var/tmp/made/jamf/extension-attribute.sh'
         policy = ['/var/tmp/made/jamf/policy.sh', '/', 'a Mac', '']
+        # Daemons of the system start the scripts: no user, no home folder.
+        environment = ['env', '-i', 'PATH=/usr/bin:/bin:/usr/sbin:/sbin']
         wrong = []
 
         def expect(machine, status, text, *words):
-            answer = machine.run(*words)
+            answer = machine.run(*environment, *words)
             if answer.returncode != status or text not in answer.stdout:
                 wrong.append(f'{machine.name}: {words[0]}: {answer.returncode} {answer.stdout}{answer.stderr}')
             print(f'     {machine.name}: {words[0].split("/")[-1]}: {answer.stdout.strip()}')

@@ -8,7 +8,7 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 packages_libraries="libxml2-dev libutf8proc-dev"
 packages_build="g++ cmake ninja-build pkg-config $packages_libraries googletest nlohmann-json3-dev"
 packages_package="dpkg-dev file"
-packages_tests="mandoc zsh fish lintian python3-jsonschema ruby strace $packages_package"
+packages_tests="dash mandoc zsh fish lintian python3 python3-jsonschema ruby strace $packages_package"
 packages_32_bit="g++-multilib"
 packages_macos="clang-14 lld-14 llvm-14 libc++-14-dev libc++abi-14-dev binutils"
 packages_npm="npm"
@@ -19,6 +19,7 @@ packages_fresh_machine="debootstrap"
 packages_trace="strace"
 packages_memcheck="valgrind libc6-dbg"
 packages_fleet="ansible sudo procps python3 util-linux"
+packages_ansible_checks="ansible ansible-lint yamllint python3-yaml"
 
 fail() {
   echo "${0##*/}: $*" >&2
