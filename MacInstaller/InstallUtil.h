@@ -66,8 +66,8 @@ class InstallUtil {
   /// the one for all users, else "en_US". A value that cannot be a locale identifier counts as "en_US". The effective
   /// user id is switched for the time of the read, when the account is known.
   ///
-  /// Nothing is kept: each call reads the settings anew, and each pass of the platform makes one. Their size is bounded,
-  /// see UserDefaults.h.
+  /// Nothing is kept: each call reads the settings anew, and each pass of the platform makes one. Their size is
+  /// bounded, see UserDefaults.h.
   static std::string getCurrentLocale();
 
   // ----- Tracing and installer messages -----

@@ -64,7 +64,7 @@ class Properties {
   void parse(const OptionalString& contents);
 
   std::optional<PropertyListValue::Dictionary> _dict;
-  OptionalString _file;        // backing file, "~" expanded
+  OptionalString _file;  // backing file, "~" expanded
 };
 
 }  // namespace hotfix

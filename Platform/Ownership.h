@@ -49,9 +49,9 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 /// change counts as failed, and so does an entry that we may not read (root always may).
 ///
 /// An entry with several names, which may lie anywhere, is changed only when nobody but its owner and root can have put
-/// this name here: its folder belongs to one of them, and others cannot write there, the group that is given excepted. A
-/// group counts as one of them alone when it is his primary group, has his name (root's may have another) and no other
-/// member, as far as that can be told without going through all accounts: see SECURITY.md. Otherwise it counts as
+/// this name here: its folder belongs to one of them, and others cannot write there, the group that is given excepted.
+/// A group counts as one of them alone when it is his primary group, has his name (root's may have another) and no
+/// other member, as far as that can be told without going through all accounts: see SECURITY.md. Otherwise it counts as
 /// failed; and its folder, which would pass for such a folder from then on, with it.
 ///
 /// An entry that has the attributes already costs one system call. A failed entry is passed over, a folder that cannot
@@ -60,9 +60,10 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 /// A folder that would give away the machine or a user instead of an instance is refused, with nothing changed: a
 /// protected one (see isProtectedFolder), and one that a link on any place of the path leads to which is in the hands
 /// of others than root, the owner of the folder and the caller of sudo(8). In whose hands it is: who made it; and,
-/// where the link lies in a folder that is not root's alone, the owner of that folder, who can move links there; a group
-/// or everybody, where they can, but not the group that is given. It is the folder that was opened which is judged,
-/// whatever the path means by then.
+/// where the link lies in a folder that is not root's alone, the owner of that folder, who can move links there; a
+/// group or everybody, where they can, but not the group that is given. It is the folder that was opened which is
+/// judged, whatever the path means by then.
+///
 /// \return what it came to: true when \a folder is a folder (or a link to one) and every entry below it has the
 ///     attributes now. An empty folder gives true.
 RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes);
