@@ -20,7 +20,7 @@ Configuration::Configuration() {
         "Ignored %s: it counts only as a plain file with one name that root or this user owns, that cannot be "
         "executed and that not everybody can write to.",
         kInternalConfigurationFile);
-  } else if (!platform::isMissing(onDisk(kInternalConfigurationFile))) {
+  } else if (!platform::isKnownMissing(onDisk(kInternalConfigurationFile))) {
     _internalProperties = Properties(onDisk(kInternalConfigurationFile), std::nullopt);
   }
 }

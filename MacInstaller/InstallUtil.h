@@ -42,9 +42,9 @@ class InstallUtil {
 
   /// Whether a running process has, under the key, a value that begins with \a prefix, ignoring case.
   ///
-  /// A prefix test on purpose: "/Applications/P.app" also finds a program in "/Applications/P.app2". Each value looked
-  /// at is logged at level 6; none after the first match. An empty prefix gives false. So does a system that cannot
-  /// list its processes, with one line at level 4 and for who watches.
+  /// Deliberately a prefix test: "/Applications/P.app" also finds a program in "/Applications/P.app2". Each value
+  /// looked at is logged at level 6; none after the first match. An empty prefix gives false. So does a system that
+  /// cannot list its processes, with one line at level 4 and for who watches.
   static bool checkBundleIsRunning(const std::string& prefix, const std::string& kCFBundleKey,
                                    std::string* running = nullptr);
 
@@ -53,7 +53,7 @@ class InstallUtil {
   static OptionalString getBundlePath(const OptionalString& path);
 
   /// Name of the product that a home folder belongs to: of its last component, going upwards, that ends in "app" (with
-  /// or without a dot, on purpose), the part before the first ".".
+  /// or without a dot, deliberately), the part before the first ".".
   ///
   /// Logs the path at level 6, then the name at level 6. "/" with one line at level 3 when no component ends so; also
   /// for a relative, an empty and an absent path.
@@ -73,7 +73,7 @@ class InstallUtil {
   // ----- Tracing and installer messages -----
 
   /// Whether log lines are copied into the trace file: always true. The user's trace switch is read, as the user, and
-  /// then not used; both on purpose.
+  /// then not used; both deliberately.
   static bool shouldWriteTraces();
 
   /// Opens the trace file "/tmp/install_trace.log", made or emptied, and adds it to the log's outputs until the process

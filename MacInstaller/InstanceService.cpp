@@ -122,7 +122,7 @@ bool existsAt(const OptionalString& path) { return path && platform::exists(*pat
 /// Makes room for a copy. By the copy policy a target that could not be deleted would pass for a copy, and the caller
 /// would go on to consume its source.
 bool clearTarget(const std::string& target, platform::FileError* error = nullptr) {
-  return platform::removeItem(target, error) || platform::isNameFree(target);
+  return platform::removeItem(target, error) || platform::isUnused(target);
 }
 
 /// Gives a launcher's properties a new identity, and the place of the base plug-in if there is one.
@@ -243,7 +243,7 @@ void InstanceService::adoptDefaultHome() {
   } else {
     platform::log(LogLevel::Error, kNoProductName);
   }
-  // The same folder whatever the product is called: its name is only logged, on purpose.
+  // The same folder whatever the product is called: its name is only logged, deliberately.
   _pathToRcphome = platform::onDisk(platform::kDefaultHome);
 }
 
@@ -254,7 +254,7 @@ bool InstanceService::copyInstallManifest(const OptionalString& source, const st
     adoptDefaultHome();
   }
   const std::string target = path::appending(path::appending(*_pathToRcphome, kDeployFolder), toFile);
-  const bool isCleared = clearTarget(target, error);  // before the source is looked at, on purpose
+  const bool isCleared = clearTarget(target, error);  // before the source is looked at, deliberately
   platform::log(LogLevel::Info, kCopyManifest, target.c_str());
   const bool isCopied = source && isCleared && platform::copyItem(*source, target, error);
   if (!isCopied || !existsAt(replaceInstallerRootWith)) return isCopied;
@@ -328,7 +328,7 @@ StepResult InstanceService::startProvisioningWithUpdate(const OptionalString& la
 }
 
 OptionalString InstanceService::existingResultFile() const {
-  // The home is looked for with "~" expanded, the file beside it without, on purpose.
+  // The home is looked for with "~" expanded, the file beside it without, deliberately.
   if (!_pathToRcphome || !platform::exists(platform::expandingTilde(*_pathToRcphome))) return std::nullopt;
   const OptionalString file = besideHome(kResultFile);
   return existsAt(file) ? file : std::nullopt;
@@ -394,7 +394,7 @@ OptionalString InstanceService::getBaseVersion() const {
     constexpr size_t kPrefixLength = sizeof kBasePluginPrefix - 1;
     if (name.compare(0, kPrefixLength, kBasePluginPrefix) != 0) continue;
     const std::string version = name.substr(kPrefixLength, name.find('_', kPrefixLength) - kPrefixLength);
-    // As text, on purpose: this is no comparison of versions.
+    // As text, deliberately: this is no comparison of versions.
     if (!greatest || version > *greatest) greatest = version;
   }
   return greatest;
@@ -413,7 +413,7 @@ OptionalString InstanceService::installRecord(const std::string& key) const {
 void InstanceService::changeInstallRecord(const std::string& key, const OptionalString& value, IfMissing ifMissing) {
   const OptionalString file = inHome(kInstallInfo);
   if (!file) return;
-  const bool startsEmpty = platform::isMissing(*file) && ifMissing == IfMissing::Created;
+  const bool startsEmpty = platform::isKnownMissing(*file) && ifMissing == IfMissing::Created;
   Properties records = startsEmpty ? Properties() : Properties(file);
   const std::optional<PropertyListValue> record = value ? std::optional<PropertyListValue>(*value) : std::nullopt;
   // Records that could not be read take no change, and are not written: the save tells that.
@@ -499,7 +499,7 @@ bool InstanceService::generateRcplauncherPropertiesWithTemplate(const OptionalSt
   (void)properties.setProperty(kManifestUrl, kManifestKey);
   if (workspace) (void)properties.setProperty(workspace, kDataKey);
   platform::log(LogLevel::Info, kSaveLauncher);
-  (void)properties.savePropertiesToFile(std::nullopt);  // callers do not learn of a failed save, on purpose
+  (void)properties.savePropertiesToFile(std::nullopt);  // callers do not learn of a failed save, deliberately
   return true;
 }
 
@@ -522,7 +522,7 @@ bool InstanceService::copyOgsiAgentProperties(const OptionalString& templatePath
 
 bool InstanceService::generateJVMPropertiesWithTemplate(const OptionalString& templatePath) {
   if (!existingFolderHome()) return false;
-  // The user who runs the process, not the one that the environment names: unlike everywhere else, and on purpose.
+  // The user who runs the process, not the one that the environment names: unlike everywhere else, and deliberately.
   const platform::Attributes attributes{platform::loginName(), kInstallerGroup, kInstallerMode};
   const std::string deploy = *inHome(kDeployFolder);
   if (!platform::exists(deploy) && !platform::createFolder(deploy, platform::Parents::Required, attributes)) {
@@ -553,7 +553,7 @@ bool InstanceService::mergePluginCustomizationWithBase(const OptionalString& fil
   if (!existsAt(file) || !base) return false;
   if (!platform::exists(*base)) return true;
   JavaProperties properties(base);
-  properties.mergeWithJavaProperties(file);  // saves the base plug-in's own file too, on purpose
+  properties.mergeWithJavaProperties(file);  // saves the base plug-in's own file too, deliberately
   (void)properties.savePropertiesToFile(inHome(kPluginCustomization));
   return true;
 }
@@ -651,7 +651,7 @@ void InstanceService::removeRegistryInfoforAddon(const OptionalString& addonID) 
   if (!addonID || !entries) return;
   const auto entry = findAddon(*entries, *addonID);
   if (entry != entries->end()) entries->erase(entry);
-  // And that is all: what was read is not written back, on purpose.
+  // And that is all: what was read is not written back, deliberately.
 }
 
 void InstanceService::copyKeyStores(const OptionalString& sourceFolder) {

@@ -132,7 +132,7 @@ class InstanceService {
   bool hasInstanceInstalled() const;
 
   /// Version of the base plug-in: of the entries of `eclipse/plugins` that begin with "com.qor.rcp.base_", the greatest
-  /// text between the first "_" and the next or the end. Compared as text on purpose, so "9.0" is above "10.0". None
+  /// text between the first "_" and the next or the end. Compared deliberately as text, so "9.0" is above "10.0". None
   /// without that folder or such an entry.
   OptionalString getBaseVersion() const;
 
@@ -287,7 +287,7 @@ class InstanceService {
   ///
   /// Does nothing, after a line that says so, without a Java runtime, when the one that the system names has a relative
   /// path, or without the utility. What the utility itself
-  /// does stays unknown: the line that tells of success is logged as soon as it was started, on purpose. An instance
+  /// does stays unknown: the line that tells of success is logged as soon as it was started, deliberately. An instance
   /// without a version passes a fresh stamp, one without a workspace an empty text.
   StepResult collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile,
                              const OptionalString& workspaceLocation);

@@ -82,7 +82,7 @@ class LineReader {
     if (!_isContinued) _hasSeparator = false;
     // "#" alone begins a comment, not "!"; and it leaves the flags as they are, so that a continuation goes on past it.
     if (!line.empty() && line.front() == '#') return false;
-    // A continued line and one of less than two characters keep the flag of the line before, on purpose.
+    // A continued line and one of less than two characters keep the flag of the line before, deliberately.
     if (!_isContinued && line.size() >= 2) _isOption = line.substr(0, 2) == "-X";
 
     bool isInKey = true;
@@ -178,7 +178,7 @@ void JavaProperties::load() {
 void JavaProperties::initDictionary() {
   OptionalString contents = _fileBelow ? _fileBelow->read() : platform::readFile(*_file);
   if (!contents) {
-    _isFileUnread = _fileBelow ? _fileBelow->isThere() : !platform::isMissing(*_file);
+    _isFileUnread = _fileBelow ? _fileBelow->isThere() : !platform::isKnownMissing(*_file);
     return;
   }
   // Of short lines, which may all be empty, so many need not be expected.

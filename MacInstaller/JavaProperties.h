@@ -18,7 +18,7 @@ class TextMap;
 /// A Java-style properties file: texts by key, read from one file and saved to one file.
 ///
 /// The file is ISO-8859-1, one byte one character; keys and values here are UTF-8. The reader is simpler than Java's
-/// own on purpose, and the platform relies on its ways: it decodes no escapes, has rules of its own for escaped
+/// own deliberately, and the platform relies on its ways: it decodes no escapes, has rules of its own for escaped
 /// separators, continuation lines and lines that begin with "-X", and keeps neither comments nor the order of lines.
 /// See initDictionary in the source for each rule.
 ///

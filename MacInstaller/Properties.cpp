@@ -12,7 +12,7 @@ namespace hotfix {
 
 Properties::Properties(const OptionalString& file) {
   const OptionalString path = file ? OptionalString(platform::expandingTilde(*file)) : std::nullopt;
-  if (!path || platform::isMissing(*path)) return;  // inert on purpose: see the class
+  if (!path || platform::isKnownMissing(*path)) return;  // deliberately inert: see the class
   _file = path;
   parse(platform::readFile(*path));
 }
@@ -73,7 +73,7 @@ bool Properties::savePropertiesToFile(const OptionalString& path) const {
 bool Properties::savePropertiesToTrustedFile(const std::string& path) const {
   bool isDistrusted = false;
   // What cannot be trusted is replaced, whether it can be read or not.
-  if (_dict && (platform::readTrustedFile(path, &isDistrusted) || isDistrusted || platform::isMissing(path))) {
+  if (_dict && (platform::readTrustedFile(path, &isDistrusted) || isDistrusted || platform::isKnownMissing(path))) {
     if (const OptionalString list = property_list::toXml(*_dict)) (void)platform::writeTrustedFile(path, *list);
   }
   return _dict.has_value();

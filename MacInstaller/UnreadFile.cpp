@@ -4,6 +4,6 @@
 
 namespace hotfix::unread_file {
 
-bool isAt(const std::string& path) { return !platform::isMissing(path) && !platform::readFile(path); }
+bool isAt(const std::string& path) { return !platform::isKnownMissing(path) && !platform::readFile(path); }
 
 }  // namespace hotfix::unread_file

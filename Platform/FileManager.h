@@ -45,10 +45,10 @@ bool exists(const std::string& path);
 std::optional<FileError> lookUpError(const std::string& path);
 
 /// Whether nothing is at \a path, for certain: false also when the system cannot tell.
-bool isMissing(const std::string& path);
+bool isKnownMissing(const std::string& path);
 
 /// Whether the name \a path is free: not even a broken link has it. False also when the system cannot tell.
-bool isNameFree(const std::string& path);
+bool isUnused(const std::string& path);
 
 /// Whether \a path is a folder, or a link to one.
 bool isFolder(const std::string& path);

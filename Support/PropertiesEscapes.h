@@ -69,7 +69,7 @@ void append(std::basic_string_view<Unit> text, Part part, std::basic_string<Unit
       }
       continue;
     }
-    // Only the "u" is looked at, not what follows it: a backslash before "users" stays single as well, on purpose.
+    // Only the "u" is looked at, not what follows it: a backslash before "users" stays single as well, deliberately.
     const bool isEscape = kind == Kind::Backslash && part == Part::Value && end < text.size() && text[end] == Unit{'u'};
     if (!isEscape) result += Unit{'\\'};
     result += text[begin];

@@ -39,7 +39,7 @@ void addFeatures(Points& points, const Json& before) {
   OptionalString first;
   for (const Json& feature : features) {
     const OptionalString folder = toText(field(feature, "folder"));
-    if (!folder || platform::isMissing(*folder)) continue;
+    if (!folder || platform::isKnownMissing(*folder)) continue;
     if (left++ == 0) first = folder;
   }
   if (!features.is_array() || features.empty()) {

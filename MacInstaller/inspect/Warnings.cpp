@@ -60,7 +60,7 @@ Json previewWarnings(const OptionalString& home, const OptionalString& data) {
   Warnings warnings;
   warnOfUsers(warnings);
   if (home) warnOfInstance(warnings, *home);
-  if (data && platform::isMissing(*data)) warnings.add("no-data-folder", "There is no " + *data + ".");
+  if (data && platform::isKnownMissing(*data)) warnings.add("no-data-folder", "There is no " + *data + ".");
   return warnings.json();
 }
 

@@ -10,7 +10,7 @@ namespace hotfix::platform {
 
 // macOS has no descriptor that holds an entry without opening it. A file or folder is opened for reading, a link by
 // O_SYMLINK as what it is (open(2)); a device, FIFO or socket cannot be held.
-ScopedFd holdEntry(int folder, const char* name) {
+ScopedFd openHandle(int folder, const char* name) {
   struct stat status;
   if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return ScopedFd();
   if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode) && !S_ISLNK(status.st_mode)) {

@@ -5,7 +5,7 @@
 
 namespace hotfix::platform {
 
-bool changeHeldMode(int held, mode_t mode) { return fchmod(held, mode) == 0; }
+bool setHandleMode(int held, mode_t mode) { return fchmod(held, mode) == 0; }
 
 bool changeHeldOwner(int held, uid_t owner, gid_t group) { return fchown(held, owner, group) == 0; }
 

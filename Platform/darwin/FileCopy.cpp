@@ -91,7 +91,7 @@ void copyFlags(int to, const struct stat& source) {
 
 void copyLinkAttributes(int folder, const char* name, const struct stat& source) {
   // Held, and looked at again: in a shared folder somebody may have put another entry in its place.
-  const ScopedFd held = holdEntry(folder, name);
+  const ScopedFd held = openHandle(folder, name);
   struct stat status;
   if (!held || fstat(held.get(), &status) != 0 || !S_ISLNK(status.st_mode) || status.st_nlink != 1) return;
   (void)changeHeldOwner(held.get(), source.st_uid, source.st_gid);

@@ -8,7 +8,7 @@
 
 namespace hotfix::platform {
 
-ScopedFd holdEntry(int folder, const char* name) {
+ScopedFd openHandle(int folder, const char* name) {
   return ScopedFd(retried([&] { return openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
 }
 

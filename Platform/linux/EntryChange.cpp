@@ -8,7 +8,7 @@
 
 namespace hotfix::platform {
 
-bool changeHeldMode(int held, mode_t mode) {
+bool setHandleMode(int held, mode_t mode) {
   // fchmod(2) refuses such a descriptor; proc(5) names the entry that it holds. Where /proc is not mounted,
   // fchmodat2(2) (Linux 6.6) does it.
   const std::string path = "/proc/self/fd/" + std::to_string(held);

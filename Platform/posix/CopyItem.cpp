@@ -55,24 +55,24 @@ class Copy {
   bool copyEntry(const Entry& source, const Entry& target, bool isTop, mode_t type = 0) {
     // As it was listed: what has become of the entry since is seen when it is open.
     if (S_ISDIR(type)) return copyFolder(source, target, isTop);
-    if (S_ISREG(type)) return wentOn(copyFile(source, target, isTop), source, target);
+    if (S_ISREG(type)) return succeededOrAllowed(copyFile(source, target, isTop), source, target);
     struct stat status;
     if (fstatat(source.folder, source.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-      return goesOn(readingError("Copy", source.path, errno), source, target);
+      return policyAllows(readingError("Copy", source.path, errno), source, target);
     }
     if (S_ISDIR(status.st_mode)) return copyFolder(source, target, isTop);
     if (isTop && _isTrustNeeded) return distrust(source);
     const int error = S_ISREG(status.st_mode)   ? copyFile(source, target, isTop)
                       : S_ISLNK(status.st_mode) ? copyLink(source, target, status)
                                                 : ENOTSUP;
-    return wentOn(error, source, target);
+    return succeededOrAllowed(error, source, target);
   }
 
   const FileError& error() const { return _error; }
   bool isDistrusted() const { return _isDistrusted; }
 
   /// Asks the policy about a failure and keeps the failure if it says stop.
-  bool goesOn(const FileError& error, const Entry& source, const Entry& target) {
+  bool policyAllows(const FileError& error, const Entry& source, const Entry& target) {
     const CopyPolicy policy = copyPolicy;
     if (policy != nullptr && policy(error, source.path, target.path)) return true;
     _error = error;
@@ -80,8 +80,8 @@ class Copy {
   }
 
  private:
-  bool wentOn(int error, const Entry& source, const Entry& target) {
-    return error == 0 || goesOn(writingError("Copy to", target.path, error), source, target);
+  bool succeededOrAllowed(int error, const Entry& source, const Entry& target) {
+    return error == 0 || policyAllows(writingError("Copy to", target.path, error), source, target);
   }
 
   int copyFile(const Entry& source, const Entry& target, bool isDurable) {
@@ -112,7 +112,7 @@ class Copy {
     const std::string parent = source.folder == AT_FDCWD ? path::deletingLastComponent(source.path) : ".";
     const ScopedFd folder = openExisting(source.folder, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
     struct stat status;
-    return folder && fstat(folder.get(), &status) == 0 && isOursAlone(folder.get(), status);
+    return folder && fstat(folder.get(), &status) == 0 && onlyWeCanWrite(folder.get(), status);
   }
 
   /// A new file under the temporary name, which is free again once the file has its own.
@@ -160,25 +160,25 @@ class Copy {
     ScopedFolder from(openExisting(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0)
-      return goesOn(readingError("Copy", source.path, errno), source, target);
+      return policyAllows(readingError("Copy", source.path, errno), source, target);
     const bool isTrusted = isTrustedOwner(status.st_uid) && (status.st_mode & S_IWOTH) == 0;
     if (isTop && _isTrustNeeded && !isTrusted) return distrust(source);
 
     const bool isNew = mkdirat(target.folder, target.name.c_str(), 0700) == 0;
     if (!isNew) {
       const int error = errno;
-      if (!goesOn(writingError("Copy to", target.path, error), source, target)) return false;
+      if (!policyAllows(writingError("Copy to", target.path, error), source, target)) return false;
       if (error != EEXIST) return true;
     }
     // The place that was asked for may be a link to a folder; below it a link would lead out of it.
     const ScopedFd to =
         openExisting(target.folder, target.name.c_str(), O_RDONLY | O_DIRECTORY | (isTop ? 0 : O_NOFOLLOW));
-    if (!to) return goesOn(writingError("Copy to", target.path, ENOTDIR), source, target);
-    if (isTop && !rememberTarget(to)) return goesOn(writingError("Copy to", target.path, errno), source, target);
+    if (!to) return policyAllows(writingError("Copy to", target.path, ENOTDIR), source, target);
+    if (isTop && !rememberTarget(to)) return policyAllows(writingError("Copy to", target.path, errno), source, target);
     if (isTarget(status)) return true;  // a copy into its own source must not copy itself
 
     const auto entries = entriesIn(from);
-    if (!entries) return goesOn(readingError("Copy", source.path, errno), source, target);
+    if (!entries) return policyAllows(readingError("Copy", source.path, errno), source, target);
     for (const auto& [name, type] : *entries) {
       const bool isDone =
           copyEntry(source.child(from.get(), name), target.child(to.get(), name, isNew), /*isTop=*/false, type);
@@ -225,7 +225,7 @@ bool copyFrom(const std::string& source, const std::string& target, Copy& copy, 
   const Entry sourceEntry{AT_FDCWD, from, from};
   const Entry targetEntry{folder.get(), path::lastComponent(to), to};
   const bool isDone = folder ? copy.copyEntry(sourceEntry, targetEntry, /*isTop=*/true)
-                             : copy.goesOn(writingError("Copy to", to, errno), sourceEntry, targetEntry);
+                             : copy.policyAllows(writingError("Copy to", to, errno), sourceEntry, targetEntry);
   if (!isDone && error != nullptr) *error = copy.error();
   return isDone;
 }

@@ -10,15 +10,15 @@ namespace hotfix::platform {
 
 /// Holds on to an entry of an open folder: not its content, and not what it points to if it is a link. A device or FIFO
 /// is not opened.
-ScopedFd holdEntry(int folder, const char* name);
+ScopedFd openHandle(int folder, const char* name);
 
-/// The text of a link held by holdEntry, \a name of \a folder; none when it cannot be had.
+/// The text of a link held by openHandle, \a name of \a folder; none when it cannot be had.
 OptionalString heldLinkText(int held, int folder, const char* name);
 
-/// Changes the mode of an entry held by holdEntry. \return false, with errno set, on failure.
-bool changeHeldMode(int held, mode_t mode);
+/// Changes the mode of an entry held by openHandle. \return false, with errno set, on failure.
+bool setHandleMode(int held, mode_t mode);
 
-/// Changes owner and group (-1: as it is) of an entry held by holdEntry. \return false, with errno set, on failure.
+/// Changes owner and group (-1: as it is) of an entry held by openHandle. \return false, with errno set, on failure.
 bool changeHeldOwner(int held, uid_t owner, gid_t group);
 
 /// Whether an open folder of this mode has an access control list by which others may change what is in it than those

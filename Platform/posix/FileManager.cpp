@@ -109,12 +109,12 @@ std::optional<FileError> lookUpError(const std::string& path) {
   return readingError("Look up", path, errno);
 }
 
-bool isMissing(const std::string& path) {
+bool isKnownMissing(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-bool isNameFree(const std::string& path) {
+bool isUnused(const std::string& path) {
   struct stat status;
   return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
 }

@@ -51,15 +51,15 @@ class Walk {
     level.open = ScopedFolder(std::move(descriptor));
     level.name = name;
     level.pathLength = _path.size();
-    if (fstat(level.open.get(), &level.status) != 0) return _visitor.missedEntries(_path);
+    if (fstat(level.open.get(), &level.status) != 0) return _visitor.onIncomplete(_path);
     DIR* const stream = level.open.stream();
-    if (stream == nullptr && !_visitor.missedEntries(_path)) return false;
+    if (stream == nullptr && !_visitor.onIncomplete(_path)) return false;
     const WalkedFolder folder = asWalked(level);
     while (stream != nullptr) {
       errno = 0;
       const dirent* entry = readdir(stream);
       if (entry == nullptr) {
-        if (errno != 0 && !_visitor.missedEntries(_path)) return false;
+        if (errno != 0 && !_visitor.onIncomplete(_path)) return false;
         break;
       }
       if (isDotName(entry->d_name)) continue;
@@ -83,11 +83,11 @@ class Walk {
     const auto open = [&] { return openExisting(level.open.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW); };
     ScopedFd below = open();
     if (!below) {
-      bool isToBeTriedAgain = false;
-      if (!_visitor.visitClosedFolder(asWalked(level), name.c_str(), &isToBeTriedAgain)) return false;
-      if (!isToBeTriedAgain) return true;
+      bool retry = false;
+      if (!_visitor.visitUnreadableFolder(asWalked(level), name.c_str(), &retry)) return false;
+      if (!retry) return true;
       below = open();
-      if (!below) return _visitor.missedEntries(_path + "/" + name);
+      if (!below) return _visitor.onIncomplete(_path + "/" + name);
     }
     const size_t depth = _levels.size();
     _path += "/" + name;
@@ -102,10 +102,10 @@ class Walk {
     _levels.pop_back();
     if (_levels.empty()) return true;  // the top itself is not part of the walk
     const bool isOpen = _levels.back().open || openAgain(below);
-    const bool goesOn = isOpen ? _visitor.leaveFolder(asWalked(below), asWalked(_levels.back()), below.name.c_str())
-                               : _visitor.missedEntries(_path.substr(0, _levels.back().pathLength));
+    const bool continues = isOpen ? _visitor.leaveFolder(asWalked(below), asWalked(_levels.back()), below.name.c_str())
+                               : _visitor.onIncomplete(_path.substr(0, _levels.back().pathLength));
     _path.resize(_levels.back().pathLength);
-    return goesOn;
+    return continues;
   }
 
   /// Opens the innermost level as the parent of the folder that was left. When that folder was moved elsewhere

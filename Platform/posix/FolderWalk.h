@@ -28,12 +28,12 @@ class FolderVisitor {
   /// A folder whose content has been walked, and its name in its parent.
   virtual bool leaveFolder(const WalkedFolder& folder, const WalkedFolder& parent, const char* name) = 0;
 
-  /// A folder that could not be opened; \a isToBeTriedAgain may be set when that makes sense now.
-  virtual bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool* isToBeTriedAgain) = 0;
+  /// A folder that could not be opened; \a retry may be set when that makes sense now.
+  virtual bool visitUnreadableFolder(const WalkedFolder& parent, const char* name, bool* retry) = 0;
 
   /// Something that the walk could not reach, at or below this path: a folder was moved away meanwhile, or a listing
   /// failed.
-  virtual bool missedEntries(const std::string& path) = 0;
+  virtual bool onIncomplete(const std::string& path) = 0;
 };
 
 /// Walks everything below an open folder, each folder after its content.

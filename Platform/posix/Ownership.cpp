@@ -35,22 +35,23 @@ class AttributeChange {
     if (_wanted.isRight(status)) return Effect::WasRight;
     // Where only we can rename, the name goes on meaning the entry that was looked at. Elsewhere somebody may put
     // another in its place, a second link to a file of root's for example: so the entry is held first.
-    const bool isChanged = isOursAlone(folder.descriptor, folder.status) ? changeByName(folder, name, status)
-                                                                         : changeHeld(folder.descriptor, name, &folder);
+    const bool isChanged = onlyWeCanWrite(folder.descriptor, folder.status)
+                               ? changeByName(folder, name, status)
+                               : changeHeld(folder.descriptor, name, &folder);
     return isChanged ? Effect::Changed : Effect::Failed;
   }
 
   /// \param known the folder, where its attributes are known: without them no entry with several names is changed.
   bool changeHeld(int folder, const char* name, const WalkedFolder* known = nullptr) {
-    const ScopedFd held = holdEntry(folder, name);
+    const ScopedFd held = openHandle(folder, name);
     struct stat status;
     if (!held || fstat(held.get(), &status) != 0) return false;
     if (_wanted.isRight(status)) return true;
     if (SecondNames::areIn(status) && (known == nullptr || !_names.isOwnersName(*known, status.st_uid))) return false;
-    return (!_wanted.needsMode(status) || changeHeldMode(held.get(), *_wanted.mode())) &&
+    return (!_wanted.needsMode(status) || setHandleMode(held.get(), *_wanted.mode())) &&
            (!_wanted.needsOwner(status) ||
             (changeHeldOwner(held.get(), _wanted.owner(), _wanted.group()) &&
-             (!_wanted.losesSetIdBits(status) || changeHeldMode(held.get(), *_wanted.mode())))) &&
+             (!_wanted.losesSetIdBits(status) || setHandleMode(held.get(), *_wanted.mode())))) &&
            remember(status);
   }
 
@@ -116,14 +117,13 @@ class AttributeVisitor : public FolderVisitor {
     return note(_change.applyTo(folder), parent.path, name);
   }
 
-  bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool* isToBeTriedAgain) override {
+  bool visitUnreadableFolder(const WalkedFolder& parent, const char* name, bool* retry) override {
     // The new mode may be what opens it to its owner.
-    *isToBeTriedAgain = errno == EACCES && _change.changeHeld(parent.descriptor, name);
-    return note(*isToBeTriedAgain ? AttributeChange::Effect::Changed : AttributeChange::Effect::Failed, parent.path,
-                name);
+    *retry = errno == EACCES && _change.changeHeld(parent.descriptor, name);
+    return note(*retry ? AttributeChange::Effect::Changed : AttributeChange::Effect::Failed, parent.path, name);
   }
 
-  bool missedEntries(const std::string& path) override { return note(AttributeChange::Effect::Failed, path, ""); }
+  bool onIncomplete(const std::string& path) override { return note(AttributeChange::Effect::Failed, path, ""); }
 
  private:
   bool note(AttributeChange::Effect effect, std::string_view folder, const char* name) {

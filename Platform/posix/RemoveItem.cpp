@@ -24,11 +24,11 @@ class Remover : public FolderVisitor {
     return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0 || isNotEmpty(errno);
   }
 
-  bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool*) override {
+  bool visitUnreadableFolder(const WalkedFolder& parent, const char* name, bool*) override {
     return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0;  // an empty one need not be read
   }
 
-  bool missedEntries(const std::string&) override { return false; }
+  bool onIncomplete(const std::string&) override { return false; }
 
   static bool isNotEmpty(int error) { return error == ENOTEMPTY || error == EEXIST; }
 };

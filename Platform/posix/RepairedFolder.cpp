@@ -25,7 +25,7 @@ constexpr char kProtected[] = "it is a folder of the system or of a user";
 
 /// Whether no folder that has been opened can lie at a path that gives this error: there is none, it is closed to us,
 /// or its volume does not answer.
-bool isElsewhere(int error) {
+bool provesAbsence(int error) {
   constexpr int kErrors[] = {ENOENT, ENOTDIR, ELOOP, EACCES, ENOTCONN, ESTALE, ETIMEDOUT, EHOSTDOWN};
   return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
 }
@@ -35,7 +35,7 @@ bool mayBeSameFolder(const struct stat& folder, const std::string& path) {
   if (path.empty()) return false;
   struct stat status;
   if (stat(path.c_str(), &status) == 0) return status.st_dev == folder.st_dev && status.st_ino == folder.st_ino;
-  return !isElsewhere(errno);
+  return !provesAbsence(errno);
 }
 
 bool isHomeOf(const std::optional<Account>& account, const struct stat& folder) {
@@ -52,7 +52,7 @@ bool holdsHomeOf(const std::optional<Account>& account, const struct stat& folde
 
 /// Whether an open folder holds the home of an account that owns a folder in it: then homes lie here, whoever calls.
 /// True also when it cannot be read.
-bool holdsHomes(const ScopedFd& openFolder, const struct stat& folder) {
+bool containsHomes(const ScopedFd& openFolder, const struct stat& folder) {
   ScopedFolder read(openExisting(openFolder.get(), ".", O_RDONLY | O_DIRECTORY));
   const auto entries = entriesIn(read);
   if (!entries) return true;
@@ -162,7 +162,7 @@ std::optional<Destination> follow(const std::string& path, std::optional<gid_t> 
     const std::string name = rest.substr(0, slash);
     rest.erase(0, slash == std::string::npos ? slash : slash + 1);
     if (name.empty() || name == ".") continue;
-    ScopedFd next = holdEntry(at.folder.get(), name.c_str());
+    ScopedFd next = openHandle(at.folder.get(), name.c_str());
     struct stat status;
     if (!next || fstat(next.get(), &status) != 0) return std::nullopt;
     if (!S_ISLNK(status.st_mode)) {
@@ -172,7 +172,7 @@ std::optional<Destination> follow(const std::string& path, std::optional<gid_t> 
     const OptionalString text = heldLinkText(next.get(), at.folder.get(), name.c_str());
     struct stat holder;
     if (!text || text->empty() || ++links > kMostLinks || fstat(at.folder.get(), &holder) != 0) return std::nullopt;
-    if (!isOursAlone(at.folder.get(), holder)) noteLeaders(status, holder, trustedGroup, at);
+    if (!onlyWeCanWrite(at.folder.get(), holder)) noteLeaders(status, holder, trustedGroup, at);
     if (text->front() == '/') at.folder = openExisting(AT_FDCWD, "/", O_RDONLY | O_DIRECTORY);
     rest = *text + "/" + rest;
   }
@@ -196,7 +196,7 @@ std::string refusalOfLinks(const Destination& destination, const struct stat& fo
 
 }  // namespace
 
-bool isOursAlone(int folder, const struct stat& status) {
+bool onlyWeCanWrite(int folder, const struct stat& status) {
   return (status.st_uid == 0 || status.st_uid == geteuid()) && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 &&
          !hasHiddenAccessList(folder, status.st_mode);
 }
@@ -209,7 +209,7 @@ ScopedFd openForRepair(const std::string& path, std::optional<gid_t> trustedGrou
   if (!destination || fstat(destination->folder.get(), &status) != 0 || !S_ISDIR(status.st_mode)) return ScopedFd();
   ScopedFd folder = openExisting(destination->folder.get(), ".", O_RDONLY | O_DIRECTORY);
   if (isProtected(status, path) || isInsideSystem(destination->folder.get(), ".") ||
-      (folder && holdsHomes(folder, status))) {
+      (folder && containsHomes(folder, status))) {
     *refusal = kProtected;
   } else {
     *refusal = refusalOfLinks(*destination, status);
@@ -222,7 +222,7 @@ bool isProtectedFolder(const std::string& folder) {
   if (stat(folder.c_str(), &status) != 0) return errno != ENOENT && errno != ENOTDIR;
   if (!S_ISDIR(status.st_mode)) return false;
   const ScopedFd open = openExisting(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
-  return isProtected(status, folder) || isInsideSystem(AT_FDCWD, folder) || (open && holdsHomes(open, status));
+  return isProtected(status, folder) || isInsideSystem(AT_FDCWD, folder) || (open && containsHomes(open, status));
 }
 
 }  // namespace hotfix::platform

@@ -13,7 +13,7 @@
 namespace hotfix::platform {
 
 /// Whether nobody but root and us can change what the names in an open folder mean.
-bool isOursAlone(int folder, const struct stat& status);
+bool onlyWeCanWrite(int folder, const struct stat& status);
 
 /// Opens the folder at \a path for a repair of all below it.
 ///

@@ -38,10 +38,10 @@ class Copy {
     if (source.isFolder()) return copyFolder(source, path, target, isTop);
     if (isTop && _isTrustNeeded) return distrust(path);
     const int error = source.isFile() ? copyFile(source, target) : source.isLink() ? copyLink(source, target) : ENOTSUP;
-    return error == 0 || goesOn(writingError("Copy to", target.path, error), path, target.path);
+    return error == 0 || policyAllows(writingError("Copy to", target.path, error), path, target.path);
   }
 
-  bool goesOn(const FileError& error, const std::string& source, const std::string& target) {
+  bool policyAllows(const FileError& error, const std::string& source, const std::string& target) {
     if (copyPolicy != nullptr && copyPolicy(error, source, target)) return true;
     _error = error;
     return false;
@@ -91,7 +91,7 @@ class Copy {
     const ScopedFd folder =
         openExisting(AT_FDCWD, path::deletingLastComponent(source.machinePath).c_str(), O_RDONLY | O_DIRECTORY);
     struct stat status;
-    return folder && fstat(folder.get(), &status) == 0 && isOursAlone(folder.get(), status);
+    return folder && fstat(folder.get(), &status) == 0 && onlyWeCanWrite(folder.get(), status);
   }
 
   static int copyLink(const Entry& source, const Target& target) {
@@ -114,7 +114,7 @@ class Copy {
 
   bool copyFolder(const Entry& source, const std::string& path, const Target& target, bool isTop) {
     if (const int error = layer().readError(source))
-      return goesOn(readingError("Copy", path, error), path, target.path);
+      return policyAllows(readingError("Copy", path, error), path, target.path);
     const bool isTrusted = isTrustedOwner(source.status.st_uid) && (source.status.st_mode & S_IWOTH) == 0;
     if (isTop && _isTrustNeeded && !isTrusted) return distrust(path);
 
@@ -126,17 +126,17 @@ class Copy {
       layer().put(*target.folder, target.name, folder);
       if (layer().find(*target.folder, target.name, &folder) != 0) return false;
     } else {
-      if (!goesOn(writingError("Copy to", target.path, error), path, target.path)) return false;
+      if (!policyAllows(writingError("Copy to", target.path, error), path, target.path)) return false;
       if (error != EEXIST) return true;
       if (!openFolder(target, isTop, &folder)) {
-        return goesOn(writingError("Copy to", target.path, ENOTDIR), path, target.path);
+        return policyAllows(writingError("Copy to", target.path, ENOTDIR), path, target.path);
       }
     }
     if (isTop) _target = Layer::id(folder.status);
     if (Layer::id(source.status) == _target) return true;  // a copy into its own source must not copy itself
 
     const auto names = layer().names(source);
-    if (!names) return goesOn(readingError("Copy", path, EACCES), path, target.path);
+    if (!names) return policyAllows(readingError("Copy", path, EACCES), path, target.path);
     bool isDone = true;
     for (const std::string& name : *names) {
       Entry item;
@@ -144,7 +144,7 @@ class Copy {
       const std::string itemPath = path + "/" + name;
       const int findError = layer().find(source, name, &item);
       isDone = findError == 0 ? copyEntry(item, itemPath, itemTarget, /*isTop=*/false)
-                              : goesOn(readingError("Copy", itemPath, findError), itemPath, itemTarget.path);
+                              : policyAllows(readingError("Copy", itemPath, findError), itemPath, itemTarget.path);
       if (!isDone) break;
     }
     if (isDone || isNew) giveAttributes(source, folder);
@@ -188,7 +188,7 @@ bool copyFrom(const std::string& source, const std::string& target, Copy& copy, 
   if (openError == 0) openError = layer().readError(*parentPlace.entry);
   const bool isDone = openError == 0 ? copy.copyEntry(*sourcePlace.entry, from,
                                                       {parentPlace.entry, path::lastComponent(to), to}, /*isTop=*/true)
-                                     : copy.goesOn(writingError("Copy to", to, openError), from, to);
+                                     : copy.policyAllows(writingError("Copy to", to, openError), from, to);
   if (!isDone && error != nullptr) *error = copy.error();
   return isDone;
 }

@@ -122,13 +122,13 @@ std::optional<FileError> lookUpError(const std::string& path) {
   return readingError("Look up", path, error);
 }
 
-bool isMissing(const std::string& path) {
+bool isKnownMissing(const std::string& path) {
   struct stat status;
   const int error = look(path, &status);
   return error == ENOENT || error == ENOTDIR;
 }
 
-bool isNameFree(const std::string& path) {
+bool isUnused(const std::string& path) {
   Place place;
   return layer().find(path, kKept, &place) == ENOENT;
 }

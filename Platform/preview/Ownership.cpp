@@ -72,7 +72,7 @@ class PreviewVisitor : public FolderVisitor {
     return true;
   }
 
-  bool visitClosedFolder(const WalkedFolder& parent, const char* name, bool*) override {
+  bool visitUnreadableFolder(const WalkedFolder& parent, const char* name, bool*) override {
     const bool isClosed = errno == EACCES;
     struct stat status;
     if (isClosed && fstatat(parent.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
@@ -84,7 +84,7 @@ class PreviewVisitor : public FolderVisitor {
     return true;
   }
 
-  bool missedEntries(const std::string& path) override {
+  bool onIncomplete(const std::string& path) override {
     fail(path, "", kUnreadable, nullptr);
     return true;
   }
@@ -163,8 +163,8 @@ class PreviewVisitor : public FolderVisitor {
     if (const char* reason = missingRight(_wanted, status)) return reason;
     if (isReadOnly(folder)) return kReadOnly;
     const bool isOrdinary = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
-    const bool isHeld = (isOrdinary && geteuid() == 0) || isOursAlone(folder.descriptor, asLeft(folder).status) ||
-                        holdEntry(folder.descriptor, name);
+    const bool isHeld = (isOrdinary && geteuid() == 0) || onlyWeCanWrite(folder.descriptor, asLeft(folder).status) ||
+                        openHandle(folder.descriptor, name);
     return isHeld ? nullptr : kNotHeld;
   }
 

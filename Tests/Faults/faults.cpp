@@ -157,7 +157,7 @@ enum Exception {
   /// The manifest was applied, but the call that removes it failed; or it was put back by hand. The next attempt backs
   /// up once more, under the version that the first one has written.
   kBackedUpAgain,
-  /// A backup that cannot be made ends nothing, on purpose: an attempt that goes on without it is the only one that
+  /// A backup that cannot be made ends nothing, deliberately: an attempt that goes on without it is the only one that
   /// could have made it under the old version.
   kNoBackup,
   /// The same, made without the version, which is in a file that could not be read.
@@ -273,7 +273,7 @@ class Check {
     std::string path = call.what;
     if (call.name == "write") path.erase(path.rfind(' ', path.rfind(' ') - 1));  // "file 10 bytes"
     const auto folder = _honest.find(path);
-    // A folder need not be synced, on purpose: not every file system can.
+    // A folder need not be synced, deliberately: not every file system can.
     if (path == kTrace || _cause.isOutput() ||
         (folder != _honest.end() && folder->second.kind == Entry::Kind::Folder)) {
       return;

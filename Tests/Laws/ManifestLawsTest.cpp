@@ -12,7 +12,7 @@
 
 #include "MacInstaller/InstallManifest.h"
 #include "Tests/Laws/Random.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -236,7 +236,7 @@ Lines listing(const std::string& text, const std::string* root) {
 }
 
 // The base that comes first is made first.
-class ManifestLawsTest : laws::ScopedMemoryFolders, public OutsideTest {};
+class ManifestLawsTest : laws::ScopedMemoryFolders, public FakeHostTest {};
 
 TEST_F(ManifestLawsTest, RewritingTouchesNothingButTheAddressesOfFeatures) {
   static const std::vector<std::string> roots = {

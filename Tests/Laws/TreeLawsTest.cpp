@@ -8,7 +8,7 @@
 #include "MacInstaller/InstallUtil.h"
 #include "Platform/FileManager.h"
 #include "Tests/Laws/Random.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -65,7 +65,7 @@ std::vector<std::string> around(const std::string& path) {
 }
 
 // The base that comes first is made first.
-class TreeLawsTest : laws::ScopedMemoryFolders, public OutsideTest {
+class TreeLawsTest : laws::ScopedMemoryFolders, public FakeHostTest {
  protected:
   ~TreeLawsTest() override { platform::setCopyPolicy(nullptr); }
 

@@ -8,7 +8,7 @@
 
 #include "MacInstaller/Configuration.h"
 #include "Platform/SystemPaths.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -16,7 +16,7 @@ namespace {
 
 constexpr uid_t kStranger = 12345;
 
-class ConfigurationTest : public OutsideTest {
+class ConfigurationTest : public FakeHostTest {
  protected:
   const std::string file = outside(platform::kInternalConfigurationFile);
 

@@ -10,7 +10,7 @@ namespace hotfix {
 namespace {
 
 /// Merges of folders that hold links to folders. InstallUtilTest has the ones without links.
-class CopyFolderTest : public OutsideTest {
+class CopyFolderTest : public FakeHostTest {
  protected:
   CopyFolderTest() {
     platform::setCopyPolicy(InstanceService::fileManagerShouldProceedAfterError);

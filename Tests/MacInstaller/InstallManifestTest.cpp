@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "MacInstaller/InstallManifest.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -30,7 +30,7 @@ std::string installFeature(const std::string& features) {
   return "<installfeature><requirements>" + features + "</requirements></installfeature>";
 }
 
-class InstallManifestTest : public OutsideTest {
+class InstallManifestTest : public FakeHostTest {
  protected:
   /// A manifest of this text, rewritten with the root "file:/i" and saved in place: the answer of the rewriting, and
   /// the text afterwards.

@@ -16,8 +16,8 @@
 #include "Platform/ProcessList.h"
 #include "Platform/SystemPaths.h"
 #include "Tests/Platform/HostCalls.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/InstanceFixture.h"
-#include "Tests/Support/Outside.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -32,7 +32,7 @@ using ::testing::UnorderedElementsAre;
 using Texts = std::vector<std::string>;
 using Tree = std::map<std::string, std::string>;
 
-class InstallUtilTest : public OutsideTest {};
+class InstallUtilTest : public FakeHostTest {};
 
 // ----- Manifest version stamps -----
 
@@ -317,7 +317,7 @@ TEST_F(InstallUtilTest, FileOfRootsOwnIsNotReadForAnotherUser) {
 
 // ----- Tracing -----
 
-class InstallUtilTraceTest : public OutsideTest {
+class InstallUtilTraceTest : public FakeHostTest {
  protected:
   const std::string traceFile = outside(platform::kTraceFile);
 
@@ -725,7 +725,7 @@ TEST_F(InstallUtilTest, ValuesThatAreNoTextsAreLeftAlone) {
 
 // ----- Copying folders -----
 
-class InstallUtilCopyTest : public OutsideTest {
+class InstallUtilCopyTest : public FakeHostTest {
  protected:
   /// The destination's tree after source has been copied to it.
   Tree copied() const {

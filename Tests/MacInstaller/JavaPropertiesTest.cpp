@@ -16,7 +16,7 @@
 #include "Platform/UserIdentity.h"
 #include "Support/TextEncoding.h"
 #include "Tests/Platform/HostCalls.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -28,7 +28,7 @@ using Entries = std::map<std::string, std::string>;
 using Lines = std::vector<std::string>;
 
 /// Files at "file" in the test's folder, read and saved.
-class JavaPropertiesTest : public OutsideTest {
+class JavaPropertiesTest : public FakeHostTest {
  protected:
   static Entries entriesOf(const JavaProperties& properties) {
     Entries entries;

@@ -9,7 +9,7 @@
 #include "MacInstaller/Properties.h"
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -26,7 +26,7 @@ constexpr char kListStart[] =
 /// The text of a written property list around that of its dictionary.
 std::string list(const std::string& dictionary) { return kListStart + dictionary + "\n</plist>\n"; }
 
-class PropertiesTest : public OutsideTest {
+class PropertiesTest : public FakeHostTest {
  protected:
   static bool hasHome() { return platform::exists(platform::homeFolder().value_or("")); }
 

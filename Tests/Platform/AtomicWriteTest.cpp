@@ -4,7 +4,7 @@
 
 #include "Platform/FileManager.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -23,7 +23,7 @@ using platform::writeFileAtomically;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class AtomicWriteTest : public OutsideTest {
+class AtomicWriteTest : public FakeHostTest {
  protected:
   AtomicWriteTest() { folder.makeFolder("here"); }
   ~AtomicWriteTest() override { beforeSync = nullptr; }

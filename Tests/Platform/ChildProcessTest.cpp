@@ -12,7 +12,7 @@
 #include "Platform/UserIdentity.h"
 #include "Support/Progress.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -46,7 +46,7 @@ class ScopedSignalAction {
   struct sigaction _before = {};
 };
 
-class ChildProcessTest : public OutsideTest {
+class ChildProcessTest : public FakeHostTest {
  protected:
   /// Quoted for the shell; the test's folder has no apostrophe in its path.
   std::string quoted(const std::string& relativePath) const { return "'" + (folder / relativePath) + "'"; }
@@ -165,7 +165,7 @@ TEST_F(ChildProcessTest, SystemShellReadsTheTerminal) {
 }
 
 TEST_F(ChildProcessTest, OnlyStandardDescriptorsAreInherited) {
-  const int source = open("/dev/null", O_RDWR);  // NOLINT: not closed on exec, and on purpose
+  const int source = open("/dev/null", O_RDWR);  // NOLINT: not closed on exec, and deliberately
   ASSERT_GT(source, 2);
   std::vector<int> opened{source};
   for (const int number : {7, 50, 200, 900}) {

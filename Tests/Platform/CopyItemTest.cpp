@@ -6,7 +6,7 @@
 
 #include "Platform/FileManager.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -46,9 +46,9 @@ bool askedPolicy(const FileError& error, const std::string& source, const std::s
   return answer(error.code);
 }
 
-bool goesOnPastExistingFiles(int code) { return code == platform::kFileExists; }
+bool allowExistingFiles(int code) { return code == platform::kFileExists; }
 
-class CopyItemTest : public OutsideTest {
+class CopyItemTest : public FakeHostTest {
  protected:
   CopyItemTest() {
     questions.clear();
@@ -288,7 +288,7 @@ TEST_F(CopyItemTest, ExtendedAttributesAreCopied) {
 }
 
 TEST_F(CopyItemTest, MergeLeavesExistingFoldersTheirOtherExtendedAttributes) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   folder.makeFolder("source");
   folder.makeFolder("target");
   if (host::setAttribute(folder / "source", "user.hotfix.note", "new", 3) != 0) {
@@ -474,7 +474,7 @@ TEST_F(CopyItemTest, FileOrLinkNeverReplacesAnything) {
       questions.clear();
       answer = [](int) { return false; };
       EXPECT_EQ(codeOfCopy(source, target), platform::kFileExists);
-      answer = goesOnPastExistingFiles;
+      answer = allowExistingFiles;
       EXPECT_EQ(codeOfCopy(source, target), 0);
       const Question question{platform::kFileExists, source, target};
       EXPECT_THAT(questions, ElementsAre(question, question));
@@ -527,7 +527,7 @@ TEST_F(CopyItemTest, FolderOntoFolderCopiesNothingWhenThePolicySaysStop) {
 }
 
 TEST_F(CopyItemTest, FolderOntoFolderMergesWhenThePolicyGoesOn) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   folder.makeFile("source/both", "new");
   folder.makeFile("source/only in source", "new");
   folder.makeFile("source/sub/both", "new");
@@ -563,7 +563,7 @@ TEST_F(CopyItemTest, FolderOntoFolderMergesWhenThePolicyGoesOn) {
 }
 
 TEST_F(CopyItemTest, MergeGivesExistingFoldersTheModeAndTimesOfTheSource) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   folder.makeFile("source/sub/file");
   folder.makeFolder("source", 0711);
   folder.makeFolder("source/sub", 0701);
@@ -579,7 +579,7 @@ TEST_F(CopyItemTest, MergeGivesExistingFoldersTheModeAndTimesOfTheSource) {
 }
 
 TEST_F(CopyItemTest, FolderOntoItselfChangesNothing) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   makeTree("source");
   const auto before = snapshot("");
   EXPECT_EQ(codeOfCopy("source", "source"), 0);
@@ -587,7 +587,7 @@ TEST_F(CopyItemTest, FolderOntoItselfChangesNothing) {
 }
 
 TEST_F(CopyItemTest, FolderIntoItselfEnds) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   makeTree("source");
   const auto before = snapshot("source");
   EXPECT_EQ(codeOfCopy("source", "source/sub/copy"), 0);
@@ -599,7 +599,7 @@ TEST_F(CopyItemTest, FolderIntoItselfEnds) {
 TEST_F(CopyItemTest, FolderOntoFileStopsAtTheFirstItemBelow) {
   for (const bool isEmpty : {true, false}) {
     questions.clear();
-    answer = goesOnPastExistingFiles;
+    answer = allowExistingFiles;
     folder.makeFolder("source");
     if (!isEmpty) folder.makeFile("source/nested");
     folder.makeFile("file", "old");
@@ -616,7 +616,7 @@ TEST_F(CopyItemTest, FolderOntoFileStopsAtTheFirstItemBelow) {
 }
 
 TEST_F(CopyItemTest, FolderOntoALinkToAFolderMergesThere) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   makeTree("source");
   folder.makeFile("elsewhere/old", "old");
   folder.makeLink("target", "elsewhere");
@@ -628,7 +628,7 @@ TEST_F(CopyItemTest, FolderOntoALinkToAFolderMergesThere) {
 }
 
 TEST_F(CopyItemTest, MergeNeverLeavesTheTargetThroughALinkInIt) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   makeTree("source");
   folder.makeFile("elsewhere/old", "old");
   folder.makeLink("target/sub", folder / "elsewhere");
@@ -688,7 +688,7 @@ TEST_F(CopyItemTest, CopyStopsAtTheFailedItemAndKeepsWhatItMade) {
 }
 
 TEST_F(CopyItemTest, FoldersThatAStoppedCopyMadeHaveTheModeAndTimesOfTheSource) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   folder.makeFifo("source/there/new/fifo");
   folder.makeFolder("source/there/new", 0751);
   folder.makeFolder("source/there", 0711);
@@ -710,14 +710,14 @@ TEST_F(CopyItemTest, WithoutAPolicyEveryFailureStops) {
 TEST_F(CopyItemTest, PolicyIsThatOfTheWholeProcess) {
   folder.makeFile("source", "new");
   folder.makeFile("target", "old");
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   std::thread([&] { EXPECT_EQ(codeOfCopy("source", "target"), 0); }).join();
   std::thread([&] { platform::setCopyPolicy(nullptr); }).join();
   EXPECT_EQ(codeOfCopy("source", "target"), platform::kFileExists);
 }
 
 TEST_F(CopyItemTest, FailuresAreAskedInTheOrderOfTheWalk) {
-  answer = goesOnPastExistingFiles;
+  answer = allowExistingFiles;
   makeTree("source");
   makeTree("target");
   EXPECT_EQ(codeOfCopy("source", "target"), 0);

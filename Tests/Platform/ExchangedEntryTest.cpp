@@ -12,7 +12,7 @@
 #include "Platform/SystemLog.h"
 #include "Platform/posix/FolderWalk.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -100,7 +100,7 @@ namespace hotfix {
 namespace {
 
 /// Somebody's place, with a file and a folder elsewhere that nothing may happen to.
-class ExchangedEntryTest : public OutsideTest {
+class ExchangedEntryTest : public FakeHostTest {
  protected:
   ExchangedEntryTest() {
     folder.makeFile("elsewhere/file", "precious", 0600);

@@ -10,7 +10,7 @@
 #include "Platform/SystemLog.h"
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -27,7 +27,7 @@ using ::testing::UnorderedElementsAre;
 const std::string kTooLongName(300, 'n');
 
 /// One entry of every kind.
-class FileManagerTest : public OutsideTest {
+class FileManagerTest : public FakeHostTest {
  protected:
   FileManagerTest() {
     folder.makeFile("file", "text");

@@ -8,7 +8,7 @@
 #include "Platform/Ownership.h"
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -21,7 +21,7 @@ using platform::setAttributesBelow;
 
 constexpr char kNoSuchName[] = "no such account";
 
-class OwnershipTest : public OutsideTest {
+class OwnershipTest : public FakeHostTest {
  protected:
   /// What an entry has, in one text, for comparison: owner, group, mode.
   std::string has(const std::string& relativePath) const {

@@ -6,7 +6,7 @@
 #include "Platform/Pasteboard.h"
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -24,7 +24,7 @@ const PropertyListValue kValue(PropertyListValue::Array{"a text", PropertyListVa
                                                         PropertyListValue::integer(-7)});
 
 /// Run with both places where a store may lie.
-class PasteboardTest : public OutsideTest, public ::testing::WithParamInterface<bool> {
+class PasteboardTest : public FakeHostTest, public ::testing::WithParamInterface<bool> {
  protected:
   PasteboardTest() {
     const std::string runtimeFolder = outside("/run/user/" + std::to_string(geteuid()));

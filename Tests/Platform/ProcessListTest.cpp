@@ -10,7 +10,7 @@
 #include <sstream>
 
 #include "Platform/ProcessList.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -22,7 +22,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
-class ProcessListTest : public OutsideTest {
+class ProcessListTest : public FakeHostTest {
  protected:
   static std::vector<std::string> executables() { return processInformation(kBundleExecutableKey); }
 };

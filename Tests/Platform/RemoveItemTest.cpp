@@ -2,7 +2,7 @@
 
 #include "Platform/FileManager.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -13,7 +13,7 @@ using platform::removeItem;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class RemoveItemTest : public OutsideTest {
+class RemoveItemTest : public FakeHostTest {
  protected:
   RemoveItemTest() {
     rmdir((folder / "outside/tmp").c_str());

@@ -8,7 +8,7 @@
 
 #include "Platform/SystemLog.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -33,7 +33,7 @@ struct LateMessage {
   }
 } lateMessage;
 
-class SystemLogTest : public OutsideTest {
+class SystemLogTest : public FakeHostTest {
  protected:
   SystemLogTest() : file(open((folder / "trace").c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) {
     EXPECT_GE(file, 0);
@@ -230,7 +230,7 @@ TEST_F(SystemLogTest, FilesAreUsedUntilTheProcessHasEnded) {
 
 // ----- openTraceFile -----
 
-class TraceFileTest : public OutsideTest {
+class TraceFileTest : public FakeHostTest {
  protected:
   /// Opens the trace file and writes a text to it, as the log would.
   bool trace() const {

@@ -1,7 +1,7 @@
 #include "Platform/UserDefaults.h"
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -11,7 +11,7 @@ using platform::booleanValue;
 using platform::globalDefault;
 using platform::persistentDomain;
 
-class UserDefaultsTest : public OutsideTest {};
+class UserDefaultsTest : public FakeHostTest {};
 
 TEST_F(UserDefaultsTest, GlobalValueIsTheUsers) {
   EXPECT_FALSE(globalDefault("AppleLocale"));

@@ -2,7 +2,7 @@
 
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
 
@@ -19,7 +19,7 @@ using platform::ScopedEffectiveUser;
 constexpr char kNoSuchName[] = "no such account";
 constexpr uid_t kNobodysId = 54321;  // has no entry in the account database
 
-class UserIdentityTest : public OutsideTest {
+class UserIdentityTest : public FakeHostTest {
  protected:
   /// Entry of the user that the process works for.
   static const passwd* ownEntry() { return getpwuid(geteuid()); }

@@ -50,8 +50,8 @@
 #include "Support/PropertyListWriter.h"
 #include "Support/TextNumber.h"
 #include "Tests/Platform/Conditions.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/InstanceFixture.h"
-#include "Tests/Support/Outside.h"
 
 namespace hotfix {
 
@@ -112,7 +112,7 @@ constexpr std::int64_t k2040 = 2'208'988'800;
 constexpr std::int64_t k2100 = 4'102'444'800;
 constexpr std::int64_t kFarTimes[] = {k1890, k2040, k2100};
 
-bool goesOnPastExistingFiles(const platform::FileError& error, const std::string&, const std::string&) {
+bool allowExistingFiles(const platform::FileError& error, const std::string&, const std::string&) {
   return error.code == platform::kFileExists;
 }
 
@@ -160,7 +160,7 @@ bool hasOwnMounts() {
   return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-class WordSizeTest : public OutsideTest {
+class WordSizeTest : public FakeHostTest {
  protected:
   ~WordSizeTest() override {
     passesHoles = false;
@@ -349,7 +349,7 @@ TEST_F(WordSizeTest, NodesAboveThirtyTwoBitsAreCopiedChangedAndRemoved) {
     folder.makeFolder("tried");
 
     EXPECT_TRUE(platform::exists(target) && platform::isFolder(target));
-    platform::setCopyPolicy(goesOnPastExistingFiles);
+    platform::setCopyPolicy(allowExistingFiles);
     EXPECT_TRUE(platform::copyItem(merged + "/source", target));
     for (int index = 0; index < kCount; ++index) {
       EXPECT_TRUE(platform::exists(target + "/" + std::to_string(index) + "/file")) << index;

@@ -14,7 +14,7 @@
 #include "Platform/preview/Layer.h"
 #include "Platform/preview/Machine.h"
 #include "Platform/preview/Preview.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -30,7 +30,7 @@ using platform::preview::recording;
 using ::testing::ElementsAre;
 using ::testing::UnorderedElementsAre;
 
-class PreviewTest : public OutsideTest {
+class PreviewTest : public FakeHostTest {
  protected:
   PreviewTest() {
     platform::preview::layer() = platform::preview::Layer();
@@ -114,8 +114,8 @@ TEST_F(PreviewTest, RemovedEntriesAreGoneWithAllBelowThem) {
   EXPECT_TRUE(platform::exists(path("tree/sub/file")));
   EXPECT_TRUE(platform::removeItem(path("tree/")));
   EXPECT_FALSE(platform::exists(path("tree/sub/file")));
-  EXPECT_TRUE(platform::isMissing(path("file")));
-  EXPECT_TRUE(platform::isNameFree(path("link")));
+  EXPECT_TRUE(platform::isKnownMissing(path("file")));
+  EXPECT_TRUE(platform::isUnused(path("link")));
   FileError error;
   EXPECT_FALSE(platform::removeItem(path("file"), &error));
   EXPECT_EQ(error.reason, "No such file or directory");

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Support/OptionalString.h"
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -41,7 +41,7 @@ class ScopedWorkingFolder {
 ///
 /// pkgutil and java_home stand at their fixed paths, pkgutil a noting program; java_home names a runtime whose bin/java
 /// is one too.
-class InstanceTest : public OutsideTest {
+class InstanceTest : public FakeHostTest {
  protected:
   InstanceTest();
   ~InstanceTest() override;

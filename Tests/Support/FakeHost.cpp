@@ -1,4 +1,4 @@
-#include "Tests/Support/Outside.h"
+#include "Tests/Support/FakeHost.h"
 
 #include <unistd.h>
 
@@ -43,7 +43,7 @@ LocalTime currentGregorianLocalTime() { return clockTime; }
 
 // ----- The fixture -----
 
-OutsideTest::OutsideTest() {
+FakeHostTest::FakeHostTest() {
   outsideFolder = folder.makeFolder("outside");
   folder.makeFolder("outside/tmp", 01777);
   clearLog();
@@ -52,7 +52,7 @@ OutsideTest::OutsideTest() {
   setEnvironment("USER", platform::loginName());
 }
 
-OutsideTest::~OutsideTest() {
+FakeHostTest::~FakeHostTest() {
   for (auto before = _environmentBefore.rbegin(); before != _environmentBefore.rend(); ++before) {
     if (before->second) {
       setenv(before->first.c_str(), before->second->c_str(), 1);
@@ -63,9 +63,9 @@ OutsideTest::~OutsideTest() {
   outsideFolder = "/nonexistent";  // a test must not reach the machine's own files, not even late
 }
 
-const std::vector<LogLine>& OutsideTest::log() { return messages; }
+const std::vector<LogLine>& FakeHostTest::log() { return messages; }
 
-std::vector<std::string> OutsideTest::log(platform::LogLevel level) {
+std::vector<std::string> FakeHostTest::log(platform::LogLevel level) {
   std::vector<std::string> texts;
   for (const LogLine& line : messages) {
     if (line.first == static_cast<int>(level)) texts.push_back(line.second);
@@ -73,13 +73,13 @@ std::vector<std::string> OutsideTest::log(platform::LogLevel level) {
   return texts;
 }
 
-void OutsideTest::clearLog() { messages.clear(); }
+void FakeHostTest::clearLog() { messages.clear(); }
 
-void OutsideTest::setClock(const platform::LocalTime& moment) { clockTime = moment; }
+void FakeHostTest::setClock(const platform::LocalTime& moment) { clockTime = moment; }
 
-void OutsideTest::protectBundles(bool areProtected) { areBundlesProtected = areProtected; }
+void FakeHostTest::protectBundles(bool areProtected) { areBundlesProtected = areProtected; }
 
-void OutsideTest::setEnvironment(const std::string& name, const OptionalString& value) {
+void FakeHostTest::setEnvironment(const std::string& name, const OptionalString& value) {
   _environmentBefore.emplace_back(name, platform::environmentVariable(name.c_str()));
   if (value) {
     setenv(name.c_str(), value->c_str(), 1);
@@ -88,11 +88,11 @@ void OutsideTest::setEnvironment(const std::string& name, const OptionalString& 
   }
 }
 
-void OutsideTest::runProcess(int pid, const std::string& executable) const {
+void FakeHostTest::runProcess(int pid, const std::string& executable) const {
   folder.makeLink(outside("/proc/" + std::to_string(pid) + "/exe"), executable);
 }
 
-void OutsideTest::setUserDefaults(const std::string& domain, const std::string& propertyList) const {
+void FakeHostTest::setUserDefaults(const std::string& domain, const std::string& propertyList) const {
   const std::string home = platform::homeFolder().value_or("");
   folder.makeFile(outside(home + "/Library/Preferences/" + domain + ".plist"), propertyList);
 }

@@ -22,10 +22,10 @@ using LogLine = std::pair<int, std::string>;
 
 /// Base of the fixtures. Each test starts with an empty folder, an empty log, the clock at 15 November 2026, 21:25:07,
 /// and the environment variable USER set to the account that runs the tests.
-class OutsideTest : public ::testing::Test {
+class FakeHostTest : public ::testing::Test {
  protected:
-  OutsideTest();
-  ~OutsideTest() override;
+  FakeHostTest();
+  ~FakeHostTest() override;
 
   /// The test's folder. Instances and other files of a test go here.
   TemporaryFolder folder;
