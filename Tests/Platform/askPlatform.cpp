@@ -8,9 +8,9 @@
 //   askPlatform put BOARD TYPE TEXT   declares the type and stores the text
 //   askPlatform get BOARD TYPE        the text, or "nothing"
 //   askPlatform copy FROM TO          "copied", or the reason why not
-//   askPlatform repair FOLDER USER    owner, group of the caller and mode 0775 for all below the folder: what came of
-//   it askPlatform make-folder FOLDER    "made" (and removed), or the reason why not askPlatform log TEXT logs an error
-//   of that text; the process number
+//   askPlatform repair FOLDER USER    owner and mode 0775 for all below the folder: what came of it
+//   askPlatform make-folder FOLDER    "made" (and removed), or the reason why not
+//   askPlatform log TEXT              logs an error of that text; the process number
 
 #include <unistd.h>
 
