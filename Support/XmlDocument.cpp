@@ -1,5 +1,8 @@
 #include "Support/XmlDocument.h"
 
+#include <libxml/SAX2.h>
+#include <libxml/encoding.h>
+#include <libxml/hash.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 #include <libxml/tree.h>

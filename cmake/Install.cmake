@@ -13,8 +13,13 @@ set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/hotfixUninstall)
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tool)
 
-# A library that lies where the system does not look for it is found there by the installed tool too.
-set_target_properties(hotfixUninstall hotfixInspect PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
+# A library that lies where the system does not look for it is found there by the installed tool too. On a Mac each library
+# says itself where it lies, and the folder that it was linked in is that of an SDK.
+if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
+  set_target_properties(hotfixUninstall hotfixInspect PROPERTIES SKIP_BUILD_RPATH ON)
+else()
+  set_target_properties(hotfixUninstall hotfixInspect PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
+endif()
 install(TARGETS hotfixUninstall hotfixInspect RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 
 install(FILES docs/man/hotfixUninstall.8 docs/man/hotfixInspect.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)

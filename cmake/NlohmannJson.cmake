@@ -1,12 +1,14 @@
 # Finds nlohmann/json, headers only, for the documents of hotfixInspect: the target nlohmannJson. Nothing that is
 # installed needs it.
 #
-# Alone in a folder: a cross build must not find the machine's other headers beside it.
-find_path(NLOHMANN_JSON_INCLUDE_FOLDER nlohmann/json.hpp PATHS /usr/include /usr/local/include /opt/homebrew/include
+# Where no system has it, scripts/fetch-sources puts it into build/sources. Alone in a folder: a cross build must not find the machine's other headers beside it.
+find_path(NLOHMANN_JSON_INCLUDE_FOLDER nlohmann/json.hpp 
+  PATHS /usr/include /usr/local/include /opt/homebrew/include ${PROJECT_SOURCE_DIR}/build/sources/json/include
   NO_CMAKE_FIND_ROOT_PATH)
 if(NOT NLOHMANN_JSON_INCLUDE_FOLDER)
   message(FATAL_ERROR "The headers of nlohmann/json are missing. \
-On Debian: apt-get install nlohmann-json3-dev. With Homebrew: brew install nlohmann-json.")
+On Debian: apt-get install nlohmann-json3-dev. With Homebrew: brew install nlohmann-json. \
+Elsewhere: scripts/fetch-sources build/sources.")
 endif()
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/nlohmannJson)
 file(CREATE_LINK ${NLOHMANN_JSON_INCLUDE_FOLDER}/nlohmann ${PROJECT_BINARY_DIR}/nlohmannJson/nlohmann SYMBOLIC)

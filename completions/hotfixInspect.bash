@@ -1,6 +1,12 @@
 # shellcheck shell=bash
 # Completion of hotfixInspect for bash.
 
+# The answers that begin as what is typed. Not by mapfile, which bash 3.2 of macOS does not have.
+_hotfixInspect_words() {
+  local word
+  while IFS= read -r word; do COMPREPLY+=("$word"); done < <(compgen -W "$1" -- "$2")
+}
+
 _hotfixInspect() {
   COMPREPLY=()
   local current=${COMP_WORDS[COMP_CWORD]} words
@@ -8,7 +14,7 @@ _hotfixInspect() {
     -rcphome | -rcpdata | --home) return ;;  # bash offers folders by itself
     --result)
       compopt +o dirnames 2>/dev/null
-      mapfile -t COMPREPLY < <(compgen -W "0 1 2 none" -- "$current")
+      _hotfixInspect_words "0 1 2 none" "$current"
       return ;;
   esac
   case ${COMP_WORDS[1]} in
@@ -21,7 +27,7 @@ _hotfixInspect() {
     compopt -o default 2>/dev/null
     return
   fi
-  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+  _hotfixInspect_words "$words" "$current"
 }
 
 complete -o dirnames -F _hotfixInspect hotfixInspect

@@ -22,8 +22,8 @@ struct OwnedPasteboard {
 };
 
 struct OwnedPasteboards {
-  std::mutex
-      mutex;  // for every call to the Pasteboard Manager too, which does not say that it may be called by two threads
+  /// For every call to the Pasteboard Manager too, which does not say that it may be called by two threads.
+  std::mutex mutex;
   std::map<std::string, OwnedPasteboard> byName;
 };
 

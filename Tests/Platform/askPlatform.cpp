@@ -2,15 +2,16 @@
 // of the code itself, for what no script can find out. Nothing of it is shipped.
 //
 //   askPlatform settings KEY [USER]   a setting; with a user: mine, as that user, mine again
+//   askPlatform domain NAME           the settings of one program, as a property list; or "none"
 //   askPlatform processes             "listed" and how many, and whether the caller is one of them; or "not listed"
 //   askPlatform wait                  what "processes" says, and then waits for the end of standard input
 //   askPlatform has-process NAME      whether a program of that name is listed
 //   askPlatform put BOARD TYPE TEXT   declares the type and stores the text
 //   askPlatform get BOARD TYPE        the text, or "nothing"
 //   askPlatform copy FROM TO          "copied", or the reason why not
-//   askPlatform repair FOLDER USER    owner, group of the caller and mode 0775 for all below the folder: what came of
-//   it askPlatform make-folder FOLDER    "made" (and removed), or the reason why not askPlatform log TEXT logs an error
-//   of that text; the process number
+//   askPlatform repair FOLDER USER    owner and mode 0775 for all below the folder: what came of it
+//   askPlatform make-folder FOLDER    "made" (and removed), or the reason why not
+//   askPlatform log TEXT              logs an error of that text; the process number
 
 #include <unistd.h>
 
@@ -27,6 +28,7 @@
 #include "Platform/UserDefaults.h"
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
+#include "Support/PropertyListWriter.h"
 
 namespace hotfix {
 
@@ -45,6 +47,11 @@ std::string settingsAs(const std::string& key, const std::string& user) {
     answer += setting(key);
   }
   return answer + " " + setting(key);
+}
+
+std::string domain(const std::string& name) {
+  const auto settings = platform::persistentDomain(name);
+  return settings ? property_list::toXml(*settings).value_or("none") : "none";
 }
 
 std::string processes(const std::string& own) {
@@ -94,6 +101,7 @@ OptionalString answer(const std::vector<std::string>& words) {
   if (words.size() < 2) return std::nullopt;
   if (is("settings", 3)) return setting(words[2]);
   if (is("settings", 4)) return settingsAs(words[2], words[3]);
+  if (is("domain", 3)) return domain(words[2]);
   if (is("processes", 2) || is("wait", 2)) return processes(path::lastComponent(words[0]));
   if (is("has-process", 3)) return hasProcess(words[2]);
   if (is("put", 5)) {

@@ -32,5 +32,6 @@ class HotfixUninstall < Formula
     output = shell_output("#{sbin}/hotfixUninstall -rcphome #{testpath}/No.app/Contents/MacOS/rcp 2>&1", 1)
     assert_match "Usage: [sudo hotfixUninstall -rcphome ${path to rcphome}]", output
     assert_match "The hotfix was not removed", output
+    assert_match "no-instance", shell_output("#{sbin}/hotfixInspect status #{testpath}/No.app/Contents/MacOS/rcp", 16)
   end
 end
