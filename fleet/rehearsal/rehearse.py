@@ -15,6 +15,7 @@ import report
 from engine import Engine
 from estate import DATA, HOME, STATE_FOLDER, Base, Machine
 from kinds import KINDS, mixed
+from look import look
 
 
 class Rehearsal:
@@ -59,8 +60,8 @@ class Rehearsal:
             machines.append(machine)
         return machines
 
-    def tell(self, machine, step, outcome, text=''):
-        machine.story.append({'step': step, 'outcome': outcome, 'text': text})
+    def tell(self, machine, step, outcome, text='', seconds=None):
+        machine.story.append({'step': step, 'outcome': outcome, 'text': text, 'seconds': seconds})
 
     def run(self, step, title, machines, *options):
         run = self.engine.run(machines, *options)
@@ -75,8 +76,7 @@ class Rehearsal:
                 text += ' (' + ' '.join(item['notes']) + ')'
             if item.get('seconds') is not None and outcome == 'changed' and step != 'check':
                 machine.seconds = item['seconds']
-            machine.found = getattr(machine, 'found', None) or item.get('state_before')
-            self.tell(machine, title, outcome, text)
+            self.tell(machine, title, outcome, text, item.get('seconds'))
             if outcome != KINDS[machine.kind].expected[step]:
                 wrong.append(f'{machine.name} ({KINDS[machine.kind].title}): {outcome} instead of '
                              f'{KINDS[machine.kind].expected[step]}. {text[:300]}')
@@ -271,8 +271,9 @@ class Rehearsal:
             for step in machine.story:
                 if step['step'] == 'first run' and step['outcome'].startswith(('failed', 'unreachable')):
                     cause = step['outcome'].replace('failed: ', '')
-                    causes.setdefault(cause, []).append({'machine': machine.name, 'reason': step['text'],
-                                                         'wayOut': KINDS[machine.kind].cured_by})
+                    causes.setdefault(cause, []).append({
+                        'machine': machine.name, 'kind': KINDS[machine.kind].title, 'reason': step['text'],
+                        'wayOut': KINDS[machine.kind].cured_by})
         return {'document': 'fleetRehearsal', 'schemaVersion': '1.0', 'hosts': len(self.machines),
                 'forks': self.options.forks,
                 'time': time.strftime('%Y-%m-%dT%H:%M:%SZ', time.gmtime()),
@@ -290,6 +291,7 @@ def main():
     parser.add_argument('--hosts', type=int, required=True)
     parser.add_argument('--forks', type=int, required=True)
     parser.add_argument('--only-rollout', action='store_true')
+    parser.add_argument('--no-browser', action='store_true')
     options = parser.parse_args()
     rehearsal = Rehearsal(options)
     rehearsal.estate()
@@ -303,9 +305,14 @@ def main():
     to = pathlib.Path(options.to)
     to.mkdir(parents=True, exist_ok=True)
     (to / 'fleet-rehearsal.json').write_text(json.dumps(document, indent=1) + '\n')
-    (to / 'fleet-rehearsal.html').write_text(report.page(document), encoding='utf-8')
+    page = to / 'fleet-rehearsal.html'
+    page.write_text(report.page(document), encoding='utf-8')
+    if not options.only_rollout and not options.no_browser:
+        rehearsal.section('The report in a browser')
+        rehearsal.check('the report is complete in itself, and readable in light, in dark and on a phone',
+                        look(document, page, to / 'pictures'))
     failed = sum(not check['passed'] for check in rehearsal.checks)
-    print(f'\nReport: {to}/fleet-rehearsal.html\n')
+    print(f'\nReport: {page}\n')
     print(f'{len(rehearsal.checks) - failed} passed, {failed} failed')
     sys.exit(1 if failed else 0)
 

@@ -202,8 +202,10 @@ class StateFolder(object):
                           % (self.path, os.geteuid()))
 
     def lock(self, seconds):
-        """Lets one removal a machine and instance run at a time. The descriptor goes on to the tool."""
-        descriptor = os.open(self.file('.lock'), os.O_RDWR | os.O_CREAT | os.O_NOFOLLOW, 0o600)
+        """Lets one removal run at a time on the machine, whichever engine began it: the scripts for management systems
+        take the same lock. The kernel holds it, for as long as a process has the descriptor, which goes on to the tool.
+        """
+        descriptor = os.open(os.path.join(self.path, 'lock'), os.O_RDWR | os.O_CREAT | os.O_NOFOLLOW, 0o600)
         end = time.time() + seconds
         while True:
             try:
@@ -213,7 +215,7 @@ class StateFolder(object):
             except (IOError, OSError):
                 if time.time() >= end:
                     os.close(descriptor)
-                    raise Failure('locked', 'Another removal of this instance runs, and did not end in %d s' % seconds)
+                    raise Failure('locked', 'Another removal runs on this machine, and did not end in %d s' % seconds)
                 time.sleep(0.5)
 
     def write(self, ending, document):

@@ -69,12 +69,12 @@ options:
     default: accept
   state_folder:
     description:
-      - Folder of root on the machine that keeps what the instance was like before a removal, and the evidence of a
-        failed one.
+      - Folder of root on the machine that keeps what the instance was like before a removal, the lock that other engines
+        take too, and the evidence of a failed removal.
     type: str
     default: /var/db/hotfixUninstall
   lock_timeout:
-    description: How many seconds to wait for another removal of this instance to end.
+    description: How many seconds to wait for another removal on the machine to end, by whatever engine.
     type: int
     default: 600
   inspect_program:
