@@ -30,29 +30,31 @@ class Engine:
         }
         self.evidence = work / 'evidence'
 
-    def _inventory(self, machines):
+    def _inventory(self, machines, is_told):
         hosts = {machine.name: dict(machine.variables, ansible_host=str(machine.root)) for machine in machines}
         inventory = {'all': {'hosts': hosts, 'vars': {
             'ansible_connection': 'community.general.chroot', 'ansible_user': 'operator',
             'ansible_python_interpreter': '/usr/bin/python3', 'home': HOME, 'data': DATA,
-            'hotfix_remove_evidence': str(self.evidence),
-            'hotfix_remove_instances': [{'home': HOME, 'data': DATA}]}}}
+            'hotfix_remove_evidence': str(self.evidence)}}}
+        if is_told:
+            inventory['all']['vars']['hotfix_remove_instances'] = [{'home': HOME, 'data': DATA}]
         file = self.work / 'inventory.json'
         file.write_text(json.dumps(inventory, indent=1))
         return file
 
-    def start(self, machines, *options, playbook='remove.yml', output=subprocess.PIPE):
+    def start(self, machines, *options, playbook=HERE / 'remove.yml', is_told=True, output=subprocess.PIPE):
+        """is_told: where the instances are, which otherwise are searched."""
         return subprocess.Popen(
-            ['ansible-playbook', '--forks', str(self.forks), '-i', self._inventory(machines), *options,
-             HERE / playbook], env=self.environment, cwd=self.work, stdin=subprocess.DEVNULL, stdout=output,
+            ['ansible-playbook', '--forks', str(self.forks), '-i', self._inventory(machines, is_told), *options,
+             playbook], env=self.environment, cwd=self.work, stdin=subprocess.DEVNULL, stdout=output,
             stderr=subprocess.PIPE, text=True, start_new_session=True)
 
-    def run(self, machines, *options, playbook='remove.yml', is_sampled=False):
+    def run(self, machines, *options, is_sampled=False, **more):
         for machine in machines:
             with open(f'{machine.root}.times', 'w', encoding='ascii'):
                 pass
         began, before = time.monotonic(), resource.getrusage(resource.RUSAGE_CHILDREN)
-        process = self.start(machines, *options, playbook=playbook)
+        process = self.start(machines, *options, **more)
         memory = Memory(process.pid) if is_sampled else None
         out, err = process.communicate()
         after = resource.getrusage(resource.RUSAGE_CHILDREN)

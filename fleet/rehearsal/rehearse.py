@@ -13,7 +13,7 @@ import time
 
 import report
 from engine import Engine
-from estate import DATA, HOME, STATE_FOLDER, Base, Machine
+from estate import DATA, HERE, HOME, STATE_FOLDER, Base, Machine
 from kinds import KINDS, mixed
 from look import look
 
@@ -207,8 +207,8 @@ class Rehearsal:
         """What a shell task with "removes:" says of a failed removal."""
         self.section('A shell task instead of the role')
         machine, = self.make('n', ['failing'])
-        first = self.engine.run([machine], playbook='naive.yml')
-        second = self.engine.run([machine], playbook='naive.yml')
+        first = self.engine.run([machine], playbook=HERE / 'naive.yml')
+        second = self.engine.run([machine], playbook=HERE / 'naive.yml')
         state = machine.state()['state']
         role = self.engine.run([machine])
         self.naive_story = [
@@ -222,10 +222,33 @@ class Rehearsal:
         self.check('a shell task calls a failed removal done; the role does not',
                    [] if says == ['failed', 'ok', 'failed', 'failed: state-failed'] else says)
 
+    def administrator(self):
+        """What is in the collection, by its names, on machines of which nothing is known: the instances are searched."""
+        self.section('The playbooks of the collection')
+        machines = self.make('a', ['ready', 'none', 'ready', 'failing'])
+        look = self.engine.run(machines, playbook='hotfix.removal.look', is_told=False)
+        wrong = []
+        for machine in machines:
+            told, state = look.last(machine.name).get('hotfix_found.states'), machine.state()['state']
+            print(f'     {machine.name}: look: {told}')
+            if told != {state: 1} or look.outcome(machine.name) != 'ok':
+                wrong.append(f'{machine.name}: {told} instead of {state}')
+        scenario = self.engine.run(machines[:1], playbook=self.work / 'collections/ansible_collections/hotfix/removal/tests/scenario.yml',
+                                   is_told=False)
+        if scenario.status != 0:
+            wrong.append(f'the scenario: {scenario.text[-1000:]}')
+        # In batches of one, one and all; the first failure ends it.
+        roll = self.engine.run(machines, playbook='hotfix.removal.remove', is_told=False)
+        outcomes = [roll.outcome(machine.name) for machine in machines]
+        print(f'     remove: {", ".join(outcomes)}')
+        if outcomes != ['ok', 'ok', 'changed', 'failed: platform-failed']:
+            wrong.append(f'remove: {outcomes}')
+        self.check('the playbooks find the instances, tell the states and remove', wrong)
+
     def management(self):
         """The scripts for Munki and Jamf Pro, with the real programs, called as those call them."""
         self.section('Munki and Jamf Pro')
-        ready, failing = self.make('s', ['ready', 'failing'])
+        ready, failing, busy = self.make('s', ['ready', 'failing', 'ready'])
         made = self.work / 'made'
         subprocess.run([f'{self.options.checkout}/fleet/mac/make-scripts', '--home', HOME, '--data',
                         '/Users/%u/Vantelmor Data', '--programs', '/usr/sbin', '--to', made],
@@ -243,7 +266,7 @@ class Rehearsal:
                 wrong.append(f'{machine.name}: {words[0]}: {answer.returncode} {answer.stdout}{answer.stderr}')
             print(f'     {machine.name}: {words[0].split("/")[-1]}: {answer.stdout.strip()}')
 
-        for machine in (ready, failing):
+        for machine in (ready, failing, busy):
             subprocess.run(['cp', '-R', made, f'{self.options.checkout}/Tests/Fleet/as-munki', machine.path('var/tmp')],
                            check=True)
         expect(ready, 0, '<result>removable</result>', attribute)
@@ -260,6 +283,25 @@ class Rehearsal:
             if machine.state()['state'] != 'removed' or machine.wrong_owners():
                 wrong.append(f'{machine.name}: {machine.state()["state"]} {machine.wrong_owners()}')
         self.check('the scripts for Munki and Jamf Pro remove, verify, and tell of a failure each time', wrong)
+        self.two_engines(busy, [*environment, *policy])
+
+    def two_engines(self, machine, policy):
+        """Ansible comes while Jamf Pro removes."""
+        hold = machine.path('etc/rehearsal/hold')
+        hold.touch()
+        other = machine.start(*policy)
+        end = time.monotonic() + 60
+        while machine.path(HOME + '/deploy/uninstall.hotfix.xml').exists() and time.monotonic() < end:
+            time.sleep(0.05)
+        machine.variables = {'hotfix_remove_lock_timeout': 0}
+        during = self.engine.run([machine]).outcome(machine.name)
+        hold.unlink()
+        status = other.wait()
+        after = self.engine.run([machine]).outcome(machine.name)
+        told = (during, status, after, machine.state()['state'])
+        print(f'     {machine.name}: Ansible during the removal: {during}; after it: {after}')
+        self.check('two engines do not remove at the same time',
+                   [] if told == ('failed: locked', 0, 'ok', 'removed') else [str(told)])
 
     def document(self):
         def story(machine):
@@ -300,6 +342,7 @@ def main():
     if not options.only_rollout:
         rehearsal.killed()
         rehearsal.naive()
+        rehearsal.administrator()
         rehearsal.management()
     document = rehearsal.document()
     to = pathlib.Path(options.to)
@@ -317,4 +360,5 @@ def main():
     sys.exit(1 if failed else 0)
 
 
-main()
+if __name__ == '__main__':
+    main()

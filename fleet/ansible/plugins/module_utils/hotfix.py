@@ -31,6 +31,7 @@ FOLDERS = ['/usr/local/sbin', '/usr/sbin', '/opt/local/sbin']
 _LONGEST_TEXT = 2000
 _MOST_EVIDENCE = 64 * 1024 * 1024
 _UNKNOWN_HOME = '${env.HOME}'
+_HOMES = '/Users'
 
 
 class Failure(Exception):
@@ -301,11 +302,28 @@ def owner_of(path):
         return None
 
 
+def users_with(recorded):
+    """The users who have the workspace that is recorded relative to their home folders, each with its path."""
+    homes = dict((entry.pw_dir, entry.pw_name) for entry in pwd.getpwall() if entry.pw_uid != 0)
+    # Those of a directory service are not always listed.
+    for name in os.listdir(_HOMES) if os.path.isdir(_HOMES) else []:
+        home = os.path.join(_HOMES, name)
+        user = owner_of(home)
+        if home not in homes and user not in (None, 'root'):
+            homes[home] = user
+    found = []
+    for home in sorted(homes):
+        path = recorded.replace(_UNKNOWN_HOME, home)
+        if os.path.isdir(path) and not os.path.islink(path):
+            found.append((homes[home], path))
+    return found
+
+
 def resolve(programs, home, data, owner):
     """Finds the data folder and its owner, who is to get the workspace. Guesses neither.
 
-    The data folder is the given one, else the recorded one, else the platform's default. The owner is the given one,
-    else the folder's.
+    The data folder is the given one, else the recorded one, else the platform's default. One that is recorded for any
+    user is that of the only user who has it. The owner is the given one, else the folder's.
     """
     if not os.path.isabs(home):
         raise Failure('wrong-argument', 'The home folder is not an absolute path: %s' % home)
@@ -319,7 +337,13 @@ def resolve(programs, home, data, owner):
     if not data:
         data = exact(document.get('data'))
         if data and _UNKNOWN_HOME in data:
-            raise Failure('owner-unknown', 'The workspace of %s is %s: name the user, or the data folder' % (home, data))
+            users = users_with(data)
+            if len(users) != 1:
+                raise Failure('owner-unknown', 'The workspace of %s is %s, which %s: name the user, or the data folder'
+                              % (home, data, 'several users have, ' + ' and '.join(user for user, _path in users) if users
+                                 else 'no user has'))
+            owner, data = users[0]
+            programs.act_for(owner)
         data = data or os.path.join(home, 'systemdata')
     if not owner:
         owner = owner_of(data)

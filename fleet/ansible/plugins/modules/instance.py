@@ -23,7 +23,8 @@ options:
   data:
     description:
       - Data folder of the instance, the workspace.
-      - Without it, the folder that the instance has recorded, else C(systemdata) in the home folder.
+      - Without it, the folder that the instance has recorded, else C(systemdata) in the home folder. What is recorded for
+        any user is that of the only user who has such a folder; with several, it must be given, or the owner.
     type: str
   owner:
     description:
