@@ -188,6 +188,13 @@ class StateFolder(object):
         return self.file('.before.json')
 
     @property
+    def packed_file(self):
+        return self.file('.evidence.tar.gz')
+
+    def has_packed(self):
+        return os.path.exists(self.packed_file)
+
+    @property
     def descriptor(self):
         return self._descriptor
 
@@ -238,10 +245,11 @@ class StateFolder(object):
     def settle(self):
         """The removal is verified: the document is kept for reading only, under another name."""
         os.rename(self.before_file, self.file('.removed.json'))
+        if os.path.exists(self.file('.failure.json')):
+            os.unlink(self.file('.failure.json'))
 
     def pack(self, documents, files, folder):
         """Packs what support needs into one file, with plain files only, and not more than fits into 64 MiB."""
-        name = self.file('.evidence.tar.gz')
         descriptor, temporary = tempfile.mkstemp(dir=self.path)
         room = [_MOST_EVIDENCE]
 
@@ -276,8 +284,8 @@ class StateFolder(object):
                     for entry in sorted(names):
                         path = os.path.join(parent, entry)
                         add(archive, path, os.path.join('installHistory', os.path.relpath(path, folder)))
-        os.rename(temporary, name)
-        return name
+        os.rename(temporary, self.packed_file)
+        return self.packed_file
 
 
 class _Exactly(object):
