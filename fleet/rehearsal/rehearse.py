@@ -234,8 +234,8 @@ class Rehearsal:
             print(f'     {machine.name}: look: {told}')
             if told != {state: 1} or look.outcome(machine.name) != 'ok':
                 wrong.append(f'{machine.name}: {told} instead of {state}')
-        scenario = self.engine.run(machines[:1], playbook=self.work / 'collections/ansible_collections/hotfix/removal/tests/scenario.yml',
-                                   is_told=False)
+        file = self.work / 'collections/ansible_collections/hotfix/removal/tests/scenario.yml'
+        scenario = self.engine.run(machines[:1], playbook=file, is_told=False)
         if scenario.status != 0:
             wrong.append(f'the scenario: {scenario.text[-1000:]}')
         # In batches of one, one and all; the first failure ends it.

@@ -164,21 +164,23 @@ def flow(machines):
     for at in (0, 1):
         pairs = counted(road[at:at + 2] for road in roads)
         order = [list(columns[at]), list(columns[at + 1])]
-        for (start, end), number in sorted(pairs, key=lambda pair: (order[0].index(pair[0][0]), order[1].index(pair[0][1]))):
+        for (start, end), number in sorted(pairs, key=lambda pair: tuple(map(list.index, order, pair[0]))):
             a, b = columns[at][start], columns[at + 1][end]
             x, to, middle = lefts[at] + width, lefts[at + 1], (lefts[at] + width + lefts[at + 1]) / 2
             thick = max(number * unit, 3)
             y, z = a['top'] + a['out'], b['top'] + b['in']
             a['out'] += number * unit
             b['in'] += number * unit
-            parts.append(f'<path class="{tone(start if at == 0 else end)}" d="M{x} {y:.1f}C{middle} {y:.1f} {middle} {z:.1f} {to} {z:.1f}'
+            parts.append(f'<path class="{tone(start if at == 0 else end)}" '
+                         f'd="M{x} {y:.1f}C{middle} {y:.1f} {middle} {z:.1f} {to} {z:.1f}'
                          f'V{z + thick:.1f}C{middle} {z + thick:.1f} {middle} {y + thick:.1f} {x} {y + thick:.1f}Z"/>')
     for at, nodes in enumerate(columns):
         x, anchor = (lefts[at] - 8, 'end') if at == 0 else (lefts[at] + width + 8, 'start')
         parts.append(f'<text class="head" x="{x}" y="18" text-anchor="{anchor}">{heads[at]}</text>')
         for word, node in nodes.items():
-            parts.append(f'<rect class="{tone(word)}" x="{lefts[at]}" y="{node["top"]:.1f}" width="{width}" height="{node["height"]:.1f}" rx="2"/>')
-            parts.append(f'<text x="{x}" y="{node["top"] + max(node["height"], 10) / 2 + 5:.1f}" text-anchor="{anchor}">'
+            top, tall = node['top'], node['height']
+            parts.append(f'<rect class="{tone(word)}" x="{lefts[at]}" y="{top:.1f}" width="{width}" height="{tall:.1f}" rx="2"/>')
+            parts.append(f'<text x="{x}" y="{top + max(tall, 10) / 2 + 5:.1f}" text-anchor="{anchor}">'
                          f'{node["number"]} {text(word.replace("failed: ", ""))}</text>')
     told = '; '.join(f'{number} {road[0]}, first run {road[1]}, then {road[2]}' for road, number in counted(roads))
     return (f'<div class="card flow"><svg viewBox="0 0 1000 {height:.0f}" role="img" aria-label="{text(told)}">'
@@ -238,7 +240,8 @@ def times(document):
     chart = ''
     if taken:
         bars = ''.join(f'<i style="height: {100 * value / taken[-1]:.1f}%"></i>' for value in taken)
-        told = f'{several(len(taken), "removal")}, from {seconds(taken[0])} to {seconds(taken[-1])}, half of them within {seconds(taken[len(taken) // 2])}'
+        told = (f'{several(len(taken), "removal")}, from {seconds(taken[0])} to {seconds(taken[-1])}, '
+                f'half of them within {seconds(taken[len(taken) // 2])}')
         chart = (f'<div class="card" style="margin-top: .8rem"><h3>Each removal on its machine</h3>'
                  f'<div class="columns" role="img" aria-label="{told}">{bars}</div><p class="soft">{told}.</p></div>')
     return f'<div class="card"><ol class="runs">{rows}</ol></div>{chart}'
