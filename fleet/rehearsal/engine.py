@@ -2,9 +2,11 @@
 
 import json
 import os
+import pathlib
 import resource
 import signal
 import subprocess
+import threading
 import time
 
 from estate import DATA, HERE, HOME
@@ -28,41 +30,45 @@ class Engine:
         }
         self.evidence = work / 'evidence'
 
-    def _inventory(self, machines):
+    def _inventory(self, machines, is_told):
         hosts = {machine.name: dict(machine.variables, ansible_host=str(machine.root)) for machine in machines}
         inventory = {'all': {'hosts': hosts, 'vars': {
             'ansible_connection': 'community.general.chroot', 'ansible_user': 'operator',
             'ansible_python_interpreter': '/usr/bin/python3', 'home': HOME, 'data': DATA,
-            'hotfix_remove_evidence': str(self.evidence),
-            'hotfix_remove_instances': [{'home': HOME, 'data': DATA}]}}}
+            'hotfix_remove_evidence': str(self.evidence)}}}
+        if is_told:
+            inventory['all']['vars']['hotfix_remove_instances'] = [{'home': HOME, 'data': DATA}]
         file = self.work / 'inventory.json'
         file.write_text(json.dumps(inventory, indent=1))
         return file
 
-    def start(self, machines, *options, playbook='remove.yml', output=subprocess.PIPE):
+    def start(self, machines, *options, playbook=HERE / 'remove.yml', is_told=True, output=subprocess.PIPE):
+        """is_told: where the instances are, which otherwise are searched."""
         return subprocess.Popen(
-            ['ansible-playbook', '--forks', str(self.forks), '-i', self._inventory(machines), *options,
-             HERE / playbook], env=self.environment, cwd=self.work, stdin=subprocess.DEVNULL, stdout=output,
+            ['ansible-playbook', '--forks', str(self.forks), '-i', self._inventory(machines, is_told), *options,
+             playbook], env=self.environment, cwd=self.work, stdin=subprocess.DEVNULL, stdout=output,
             stderr=subprocess.PIPE, text=True, start_new_session=True)
 
-    def run(self, machines, *options, playbook='remove.yml'):
+    def run(self, machines, *options, is_sampled=False, **more):
         for machine in machines:
             with open(f'{machine.root}.times', 'w', encoding='ascii'):
                 pass
         began, before = time.monotonic(), resource.getrusage(resource.RUSAGE_CHILDREN)
-        process = self.start(machines, *options, playbook=playbook)
+        process = self.start(machines, *options, **more)
+        memory = Memory(process.pid) if is_sampled else None
         out, err = process.communicate()
         after = resource.getrusage(resource.RUSAGE_CHILDREN)
         run = Run(out, err, process.returncode)
         run.seconds = time.monotonic() - began
         processor = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
-        target = 0.0
+        taken = []
         for machine in machines:
             with open(f'{machine.root}.times', encoding='ascii') as file:
-                target += sum(float(word) for word in file.read().split())
-        run.target_seconds = target
-        run.controller_seconds = max(0.0, processor - target)
-        run.controller_memory = after.ru_maxrss // 1024
+                taken += [line.split() for line in file]
+        run.target_seconds = sum(float(user) + float(kernel) for user, kernel, _ in taken)
+        run.target_memory = max((int(largest) for _, _, largest in taken), default=0) // 1024
+        run.controller_seconds = max(0.0, processor - run.target_seconds)
+        run.controller_memory = memory.most() if memory else after.ru_maxrss // 1024
         return run
 
     def run_and_kill(self, machines, when, *options):
@@ -75,6 +81,39 @@ class Engine:
             os.killpg(process.pid, signal.SIGKILL)
         process.communicate()
         return came
+
+
+class Memory(threading.Thread):
+    """The most memory that the engine and its forks have at a time: what they share is counted once."""
+
+    def __init__(self, session):
+        super().__init__(daemon=True)
+        self._session = session
+        self._most = 0
+        self._has_ended = threading.Event()
+        self.start()
+
+    def run(self):
+        while not self._has_ended.wait(0.5):
+            self._most = max(self._most, self._now())
+
+    def _now(self):
+        total = 0
+        for folder in pathlib.Path('/proc').glob('[0-9]*'):
+            try:
+                if os.getsid(int(folder.name)) != self._session or b'ansible-playbook' not in (folder / 'cmdline').read_bytes():
+                    continue
+                shares = (folder / 'smaps_rollup').read_text(encoding='ascii')
+                total += next(int(line.split()[1]) for line in shares.splitlines() if line.startswith('Pss:'))
+            except (OSError, StopIteration):
+                pass
+        return total // 1024
+
+    def most(self):
+        """MiB. Ends the looking."""
+        self._has_ended.set()
+        self.join()
+        return self._most
 
 
 class Run:
@@ -112,11 +151,11 @@ class Run:
         return 'changed' if stats['changed'] else 'ok'
 
     def reason(self, host):
+        if self.stats.get(host, {}).get('unreachable'):
+            return 'The machine does not answer'
         item = self.item(host)
         if item.get('msg'):
             return item['msg']
-        if self.stats.get(host, {}).get('unreachable'):
-            return 'The machine does not answer'
         results = self._results.get(host, [])
         return str(results[-1][1].get('msg', '')) if results else ''
 

@@ -95,7 +95,7 @@ class Machine:
         self.kind = kind
         self.root = base.work / 'machines' / name
         self._process = None
-        layer = base.work / 'layers' / name
+        self._layer = layer = base.work / 'layers' / name
         for folder in (layer / 'changes', layer / 'work', self.root):
             folder.mkdir(parents=True)
         call('mount', '-t', 'overlay', 'overlay', '-o',
@@ -139,6 +139,15 @@ class Machine:
         shutil.rmtree(self.root / 'run', ignore_errors=True)
         (self.root / 'run').mkdir(exist_ok=True)
         self.boot()
+
+    def discard(self):
+        """It is gone, with all that it had."""
+        self._process.kill()
+        self._process.wait()
+        # What others have mounted below a root of their own holds it a moment longer.
+        call('umount', '--lazy', '--recursive', self.root)
+        self.root.rmdir()
+        shutil.rmtree(self._layer)
 
     # ----- What a person at it does -----
 

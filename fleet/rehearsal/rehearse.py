@@ -13,8 +13,9 @@ import time
 
 import report
 from engine import Engine
-from estate import DATA, HOME, STATE_FOLDER, Base, Machine
+from estate import DATA, HERE, HOME, STATE_FOLDER, Base, Machine
 from kinds import KINDS, mixed
+from look import look
 
 
 class Rehearsal:
@@ -59,8 +60,8 @@ class Rehearsal:
             machines.append(machine)
         return machines
 
-    def tell(self, machine, step, outcome, text=''):
-        machine.story.append({'step': step, 'outcome': outcome, 'text': text})
+    def tell(self, machine, step, outcome, text='', seconds=None):
+        machine.story.append({'step': step, 'outcome': outcome, 'text': text, 'seconds': seconds})
 
     def run(self, step, title, machines, *options):
         run = self.engine.run(machines, *options)
@@ -75,8 +76,7 @@ class Rehearsal:
                 text += ' (' + ' '.join(item['notes']) + ')'
             if item.get('seconds') is not None and outcome == 'changed' and step != 'check':
                 machine.seconds = item['seconds']
-            machine.found = getattr(machine, 'found', None) or item.get('state_before')
-            self.tell(machine, title, outcome, text)
+            self.tell(machine, title, outcome, text, item.get('seconds'))
             if outcome != KINDS[machine.kind].expected[step]:
                 wrong.append(f'{machine.name} ({KINDS[machine.kind].title}): {outcome} instead of '
                              f'{KINDS[machine.kind].expected[step]}. {text[:300]}')
@@ -126,8 +126,9 @@ class Rehearsal:
 
         self.section('First run')
         first = self.run('first', 'first run', self.machines)
-        self.check('a failed removal left its evidence with the controller', [
-            machine.name for machine in self.machines if first.item(machine.name).get('evidence')
+        self.check('a failed removal, also an earlier one, left its evidence with the controller', [
+            machine.name for machine in self.machines
+            if first.outcome(machine.name).startswith(('failed: platform', 'failed: state'))
             and not list((self.engine.evidence / machine.name).glob('*.tar.gz'))])
 
         self.section('Second run')
@@ -207,8 +208,8 @@ class Rehearsal:
         """What a shell task with "removes:" says of a failed removal."""
         self.section('A shell task instead of the role')
         machine, = self.make('n', ['failing'])
-        first = self.engine.run([machine], playbook='naive.yml')
-        second = self.engine.run([machine], playbook='naive.yml')
+        first = self.engine.run([machine], playbook=HERE / 'naive.yml')
+        second = self.engine.run([machine], playbook=HERE / 'naive.yml')
         state = machine.state()['state']
         role = self.engine.run([machine])
         self.naive_story = [
@@ -222,10 +223,33 @@ class Rehearsal:
         self.check('a shell task calls a failed removal done; the role does not',
                    [] if says == ['failed', 'ok', 'failed', 'failed: state-failed'] else says)
 
+    def administrator(self):
+        """What is in the collection, by its names, on machines of which nothing is known: the instances are searched."""
+        self.section('The playbooks of the collection')
+        machines = self.make('a', ['ready', 'none', 'ready', 'failing'])
+        look = self.engine.run(machines, playbook='hotfix.removal.look', is_told=False)
+        wrong = []
+        for machine in machines:
+            told, state = look.last(machine.name).get('hotfix_found.states'), machine.state()['state']
+            print(f'     {machine.name}: look: {told}')
+            if told != {state: 1} or look.outcome(machine.name) != 'ok':
+                wrong.append(f'{machine.name}: {told} instead of {state}')
+        file = self.work / 'collections/ansible_collections/hotfix/removal/tests/scenario.yml'
+        scenario = self.engine.run(machines[:1], playbook=file, is_told=False)
+        if scenario.status != 0:
+            wrong.append(f'the scenario: {scenario.text[-1000:]}')
+        # In batches of one, one and all; the first failure ends it.
+        roll = self.engine.run(machines, playbook='hotfix.removal.remove', is_told=False)
+        outcomes = [roll.outcome(machine.name) for machine in machines]
+        print(f'     remove: {", ".join(outcomes)}')
+        if outcomes != ['ok', 'ok', 'changed', 'failed: platform-failed']:
+            wrong.append(f'remove: {outcomes}')
+        self.check('the playbooks find the instances, tell the states and remove', wrong)
+
     def management(self):
         """The scripts for Munki and Jamf Pro, with the real programs, called as those call them."""
         self.section('Munki and Jamf Pro')
-        ready, failing = self.make('s', ['ready', 'failing'])
+        ready, failing, busy = self.make('s', ['ready', 'failing', 'ready'])
         made = self.work / 'made'
         subprocess.run([f'{self.options.checkout}/fleet/mac/make-scripts', '--home', HOME, '--data',
                         '/Users/%u/Vantelmor Data', '--programs', '/usr/sbin', '--to', made],
@@ -243,7 +267,7 @@ class Rehearsal:
                 wrong.append(f'{machine.name}: {words[0]}: {answer.returncode} {answer.stdout}{answer.stderr}')
             print(f'     {machine.name}: {words[0].split("/")[-1]}: {answer.stdout.strip()}')
 
-        for machine in (ready, failing):
+        for machine in (ready, failing, busy):
             subprocess.run(['cp', '-R', made, f'{self.options.checkout}/Tests/Fleet/as-munki', machine.path('var/tmp')],
                            check=True)
         expect(ready, 0, '<result>removable</result>', attribute)
@@ -260,6 +284,25 @@ class Rehearsal:
             if machine.state()['state'] != 'removed' or machine.wrong_owners():
                 wrong.append(f'{machine.name}: {machine.state()["state"]} {machine.wrong_owners()}')
         self.check('the scripts for Munki and Jamf Pro remove, verify, and tell of a failure each time', wrong)
+        self.two_engines(busy, [*environment, *policy])
+
+    def two_engines(self, machine, policy):
+        """Ansible comes while Jamf Pro removes."""
+        hold = machine.path('etc/rehearsal/hold')
+        hold.touch()
+        other = machine.start(*policy)
+        end = time.monotonic() + 60
+        while machine.path(HOME + '/deploy/uninstall.hotfix.xml').exists() and time.monotonic() < end:
+            time.sleep(0.05)
+        machine.variables = {'hotfix_remove_lock_timeout': 0}
+        during = self.engine.run([machine]).outcome(machine.name)
+        hold.unlink()
+        status = other.wait()
+        after = self.engine.run([machine]).outcome(machine.name)
+        told = (during, status, after, machine.state()['state'])
+        print(f'     {machine.name}: Ansible during the removal: {during}; after it: {after}')
+        self.check('two engines do not remove at the same time',
+                   [] if told == ('failed: locked', 0, 'ok', 'removed') else [str(told)])
 
     def document(self):
         def story(machine):
@@ -271,8 +314,9 @@ class Rehearsal:
             for step in machine.story:
                 if step['step'] == 'first run' and step['outcome'].startswith(('failed', 'unreachable')):
                     cause = step['outcome'].replace('failed: ', '')
-                    causes.setdefault(cause, []).append({'machine': machine.name, 'reason': step['text'],
-                                                         'wayOut': KINDS[machine.kind].cured_by})
+                    causes.setdefault(cause, []).append({
+                        'machine': machine.name, 'kind': KINDS[machine.kind].title, 'reason': step['text'],
+                        'wayOut': KINDS[machine.kind].cured_by})
         return {'document': 'fleetRehearsal', 'schemaVersion': '1.0', 'hosts': len(self.machines),
                 'forks': self.options.forks,
                 'time': time.strftime('%Y-%m-%dT%H:%M:%SZ', time.gmtime()),
@@ -290,6 +334,7 @@ def main():
     parser.add_argument('--hosts', type=int, required=True)
     parser.add_argument('--forks', type=int, required=True)
     parser.add_argument('--only-rollout', action='store_true')
+    parser.add_argument('--no-browser', action='store_true')
     options = parser.parse_args()
     rehearsal = Rehearsal(options)
     rehearsal.estate()
@@ -298,16 +343,23 @@ def main():
     if not options.only_rollout:
         rehearsal.killed()
         rehearsal.naive()
+        rehearsal.administrator()
         rehearsal.management()
     document = rehearsal.document()
     to = pathlib.Path(options.to)
     to.mkdir(parents=True, exist_ok=True)
     (to / 'fleet-rehearsal.json').write_text(json.dumps(document, indent=1) + '\n')
-    (to / 'fleet-rehearsal.html').write_text(report.page(document), encoding='utf-8')
+    page = to / 'fleet-rehearsal.html'
+    page.write_text(report.page(document), encoding='utf-8')
+    if not options.only_rollout and not options.no_browser:
+        rehearsal.section('The report in a browser')
+        rehearsal.check('the report is complete in itself, and readable in light, in dark and on a phone',
+                        look(document, page, to / 'pictures'))
     failed = sum(not check['passed'] for check in rehearsal.checks)
-    print(f'\nReport: {to}/fleet-rehearsal.html\n')
+    print(f'\nReport: {page}\n')
     print(f'{len(rehearsal.checks) - failed} passed, {failed} failed')
     sys.exit(1 if failed else 0)
 
 
-main()
+if __name__ == '__main__':
+    main()

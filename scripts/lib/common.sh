@@ -18,7 +18,8 @@ packages_bench="libbenchmark-dev libplist-utils xmlstarlet libxml2-utils rsync l
 packages_fresh_machine="debootstrap"
 packages_trace="strace"
 packages_memcheck="valgrind libc6-dbg"
-packages_fleet="ansible sudo procps python3 util-linux"
+packages_fleet="ansible sudo procps python3 util-linux time"
+packages_browser="chromium-headless-shell fonts-dejavu-core"
 packages_ansible_checks="ansible ansible-lint yamllint python3-yaml"
 
 fail() {

@@ -31,6 +31,7 @@ FOLDERS = ['/usr/local/sbin', '/usr/sbin', '/opt/local/sbin']
 _LONGEST_TEXT = 2000
 _MOST_EVIDENCE = 64 * 1024 * 1024
 _UNKNOWN_HOME = '${env.HOME}'
+_HOMES = '/Users'
 
 
 class Failure(Exception):
@@ -187,6 +188,13 @@ class StateFolder(object):
         return self.file('.before.json')
 
     @property
+    def packed_file(self):
+        return self.file('.evidence.tar.gz')
+
+    def has_packed(self):
+        return os.path.exists(self.packed_file)
+
+    @property
     def descriptor(self):
         return self._descriptor
 
@@ -202,8 +210,10 @@ class StateFolder(object):
                           % (self.path, os.geteuid()))
 
     def lock(self, seconds):
-        """Lets one removal a machine and instance run at a time. The descriptor goes on to the tool."""
-        descriptor = os.open(self.file('.lock'), os.O_RDWR | os.O_CREAT | os.O_NOFOLLOW, 0o600)
+        """Lets one removal run at a time on the machine, whichever engine began it: the scripts for management systems
+        take the same lock. The kernel holds it, for as long as a process has the descriptor, which goes on to the tool.
+        """
+        descriptor = os.open(os.path.join(self.path, 'lock'), os.O_RDWR | os.O_CREAT | os.O_NOFOLLOW, 0o600)
         end = time.time() + seconds
         while True:
             try:
@@ -213,7 +223,7 @@ class StateFolder(object):
             except (IOError, OSError):
                 if time.time() >= end:
                     os.close(descriptor)
-                    raise Failure('locked', 'Another removal of this instance runs, and did not end in %d s' % seconds)
+                    raise Failure('locked', 'Another removal runs on this machine, and did not end in %d s' % seconds)
                 time.sleep(0.5)
 
     def write(self, ending, document):
@@ -235,10 +245,11 @@ class StateFolder(object):
     def settle(self):
         """The removal is verified: the document is kept for reading only, under another name."""
         os.rename(self.before_file, self.file('.removed.json'))
+        if os.path.exists(self.file('.failure.json')):
+            os.unlink(self.file('.failure.json'))
 
     def pack(self, documents, files, folder):
         """Packs what support needs into one file, with plain files only, and not more than fits into 64 MiB."""
-        name = self.file('.evidence.tar.gz')
         descriptor, temporary = tempfile.mkstemp(dir=self.path)
         room = [_MOST_EVIDENCE]
 
@@ -273,8 +284,8 @@ class StateFolder(object):
                     for entry in sorted(names):
                         path = os.path.join(parent, entry)
                         add(archive, path, os.path.join('installHistory', os.path.relpath(path, folder)))
-        os.rename(temporary, name)
-        return name
+        os.rename(temporary, self.packed_file)
+        return self.packed_file
 
 
 class _Exactly(object):
@@ -299,11 +310,28 @@ def owner_of(path):
         return None
 
 
+def users_with(recorded):
+    """The users who have the workspace that is recorded relative to their home folders, each with its path."""
+    homes = dict((entry.pw_dir, entry.pw_name) for entry in pwd.getpwall() if entry.pw_uid != 0)
+    # Those of a directory service are not always listed.
+    for name in os.listdir(_HOMES) if os.path.isdir(_HOMES) else []:
+        home = os.path.join(_HOMES, name)
+        user = owner_of(home)
+        if home not in homes and user not in (None, 'root'):
+            homes[home] = user
+    found = []
+    for home in sorted(homes):
+        path = recorded.replace(_UNKNOWN_HOME, home)
+        if os.path.isdir(path) and not os.path.islink(path):
+            found.append((homes[home], path))
+    return found
+
+
 def resolve(programs, home, data, owner):
     """Finds the data folder and its owner, who is to get the workspace. Guesses neither.
 
-    The data folder is the given one, else the recorded one, else the platform's default. The owner is the given one,
-    else the folder's.
+    The data folder is the given one, else the recorded one, else the platform's default. One that is recorded for any
+    user is that of the only user who has it. The owner is the given one, else the folder's.
     """
     if not os.path.isabs(home):
         raise Failure('wrong-argument', 'The home folder is not an absolute path: %s' % home)
@@ -317,7 +345,13 @@ def resolve(programs, home, data, owner):
     if not data:
         data = exact(document.get('data'))
         if data and _UNKNOWN_HOME in data:
-            raise Failure('owner-unknown', 'The workspace of %s is %s: name the user, or the data folder' % (home, data))
+            users = users_with(data)
+            if len(users) != 1:
+                raise Failure('owner-unknown', 'The workspace of %s is %s, which %s: name the user, or the data folder'
+                              % (home, data, 'several users have, ' + ' and '.join(user for user, _path in users) if users
+                                 else 'no user has'))
+            owner, data = users[0]
+            programs.act_for(owner)
         data = data or os.path.join(home, 'systemdata')
     if not owner:
         owner = owner_of(data)

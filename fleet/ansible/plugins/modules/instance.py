@@ -23,7 +23,8 @@ options:
   data:
     description:
       - Data folder of the instance, the workspace.
-      - Without it, the folder that the instance has recorded, else C(systemdata) in the home folder.
+      - Without it, the folder that the instance has recorded, else C(systemdata) in the home folder. What is recorded for
+        any user is that of the only user who has such a folder; with several, it must be given, or the owner.
     type: str
   owner:
     description:
@@ -69,12 +70,12 @@ options:
     default: accept
   state_folder:
     description:
-      - Folder of root on the machine that keeps what the instance was like before a removal, and the evidence of a
-        failed one.
+      - Folder of root on the machine that keeps what the instance was like before a removal, the lock that other engines
+        take too, and the evidence of a failed removal.
     type: str
     default: /var/db/hotfixUninstall
   lock_timeout:
-    description: How many seconds to wait for another removal of this instance to end.
+    description: How many seconds to wait for another removal on the machine to end, by whatever engine.
     type: int
     default: 600
   inspect_program:
@@ -135,7 +136,7 @@ way_out:
   elements: str
 evidence:
   description: An archive on the machine with the trace, the gathered logs and the documents, for support.
-  returned: when a removal was tried and failed
+  returned: when a removal was tried and failed, now or earlier
   type: str
 seconds:
   description: How long it took on the machine.
@@ -282,7 +283,7 @@ class Removal(object):
         evidence = '; '.join(shown(text) for text in self.now['evidence'])
         reason = 'An earlier removal %s: %s' % ('failed' if self.now['state'] == 'failed' else 'was interrupted', evidence)
         last = self.folder.read('.failure.json')
-        if last:
+        if last and not last['cause'].startswith('state-'):
             reason += '. The reason then was: %s' % last['reason']
         if not self.parameters['leave_failed']:
             raise Failure('state-' + self.now['state'], reason)
@@ -386,8 +387,18 @@ class Removal(object):
         self.result['changed'] = True
         self.result.setdefault('msg', 'The hotfix was removed, and that was verified')
 
+    def is_for_support(self, failure):
+        """Whether a removal has left something to look at, by this run or before. A check touches nothing."""
+        is_left = failure.cause in ('state-failed', 'state-interrupted', 'state-inconsistent')
+        return (not self.module.check_mode and self.folder.descriptor is not None
+                and (is_left or failure.details.get('is_tried', False)))
+
     def evidence_of(self, failure):
         """Keeps what support needs. Whatever goes wrong here must not hide the reason."""
+        if not failure.details.get('is_tried') and self.folder.read('.failure.json') and self.folder.has_packed():
+            # Nothing has happened since, and a run that does nothing changes nothing.
+            self.result['evidence'] = self.folder.packed_file
+            return
         self.folder.write('.failure.json', dict(cause=failure.cause, reason=failure.reason,
                                                 time=time.strftime('%Y-%m-%dT%H:%M:%SZ', time.gmtime())))
         documents = dict(before=self.folder.read('.before.json'), now=self.now, failure=self.folder.read('.failure.json'),
@@ -421,10 +432,9 @@ def main():
     try:
         removal.run()
     except Failure as failure:
-        if not module.check_mode and removal.folder.descriptor is not None:
+        if removal.is_for_support(failure):
             try:
-                if failure.details.get('is_tried'):
-                    removal.evidence_of(failure)
+                removal.evidence_of(failure)
             except (OSError, IOError, Failure) as error:
                 removal.note('The evidence could not be kept: %s' % error)
         removal.result.update(cause=failure.cause, changed=False, seconds=round(time.time() - began, 2))
