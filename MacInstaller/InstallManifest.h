@@ -10,11 +10,11 @@ namespace hotfix {
 
 class XmlDocument;
 
-/// An install manifest: the XML document that tells a provisioning run which features to install, update or remove.
+/// An install manifest: the XML document that lists the features to install, update or remove in a provisioning run.
 ///
-/// Opens one file, rewrites the "${installer.root}" references of its features in memory, and saves it. Knows nothing
-/// about the instance. A file that is missing, unreadable or no XML gives an object without a document: both
-/// operations then answer false and log nothing.
+/// Opens one file, rewrites the "${installer.root}" references of its features in memory, and saves it. Does not depend
+/// on the instance. A file that is missing, unreadable or not XML gives an object without a document: both operations
+/// then return false and log nothing.
 class InstallManifest {
  public:
   /// Parses the file at \a path.
@@ -23,18 +23,18 @@ class InstallManifest {
   InstallManifest& operator=(const InstallManifest&) = delete;
   ~InstallManifest();
 
-  /// Replaces "${installer.root}" by \a root, exactly as it is, in the `url` attribute of every feature that is
-  /// reached from the root element by domain-object / object-data / install / installfeature* / requirements /
-  /// feature*. Only the first element of a name is entered where no star stands.
+  /// Replaces "${installer.root}" with the unchanged \a root in the `url` attribute of every feature on the path
+  /// domain-object / object-data / install / installfeature* / requirements / feature* below the root element. Without
+  /// a star, only the first element of a name is used.
   ///
-  /// \return true when an installfeature was reached, whether or not anything was replaced. Otherwise false, with one
-  ///     line at level 3 that names the element that was not found.
+  /// \return true when an installfeature was found, whether or not anything was replaced. Otherwise false, with one log
+  ///     line at level 3 that names the missing element.
   bool replaceInstallerRootWith(const std::string& root);
 
   /// Writes the document as indented XML to \a path, in a folder that must exist, or back to its own file when the path
   /// is absent.
   ///
-  /// Atomic: on failure the target keeps its old content.
+  /// Atomic: after a failure, the target has its old content.
   /// \return true on success; false without a log line otherwise.
   bool saveInstallManifestAs(const OptionalString& path) const;
 

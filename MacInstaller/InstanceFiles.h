@@ -7,12 +7,12 @@ namespace hotfix {
 
 // Files of an instance that more than one source names.
 
-/// What a hotfix leaves behind for its removal, relative to the home folder.
+/// The manifest that a hotfix leaves for its removal, relative to the home folder.
 inline constexpr char kUninstallManifest[] = "deploy/uninstall.hotfix.xml";
-/// What the launcher applies at its next start, relative to the folder `deploy`.
+/// The manifest that the launcher applies at its next start, relative to the folder `deploy`.
 inline constexpr char kUpdateManifest[] = "install.update.xml";
 
-/// Group and mode of what the installer makes or repairs: the members of the group are administrators.
+/// Group and mode of entries that the installer creates or repairs: the members of the group are administrators.
 inline constexpr char kInstallerGroup[] = "admin";
 inline constexpr mode_t kInstallerMode = 0775;
 

@@ -14,28 +14,28 @@
 
 namespace hotfix {
 
-/// One installed instance of the platform: where each of its files lives, and every operation on them.
+/// One installed instance of the platform: the paths of its files, and every operation on them.
 ///
-/// All operations work from two paths, the home folder and the data folder (workspace); both may be absent. Without a
-/// home folder a getter answers none or false and logs nothing, and a setter does nothing, except where said. Each
-/// operation reads its files afresh and writes them back before it returns; every rewrite of a file is atomic (see
-/// platform::writeFileAtomically). Paths below are relative to the home folder unless said otherwise.
+/// All operations use two paths, the home folder and the data folder (workspace). Both may be absent. Without a home
+/// folder, a getter returns none or false and logs nothing, and a setter does nothing, unless stated otherwise. Each
+/// operation reads its files again and writes them back before it returns. Every rewrite of a file is atomic (see
+/// platform::writeFileAtomically). Paths below are relative to the home folder unless stated otherwise.
 ///
-/// An operation makes no folder, except where said: what it writes needs the folder around it. That is the home folder
-/// itself where no other is named.
+/// An operation creates no folder unless stated otherwise: the parent folder of a written file must exist. It is the
+/// home folder if no other folder is named.
 class InstanceService {
  public:
-  // ----- Making an instance service -----
+  // ----- Construction -----
 
-  /// For the instance at \a pathToRcphome, with side effects that every caller inherits:
+  /// For the instance at \a pathToRcphome, with these side effects:
   ///
-  /// - installs the process-wide copy policy below;
-  /// - makes the home folder and its missing parents;
-  /// - copies the staging folder "/tmp/zelcore2/" to the place that the internal configuration has under
-  ///   "newInstallLocation", in a folder that must exist. A failed copy is a line at level 3; no such place a line at
-  ///   level 4; a staging folder of somebody that is not trusted counts as missing, with a line at level 4.
+  /// - Installs the process-wide copy policy below.
+  /// - Creates the home folder and its missing parents.
+  /// - Copies the staging folder "/tmp/zelcore2/" to the "newInstallLocation" of the internal configuration, in a
+  ///   folder that must exist. A failed copy is logged at level 3, a missing location at level 4. A staging folder of
+  ///   an untrusted user is treated as missing and logged at level 4.
   ///
-  /// The paths are kept only when something exists at the home path then, else one line at level 3 says so.
+  /// The paths are kept only if the home path exists then. Otherwise that is logged at level 3.
   InstanceService(const OptionalString& pathToRcphome, const OptionalString& pathToRcpData);
 
   /// The same without a data folder.
@@ -47,22 +47,22 @@ class InstanceService {
   /// The home folder, or none.
   const OptionalString& pathToRcphome() const { return _pathToRcphome; }
 
-  /// The copy policy: a copy goes on past an item exactly when that item exists already.
+  /// The copy policy: a copy skips an item, and continues, exactly when that item already exists.
   static bool fileManagerShouldProceedAfterError(const platform::FileError& error, const std::string& copyingItemAtPath,
                                                  const std::string& toPath);
 
   // ----- Install manifests -----
 
-  /// Replaces `deploy/<toFile>` by a copy of \a source and, with an installer root that exists, rewrites its
-  /// "${installer.root}" references to "file:" and the root.
+  /// Replaces `deploy/<toFile>` with a copy of \a source. If an installer root exists, rewrites the "${installer.root}"
+  /// references of the copy to "file:" and the root.
   ///
-  /// Needs the folder `deploy`: a new home folder has none. The old file is deleted before the source is looked at:
-  /// with an absent or missing source it is gone. Without a home folder the default home
-  /// "/Applications/Vantelmor.app/Contents/MacOS/rcp" is taken, logged at level 3, and kept for all later operations.
-  /// The steps are logged at level 6.
-  /// \return whether the copy, and the rewriting if it was asked for, succeeded. A copy that cannot be rewritten, as it
-  ///     is no XML, stays. False, with nothing copied, where an old file or broken link cannot be deleted, or there is
-  ///     no `deploy`. On false \a error, when given, holds the reason, if that was the copy.
+  /// Needs the folder `deploy`, which a new home folder does not have. Deletes the old file before it examines the
+  /// source: with an absent or missing source, the old file is lost. Without a home folder, uses the default home
+  /// "/Applications/Vantelmor.app/Contents/MacOS/rcp", logs this at level 3, and keeps it for all later operations.
+  /// Logs the steps at level 6.
+  /// \return whether the copy, and the rewriting if requested, succeeded. A copy that cannot be rewritten, because it
+  ///     is not XML, is kept. False, with nothing copied, if an old file or broken link cannot be deleted, or if there
+  ///     is no `deploy`. On false \a error, when given, holds the reason if the copy failed.
   bool copyInstallManifest(const OptionalString& source, const std::string& toFile,
                            const OptionalString& replaceInstallerRootWith, platform::FileError* error = nullptr);
 
@@ -70,46 +70,46 @@ class InstanceService {
   bool copyInstallManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith);
 
   /// The same for `deploy/install.update.xml`.
-  /// On false \a error, when given, holds the reason, if that was the copy.
+  /// On false \a error, when given, holds the reason if the copy failed.
   bool copyUpdateManifest(const OptionalString& source, const OptionalString& replaceInstallerRootWith,
                           platform::FileError* error = nullptr);
 
-  /// Replaces the manifest of the same name in `deploy`, which it needs, by a copy of \a source, unchanged.
+  /// Replaces the manifest of the same name in `deploy` with an unchanged copy of \a source. Needs the folder `deploy`.
   ///
   /// \return false, with nothing done, when the home folder or the source is absent or missing.
   bool copyManifest(const OptionalString& source);
 
-  /// Replaces `deploy/uninstall.hotfix.xml` by a copy of \a source. Needs the folder `deploy`. The answer is as for
-  /// copyManifest, also where an old file or broken link cannot be deleted; nothing is logged.
+  /// Replaces `deploy/uninstall.hotfix.xml` with a copy of \a source. Needs the folder `deploy`. Returns the same as
+  /// copyManifest, and also false if an old file or broken link cannot be deleted. Logs nothing.
   bool copyHotfixUninstallManifest(const OptionalString& source);
 
-  /// Copies `deploy/install.xml` to `deploy/install.<version>.xml`, named by the "provisioning.manifest.version" of
-  /// `rcplauncher.properties`, or by "old" when there is none. An older backup of that name stays as it is. Does
-  /// nothing without `rcplauncher.properties` or `deploy/install.xml`; a failed copy is not told.
+  /// Copies `deploy/install.xml` to `deploy/install.<version>.xml`, where the version is the
+  /// "provisioning.manifest.version" of `rcplauncher.properties`, or "old" if there is none. Keeps an older backup of
+  /// that name. Does nothing without `rcplauncher.properties` or `deploy/install.xml`. Does not report a failed copy.
   void backupInstallManifest();
 
   // ----- Provisioning runs -----
 
-  /// The launcher's arguments for a provisioning run with this operation, in the invoking user's locale. What comes
-  /// after "-vmargs" is for the platform's virtual machine; "-data" comes only with a data folder.
+  /// The launcher's arguments for a provisioning run with this operation, in the invoking user's locale. The arguments
+  /// after "-vmargs" are for the platform's virtual machine. "-data" is present only with a data folder.
   static std::vector<std::string> provisioningArguments(const std::string& operation, const OptionalString& data);
 
-  /// Starts \a launcher for a clean-up pass and waits for it, see platform::ChildProcess. The data folder is passed on
-  /// when there is one. Needs no home folder. A launcher that is absent or cannot be started is a line at level 3.
+  /// Starts \a launcher for a clean-up pass and waits for it, see platform::ChildProcess. Passes the data folder if
+  /// there is one. Needs no home folder. A launcher that is absent or cannot be started is logged at level 3.
   StepResult startProvisioningWithCleanUp(const OptionalString& launcher);
 
   /// The same for an update pass.
   StepResult startProvisioningWithUpdate(const OptionalString& launcher);
 
   /// The outcome of the last provisioning run, from the launcher's result file `.provisioning_rc` beside the home
-  /// folder: 0 when its "rc" is 0 or 2, else -1. A missing home ("~" expanded), file or key gives -1; a text without
-  /// digits counts as 0. Nothing is logged. On -1 \a reason, when given, says what was found, to follow "because".
+  /// folder: 0 when its "rc" is 0 or 2, otherwise -1. A missing home ("~" expanded), file or key gives -1. A text
+  /// without digits counts as 0. Logs nothing. On -1 \a reason, when given, is set to a text that can follow "because".
   std::int32_t getProvisioningResult(std::string* reason = nullptr) const;
 
-  /// Deletes the result file, if it exists; a failure is not told.
+  /// Deletes the result file, if it exists. Does not report a failure.
   void removeProvisionRCFile();
 
-  // A properties file that exists and cannot be read is left as it is, with a line at level 3: see
+  // A properties file that exists but cannot be read stays unchanged, and is logged at level 3: see
   // JavaProperties::savePropertiesToFile.
 
   /// Sets "provisioning.manifest.version" in `rcplauncher.properties`. Does nothing when the file is missing.
@@ -118,22 +118,22 @@ class InstanceService {
   /// Sets "rcp.install.id" in `rcplauncher.properties`. Does nothing when the file is missing.
   void updateInstallID(const std::string& id);
 
-  /// Makes the "provisioning.manifest.version" of `rcplauncher.properties` the "rcp.install.id" there and in
-  /// `.config/rcpinstall.properties` of the data folder. Does nothing without a data folder, and unless both files
-  /// exist; below the data folder a link does not count (see platform::FileBelow). Without a version both files are
-  /// only rewritten, and each refused change is a line at level 3.
+  /// Copies the "provisioning.manifest.version" of `rcplauncher.properties` to "rcp.install.id" there and in
+  /// `.config/rcpinstall.properties` of the data folder. Does nothing without a data folder, or unless both files
+  /// exist. Below the data folder, a link is not followed (see platform::FileBelow). Without a version, both files are
+  /// only rewritten, and each refused change is logged at level 3.
   void updateInstallIDWithProvManVer();
 
   // ----- Installed versions and hotfix records -----
-  // The records are keys of `installInfo.plist`; other keys of that file are carried through every rewrite. A file that
-  // is no property list reads as one without the key, and is never written.
+  // The records are keys of `installInfo.plist`. Every rewrite keeps the other keys of that file. A file that is not a
+  // property list is read as one without the key, and is never written.
 
-  /// Whether `deploy/install.xml` exists, whatever it is.
+  /// Whether `deploy/install.xml` exists, as an entry of any kind.
   bool hasInstanceInstalled() const;
 
-  /// Version of the base plug-in: of the entries of `eclipse/plugins` that begin with "com.qor.rcp.base_", the greatest
-  /// text between the first "_" and the next or the end. Compared deliberately as text, so "9.0" is above "10.0". None
-  /// without that folder or such an entry.
+  /// Version of the base plug-in: among the entries of `eclipse/plugins` that begin with "com.qor.rcp.base_", the
+  /// greatest text between the first "_" and the next "_" or the end. The comparison is deliberately textual: "9.0" is
+  /// greater than "10.0". None without that folder or such an entry.
   OptionalString getBaseVersion() const;
 
   /// "CFBundleShortVersionString" in `Contents/Info.plist` of the application bundle around the home folder; none
@@ -143,7 +143,7 @@ class InstanceService {
   /// The record "version". Logs the path of the file at level 6.
   OptionalString getInstalledVersion() const;
 
-  /// Records "version", in a new file if need be. An absent version does nothing.
+  /// Records "version", in a new file if necessary. Does nothing with an absent version.
   void setInstalledVersion(const OptionalString& version);
 
   /// Whether there is a record "hotfixVersion", whatever its value.
@@ -155,11 +155,11 @@ class InstanceService {
   /// Records "hotfixVersion", or removes the record when \a version is absent. A missing file is created either way.
   void updateHotfixVersion(const OptionalString& version);
 
-  /// Records "SKIPRUNNINGCHECK" as "true" or "false", in a new file if need be.
+  /// Records "SKIPRUNNINGCHECK" as "true" or "false", in a new file if necessary.
   void saveHotfixSkipRunningCheckProperty(bool skip);
 
-  /// Whether the check for a running platform is to be skipped: the record is exactly "true", or the file exists
-  /// without that record. The latter is deliberate: an uninstall goes ahead whenever the records do not say otherwise.
+  /// Whether to skip the check for a running platform: the record is exactly "true", or the file exists without that
+  /// record. The latter is deliberate: without a record against it, the uninstall continues.
   bool isHotfixInstallWithSkipRunningCheck() const;
 
   /// Removes the record "SKIPRUNNINGCHECK". A missing file is not created.
@@ -176,17 +176,17 @@ class InstanceService {
   void deleteInstalledHotfixBundleID();
 
   // ----- Launcher, agent and JVM configuration -----
-  // Copies go by the copy policy: a target that exists already stays as it is, and its copy counts as a success.
+  // Copies follow the copy policy: an existing target is kept, and its copy is a success.
 
-  /// Makes `rcplauncher.properties` from a template, unless it exists, and sets in it "rcp.install.id" and
+  /// Creates `rcplauncher.properties` from a template, unless it exists. Sets in it "rcp.install.id" and
   /// "provisioning.manifest.version" (one new stamp), "provisioning.manifest", "rcp.base.location" (with a base
-  /// version) and "rcp.data" (with a workspace). All other keys of file or template are kept.
+  /// version) and "rcp.data" (with a workspace). Keeps all other keys of the file or template.
   ///
-  /// Without a home folder the default home is taken and kept, as in copyInstallManifest. A missing home folder is
-  /// made, with its parents.
-  /// \return true when the file was laid out, whatever its last save reported. False, with a line at level 3, when the
-  ///     template is absent or missing, or could not be copied in two tries; also when the second try succeeded after
-  ///     the home folder could not be made.
+  /// Without a home folder, uses and keeps the default home, like copyInstallManifest. Creates a missing home folder,
+  /// with its parents.
+  /// \return true when the file was prepared, whatever the result of its last save. False, with a log line at level 3,
+  ///     when the template is absent or missing, or could not be copied in two attempts; also when the second attempt
+  ///     succeeded after the home folder could not be created.
   bool generateRcplauncherPropertiesWithTemplate(const OptionalString& templatePath, const OptionalString& workspace);
 
   /// Sets a new "rcp.install.id" and "provisioning.manifest.version" (the same stamp) and, with a base version,
@@ -194,63 +194,62 @@ class InstanceService {
   /// \return whether the file could be saved; false when there is no home folder or no such file in it.
   bool updateRcpLauncherProperties();
 
-  /// Copies a template to `osgiagent.properties`; an existing file stays.
-  /// \return the copy's success. False without a home folder; false, with a line at level 3, when the template is
-  /// absent
-  ///     or missing.
+  /// Copies a template to `osgiagent.properties`. Keeps an existing file.
+  /// \return whether the copy succeeded. False without a home folder. False, with a log line at level 3, when the
+  ///     template is absent or missing.
   bool copyOgsiAgentProperties(const OptionalString& templatePath);
 
-  /// Replaces `deploy/jvm.properties` by a copy of a template or, when that is absent or missing, by an empty file. A
-  /// missing `deploy` is made. Folder and empty file get the process's user as owner, group "admin" and mode 0775.
-  /// \return whether the file is there now. False without a home folder; false, with a line at level 3, when `deploy`
-  ///     cannot be made.
+  /// Replaces `deploy/jvm.properties` with a copy of a template or, if that is absent or missing, with an empty file.
+  /// Creates a missing `deploy`. Folder and empty file get the process's user as owner, group "admin" and mode 0775.
+  /// \return whether the file exists now. False without a home folder. False, with a log line at level 3, when `deploy`
+  ///     cannot be created.
   bool generateJVMPropertiesWithTemplate(const OptionalString& templatePath);
 
-  /// Merges a customization file into `plugin_customization.ini` (the given file's values win), or copies it there when
-  /// there is none yet. With a missing file the own one is only rewritten.
-  /// \return false, with nothing done, without a home folder or a path; else true, whatever came of it.
+  /// Merges a customization file into `plugin_customization.ini` (the given file's values win), or copies it there if
+  /// there is none yet. If the given file is missing, the existing one is only rewritten.
+  /// \return false, with nothing done, without a home folder or a path. Otherwise true, whatever the outcome.
   bool mergePluginCustomizationWithRcphome(const OptionalString& file);
 
-  /// Merges a customization file into the base plug-in's own `plugin_customization.ini`, which keeps the result, and
-  /// writes that result to the home folder's `plugin_customization.ini` as well.
-  /// \return false, with nothing done, without a home folder, an existing file or a base version. True otherwise, also
-  ///     when the base plug-in has no such file: then nothing is done.
+  /// Merges a customization file into the base plug-in's own `plugin_customization.ini`, and writes the result there
+  /// and to the home folder's `plugin_customization.ini`.
+  /// \return false, with nothing done, without a home folder, an existing file or a base version. Otherwise true; if
+  ///     the base plug-in has no such file, nothing is done.
   bool mergePluginCustomizationWithBase(const OptionalString& file);
 
   // ----- Links, permissions and workspace -----
 
   /// Writes the link files of the plug-in loader: "path" in `eclipse/links/rcp.link` (the home folder) and in
-  /// `eclipse/links/shared.link` ("shared" beside the home folder). Other keys in them are kept.
+  /// `eclipse/links/shared.link` ("shared" beside the home folder). Keeps other keys in them.
   ///
-  /// A missing `eclipse/links` is made, owned by the invoking user and group "admin", mode 0775; an existing one is
-  /// used as it is.
-  /// \return false without a folder `eclipse`, or, with a line at level 4, when `eclipse/links` cannot be made. Whether
-  ///     the files could be saved is not looked at.
+  /// Creates a missing `eclipse/links`, owned by the invoking user and group "admin", mode 0775. Does not change an
+  /// existing folder.
+  /// \return false without a folder `eclipse`, or, with a log line at level 4, when `eclipse/links` cannot be created.
+  ///     The result does not show whether the files could be saved.
   bool generateLinks();
 
-  /// Hands everything below the home folder and the folder "shared" beside it (with \a treatHome) and below
-  /// \a workspace (unless absent) to the invoking user, see InstallUtil::changeAttributesForDirectory. One that is
-  /// missing is left out.
-  /// \return what the repair of the workspace came to; none when it is absent.
+  /// Makes the invoking user the owner of everything below the home folder and the folder "shared" beside it (with
+  /// \a treatHome) and below \a workspace (unless absent), see InstallUtil::changeAttributesForDirectory. Skips a
+  /// missing folder.
+  /// \return the outcome of the repair of the workspace; none when it is absent.
   std::optional<platform::RepairOutcome> updatePermissions(bool treatHome, const OptionalString& workspace);
 
   /// The same with the workspace that getWorkspace finds, or none.
   std::optional<platform::RepairOutcome> updatePermissions(bool treatHome, bool updateWorkspace);
 
-  /// Not to be called: a literal path would silently become a boolean.
+  /// Deleted, because a literal path would silently become a boolean.
   void updatePermissions(bool treatHome, const char* workspace) = delete;
 
-  /// The data folder, or, when there is none, "rcp.data" of `rcplauncher.properties` with "${env.HOME}" replaced by
-  /// the environment variable HOME (when that is set). Whether it exists is not tested. None without that file or key.
+  /// The data folder or, if there is none, "rcp.data" of `rcplauncher.properties` with "${env.HOME}" replaced with
+  /// the environment variable HOME (if it is set). Does not test whether it exists. None without that file or key.
   OptionalString getWorkspace() const;
 
   // ----- Add-on registry, keystores and extras -----
 
-  /// The entries of `addonInfo.plist`, in the order of their installation, with every key and type they have. Empty
-  /// when the file lists none or cannot be read; none when it does not exist. A "~" in the home's path is not expanded.
+  /// The entries of `addonInfo.plist`, in the order of their installation, with all keys and types. Empty when the file
+  /// lists no entries or cannot be read; none when it does not exist. A "~" in the home's path is not expanded.
   std::optional<PropertyListValue::Array> getAllAddonRegistryInfo() const;
 
-  /// The first entry whose "ID" is exactly \a addonID; none when there is none, or for an absent ID.
+  /// The first entry with exactly this "ID"; none if there is no such entry, or for an absent ID.
   std::optional<PropertyListValue::Dictionary> getRegistryInfoForAddon(const OptionalString& addonID) const;
 
   /// The "version" of an add-on's entry, or none.
@@ -259,18 +258,18 @@ class InstanceService {
   /// The "CFBundleIdentifier" of an add-on's entry, or none.
   OptionalString getAddonInstalledBundleID(const OptionalString& addonID) const;
 
-  /// Looks the entry up and forgets it in memory. The file is not written: the operation has no lasting effect, on
-  /// purpose. An absent ID, one that is not there and a missing file do nothing.
+  /// Removes the entry in memory only. The file is deliberately not written, so the operation has no lasting effect.
+  /// Does nothing with an absent or unknown ID, or if the file is missing.
   void removeRegistryInfoforAddon(const OptionalString& addonID);
 
-  /// Replaces all keystore files of `deploy` (names that begin with ".keystore" in any letter case) by those of a
-  /// folder. Needs the folder `deploy`. Each step is a line at level 6, whether it succeeded or not; without a home
-  /// folder or `deploy` too, though nothing is copied then. A source that is absent, missing or without keystores
-  /// leaves none.
+  /// Replaces all keystore files of `deploy` (names that begin with ".keystore" in any letter case) with those of a
+  /// folder. Needs the folder `deploy`. Logs each step at level 6, whether it succeeds or not, and even without a home
+  /// folder or `deploy`, when nothing is copied. If the source is absent, missing or without keystores, no keystore
+  /// remains.
   void copyKeyStores(const OptionalString& sourceFolder);
 
-  /// Merges a folder into `deploy/extras`, see InstallUtil::copyFolderFrom. A missing `deploy/extras` is made, in the
-  /// folder `deploy`, which it needs. Does nothing for a source that is absent, no folder, or empty.
+  /// Merges a folder into `deploy/extras`, see InstallUtil::copyFolderFrom. Creates a missing `deploy/extras`; the
+  /// folder `deploy` must exist. Does nothing if the source is absent, not a folder, or empty.
   void copyExtras(const OptionalString& sourceFolder);
 
   // ----- Log collection -----
@@ -283,17 +282,17 @@ class InstanceService {
   StepResult collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile);
 
   /// Runs the log-collection utility of the instance, `collectionutility.jar`, with the Java runtime of the machine,
-  /// and waits for it. Progress is logged at levels 5 and 6.
+  /// and waits for it. Logs its progress at levels 5 and 6.
   ///
-  /// Does nothing, after a line that says so, without a Java runtime, when the one that the system names has a relative
-  /// path, or without the utility. What the utility itself
-  /// does stays unknown: the line that tells of success is logged as soon as it was started, deliberately. An instance
-  /// without a version passes a fresh stamp, one without a workspace an empty text.
+  /// Only logs the reason and returns if there is no Java runtime, if the system names one with a relative path, or if
+  /// there is no utility. The outcome of the utility is unknown: the line that reports success is deliberately logged
+  /// as soon as the utility was started. An instance without a version passes a new stamp, an instance without a
+  /// workspace an empty text.
   StepResult collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile,
                              const OptionalString& workspaceLocation);
 
  private:
-  /// What a change of the install records does when there is no file for them yet.
+  /// What happens to a missing file when the install records change.
   enum class IfMissing { Created, Left };
 
   void copyStagingFolder(const std::string& location);

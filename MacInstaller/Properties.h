@@ -10,9 +10,9 @@ namespace hotfix {
 
 /// The dictionary of one property-list file, read whole and written back whole.
 ///
-/// An object without a dictionary (made for a file that is missing, or that holds no dictionary) is inert: it answers
-/// none and false to everything and never writes. Who wants to create a file starts from an object without a file
-/// and saves it to a path. What is logged is said below.
+/// An object has no dictionary if its file is missing or contains none. Every operation of it then returns none or
+/// false, and nothing is written. To create a file, start from an object without a file and save it to a path. Nothing
+/// is logged.
 class Properties {
  public:
   /// An empty dictionary and no backing file.
@@ -22,8 +22,8 @@ class Properties {
   /// nor a backing file; a file of another kind gives the backing file without a dictionary.
   explicit Properties(const OptionalString& file);
 
-  /// As if the file at \a file held just these bytes, or could not be read without them: for a caller that had to look
-  /// at the open file first.
+  /// As if the file at \a file had these contents, or were unreadable if they are absent: for a caller that had to
+  /// examine the open file first.
   Properties(const std::string& file, const OptionalString& contents);
 
   Properties(Properties&&) = default;
@@ -50,14 +50,14 @@ class Properties {
   void removeAllProperties();
 
   /// Writes the dictionary as an XML property list to \a path ("~" expanded), or to the backing file when the path is
-  /// absent. A missing file is made, in a folder that must exist. Atomic, see platform::writeFileAtomically. With
-  /// neither path nor backing file nothing is written.
+  /// absent. Creates a missing file, in a folder that must exist. Atomic, see platform::writeFileAtomically. Writes
+  /// nothing if there is neither a path nor a backing file.
   ///
-  /// A file that exists and cannot be read is not replaced, as what it holds would be lost. \return false only for an
-  /// object without a dictionary. Callers do not learn of a failed write, deliberately; nothing is logged.
+  /// Does not replace a file that exists but cannot be read, because its content would be lost. A failed write is
+  /// deliberately neither reported nor logged. \return false only for an object without a dictionary.
   bool savePropertiesToFile(const OptionalString& path) const;
 
-  /// The same for a file that lies where others can write ("~" not expanded), see platform::writeTrustedFile.
+  /// The same for a file in a folder that others can write to ("~" not expanded), see platform::writeTrustedFile.
   bool savePropertiesToTrustedFile(const std::string& path) const;
 
  private:

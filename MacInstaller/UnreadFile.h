@@ -3,7 +3,7 @@
 
 #include <string>
 
-/// Files that are never saved over: what they hold is not known, and would be lost.
+/// Files that a save never replaces: their content is unknown and would be lost.
 namespace hotfix::unread_file {
 
 /// Whether a file exists at \a path (or may) and cannot be read.

@@ -2,22 +2,23 @@
 #define MACINSTALLER_HOTIFX_UNINSTALL_LIBRARY_H_
 
 /*
-  C entries of the hotfix uninstaller, for installers that remove a hotfix in-process.
+  C functions of the hotfix uninstaller, for installers that remove a hotfix in-process.
 
   Conventions:
 
-  (1) Paths are zero-terminated UTF-8 and stay the caller's. NULL is an absent path. "~" is not expanded.
-  (2) The result is 0 when the hotfix was removed, 1 for any failure. RCPUninstallHotfixReason tells why; what was done
-      is in the system log.
+  (1) Paths are zero-terminated UTF-8, and the caller keeps their ownership. NULL means an absent path. "~" is not
+      expanded.
+  (2) The result is 0 when the hotfix was removed, and 1 after any failure. RCPUninstallHotfixReason returns the reason.
+      See the system log for details.
   (3) The calls block until every child process has exited: the platform's launcher (twice), the package tool, the Java
-      runtime. They need the rights to change the instance; normally root.
-  (4) Lines for the person at the terminal go to standard output: one that tells success or failure of the
-      provisioning, or which manifest is missing.
-  (5) They can be called again and again in one process, and from any thread: a call waits until that of another thread
-      has returned. For one short read in each call the effective user id of the process is that of the user named by
-      the environment variable USER. No signal handler, descriptor, locale or working folder of the caller is changed.
-  (6) No exception leaves them. Running out of memory gives 1.
-  (7) The library is position-independent and may go into a plug-in. These are its only names that are not hidden.
+      runtime. They need the permissions to change the instance, normally those of root.
+  (4) Lines for the user at the terminal go to standard output: the success or failure of the provisioning, or the
+      manifest that is missing.
+  (5) They can be called repeatedly in one process, and from any thread: a call waits until that of another thread has
+      returned. For one short read in each call, the effective user id of the process is that of the user named by the
+      environment variable USER. No signal handler, descriptor, locale or working folder of the caller is changed.
+  (6) They throw no exception. They return 1 when there is not enough memory.
+  (7) The library is position-independent and may be linked into a plug-in. All its other names are hidden.
 */
 
 #include <stddef.h>
@@ -31,14 +32,14 @@ extern "C" {
 #endif
 
 /*
-  Removes the hotfix that is installed in the instance whose home folder is rcphome and whose data folder (workspace) is
-  rcpdata; with rcpdata NULL the data folder is "systemdata" in the home folder.
+  Removes the hotfix that is installed in the instance with the home folder rcphome and the data folder (workspace)
+  rcpdata. If rcpdata is NULL, the data folder is "systemdata" in the home folder.
 
-  First checks, in this order, that the home folder exists, that its path holds none of the refused characters
-  (! " ' ; \ # % | = ? and a colon), that an instance is installed there, that it lies in an application bundle, and,
-  unless the hotfix recorded that this is to be skipped, that no process runs from that bundle. A failed check is
-  silent: it changes nothing that is installed. Then removes the hotfix, and in any case gathers the log files of the
-  operation if an instance was looked for.
+  First checks, in this order, that the home folder exists, that its path contains none of the refused characters
+  (! " ' ; \ # % | = ? and a colon), that an instance is installed there, that it is inside an application bundle, and
+  that no process runs from that bundle. The last check is skipped if the hotfix recorded this. A failed check is silent
+  and changes nothing that is installed. Then removes the hotfix. In any case, collects the log files of the operation,
+  provided that the check for an instance was reached.
 */
 int32_t RCPUninstallHotfixEx(const char* rcphome, const char* rcpdata);
 
@@ -46,14 +47,13 @@ int32_t RCPUninstallHotfixEx(const char* rcphome, const char* rcpdata);
 int32_t RCPUninstallHotfix(const char* rcphome);
 
 /*
-  Copies the reason of this thread's last failure into buffer, for a person, in UTF-8: words that can follow "because",
-  without a capital letter and a full stop. It is empty after a success, and before this thread's first call. Paths in
-  it are as they are: control characters too. The list of reasons is in hotfixUninstall(8).
+  Copies the reason of this thread's last failure into buffer, as UTF-8 text for a user. It can follow "because" and has
+  no capital letter and no full stop. It is empty after a success, and before this thread's first call. Control
+  characters of its paths are not replaced. hotfixUninstall(8) lists the reasons.
 
-  At most size bytes are written, the zero byte at the end included; a reason that is longer is cut at the end of a
-  character. With a NULL buffer or a size of 0 nothing is written. Returns the length of the whole reason in bytes,
-  without the zero byte: what was copied is whole when that is less than size. Neither waits for a call in another
-  thread nor changes anything.
+  At most size bytes are written, including the zero byte at the end. A longer reason is cut at the end of a character.
+  If buffer is NULL or size is 0, nothing is written. Returns the length of the whole reason in bytes, without the zero
+  byte. The copy is complete if that is less than size. Does not wait for a call in another thread and changes nothing.
 */
 size_t RCPUninstallHotfixReason(char* buffer, size_t size);
 

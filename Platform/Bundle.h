@@ -7,9 +7,9 @@
 
 namespace hotfix::platform {
 
-/// The identifier that the bundle at the folder \a path states in its information property list.
+/// The identifier in the information property list of the bundle at the folder \a path.
 ///
-/// \return none when there is no such folder, no readable list in it, or no identifier in the list.
+/// \return none if there is no such folder, no readable list in it, or no identifier in the list.
 OptionalString bundleIdentifier(const std::string& path);
 
 }  // namespace hotfix::platform

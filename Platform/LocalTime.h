@@ -16,7 +16,7 @@ struct LocalTime {
 /// The current moment in the user's current calendar. On Linux that is the Gregorian one.
 LocalTime currentLocalTime();
 
-/// The current moment in the Gregorian calendar, as lines of a log have it.
+/// The current moment in the Gregorian calendar, for log lines.
 LocalTime currentGregorianLocalTime();
 
 }  // namespace hotfix::platform

@@ -11,70 +11,70 @@
 /// Owner, group and mode of files and folders.
 namespace hotfix::platform {
 
-/// Attributes to give to an entry; an absent one is left as it is. So is an owner or group whose name the account
-/// database does not know: that is no failure.
+/// Attributes to set for an entry. An absent one stays unchanged. So does an owner or group with a name that the
+/// account database does not know; that is not a failure.
 struct Attributes {
   OptionalString owner;        ///< account name
   OptionalString group;        ///< group name
   std::optional<mode_t> mode;  ///< the permission bits, all twelve of them
 };
 
-/// What a change of everything below a folder came to.
+/// The outcome of a change of everything below a folder.
 struct RepairOutcome {
   std::string folder;       ///< its path
-  bool isTreated = false;   ///< whether it was there and could be opened, and was not refused
-  std::string refusal;      ///< why it was refused, to follow "because"; empty when it was not
+  bool isTreated = false;   ///< whether it exists, could be opened, and was not refused
+  std::string refusal;      ///< why it was refused, as a text that can follow "because"; otherwise empty
   size_t changed = 0;       ///< entries that have the attributes now and did not have them before
   size_t failed = 0;        ///< entries that do not have them now, or could not be reached
   std::string firstFailed;  ///< path of the first of these
-  OptionalString owner;     ///< the account that was to be the owner; none when it is unknown or was not given
-  OptionalString group;     ///< the group likewise
+  OptionalString owner;     ///< the requested owner; none when the account is unknown or was not given
+  OptionalString group;     ///< the requested group in the same way
 
   /// Whether every entry below the folder has the attributes now.
-  // NOLINTNEXTLINE(google-explicit-constructor): a boolean that says more
+  // NOLINTNEXTLINE(google-explicit-constructor): a boolean with details
   operator bool() const { return isTreated && failed == 0; }
 };
 
-/// Gives \a attributes to the one entry at \a path. A file with several names counts as failed.
+/// Sets \a attributes for the one entry at \a path. A file with several names fails.
 ///
 /// \return true when the entry has them now.
 bool setAttributes(const std::string& path, const Attributes& attributes);
 
-/// Gives \a attributes to every entry below \a folder, at every depth, hidden ones included; the folder itself keeps
-/// its own.
+/// Sets \a attributes for every entry below \a folder, at every depth, including hidden ones, but not for the folder
+/// itself.
 ///
-/// Made for trees in which others may write while the walk runs. It goes through folder descriptors and never through
-/// a link: a link below the folder is re-owned itself, what it points to is not looked at. Devices and FIFOs get the
-/// attributes without being opened. macOS cannot do that in a folder that others can write to: there one that needs a
-/// change counts as failed, and so does an entry that we may not read (root always may).
+/// Safe for trees that others may write to during the walk. The walk uses folder descriptors and never follows a link:
+/// a link below the folder is changed itself, and its target is not examined. Devices and FIFOs are changed without
+/// being opened. On macOS this is impossible in a folder that others can write to: an entry there that needs a change
+/// fails, and so does an entry that the process may not read (root may always).
 ///
-/// An entry with several names, which may lie anywhere, is changed only when nobody but its owner and root can have put
-/// this name here: its folder belongs to one of them, and others cannot write there, the group that is given excepted.
-/// A group counts as one of them alone when it is his primary group, has his name (root's may have another) and no
-/// other member, as far as that can be told without going through all accounts: see SECURITY.md. Otherwise it counts as
-/// failed; and its folder, which would pass for such a folder from then on, with it.
+/// The other names of an entry with several names may be anywhere. It is changed only if nobody except its owner and
+/// root can have created this name: its folder belongs to one of them, and others cannot write there, except the
+/// requested group. A group counts as its user alone if it is the user's primary group, has the user's name (root's may
+/// have another) and no other member, as far as this can be decided without a list of all accounts: see SECURITY.md.
+/// Otherwise the entry fails. So does its folder, because with the new owner it would look like such a folder.
 ///
-/// An entry that has the attributes already costs one system call. A failed entry is passed over, a folder that cannot
-/// be opened with all below it; the walk goes on.
+/// An entry that already has the attributes costs one system call. After a failed entry, the walk continues; a folder
+/// that cannot be opened is skipped with everything below it.
 ///
-/// A folder that would give away the machine or a user instead of an instance is refused, with nothing changed: a
-/// protected one (see isProtectedFolder), and one that a link on any place of the path leads to which is in the hands
-/// of others than root, the owner of the folder and the caller of sudo(8). In whose hands it is: who made it; and,
-/// where the link lies in a folder that is not root's alone, the owner of that folder, who can move links there; a
-/// group or everybody, where they can, but not the group that is given. It is the folder that was opened which is
-/// judged, whatever the path means by then.
+/// A folder is refused, with nothing changed, if it belongs to the machine or to a user instead of an instance. That is
+/// a protected folder (see isProtectedFolder), or one reached through a link, anywhere in the path, that is controlled
+/// by a user other than root, the owner of the folder and the caller of sudo(8). A link is controlled by its maker. If
+/// others than root and the effective user can write to the folder that contains it, it is also controlled by the owner
+/// of that folder, who can move links there, and by a group or everybody, if they can move it; the requested group is
+/// excepted. The decision is made about the opened folder, even if the path leads elsewhere by then.
 ///
-/// \return what it came to: true when \a folder is a folder (or a link to one) and every entry below it has the
-///     attributes now. An empty folder gives true.
+/// \return the outcome: true when \a folder is a folder (or a link to one) and every entry below it has the attributes
+///     now. An empty folder gives true.
 RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes);
 
-/// Whether a folder is the machine's, or a user's as a whole: "/", a system folder at the top of the disk (/etc, /usr,
-/// /Library …), any folder below those that hold nothing but the system (/usr, /etc, /bin, /dev, /System …), a folder
-/// of users' homes, or a user's home folder itself. Links are followed. Any other folder, also a missing one, gives
-/// false; one that cannot be looked at gives true.
+/// Whether a folder belongs to the machine, or is a whole home: "/", a system folder at the top of the disk (/etc,
+/// /usr, /Library …), any folder below those that contain only the system (/usr, /etc, /bin, /dev, /System …), a folder
+/// of users' homes, or a user's home folder itself. Links are followed. False for any other folder, even a missing one;
+/// true for one that cannot be examined.
 ///
-/// Homes are in /Users and /home, and wherever else lies that of the invoking user, the caller of sudo(8), the
-/// effective user, or the owner of a folder directly in the folder.
+/// Folders of homes are /Users and /home, and the folders that contain the home of the invoking user, of the caller of
+/// sudo(8), of the effective user, or of the owner of a folder directly in the folder.
 bool isProtectedFolder(const std::string& folder);
 
 }  // namespace hotfix::platform

@@ -6,24 +6,24 @@
 
 #include "Support/PropertyListValue.h"
 
-/// A named pasteboard: a store for one property list a type, shared by the processes of one user.
+/// A named pasteboard: a store with one property list per type, shared by the processes of one user.
 ///
-/// On macOS the pasteboard server. On Linux a file of that name which only its user can read, in the user's run-time
-/// folder `/run/user/<uid>`, else in `Library/Pasteboards` of the home folder; it is written atomically and never
-/// read or written through a link. Failures are silent.
+/// On macOS it is the pasteboard server. On Linux it is a file of that name that only its user can read, in the user's
+/// run-time folder `/run/user/<uid>`, otherwise in `Library/Pasteboards` of the home folder. The file is written
+/// atomically and never read or written through a link. Failures are silent.
 ///
-/// A pasteboard belongs to the process that was the last to declare a type for it, and only that one can store.
+/// A pasteboard belongs to the last process that declared a type for it, and only that process can store.
 namespace hotfix::platform {
 
-/// Clears the pasteboard and declares \a type as the only one that it takes. On Linux a missing `Library/Pasteboards`
-/// is made for it, and a missing `Library` too.
+/// Clears the pasteboard and declares \a type as its only type. On Linux, creates a missing `Library/Pasteboards`, and
+/// a missing `Library`.
 void declarePasteboardType(const std::string& pasteboard, const std::string& type);
 
-/// Stores \a value under \a type. Does nothing when this process has not declared the type, or another one has declared
-/// one since.
+/// Stores \a value under \a type. Does nothing when this process has not declared the type, or another process has
+/// declared one since.
 void setPasteboardPropertyList(const std::string& pasteboard, const std::string& type, const PropertyListValue& value);
 
-/// What is stored under \a type, by whichever process; none when nothing is, or when the store is damaged.
+/// The value that any process has stored under \a type; none when there is no value, or when the store is damaged.
 std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type);
 
 }  // namespace hotfix::platform

@@ -12,12 +12,12 @@
 /// (Support/PropertyListWriter.h).
 namespace hotfix::platform {
 
-/// Reads a property list in a form and a text encoding that property_list::read or the system knows.
+/// Reads a property list in any form, and in a text encoding that property_list::read or the system supports.
 std::optional<PropertyListValue> parsePropertyList(const std::string& bytes);
 
-/// Reads the file at \a path (see readFile) as a property list that has a dictionary at its root.
+/// Reads the file at \a path (see readFile) as a property list with a dictionary at its root.
 ///
-/// \return none when it is missing, unreadable, larger than \a mostBytes, no property list, or has another root.
+/// \return none when it is missing, unreadable, larger than \a mostBytes, not a property list, or has another root.
 std::optional<PropertyListValue::Dictionary> readDictionary(const std::string& path,
                                                             std::uint64_t mostBytes = kLargestFile);
 

@@ -5,7 +5,7 @@
 
 namespace hotfix::platform {
 
-/// The key of this process's hash tables: random, made at the first call, the same from then on. From any thread.
+/// The key of this process's hash tables: random, created by the first call, then always the same. Thread-safe.
 const HashKey& processHashKey();
 
 }  // namespace hotfix::platform

@@ -3,19 +3,19 @@
 
 #include <string>
 
-/// The three standard descriptors of the process, which in an installer that links the library may be anything.
+/// The three standard descriptors of the process. In an installer that links the library, they may be anything.
 namespace hotfix::platform {
 
-/// Prints \a line and a newline to standard output, at once. A closed output or a reader that has gone is passed over
-/// in silence, without the signal that would end the process. The bytes are printed as they are, but for a terminal:
-/// it gets them sanitized, see text::sanitized.
+/// Prints \a line and a newline to standard output, unbuffered. Silently ignores a closed output or a closed pipe,
+/// without the signal that would end the process. Prints the bytes unchanged, except at a terminal: see
+/// text::sanitized.
 void printLine(const std::string& line);
 
-/// Writes \a text to standard error, at once and as it is, with the same failures passed over.
+/// Writes \a text to standard error, unbuffered and unchanged, and ignores the same failures.
 void writeToStandardError(const std::string& text);
 
-/// While it lives, none of the descriptors 0 to 2 is free: a closed one is the null device (closed again on exec), so
-/// that no file, pipe or log connection that is opened meanwhile can become standard input or output.
+/// During its lifetime, none of the descriptors 0 to 2 is closed: a closed one is opened at the null device (closed
+/// again on exec), so that no other opened file, pipe or log connection can become standard input or output.
 class ScopedStandardDescriptors {
  public:
   ScopedStandardDescriptors();

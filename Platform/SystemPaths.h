@@ -5,8 +5,8 @@
 
 /// Every fixed absolute path of the system, in one place.
 ///
-/// The constants are the names that messages show and children are given; `onDisk` is where the file of that name
-/// is found. Code that opens, starts or tests such a path goes through `onDisk`.
+/// The constants are the names in messages and in the arguments of children. `onDisk` gives the path of the file with
+/// that name. Code that opens, starts or tests such a file uses `onDisk`.
 namespace hotfix::platform {
 
 inline constexpr char kTraceFile[] = "/tmp/install_trace.log";
@@ -19,8 +19,8 @@ inline constexpr char kJavaHomeFinder[] = "/usr/libexec/java_home";
 inline constexpr char kJavaPlugin[] = "/Library/Internet Plug-Ins/JavaAppletPlugin.plugin/";
 inline constexpr char kJavaPluginHome[] = "/Library/Internet Plug-Ins/JavaAppletPlugin.plugin/Contents/Home";
 
-/// Where the file that is known as \a path lies: the path itself. The tests link a version that answers a place
-/// below their own folder, so that they meet no file of the machine.
+/// The path of the file with the name \a path: the path itself. The tests link a version that returns a path below
+/// their own folder, so that they use no file of the machine.
 std::string onDisk(const std::string& path);
 
 }  // namespace hotfix::platform

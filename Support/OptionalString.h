@@ -9,11 +9,11 @@
 
 namespace hotfix {
 
-/// A text that may be absent, with the interface of std::optional. Absent and empty are different things everywhere in
-/// this system.
+/// A text that may be absent, with the interface of std::optional. Absent and empty are different everywhere in this
+/// system.
 ///
-/// It is made from every form of a text, and a null pointer is an absent text. (With a std::optional<std::string> one
-/// would compile and abort the program.)
+/// It can be constructed from every form of a text, and a null pointer is an absent text. (With a
+/// std::optional<std::string>, a null pointer would compile and abort the program.)
 template <typename Char>
 class BasicOptionalString {
  public:
@@ -31,7 +31,7 @@ class BasicOptionalString {
   // NOLINTEND(google-explicit-constructor)
   explicit BasicOptionalString(std::basic_string_view<Char> text) : _text(text) {}
 
-  /// For callers that keep optional texts of their own.
+  /// For callers that use std::optional themselves.
   operator std::optional<value_type>() const { return _text; }  // NOLINT(google-explicit-constructor)
 
   bool has_value() const { return _text.has_value(); }
@@ -55,7 +55,7 @@ class BasicOptionalString {
     return left._text == right._text;
   }
   friend bool operator!=(const BasicOptionalString& left, const BasicOptionalString& right) { return !(left == right); }
-  // Else std::optional's own comparisons would be taken, to which this is a text and no optional one.
+  // Otherwise std::optional's own comparisons would be used, which treat this as a text and not as an optional one.
   template <typename Text>
   friend bool operator==(const BasicOptionalString& left, const std::optional<Text>& right) {
     return left._text == right;
@@ -71,12 +71,12 @@ class BasicOptionalString {
 
 using OptionalString = BasicOptionalString<char>;
 
-/// One in UTF-16 code units.
+/// An optional text in UTF-16 code units.
 using OptionalUtf16 = BasicOptionalString<char16_t>;
 
-/// The text as a C string for a "%s" in a message; an absent one shows as "(null)".
+/// The text as a C string for a "%s" in a message; "(null)" for an absent one.
 ///
-/// \return a pointer that is valid as long as \a text is.
+/// \return a pointer that is valid during the lifetime of \a text.
 inline const char* textOrNull(const OptionalString& text) { return text ? text->c_str() : "(null)"; }
 
 }  // namespace hotfix

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-/// Paths as texts, by the rules of the platform's path operations on strings. Pure text: the disk is never asked,
-/// and "." and ".." are ordinary names. Runs of "/" count as one, and a "/" at the end is dropped ("/" alone stays).
+/// Paths as texts, by the rules of the platform's path operations on strings. They never access the disk, and "." and
+/// ".." are ordinary names. A run of "/" is one separator, and a "/" at the end is dropped (but not from "/" itself).
 namespace hotfix::path {
 
 /// Joins \a base and \a component with one "/" between them.
@@ -17,7 +17,7 @@ std::string appending(const std::string& base, const std::string& component);
 /// The path without its last component: "/tmp/x" gives "/tmp", "/tmp" and "/" give "/", "x" and "" give "".
 std::string deletingLastComponent(const std::string& path);
 
-/// The last component: "x" of "/tmp/x/"; "/" of any path of slashes only; "" of the empty path.
+/// The last component: "x" of "/tmp/x/"; "/" of any path that has only slashes; "" of the empty path.
 std::string lastComponent(const std::string& path);
 
 /// The components in order. A "/" at the start and one at the end are components of their own.

@@ -5,11 +5,11 @@
 
 #include "Support/StepResult.h"
 
-/// The steps of a run while they last, for whoever watches it. The operations report here; nobody listens unless the
-/// program has set a listener, as the command does. What came of an operation is its return value instead.
+/// Reports the steps of a run, while they happen, to a listener. There is no listener unless the program has set one,
+/// as the command does. The outcome of an operation is not reported here; it is the return value.
 namespace hotfix::progress {
 
-/// How a check ended that an operation makes before it goes on.
+/// The outcome of a check that an operation makes before it continues.
 enum class CheckOutcome { Passed, Failed, Skipped };
 
 class Listener {
@@ -26,24 +26,24 @@ class Listener {
   virtual void begin(const char* step) = 0;
   virtual void end(const StepResult& result) = 0;
 
-  /// A child runs that goes on if this process ends, until childEnded.
+  /// A child has started. If this process ends before childEnded, the child continues.
   virtual void childStarted(const std::string& program, long process) = 0;
   virtual void childEnded() = 0;
 
-  /// The uninstall has succeeded; what follows does not change that.
+  /// The uninstall has succeeded; the following steps do not change that.
   virtual void hotfixRemoved() = 0;
 
-  /// Something to know that is no failure: a sentence.
+  /// A sentence that the user must know but that is not a failure.
   virtual void warn(const std::string& sentence) = 0;
 
-  /// Whether tick is to be called; asked when the wait for a child begins.
+  /// Whether to call tick. Called when the wait for a child begins.
   virtual bool wantsTicks() const = 0;
 
-  /// The step still lasts: called many times a second while it waits for a child.
+  /// The step still waits for a child. Called many times a second.
   virtual void tick() = 0;
 };
 
-/// Sets the listener; null is none. It stays the caller's, and belongs to the whole process.
+/// Sets the listener of the whole process; null is none. The caller keeps its ownership.
 void setListener(Listener* listener);
 
 void childStarted(const std::string& program, long process);
@@ -53,20 +53,21 @@ void warn(const std::string& sentence);
 bool wantsTicks();
 void tick();
 
-/// Tells how a check ended. \return whether the operation may go on.
+/// Reports the outcome of a check. \return whether the operation may continue.
 bool checked(const char* check, CheckOutcome outcome);
 inline bool checked(const char* check, bool isPassed) {
   return checked(check, isPassed ? CheckOutcome::Passed : CheckOutcome::Failed);
 }
 
-/// A step that lasts as long as the object, or until it is given its result. Nothing may be printed meanwhile.
+/// A step. It lasts until it gets its result, or until the destruction of the object. Nothing may be printed during a
+/// step.
 class Step {
  public:
   explicit Step(const char* step);
   Step(const Step&) = delete;
   Step& operator=(const Step&) = delete;
 
-  /// A step without a result has failed: an exception ended it.
+  /// Reports a step without a result as failed: an exception has ended it.
   ~Step();
 
   void end(const StepResult& result = {});

@@ -8,8 +8,8 @@
 
 #include "Support/TextEncoding.h"
 
-/// The escapes of properties files, written once for UTF-16 units (StringUtil) and for UTF-8 (a whole file's texts,
-/// without a detour). MacInstaller/StringUtil.h has the rules.
+/// The escapes of properties files, written once for UTF-16 units (StringUtil) and for UTF-8 (the texts of a whole
+/// file, without a conversion). MacInstaller/StringUtil.h has the rules.
 namespace hotfix::properties_escapes {
 
 enum class Part : std::uint8_t { Key, Value };
@@ -69,7 +69,7 @@ void append(std::basic_string_view<Unit> text, Part part, std::basic_string<Unit
       }
       continue;
     }
-    // Only the "u" is looked at, not what follows it: a backslash before "users" stays single as well, deliberately.
+    // Deliberately examines only the "u" and not the text after it: a backslash before "users" is not doubled either.
     const bool isEscape = kind == Kind::Backslash && part == Part::Value && end < text.size() && text[end] == Unit{'u'};
     if (!isEscape) result += Unit{'\\'};
     result += text[begin];

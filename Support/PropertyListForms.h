@@ -11,7 +11,7 @@
 /// The readers of the three forms of a property list, for PropertyListReader.cpp.
 namespace hotfix::property_list {
 
-/// What a list may still use up, of values or of bytes.
+/// The number of values or bytes that a list may still use.
 class Budget {
  public:
   explicit Budget(std::size_t most) : _left(most) {}
@@ -27,15 +27,15 @@ class Budget {
   std::size_t _left;
 };
 
-/// Whether the bytes begin as a binary list, and end with a trailer and a table of offsets that fit them.
+/// Whether the bytes begin like a binary list, and end with a matching trailer and table of offsets.
 bool isBinary(std::string_view bytes);
 
 std::optional<PropertyListValue> readBinary(std::string_view bytes, const Limits& limits);
 
-/// \param text UTF-8 as far as the list reaches; what follows it does not matter.
+/// \param text UTF-8 up to the end of the list; the text after it is ignored.
 std::optional<PropertyListValue> readXml(std::string_view text, const Limits& limits);
 
-/// Reads { key = value; }, ( a, b ), <0fbd77>, bare and quoted strings. Every scalar but data is a string. A text
+/// Reads { key = value; }, ( a, b ), <0fbd77>, bare and quoted strings. Every scalar except data is a string. A text
 /// "key = value; …" without braces (a strings file) is a dictionary.
 std::optional<PropertyListValue> readOldStyle(std::string_view text, const Limits& limits);
 

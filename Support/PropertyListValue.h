@@ -13,14 +13,14 @@ namespace hotfix {
 
 /// One value of a property list: a string, boolean, integer, real, date, block of data, array or dictionary.
 ///
-/// A value type: copies are deep. Every type that a property list can hold is kept as it was read, so that a list
-/// can be written back without loss.
+/// A value type: copies are deep. It keeps every type of a property list, so that a list can be written back without
+/// loss.
 class PropertyListValue {
  public:
   using Array = std::vector<PropertyListValue>;
   using Dictionary = std::map<std::string, PropertyListValue>;
 
-  /// A whole number. Property lists hold the ranges of both 64-bit types.
+  /// A whole number. Property lists have the ranges of both 64-bit types.
   struct Integer {
     std::uint64_t bits = 0;  ///< the number, or its two's complement when it is negative
     bool isNegative = false;
@@ -55,7 +55,8 @@ class PropertyListValue {
 
   static PropertyListValue integer(std::int64_t number);
 
-  /// Each accessor answers nullptr when the value is of another type. The pointer lives as long as this value.
+  /// Each accessor returns nullptr when the value is of another type. The pointer is valid during the lifetime of this
+  /// value.
   const std::string* asString() const;
   const bool* asBoolean() const;
   const Integer* asInteger() const;
@@ -67,7 +68,7 @@ class PropertyListValue {
   const Dictionary* asDictionary() const;
   Dictionary* asDictionary();
 
-  /// True for the same type and the same content. A real that is no number equals nothing.
+  /// True for the same type and the same content. A real that is not a number (NaN) equals nothing.
   friend bool operator==(const PropertyListValue& left, const PropertyListValue& right);
   friend bool operator!=(const PropertyListValue& left, const PropertyListValue& right) { return !(left == right); }
 

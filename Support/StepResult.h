@@ -5,12 +5,12 @@
 
 namespace hotfix {
 
-/// How a step of a run ended, for a person: what the step's own answer does not tell.
+/// The outcome of a step of a run for the user, in addition to the return value of the step.
 struct StepResult {
   enum class Kind { Done, NothingToDo, Incomplete, Skipped, Refused, Failed };
 
   Kind kind = Kind::Done;
-  std::string detail;  ///< what follows the kind: the reason, or what was reached; may be empty
+  std::string detail;  ///< the text after the kind: the reason, or the result; may be empty
 };
 
 }  // namespace hotfix

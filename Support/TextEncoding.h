@@ -22,10 +22,10 @@ std::string utf8FromUtf16(std::u16string_view utf16);
 
 enum class ByteOrder : std::uint8_t { BigEndian, LittleEndian };
 
-/// The same for code units of two bytes each; an odd byte at the end is left out.
+/// The same for code units of two bytes each; an odd byte at the end is ignored.
 std::string utf8FromUtf16Bytes(std::string_view bytes, ByteOrder order);
 
-/// UTF-8 of ISO-8859-1 bytes, one byte one character. Never fails.
+/// UTF-8 of ISO-8859-1 bytes, one byte per character. Never fails.
 std::string utf8FromLatin1(std::string_view latin1);
 
 /// A text that cannot control a terminal: control characters become "?", ill-formed bytes U+FFFD.

@@ -12,43 +12,43 @@
 
 namespace hotfix {
 
-/// Texts by key, made for files of hundreds of thousands of entries: all texts lie in one block and are found through
-/// one table, instead of each in memory of its own. What is replaced or removed keeps its place in the block, so that
-/// a map is not for keeping a value that changes all the time.
+/// Texts by key, for files of hundreds of thousands of entries: all texts are in one block with one table, instead of
+/// separate allocations. Replaced and removed texts stay in the block, so a map is unsuitable for a value that changes
+/// often.
 ///
-/// Views that it hands out, and those that it is given, must not outlive the next change, nor lie in the map itself.
+/// Returned views are valid until the next change. Views that are passed in must not be views of the map itself.
 class TextMap {
  public:
   using Entry = std::pair<std::string_view, std::string_view>;
 
-  /// No entries yet, but maybe a block of bytes, say of the file that holds the entries: see `appendPlaced`.
+  /// No entries yet, but optionally a block of bytes, such as the file that contains the entries: see `appendPlaced`.
   ///
-  /// \a hashKey is one that whoever wrote the keys does not know: he could choose them so that each is looked for past
-  /// all others. Keys are hashed by it once there is a sign of that.
+  /// The author of the keys must not know \a hashKey. Otherwise he could choose keys that all collide. The map uses the
+  /// hash key only after many collisions.
   explicit TextMap(const HashKey& hashKey, std::string block = "") : _hashKey(hashKey), _texts(std::move(block)) {}
 
-  /// What was given as the block, and behind it the texts of other entries.
+  /// The given block, followed by the texts of other entries.
   std::string& block() { return _texts; }
 
-  /// Makes room for so many entries. Not needed, but spares growing in steps.
+  /// Reserves memory for so many entries. Optional; avoids repeated growth.
   void reserve(size_t entries);
 
-  /// The value of a key; none when the key is not there.
+  /// The value of a key; none when the key is not present.
   std::optional<std::string_view> find(std::string_view key) const;
 
   /// Stores a value under a key, replacing an earlier one.
   void set(std::string_view key, std::string_view value);
 
-  /// As set, for many in a row: they are there for certain only from the next `index` on. For `appendPlaced` the texts
-  /// are in the block already, the value behind the key, and must stay as they are from now on.
+  /// Like set, for many entries in a row: they are certain to be found only after the next `index`. For `appendPlaced`,
+  /// the texts are already in the block, the value after the key, and must not change any more.
   void append(std::string_view key, std::string_view value);
   void appendPlaced(size_t offset, size_t keyLength, size_t valueLength);
   void index();
 
-  /// Removes a key; does nothing when it is not there.
+  /// Removes a key; does nothing when it is not present.
   void remove(std::string_view key);
 
-  /// How many places of the table the longest search for a key that is there looks at: what look-ups cost.
+  /// The greatest number of slots that a search for a present key examines: the cost of a look-up.
   size_t longestSearch() const;
 
   /// All entries in the order of the bytes of their keys.
@@ -75,11 +75,11 @@ class TextMap {
   void beginKeyed();
 
   HashKey _hashKey;
-  bool _isKeyed = false;       // the slots have hashes by it
-  bool _isSearchLong = false;  // or should, from the next batch on
+  bool _isKeyed = false;       // whether the hashes in the slots use the key
+  bool _isSearchLong = false;  // whether they must use it from the next batch on
   std::string _texts;
   std::vector<Place> _places;
-  size_t _indexed = 0;       // so many of the places, from the first one on, are in the table
+  size_t _indexed = 0;       // number of places, beginning with the first, that are in the table
   std::vector<Slot> _slots;  // a power of two of them, at least a quarter of them empty
 };
 

@@ -6,11 +6,12 @@
 
 namespace hotfix::text {
 
-/// What a hexadecimal digit stands for; 99, a digit of no base, for any other character.
+/// The value of a hexadecimal digit; 99, which is not a digit in any base, for any other character.
 unsigned digitValue(char c);
 
-/// The whole number at the start of a text, as the platform reads one: blanks, a sign, blanks, ASCII digits, up to the
-/// first other character. Blanks are the control characters, the space, and U+007F to U+00A0, U+2000 to U+200B, U+3000.
+/// The whole number at the start of a text, by the rules of the platform: blanks, a sign, blanks, ASCII digits, up to
+/// the first other character. Blanks are the control characters, the space, and U+007F to U+00A0, U+2000 to U+200B,
+/// U+3000.
 ///
 /// \return 0 for a text without digits; the nearest number of the type for one that is out of its range.
 std::int32_t integerAtStart(const std::string& utf8);

@@ -5,25 +5,25 @@
 
 #include "Support/OptionalString.h"
 
-/// What the tool says when SIGINT, SIGTERM or SIGHUP ends it: on standard error, the step that it was in, the child
-/// that goes on and its process id, and whether the uninstall manifest is consumed, or that this cannot be told, as the
-/// system does not let it be looked for. It then dies of that signal.
+/// The report of the tool when SIGINT, SIGTERM or SIGHUP ends it. It goes to standard error and contains the current
+/// step, the child that continues and its process id, and whether the uninstall manifest is consumed, or that this is
+/// unknown, because the system refuses access. The tool then ends by that signal.
 ///
-/// The signals are the whole process's, so there is one state. Between the calls here a signal finds it whole.
+/// Signals belong to the whole process, so there is one state. Between the calls here it is always consistent.
 namespace hotfix::interruption {
 
-/// From now on the signals are handled, but for those that are ignored (nohup(1)). \a home is the home folder of the
-/// instance: whether its uninstall manifest is there now is noted.
+/// Handles the signals from now on, except those that are ignored (nohup(1)). Notes whether the uninstall manifest in
+/// \a home, the home folder of the instance, exists now.
 void begin(const OptionalString& home);
 
-/// The step that lasts, a literal; null between steps.
+/// The current step, a literal; null between steps.
 void setStep(const char* step);
 
-/// The child that goes on when the process ends.
+/// The child that continues when the process ends.
 void setChild(const std::string& program, long process);
 void clearChild();
 
-/// The hotfix is removed, while the tool goes on with what follows the uninstall.
+/// The hotfix is removed, and the tool continues with the steps after the uninstall.
 void setRemoved();
 
 }  // namespace hotfix::interruption

@@ -8,15 +8,14 @@
 
 namespace hotfix {
 
-/// Shows on standard error what the tool is doing, for how long and how it ended, when that is a terminal, and why it
-/// failed, always. Keeps Interruption up to date.
+/// Shows each step, its seconds and its outcome on standard error if that is a terminal, and always shows the reason of
+/// a failure. Updates Interruption.
 ///
-/// A step has one line, whose seconds are counted up while it waits for a child. With TERM unset, empty or "dumb"
-/// nothing is written over and nothing has a colour; with NO_COLOR set, and not empty (no-color.org), nothing has a
-/// colour.
+/// A step has one line, which shows the seconds while the step waits for a child. If TERM is unset, empty or "dumb",
+/// nothing is overwritten or coloured. If NO_COLOR is set and not empty (no-color.org), nothing is coloured.
 class TerminalProgress : public ToolListener {
  public:
-  /// Listens as long as it lives.
+  /// Is the listener of progress until its destruction.
   TerminalProgress();
   ~TerminalProgress() override;
 
@@ -26,12 +25,12 @@ class TerminalProgress : public ToolListener {
   void childStarted(const std::string& program, long process) override;
   void childEnded() override;
   void hotfixRemoved() override;
-  /// Shown in a line of its own, after that of the step, at a terminal only.
+  /// Shows the sentence in a separate line, after that of the step, only at a terminal.
   void warn(const std::string& sentence) override;
   bool wantsTicks() const override { return _isCounted; }
   void tick() override;
 
-  /// A line between steps, at a terminal only.
+  /// Shows a line between steps, only at a terminal.
   void showNote(const std::string& note) override;
 
   void showFailure(const std::string& sentence, const std::string& whereToReadOn) override;
@@ -46,10 +45,10 @@ class TerminalProgress : public ToolListener {
   bool _hasColours = false;
   std::string _warnings;  // lines that wait for the end of the step
 
-  std::string _step;  // its line, without an ending
+  std::string _step;  // its line, without the outcome
   Clock::time_point _begin;
   long long _shown = 0;     // seconds
-  bool _isCounted = false;  // whether a step lasts whose line can be written over
+  bool _isCounted = false;  // whether there is a current step with a line that can be overwritten
 };
 
 }  // namespace hotfix

@@ -8,11 +8,11 @@
 
 namespace hotfix {
 
-/// The value of a command-line option: the argument after the first one that equals \a name and that another argument
-/// follows, whatever that is ("-rcpdata" too). The program's own path takes part like any argument.
+/// The value of a command-line option: the argument after the first one that equals \a name and is not the last
+/// argument. The value may be any argument, even "-rcpdata". The program's own path is compared like any argument.
 ///
 /// \param arguments all of them, the program's own path first.
-/// \return none when there is no such argument: an option that stands last has no value.
+/// \return none when there is no such argument: an option at the end has no value.
 OptionalString getArgValue(const std::vector<std::string>& arguments, const std::string& name);
 
 }  // namespace hotfix

@@ -8,7 +8,7 @@
 
 namespace hotfix::platform {
 
-/// What the account database has about a user.
+/// The entry of a user in the account database.
 struct Account {
   std::string name;
   uid_t userId;
@@ -16,22 +16,23 @@ struct Account {
   std::string home;
 };
 
-/// Look-ups in the account database, safe beside other threads; none when it does not know the name or number.
+/// Thread-safe look-ups in the account database; none when it does not know the name or number.
 std::optional<Account> accountNamed(const std::string& name);
 std::optional<Account> accountWithId(uid_t userId);
 std::optional<gid_t> groupNamed(const std::string& name);
 
-/// The account for which a group stands: it is that account's primary group, has its name (root's may have another),
-/// and no other member. None for a group of several, as far as that can be told cheaply: accounts that have it as their
-/// primary group too, and other groups of the same number, are found in /etc/passwd and /etc/group only, as no system
-/// tells those of a directory service without going through all of them.
+/// The only member of a group: the group is that account's primary group, has its name (root's may have another), and
+/// has no other member. None for a group of several accounts, as far as this can be decided cheaply: other accounts
+/// with this primary group, and other groups with the same number, are found only in /etc/passwd and /etc/group,
+/// because for a directory service every system would have to list all of them.
 std::optional<uid_t> onlyMember(gid_t group);
 
-/// The number of the user who called sudo(8), by the environment variable SUDO_UID, and his account; none without it.
+/// The number of the user who called sudo(8), from the environment variable SUDO_UID, and that account; none without
+/// it.
 std::optional<uid_t> sudoCallerId();
 std::optional<Account> sudoCaller();
 
-/// The name of an account or a group for a person to read; its number when the database does not know it.
+/// The name of an account or a group for a user; its number when the database does not know it.
 std::string accountText(uid_t userId);
 std::string groupText(gid_t groupId);
 

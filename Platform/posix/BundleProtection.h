@@ -3,9 +3,9 @@
 
 namespace hotfix::platform {
 
-/// Whether the system may keep everybody, root too, from changing an installed application bundle until an
-/// administrator allows it: on macOS from 13 on ("App Management"). It refuses with EPERM then, where rights that are
-/// missing give EACCES.
+/// Whether the system may prevent everybody, including root, from changing an installed application bundle until an
+/// administrator allows it: on macOS since 13 ("App Management"). The error is then EPERM; missing permissions give
+/// EACCES.
 bool protectsBundles();
 
 }  // namespace hotfix::platform

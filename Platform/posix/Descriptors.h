@@ -14,7 +14,8 @@
 
 #include "Support/OptionalString.h"
 
-/// What the file services share: owned descriptors, whole reads and writes, interrupted calls, and reasons as text.
+/// Helpers that the file services share: owned descriptors, complete reads and writes, interrupted calls, and error
+/// texts.
 namespace hotfix::platform {
 
 /// Owns a file descriptor; -1 is none.
@@ -45,7 +46,7 @@ class ScopedFolder {
   int get() const { return _number; }
   explicit operator bool() const { return get() >= 0; }
 
-  /// For readdir(3), from the first entry on when it is asked for the first time; null when there is no memory for it.
+  /// For readdir(3). The first call starts at the first entry. Null if there is not enough memory.
   DIR* stream();
 
  private:
@@ -53,7 +54,7 @@ class ScopedFolder {
     void operator()(DIR* stream) const { closedir(stream); }
   };
 
-  int _number;           // of the descriptor, whoever owns it: dirfd(3) is no plain function on macOS
+  int _number;           // of the descriptor, whoever owns it: dirfd(3) is not a plain function on macOS
   ScopedFd _descriptor;  // until the stream has it
   std::unique_ptr<DIR, Closer> _stream;
 };
@@ -68,40 +69,40 @@ auto retried(Call call) -> decltype(call()) {
   return result;
 }
 
-/// The name of an entry of a folder, and the type bits of its mode where the folder tells them, else 0.
+/// The name of an entry of a folder, and the type bits of its mode if the folder lists them, otherwise 0.
 struct NamedEntry {
   std::string name;
   mode_t type;
 };
 
-/// The entries of an open folder, "." and ".." not, or none after an error.
+/// The entries of an open folder without "." and "..", or none after an error.
 std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder);
 
 /// Opens an existing file or folder, closed on exec; never waits for the other end of a FIFO.
 ScopedFd openExisting(int folder, const char* path, int flags);
 
-/// Opens the regular file \a name of an open folder, without following a link. Anything else is not opened: opening
-/// some devices does something. Of what somebody puts there between a look and the opening only a descriptor is had,
+/// Opens the regular file \a name of an open folder, without following a link. Other entries are not opened, because
+/// opening a device can have an effect. If another entry appears between the check and the opening, it is only opened,
 /// without waiting.
 ///
-/// \return none when no regular file is there, or it cannot be opened; see isUnderThisNameOnly for what was opened.
+/// \return none if there is no regular file, or it cannot be opened. See isUnderThisNameOnly for the opened file.
 ScopedFd openRegular(int folder, const char* name, int flags);
 
-/// Looks at an open file by the name that it was opened by. \return whether that is its only one: then it lies here and
-/// nowhere else. Its number of names does not tell: another one may have been removed since it was opened.
+/// Examines an open file by the name under which it was opened. \return whether that is its only name, so that the file
+/// is only in this folder. Its number of names is not sufficient: another name may have been removed since the opening.
 bool isUnderThisNameOnly(const ScopedFd& file, int folder, const char* name, struct stat& status);
 
 /// Everything from the descriptor's position to its end, or none after an error or past \a limit bytes.
-/// \a expected is about how many they are, if that is known: it spares growing in steps, and binds nothing.
+/// \a expected is the approximate number of bytes, if known. It only avoids repeated growth.
 OptionalString readToEnd(int descriptor, size_t limit, size_t expected = 0);
 
-/// Writes all of \a bytes; what cannot be written is an error and no signal. \return false, with errno set, then.
+/// Writes all of \a bytes. A failure is an error and not a signal. \return false, with errno set, on failure.
 bool writeAll(int descriptor, std::string_view bytes);
 
-/// The system's text for an error number, independent of other threads.
+/// The system's text for an error number, thread-safe.
 std::string errorText(int errorNumber);
 
-/// A name that nobody can foresee, for a temporary file in a shared folder.
+/// An unpredictable name for a temporary file in a shared folder.
 std::string randomName(const char* prefix);
 
 /// Whether a name from a folder's listing is "." or "..".

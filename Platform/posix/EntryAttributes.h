@@ -5,24 +5,25 @@
 
 #include "Platform/posix/Descriptors.h"
 
-/// Owner and mode of one entry through a descriptor that holds on to just this entry, whatever its name comes to mean.
+/// Owner and mode of one entry through a handle: a descriptor that always refers to this entry, even if another entry
+/// gets its name.
 namespace hotfix::platform {
 
-/// Holds on to an entry of an open folder: not its content, and not what it points to if it is a link. A device or FIFO
-/// is not opened.
+/// Opens a handle for an entry of an open folder. It gives no access to the content. For a link, it refers to the link
+/// itself. A device or FIFO is not opened.
 ScopedFd openHandle(int folder, const char* name);
 
-/// The text of a link held by openHandle, \a name of \a folder; none when it cannot be had.
+/// The text of a link through its handle; the link is \a name in \a folder. None if it cannot be read.
 OptionalString heldLinkText(int held, int folder, const char* name);
 
-/// Changes the mode of an entry held by openHandle. \return false, with errno set, on failure.
+/// Changes the mode of an entry through its handle. \return false, with errno set, on failure.
 bool setHandleMode(int held, mode_t mode);
 
-/// Changes owner and group (-1: as it is) of an entry held by openHandle. \return false, with errno set, on failure.
+/// Changes owner and group (-1: unchanged) of an entry through its handle. \return false, with errno set, on failure.
 bool changeHeldOwner(int held, uid_t owner, gid_t group);
 
-/// Whether an open folder of this mode has an access control list by which others may change what is in it than those
-/// whom the mode names.
+/// Whether an open folder of this mode has an access control list that lets users change its entries whom the mode does
+/// not.
 bool hasHiddenAccessList(int folder, mode_t mode);
 
 }  // namespace hotfix::platform

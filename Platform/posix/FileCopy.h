@@ -7,24 +7,24 @@ namespace hotfix::platform {
 
 /// Copies the data of an open file into a new, empty one, then its attributes as below.
 ///
-/// \return 0, or the number of the error that kept the data from being whole.
+/// \return 0, or the number of the error that prevented a complete copy of the data.
 int copyFileAndAttributes(int from, int to, const struct stat& source);
 
-/// Gives an entry of an open folder another name there, in one step, unless that name is taken.
+/// Renames an entry of an open folder there, in one step, unless the new name is in use.
 ///
-/// \return 0, or the number of the error: EEXIST when it is taken, ENOTSUP when the system or the file system cannot do
-///     it in one step.
+/// \return 0, or the number of the error: EEXIST if the name is in use, ENOTSUP if the system or the file system cannot
+///     do it in one step.
 int renameIfFree(int folder, const char* name, const char* newName);
 
-/// Gives an open file or folder the mode, times, access control list and extended attributes of another, and its owner
-/// and group; each as far as permitted, whatever came of the others. Extended attributes of other names stay. Set-id
-/// bits come along only when the owner does.
+/// Copies the mode, times, access control list and extended attributes of an open file or folder to another, and its
+/// owner and group. Each is copied if permitted, even if others fail. Extended attributes with other names are kept.
+/// Set-id bits are copied only with the owner.
 void copyAttributes(int from, int to, const struct stat& source);
 
-/// Gives an open file or folder the flags of another. To come last: they may lock it.
+/// Copies the flags to an open file or folder. Must be the last change, because flags may lock it.
 void copyFlags(int to, const struct stat& source);
 
-/// Gives a link, itself, the times of another and, as far as permitted, its owner and group.
+/// Copies the times of a link and, if permitted, its owner and group to another link, without following it.
 void copyLinkAttributes(int folder, const char* name, const struct stat& source);
 
 }  // namespace hotfix::platform

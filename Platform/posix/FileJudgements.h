@@ -3,17 +3,17 @@
 
 #include <sys/stat.h>
 
-/// What the file services decide by the attributes of a file alone. Nothing is read or changed here.
+/// Decisions of the file services that depend only on the attributes of a file. Nothing is read or changed here.
 namespace hotfix::platform {
 
-/// Whether a file that lies where others can write may be trusted.
+/// Whether a file in a folder that others can write to may be trusted.
 bool isTrustedFile(const struct stat& status);
 
-/// Whether an existing trace file may be emptied and used, if it has no second name.
+/// Whether an existing trace file may be emptied and used, provided that it has no second name.
 bool isOwnTraceFile(const struct stat& status);
 
-/// The mode that a file hands on to its copy, or to the file that replaces it. A set-id bit may speak for the old owner
-/// only, and for no file but the one that has it.
+/// The mode for the copy of a file, or for the file that replaces it. A set-id bit is valid only for the old owner, and
+/// only for the file that has it.
 mode_t adoptedMode(const struct stat& status, bool isOwnerKept);
 
 }  // namespace hotfix::platform

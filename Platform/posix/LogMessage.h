@@ -6,7 +6,7 @@
 
 namespace hotfix::platform {
 
-/// A message for the log, as vsnprintf(3) makes it, of any length.
+/// A message for the log, formatted like vsnprintf(3), of any length.
 std::string formattedMessage(const char* format, va_list arguments);
 
 }  // namespace hotfix::platform

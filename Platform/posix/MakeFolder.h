@@ -5,7 +5,7 @@
 
 namespace hotfix::platform {
 
-/// Makes the one folder \a path with mode 0777 less the umask. \return 0 or the number of the error.
+/// Creates only the folder \a path, with mode 0777 less the umask. \return 0 or the number of the error.
 int makeFolder(const std::string& path);
 
 }  // namespace hotfix::platform

@@ -5,7 +5,7 @@
 
 namespace hotfix::platform {
 
-/// Last component of the name that the process was started by.
+/// Last component of the name under which the process was started.
 std::string programName();
 
 }  // namespace hotfix::platform

@@ -8,18 +8,18 @@
 
 #include "Platform/posix/Descriptors.h"
 
-/// Which folder's content may be given to a user, decided about the open folder itself: between a look at a path and
-/// the work on it somebody may have put a link there.
+/// Decides whether the content of a folder may get a new owner. The decision is made about the opened folder, because
+/// the path may lead elsewhere afterwards.
 namespace hotfix::platform {
 
-/// Whether nobody but root and us can change what the names in an open folder mean.
+/// Whether only root and the effective user can change the entries of an open folder.
 bool onlyWeCanWrite(int folder, const struct stat& status);
 
-/// Opens the folder at \a path for a repair of all below it.
+/// Opens the folder at \a path for a repair of everything below it.
 ///
-/// \param trustedGroup whose members may put links on the way: the group that the entries are to get.
-/// \param[out] refusal set to why the folder there must not be repaired, see setAttributesBelow; empty when it may.
-/// \return empty when it is refused, and when no folder is there or it cannot be opened.
+/// \param trustedGroup the requested group of the entries. Its members may create links in the path.
+/// \param[out] refusal set to the reason why the folder must not be repaired, see setAttributesBelow; otherwise empty.
+/// \return empty if it is refused, if there is no folder, or if it cannot be opened.
 ScopedFd openForRepair(const std::string& path, std::optional<gid_t> trustedGroup, std::string* refusal);
 
 }  // namespace hotfix::platform

@@ -5,7 +5,7 @@
 
 namespace hotfix::platform {
 
-/// Makes a child inherit no descriptor above 2, whether it is closed on exec or not.
+/// Prevents a child from inheriting descriptors above 2, even those that are not closed on exec.
 ///
 /// \param[in,out] flags the flags that the spawn attributes will get.
 void inheritStandardDescriptorsOnly(posix_spawn_file_actions_t* actions, short* flags);

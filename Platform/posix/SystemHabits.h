@@ -5,13 +5,13 @@
 
 #include <string_view>
 
-/// What a system does where POSIX leaves the choice: for a preview, which has to foresee it.
+/// The choices of a system that POSIX leaves open, for a preview.
 namespace hotfix::platform {
 
-/// Whether a new entry of a folder gets the folder's group, instead of its maker's.
+/// Whether a new entry of a folder gets the folder's group instead of the process's group.
 bool givesGroup(const struct stat& folder);
 
-/// Whether a file that begins like this is a program of this system itself: no script.
+/// Whether a file with this beginning is a binary program of this system, not a script.
 bool isSystemProgram(std::string_view beginning);
 
 }  // namespace hotfix::platform

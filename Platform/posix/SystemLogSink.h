@@ -7,11 +7,11 @@
 
 namespace hotfix::platform {
 
-/// Hands a finished message to the log of the operating system. Never fails, and never waits for long: a message that
-/// the log does not take is dropped. The tests link one that keeps it.
+/// Sends a finished message to the log of the operating system. Never fails, and never waits for long: a message that
+/// the log does not accept is dropped. The tests link a version that keeps it.
 void sendToSystemLog(LogLevel level, const std::string& message);
 
-/// The current moment as lines of a log have it: "Nov  3 09:05:07", whatever the locale.
+/// The current moment for a log line: "Nov  3 09:05:07", independent of the locale.
 std::string logTime();
 
 }  // namespace hotfix::platform

@@ -10,8 +10,8 @@ namespace hotfix::platform {
 
 /// A text in UTF-8.
 ///
-/// \param encoding the text's encoding by its IANA name.
-/// \return none when the bytes are no text in that encoding, or the system has no such encoding.
+/// \param encoding the IANA name of the text's encoding.
+/// \return none if the bytes are not a text in that encoding, or the system does not support it.
 OptionalString convertedToUtf8(std::string_view bytes, const std::string& encoding);
 
 }  // namespace hotfix::platform

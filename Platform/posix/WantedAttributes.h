@@ -13,16 +13,16 @@
 #include "Platform/posix/Descriptors.h"
 #include "Platform/posix/FolderWalk.h"
 
-/// What a repair of owners decides. Nothing is changed here, so that a preview decides the same.
+/// The decisions of a repair of owners. Nothing is changed here, so that a preview makes the same decisions.
 namespace hotfix::platform {
 
-/// Attributes with their names looked up, and what they mean for an entry.
+/// Attributes with resolved names, and their effect on an entry.
 class WantedAttributes {
  public:
   static constexpr uid_t kUnchangedOwner = static_cast<uid_t>(-1);
   static constexpr gid_t kUnchangedGroup = static_cast<gid_t>(-1);
 
-  /// A name that the account database does not know leaves the attribute as it is.
+  /// If the account database does not know a name, the attribute stays unchanged.
   explicit WantedAttributes(const Attributes& attributes);
 
   uid_t owner() const { return _owner; }
@@ -32,18 +32,18 @@ class WantedAttributes {
   bool hasOwner() const { return _owner != kUnchangedOwner; }
   bool hasGroup() const { return _group != kUnchangedGroup; }
 
-  /// Never true for a link, whose mode means nothing.
+  /// Never true for a link, because its mode has no meaning.
   bool needsMode(const struct stat& status) const;
   bool needsOwner(const struct stat& status) const;
   bool isRight(const struct stat& status) const { return !needsMode(status) && !needsOwner(status); }
 
-  /// Whether a change of the owner clears bits that are wanted, as it does in a file.
+  /// Whether a change of the owner clears wanted bits, as it does for a file.
   bool losesSetIdBits(const struct stat& status) const;
 
-  /// What an entry's attributes are once it has them.
+  /// Sets \a status to the attributes of the entry after the change.
   void applyTo(struct stat* status) const;
 
-  /// The same for the mode alone, which comes first: an entry keeps it when the owner is refused then.
+  /// The same for the mode only, which is changed first: an entry keeps it if the system then refuses the owner.
   void applyModeTo(struct stat* status) const;
 
  private:
@@ -52,30 +52,30 @@ class WantedAttributes {
   std::optional<mode_t> _mode;
 };
 
-/// Entries with several names, in one repair. The other names may be anywhere, and whoever put one here may want us to
-/// give away what is not his.
+/// Entries with several names, in one repair. The other names may be anywhere, and the creator of a name may try to
+/// become the owner of another user's file.
 class SecondNames {
  public:
-  /// \param wanted has to live as long.
+  /// \param wanted must outlive this object.
   explicit SecondNames(const WantedAttributes& wanted) : _wanted(wanted) {}
 
-  /// Whether an entry is one of them.
+  /// Whether an entry has several names.
   static bool areIn(const struct stat& status) { return status.st_nlink > 1 && !S_ISDIR(status.st_mode); }
 
-  /// Whether nobody else than the owner of an entry can have put a name of it in a folder.
+  /// Whether only the owner of an entry, or root, can have created its name in a folder.
   bool isOwnersName(const WalkedFolder& folder, uid_t owner);
 
-  /// Whether a folder is one already where nobody else could put a name than after its change.
+  /// Whether only those can create a name in a folder now who could also do so after its change.
   bool isNewOwnersAlone(const WalkedFolder& folder);
 
-  /// Keeps the owner of an entry that is changed, for its next name.
+  /// Records the owner of an entry before its change, for its next name.
   void remember(const struct stat& before);
 
-  /// Gives an entry's attributes as they are by now. \return 0 or the number of the error.
+  /// Gives an entry's current attributes. \return 0 or the number of the error.
   using Look = std::function<int(const char* name, struct stat* status)>;
 
-  /// Whether one of the entries of a folder, or what cannot be seen in it, is under a name that somebody else than its
-  /// owner can have put there. \a folder is as it was before its change.
+  /// Whether one of the entries of a folder, or an entry that cannot be examined, has a name that a user other than its
+  /// owner can have created. \a folder has the attributes before its change.
   bool areOthersIn(const WalkedFolder& folder, const std::vector<NamedEntry>& entries, const Look& look);
 
  private:

@@ -9,12 +9,12 @@
 
 namespace hotfix::platform {
 
-/// Calls \a write, which writes to \a descriptor. A pipe that nobody reads, and a file that would grow past the limit
-/// of the process (RLIMIT_FSIZE), are an error for \a write and no signal for the process.
+/// Calls \a write, which writes to \a descriptor. A pipe without a reader, and a file that would exceed the size limit
+/// of the process (RLIMIT_FSIZE), cause an error in \a write and no signal for the process.
 void withoutWriteSignals(int descriptor, const std::function<void()>& write);
 
-/// While it lives, some signals have no effect on this thread: one that comes is taken away, unless the thread had it
-/// blocked and waiting before.
+/// During its lifetime, some signals have no effect on this thread: an arriving signal is removed, unless it was
+/// already blocked and pending in the thread.
 class ScopedHeldSignals {
  public:
   ScopedHeldSignals(std::initializer_list<int> signals);
