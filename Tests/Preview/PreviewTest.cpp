@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "Platform/ChildProcess.h"
 #include "Platform/FileManager.h"
 #include "Platform/Ownership.h"
@@ -43,10 +45,19 @@ class PreviewTest : public FakeHostTest {
 
   std::string path(const std::string& relativePath) const { return folder / relativePath; }
 
+  /// All that would be different, by path.
+  static std::vector<Difference> allDifferences() {
+    std::vector<Difference> all;
+    platform::preview::layer().visitDifferences(
+        [&all](Difference difference) { all.push_back(std::move(difference)); });
+    std::sort(all.begin(), all.end(), [](const auto& left, const auto& right) { return left.path < right.path; });
+    return all;
+  }
+
   /// What would be different, a line each: "made", "changed" or "removed" and the path below the folder.
   std::vector<std::string> differences() const {
     std::vector<std::string> lines;
-    for (const Difference& difference : platform::preview::layer().differences()) {
+    for (const Difference& difference : allDifferences()) {
       const char* change = !difference.before ? "made " : difference.after ? "changed " : "removed ";
       lines.push_back(change + difference.path.substr(folder.path().size() + 1));
     }
@@ -78,7 +89,7 @@ TEST_F(PreviewTest, ReplacedFileKeepsItsModeAndANewOneHasTheUsualOne) {
   folder.makeFile("file", "old", 0640);
   ASSERT_TRUE(platform::writeFileAtomically(path("file"), "new"));
   ASSERT_TRUE(platform::writeFileAtomically(path("other"), "new"));
-  const std::vector<Difference> all = platform::preview::layer().differences();
+  const std::vector<Difference> all = allDifferences();
   ASSERT_EQ(all.size(), 2U);
   EXPECT_EQ(all[0].after->status.st_mode & 07777U, 0640U);
   const mode_t mask = umask(0);
@@ -232,7 +243,7 @@ TEST_F(PreviewTest, RepairTreatsWhatOnlyTheLayerHas) {
   ASSERT_TRUE(platform::writeFileAtomically(path("data/made/file"), "new"));
   const RepairOutcome outcome = platform::setAttributesBelow(path("data"), mode(0770));
   EXPECT_EQ(outcome.changed, 3U);
-  for (const Difference& difference : platform::preview::layer().differences()) {
+  for (const Difference& difference : allDifferences()) {
     EXPECT_EQ(difference.after->status.st_mode & 07777U, 0770U) << difference.path;
   }
   ASSERT_TRUE(platform::writeFileAtomically(path("data/later"), "new"));
