@@ -4,6 +4,7 @@
 
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/FileErrors.h"
 #include "Platform/posix/FileJudgements.h"
 #include "Platform/posix/RepairedFolder.h"
@@ -18,8 +19,6 @@ using preview::Layer;
 using preview::Place;
 
 namespace {
-
-CopyPolicy copyPolicy = nullptr;
 
 /// A name in a folder, and its path for the policy and for messages.
 struct Target {
@@ -42,7 +41,8 @@ class Copy {
   }
 
   bool policyAllows(const FileError& error, const std::string& source, const std::string& target) {
-    if (copyPolicy != nullptr && copyPolicy(error, source, target)) return true;
+    const CopyPolicy policy = copyPolicy();
+    if (policy != nullptr && policy(error, source, target)) return true;
     _error = error;
     return false;
   }
@@ -168,7 +168,11 @@ class Copy {
   std::string _stop;        // the entry with which the copy ends; empty as long as it goes on
 };
 
-bool copyFrom(const std::string& source, const std::string& target, Copy& copy, FileError* error) {
+}  // namespace
+
+bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, bool* isDistrusted,
+              FileError* error) {
+  Copy copy(isTrustNeeded);
   const std::string from = path::appending(source, "");  // a slash at the end makes no difference
   const std::string to = path::appending(target, "");
   Place sourcePlace;
@@ -184,23 +188,8 @@ bool copyFrom(const std::string& source, const std::string& target, Copy& copy, 
   const bool isDone = openError == 0 ? copy.copyEntry(*sourcePlace.entry, from,
                                                       {parentPlace.entry, path::lastComponent(to), to}, /*isTop=*/true)
                                      : copy.policyAllows(writingError("Copy to", to, openError), from, to);
-  if (!isDone && error != nullptr) *error = copy.error();
-  return isDone;
-}
-
-}  // namespace
-
-void setCopyPolicy(CopyPolicy policy) { copyPolicy = policy; }
-
-bool copyItem(const std::string& source, const std::string& target, FileError* error) {
-  Copy copy(/*isTrustNeeded=*/false);
-  return copyFrom(source, target, copy, error);
-}
-
-bool copyTrustedFolder(const std::string& source, const std::string& target, bool* isDistrusted, FileError* error) {
-  Copy copy(/*isTrustNeeded=*/true);
-  const bool isDone = copyFrom(source, target, copy, error);
   *isDistrusted = copy.isDistrusted();
+  if (!isDone && error != nullptr) *error = copy.error();
   return isDone;
 }
 
