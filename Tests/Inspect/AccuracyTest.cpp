@@ -97,10 +97,7 @@ class AccuracyTest : public GeneratedMachine, public ::testing::WithParamInterfa
   Outcome preview() {
     CommandLine words{"preview", "--json", "--result", result.value_or("none")};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    Call inspect = withEnvironment(call(words));
-    inspect.program = HOTFIX_INSPECT;
-    inspect.commandLine.front() = HOTFIX_INSPECT;
-    return run(inspect);
+    return run(withEnvironment(inspectCall(words)));
   }
 
   std::vector<CommandLine> childrenOf(const Json& document) {

@@ -6,8 +6,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "Tests/EndToEnd/WatchedTest.h"
-#include "Tests/Inspect/States.h"
+#include "Tests/Inspect/InspectTest.h"
 
 namespace hotfix {
 
@@ -20,28 +19,19 @@ using ::testing::StartsWith;
 constexpr char kGreen[] = "\x1B[1;32m";
 constexpr char kRed[] = "\x1B[1;31m";
 constexpr char kEscape[] = "\x1B";
-using Environment = std::map<std::string, std::string>;
 
-class InspectTerminalTest : public WatchedTest {
+class InspectTerminalTest : public InspectTest {
  protected:
-  Call inspectCall(const CommandLine& words, const Environment& environment) {
-    Call result = call(words);
-    result.program = HOTFIX_INSPECT;
-    result.commandLine.front() = HOTFIX_INSPECT;
-    for (const auto& [name, value] : environment) result.environment[name] = value;
-    return result;
-  }
-
   /// What comes at a terminal that is standard output and standard error.
   std::string atTerminal(const CommandLine& words, const Environment& environment) {
     Terminal terminal;
     terminal.begin();
-    Call inspect = inspectCall(words, environment);
-    inspect.prepare = [&terminal] {
+    Call call = inspectCall(words, environment);
+    call.prepare = [&terminal] {
       dup2(terminal.descriptor(), STDOUT_FILENO);
       dup2(terminal.descriptor(), STDERR_FILENO);
     };
-    EXPECT_THAT(run(inspect).ending, StartsWith("exit "));
+    EXPECT_THAT(run(call).ending, StartsWith("exit "));
     return terminal.text();
   }
 
@@ -52,7 +42,7 @@ class InspectTerminalTest : public WatchedTest {
 
   /// The lines that each verb shows, all of them with something to be coloured.
   std::vector<CommandLine> verbs() {
-    files().makeFile(inside("/stand-ins/before.json"), run(inspectCall({"status", home, data, "--json"}, {})).output);
+    files().makeFile(inside("/stand-ins/before.json"), inspect({"status", home, data, "--json"}).output);
     return {{"preview", "-rcphome", home, "-rcpdata", data},
             {"status", home, data},
             {"status", "--home", home, "--home", "/nowhere"},
