@@ -1,8 +1,7 @@
 #include "MacInstaller/inspect/Command.h"
 
-#include <unistd.h>
-
 #include <algorithm>
+#include <cstdint>
 
 #include "MacInstaller/inspect/Document.h"
 #include "MacInstaller/inspect/ExitStatus.h"
@@ -40,30 +39,42 @@ constexpr char kHelp[] =
     "\n"
     "See hotfixInspect(8) for the exit statuses.\n";
 
+constexpr std::uint64_t kLargestDocument = std::uint64_t{16} << 20;  // a status has some KiB
+
 struct Arguments {
   std::string verb;
+  std::vector<std::string> options;  ///< that were given and have a meaning for one verb only
   std::vector<std::string> operands;
   std::vector<std::string> homes;
   OptionalString home;
   OptionalString data;
-  OptionalString result = std::string("0");
+  OptionalString result;
   bool isJson = false;
   bool isAll = false;
   std::string error;
 };
 
+/// A verb, and the options that it has beside --json.
+struct Verb {
+  const char* name;
+  int (*run)(const Arguments& arguments);
+  std::vector<std::string> options;
+};
+
 Arguments read(const std::vector<std::string>& words) {
   Arguments arguments;
   // Also where something before it is wrong: the error is a document then.
-  arguments.isJson = std::find(words.begin(), words.end(), "--json") != words.end();
+  const auto end = std::find(words.begin(), words.end(), "--");
+  arguments.isJson = std::find(words.begin(), end, "--json") != end;
   bool areOptions = true;
   for (size_t at = 1; at < words.size() && arguments.error.empty(); ++at) {
     const std::string& word = words[at];
     const auto value = [&](OptionalString& to) {
-      if (at + 1 == words.size()) {
+      if (at + 1 == words.size() || words[at + 1] == "--json") {
         arguments.error = word + " needs a value";
       } else {
-        to = words[++at];
+        const std::string& text = words[++at];
+        if (!to) to = text;  // the first one counts, as for the tool
       }
     };
     if (!areOptions || word.empty() || word.front() != '-') {
@@ -78,18 +89,15 @@ Arguments read(const std::vector<std::string>& words) {
       continue;
     } else if (word == "--all") {
       arguments.isAll = true;
-    } else if (word == "-rcphome") {
-      value(arguments.home);
-    } else if (word == "-rcpdata") {
-      value(arguments.data);
-    } else if (word == "--result") {
-      OptionalString result;
-      value(result);
-      arguments.result = result == OptionalString("none") ? std::nullopt : result;
+      arguments.options.push_back(word);
     } else if (word == "--home") {
       OptionalString home;
       value(home);
       if (home) arguments.homes.push_back(*home);
+      arguments.options.push_back(word);
+    } else if (word == "-rcphome" || word == "-rcpdata" || word == "--result") {
+      value(word == "-rcphome" ? arguments.home : word == "-rcpdata" ? arguments.data : arguments.result);
+      arguments.options.push_back(word);
     } else {
       arguments.error = "there is no option " + word;
     }
@@ -112,16 +120,19 @@ int fail(const Arguments& arguments, const std::string& message, int status) {
 }
 
 int preview(const Arguments& arguments) {
-  if (!arguments.operands.empty() || arguments.isAll) {
+  if (!arguments.operands.empty()) {
     return fail(arguments, "preview takes no operands: the home folder comes after -rcphome", kWrongUsage);
   }
-  const Json document = previewDocument({arguments.home, arguments.data, arguments.result});
+  const std::string result = arguments.result.value_or("0");
+  const Json document =
+      previewDocument({arguments.home, arguments.data, result == "none" ? std::nullopt : OptionalString(result)});
   const bool isGood = document::field(document, "exitStatus") == 0;
   return finish(arguments, document, isGood ? kGood : kWouldFail);
 }
 
 int status(const Arguments& arguments) {
-  if (arguments.isAll || !arguments.homes.empty()) {
+  const bool isOne = !arguments.isAll && arguments.homes.empty();
+  if (!isOne && (arguments.isAll || arguments.operands.empty())) {
     std::vector<std::string> homes = arguments.homes;
     if (arguments.isAll) {
       const std::vector<std::string> found = foundInstances(arguments.operands);
@@ -129,7 +140,7 @@ int status(const Arguments& arguments) {
     }
     return finish(arguments, statusListDocument(homes), kGood);
   }
-  if (arguments.operands.empty() || arguments.operands.size() > 2) {
+  if (!isOne || arguments.operands.empty() || arguments.operands.size() > 2) {
     return fail(arguments, "status needs HOME [DATA], --home HOME for each of several, or --all", kWrongUsage);
   }
   const OptionalString data = arguments.operands.size() > 1 ? OptionalString(arguments.operands[1]) : std::nullopt;
@@ -139,7 +150,7 @@ int status(const Arguments& arguments) {
 
 int verify(const Arguments& arguments) {
   if (arguments.operands.size() != 1) return fail(arguments, "verify needs BEFORE.json", kWrongUsage);
-  const OptionalString bytes = platform::readFile(arguments.operands[0]);
+  const OptionalString bytes = platform::readFile(arguments.operands[0], kLargestDocument);
   if (!bytes) return fail(arguments, arguments.operands[0] + " cannot be read", kWrongInput);
   const Json before = document::parsed(*bytes);
   const std::string objection = objectionTo(before);
@@ -160,13 +171,26 @@ int inspect(const std::vector<std::string>& arguments) {
   }
   const Arguments read = hotfix::read(arguments);
   if (!read.error.empty()) return fail(read, read.error, kWrongUsage);
-  if (read.verb == "preview") return preview(read);
-  if (read.verb == "status") return status(read);
-  if (read.verb == "verify") return verify(read);
+  static const std::vector<Verb> kVerbs = {{"preview", preview, {"-rcphome", "-rcpdata", "--result"}},
+                                           {"status", status, {"--all", "--home"}},
+                                           {"verify", verify, {}}};
+  for (const Verb& verb : kVerbs) {
+    if (read.verb != verb.name) continue;
+    for (const std::string& option : read.options) {
+      if (std::find(verb.options.begin(), verb.options.end(), option) == verb.options.end()) {
+        return fail(read, read.verb + " has no option " + option, kWrongUsage);
+      }
+    }
+    return verb.run(read);
+  }
   return fail(read,
               read.verb.empty() ? "what is to be shown is missing: preview, status or verify"
                                 : "there is no " + read.verb + ": preview, status or verify",
               kWrongUsage);
+}
+
+int withoutMemory(const std::vector<std::string>& arguments) {
+  return fail(hotfix::read(arguments), "there is not enough memory", kNoMemory);
 }
 
 }  // namespace hotfix

@@ -9,6 +9,9 @@ namespace hotfix {
 /// What the command does with its arguments, its own name first. \return its exit status, see ExitStatus.
 int inspect(const std::vector<std::string>& arguments);
 
+/// Tells that there was no memory for that. \return the exit status.
+int withoutMemory(const std::vector<std::string>& arguments);
+
 }  // namespace hotfix
 
 #endif

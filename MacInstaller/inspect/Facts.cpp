@@ -30,10 +30,26 @@ OptionalString recordText(const Properties& records, const char* key) {
   return std::string("?");
 }
 
+/// A path that means the same wherever the commands are carried out that name it.
+std::string absolute(const std::string& path) {
+  return path.empty() || path.front() == '/' ? path : platform::resolvedPath(path).value_or(path);
+}
+
+/// Notes a path of which the system does not tell whether anything is there.
+void noteReach(Facts& facts, const std::string& path) {
+  const std::optional<platform::FileError> error = platform::lookUpError(path);
+  if (error && !platform::isKnownMissing(path)) {
+    facts.outOfReach.push_back(path + " cannot be looked at: " + error->reason);
+  }
+}
+
 void readRecords(Facts& facts) {
   facts.hasRecords = platform::exists(facts.recordsFile);
   if (!facts.hasRecords) return;
   facts.areRecordsDamaged = !platform::readDictionary(facts.recordsFile);
+  if (facts.areRecordsDamaged && !platform::hasRootRights() && !platform::readFile(facts.recordsFile)) {
+    facts.outOfReach.push_back(facts.recordsFile + " cannot be read");
+  }
   const Properties records{OptionalString(facts.recordsFile)};
   facts.installedVersion = recordText(records, "version");
   facts.hotfixVersion = recordText(records, "hotfixVersion");
@@ -118,13 +134,6 @@ void readProcesses(Facts& facts) {
   }
 }
 
-void askForReceipt(Facts& facts) {
-  if (!facts.bundleId) return;
-  const platform::preview::Answer answer =
-      platform::preview::ask({platform::onDisk(platform::kPkgutil), "--pkg-info", *facts.bundleId}, kLongestAnswer);
-  if (!answer.error && answer.exitStatus >= 0) facts.isReceiptKnown = answer.exitStatus == 0;
-}
-
 void readTemporaryFiles(Facts& facts) {
   for (const std::string& folder : {facts.home, facts.deploy}) {
     for (const std::string& name : platform::namesInFolder(folder).value_or(std::vector<std::string>())) {
@@ -138,17 +147,31 @@ void readTemporaryFiles(Facts& facts) {
 
 }  // namespace
 
+std::optional<bool> isReceiptKnown(const std::string& package) {
+  // A record may say anything: nothing that could be an option.
+  if (package.empty() || package.front() == '-') return std::nullopt;
+  const platform::preview::Answer answer =
+      platform::preview::ask({platform::onDisk(platform::kPkgutil), "--pkg-info", package}, kLongestAnswer);
+  if (answer.error || answer.exitStatus < 0) return std::nullopt;
+  return answer.exitStatus == 0;
+}
+
 Facts readFacts(const std::string& home, const OptionalString& data) {
   Facts facts;
-  facts.home = path::appending(home, "");
-  facts.data = data;
+  facts.home = absolute(path::appending(home, ""));
+  if (data) facts.data = absolute(*data);
   facts.deploy = path::appending(facts.home, "deploy");
   facts.recordsFile = path::appending(facts.home, "installInfo.plist");
   facts.resultFile = path::appending(path::deletingLastComponent(facts.home), ".provisioning_rc");
   facts.traceFile = platform::onDisk(platform::kTraceFile);
   facts.historyFolder = facts.inDeploy("installHistory");
   facts.hasHome = platform::isFolder(facts.home);
+  noteReach(facts, facts.home);
   if (!facts.hasHome) return facts;
+  for (const char* name : {"install.xml", "uninstall.hotfix.xml", "install.update.xml"}) {
+    noteReach(facts, facts.inDeploy(name));
+  }
+  noteReach(facts, facts.recordsFile);
   facts.hasInstallManifest = platform::exists(facts.inDeploy("install.xml"));
   facts.hasUninstallManifest = platform::exists(facts.inDeploy("uninstall.hotfix.xml"));
   facts.hasUpdateManifest = platform::exists(facts.inDeploy("install.update.xml"));
@@ -162,7 +185,7 @@ Facts readFacts(const std::string& home, const OptionalString& data) {
   readLauncherProperties(facts);
   readResult(facts);
   readProcesses(facts);
-  askForReceipt(facts);
+  if (facts.bundleId) facts.isReceiptKnown = isReceiptKnown(*facts.bundleId);
   readTemporaryFiles(facts);
   return facts;
 }

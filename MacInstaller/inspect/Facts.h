@@ -26,6 +26,8 @@ struct Facts {
   std::string traceFile;
   std::string historyFolder;
 
+  std::vector<std::string> outOfReach;  ///< what cannot be looked at or read, a sentence each
+
   bool hasHome = false;
   bool hasInstallManifest = false;
   bool hasUninstallManifest = false;
@@ -53,6 +55,9 @@ struct Facts {
 
   std::string inDeploy(const std::string& name) const { return path::appending(deploy, name); }
 };
+
+/// Whether the system knows a package; none when there is nobody to ask, or it is no name of a package.
+std::optional<bool> isReceiptKnown(const std::string& package);
 
 Facts readFacts(const std::string& home, const OptionalString& data);
 

@@ -3,7 +3,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -121,30 +123,39 @@ Json fromDifference(const Difference& difference, const std::map<std::string, st
   return json;
 }
 
-Json files(const std::vector<Difference>& differences) {
-  std::map<std::string, std::string> movedTo;  // by the old path: a copy whose source is gone
-  for (const Difference& difference : differences) {
-    if (difference.after && !difference.after->machinePath.empty() &&
-        difference.after->machinePath != difference.path) {
-      movedTo[difference.after->machinePath] = difference.path;
+/// What is told of the files: all figures, and the first ones by path.
+struct Files {
+  size_t count = 0;
+  std::uint64_t newBytes =
+      0;  ///< of all that are made or changed: they lie beside each other until the last is written
+  std::map<std::string, Difference> first;
+  std::map<std::string, std::string> movedTo;  ///< by the old path: a copy whose source is gone
+
+  Files() {
+    const std::set<std::string> removed = platform::preview::layer().removedPaths();
+    platform::preview::layer().visitDifferences([&](Difference difference) {
+      ++count;
+      if (difference.after) note(*difference.after, removed);
+      if (first.size() == kMostFiles && std::prev(first.end())->first < difference.path) return;
+      first[difference.path] = std::move(difference);
+      if (first.size() > kMostFiles) first.erase(std::prev(first.end()));
+    });
+  }
+
+  Json json() const {
+    Json array = Json::array();
+    for (const auto& [path, difference] : first) array.push_back(fromDifference(difference, movedTo));
+    return array;
+  }
+
+ private:
+  void note(const Entry& after, const std::set<std::string>& removed) {
+    if (after.isFile()) newBytes += static_cast<std::uint64_t>(after.status.st_size);
+    if (after.machinePath != after.path && removed.count(after.machinePath) != 0) {
+      movedTo[after.machinePath] = after.path;
     }
   }
-  Json array = Json::array();
-  for (size_t at = 0; at < std::min(differences.size(), kMostFiles); ++at) {
-    array.push_back(fromDifference(differences[at], movedTo));
-  }
-  return array;
-}
-
-/// The bytes of all files that are made or changed. They lie beside each other until the last is written.
-std::uint64_t newBytes(const std::vector<Difference>& differences) {
-  std::uint64_t sum = 0;
-  for (const Difference& difference : differences) {
-    if (difference.after && difference.after->isFile())
-      sum += static_cast<std::uint64_t>(difference.after->status.st_size);
-  }
-  return sum;
-}
+};
 
 Json attributes(uid_t owner, gid_t group, mode_t mode) {
   struct stat status = {};
@@ -228,9 +239,9 @@ Json previewDocument(const PreviewArguments& arguments) {
   document["children"] = arrayOf(recording().children, [](const platform::preview::RecordedChild& child) {
     return Json{{"command", fromTexts(child.commandLine)}, {"error", fromText(child.error)}, {"asked", child.isAsked}};
   });
-  const std::vector<Difference> differences = platform::preview::layer().differences();
-  document["fileCount"] = differences.size();
-  document["files"] = files(differences);
+  const Files files;
+  document["fileCount"] = files.count;
+  document["files"] = files.json();
   document["repairs"] = arrayOf(recording().repairs, fromRepair);
   const OptionalString owner = platform::invokingUserName();
   document["newOwner"] = {
@@ -246,10 +257,9 @@ Json previewDocument(const PreviewArguments& arguments) {
   }
   // The one thing that the tool itself warns of.
   for (const std::string& sentence : listener.warnings) warn("no-process-list", sentence);
-  const std::uint64_t needed = newBytes(differences);
   const std::optional<std::uint64_t> free = home ? platform::preview::freeBytes(*home) : std::nullopt;
-  if (free && *free < needed) {
-    warn("no-space", "The new files take " + std::to_string(needed) + " bytes, and " + std::to_string(*free) +
+  if (free && *free < files.newBytes) {
+    warn("no-space", "The new files take " + std::to_string(files.newBytes) + " bytes, and " + std::to_string(*free) +
                          " are free on the volume of " + *home + ".");
   }
   const auto isAboutJava = [](const auto& line) { return line.text.rfind("Can't find java home", 0) == 0; };

@@ -5,6 +5,7 @@
 #include "MacInstaller/inspect/ExitStatus.h"
 #include "MacInstaller/inspect/Facts.h"
 #include "Platform/FileManager.h"
+#include "Platform/UserIdentity.h"
 #include "Platform/preview/Machine.h"
 #include "Support/Path.h"
 
@@ -45,6 +46,11 @@ Judgement judge(const Facts& facts) {
     if (!evidence.empty()) judgement.evidence.push_back(evidence);
     return judgement;
   };
+  if (!facts.outOfReach.empty()) {
+    judgement.state = facts.hasHome ? "inconsistent" : "no-instance";
+    judgement.evidence = facts.outOfReach;
+    return judgement;
+  }
   if (!facts.hasHome) return is("no-instance", "there is no folder " + facts.home);
   if (!facts.hasInstallManifest) return is("no-instance", facts.inDeploy("install.xml") + " is missing");
   if (facts.areRecordsDamaged) {
@@ -114,6 +120,14 @@ Json uninstallCommand(const Facts& facts) {
 Json wayOut(const std::string& state, const Facts& facts) {
   Json commands = Json::array();
   const auto add = [&commands](const std::vector<std::string>& words) { commands.push_back(fromTexts(words)); };
+  if (!facts.outOfReach.empty()) {
+    // Nothing is known as long as that cannot be seen.
+    if (platform::hasRootRights()) return commands;
+    std::vector<std::string> words{"sudo", "hotfixInspect", "status", facts.home};
+    if (facts.data) words.push_back(*facts.data);
+    add(words);
+    return commands;
+  }
   if (state != "none" && state != "removed") {
     for (const std::string& file : facts.temporaryFiles) add({"sudo", "rm", "--", file});
   }

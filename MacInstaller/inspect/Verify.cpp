@@ -7,7 +7,6 @@
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/preview/Preview.h"
-#include "Platform/preview/Question.h"
 
 namespace hotfix {
 
@@ -17,8 +16,6 @@ using document::Json;
 using document::toText;
 
 namespace {
-
-constexpr size_t kLongestAnswer = size_t{1} << 16;
 
 class Points {
  public:
@@ -55,12 +52,9 @@ void addReceipt(Points& points, const Json& before) {
   constexpr char kPoint[] = "receipt forgotten";
   const OptionalString package = toText(field(field(before, "records"), "installedHotfixBundleID"));
   if (!package) return points.addUnknown(kPoint, "no package was recorded");
-  const platform::preview::Answer answer =
-      platform::preview::ask({platform::onDisk(platform::kPkgutil), "--pkg-info", *package}, kLongestAnswer);
-  if (answer.error || answer.exitStatus < 0) {
-    return points.addUnknown(kPoint, std::string(platform::kPkgutil) + " cannot be asked");
-  }
-  points.add(kPoint, answer.exitStatus != 0, *package + (answer.exitStatus != 0 ? " is forgotten" : " is still known"));
+  const std::optional<bool> isKnown = isReceiptKnown(*package);
+  if (!isKnown) return points.addUnknown(kPoint, std::string(platform::kPkgutil) + " cannot be asked");
+  points.add(kPoint, !*isKnown, *package + (*isKnown ? " is still known" : " is forgotten"));
 }
 
 void addWorkspace(Points& points, const OptionalString& data) {

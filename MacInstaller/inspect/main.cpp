@@ -10,7 +10,12 @@
 
 int main(int argc, char* argv[]) {
   try {
-    return hotfix::inspect(std::vector<std::string>(argv, argv + argc));
+    const std::vector<std::string> arguments(argv, argv + argc);
+    try {
+      return hotfix::inspect(arguments);
+    } catch (const std::exception&) {
+      return hotfix::withoutMemory(arguments);  // what it took is free again
+    }
   } catch (const std::exception&) {
     return hotfix::kNoMemory;
   }

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <iterator>
@@ -11,6 +10,7 @@
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/FileCopy.h"
 #include "Platform/posix/FileErrors.h"
 #include "Platform/posix/RepairedFolder.h"
@@ -22,8 +22,6 @@ namespace hotfix::platform {
 namespace {
 
 constexpr int kNameAttempts = 8;
-
-std::atomic<CopyPolicy> copyPolicy{nullptr};
 
 /// An entry of an open folder, and its path for the policy and for messages.
 struct Entry {
@@ -73,7 +71,7 @@ class Copy {
 
   /// Asks the policy about a failure and keeps the failure if it says stop.
   bool policyAllows(const FileError& error, const Entry& source, const Entry& target) {
-    const CopyPolicy policy = copyPolicy;
+    const CopyPolicy policy = copyPolicy();
     if (policy != nullptr && policy(error, source.path, target.path)) return true;
     _error = error;
     return false;
@@ -211,7 +209,11 @@ class Copy {
   ino_t _targetNode = 0;
 };
 
-bool copyFrom(const std::string& source, const std::string& target, Copy& copy, FileError* error) {
+}  // namespace
+
+bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, bool* isDistrusted,
+              FileError* error) {
+  Copy copy(isTrustNeeded);
   const std::string from = path::appending(source, "");  // a slash at the end makes no difference
   const std::string to = path::appending(target, "");
   struct stat status;
@@ -226,23 +228,8 @@ bool copyFrom(const std::string& source, const std::string& target, Copy& copy, 
   const Entry targetEntry{folder.get(), path::lastComponent(to), to};
   const bool isDone = folder ? copy.copyEntry(sourceEntry, targetEntry, /*isTop=*/true)
                              : copy.policyAllows(writingError("Copy to", to, errno), sourceEntry, targetEntry);
-  if (!isDone && error != nullptr) *error = copy.error();
-  return isDone;
-}
-
-}  // namespace
-
-void setCopyPolicy(CopyPolicy policy) { copyPolicy = policy; }
-
-bool copyItem(const std::string& source, const std::string& target, FileError* error) {
-  Copy copy(/*isTrustNeeded=*/false);
-  return copyFrom(source, target, copy, error);
-}
-
-bool copyTrustedFolder(const std::string& source, const std::string& target, bool* isDistrusted, FileError* error) {
-  Copy copy(/*isTrustNeeded=*/true);
-  const bool isDone = copyFrom(source, target, copy, error);
   *isDistrusted = copy.isDistrusted();
+  if (!isDone && error != nullptr) *error = copy.error();
   return isDone;
 }
 

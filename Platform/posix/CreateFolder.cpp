@@ -1,8 +1,8 @@
 #include <cerrno>
 
 #include "Platform/FileManager.h"
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/FileErrors.h"
-#include "Platform/posix/MakeFolder.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform {

@@ -9,9 +9,9 @@
 #include <memory>
 
 #include "Platform/posix/Descriptors.h"
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/FileErrors.h"
 #include "Platform/posix/FileJudgements.h"
-#include "Platform/posix/MakeFolder.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform {
@@ -74,9 +74,8 @@ bool writeAtomically(const ScopedFd& folder, const std::string& name, const stru
   return true;
 }
 
-enum class Adopted { FromAnyFile, FromTrustedFile };
+}  // namespace
 
-/// \param adopted which files hand their owner, group and mode on to the one that replaces them.
 bool writeAtomically(const std::string& path, Adopted adopted,
                      const std::function<bool(const PartWriter& write)>& produce) {
   // The folder stays open, so that all steps happen in the same one, whatever becomes of its path.
@@ -93,8 +92,6 @@ bool writeAtomically(const std::string& path, Adopted adopted,
   const bool isReplacing = isThere && (isTrustNeeded ? isTrustedFile(replaced) : S_ISREG(replaced.st_mode));
   return writeAtomically(folder, name, isReplacing ? &replaced : nullptr, isTrustNeeded ? 0664 : 0666, produce);
 }
-
-}  // namespace
 
 // ----- Questions -----
 
@@ -168,25 +165,6 @@ OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
     return std::nullopt;
   }
   return contentsOf(file, status);
-}
-
-bool createFile(const std::string& path, const std::string& contents, const Attributes& attributes) {
-  if (!writeFileAtomically(path, contents)) return false;
-  (void)setAttributes(path, attributes);  // not a fatal error: the file is there
-  return true;
-}
-
-bool writeFileAtomically(const std::string& path, const std::string& contents) {
-  return writeFileAtomically(path, [&contents](const PartWriter& write) { return write(contents); });
-}
-
-bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce) {
-  return writeAtomically(path, Adopted::FromAnyFile, produce);
-}
-
-bool writeTrustedFile(const std::string& path, const std::string& contents) {
-  return writeAtomically(path, Adopted::FromTrustedFile,
-                         [&contents](const PartWriter& write) { return write(contents); });
 }
 
 // ----- Files where others can put anything -----

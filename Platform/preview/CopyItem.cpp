@@ -4,6 +4,7 @@
 
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/FileErrors.h"
 #include "Platform/posix/FileJudgements.h"
 #include "Platform/posix/RepairedFolder.h"
@@ -18,8 +19,6 @@ using preview::Layer;
 using preview::Place;
 
 namespace {
-
-CopyPolicy copyPolicy = nullptr;
 
 /// A name in a folder, and its path for the policy and for messages.
 struct Target {
@@ -37,12 +36,13 @@ class Copy {
   bool copyEntry(const Entry& source, const std::string& path, const Target& target, bool isTop) {
     if (source.isFolder()) return copyFolder(source, path, target, isTop);
     if (isTop && _isTrustNeeded) return distrust(path);
-    const int error = source.isFile() ? copyFile(source, target) : source.isLink() ? copyLink(source, target) : ENOTSUP;
+    const int error = source.isFile() || source.isLink() ? copyPlain(source, target) : ENOTSUP;
     return error == 0 || policyAllows(writingError("Copy to", target.path, error), path, target.path);
   }
 
   bool policyAllows(const FileError& error, const std::string& source, const std::string& target) {
-    if (copyPolicy != nullptr && copyPolicy(error, source, target)) return true;
+    const CopyPolicy policy = copyPolicy();
+    if (policy != nullptr && policy(error, source, target)) return true;
     _error = error;
     return false;
   }
@@ -60,48 +60,16 @@ class Copy {
     return error != ENOENT ? error : layer().writeError(*target.folder);
   }
 
-  static void copyAttributes(const Entry& source, Entry* copy) {
-    const bool isOwnerKept = layer().mayGive(copy->status, source.status.st_uid, source.status.st_gid);
-    if (isOwnerKept) copy->status.st_uid = source.status.st_uid;
-    if (layer().mayGive(copy->status, copy->status.st_uid, source.status.st_gid)) {
-      copy->status.st_gid = source.status.st_gid;
+  int copyPlain(const Entry& source, const Target& target) {
+    if (source.isFile()) {
+      if (const int error = layer().readError(source)) return error;
     }
-    if (source.isLink()) return;
-    copy->status.st_mode = (copy->status.st_mode & S_IFMT) | adoptedMode(source.status, isOwnerKept);
-  }
-
-  static int copyFile(const Entry& source, const Target& target) {
-    if (const int error = layer().readError(source)) return error;
     if (const int error = nameError(target)) return error;
     Entry copy;
-    copy.status = layer().newStatus(*target.folder, S_IFREG | 0600);
-    copy.status.st_size = source.status.st_size;
-    copy.machinePath = source.machinePath;  // its bytes stay where they are
-    copy.content = source.content;
-    Entry given = source;
-    // Somebody may have put a second name of a program there.
-    if (!isInAFolderOfOurs(source)) given.status.st_mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
-    copyAttributes(given, &copy);
-    layer().put(*target.folder, target.name, std::move(copy));
-    return 0;
-  }
-
-  static bool isInAFolderOfOurs(const Entry& source) {
-    if ((source.status.st_mode & (S_ISUID | S_ISGID)) == 0 || source.machinePath.empty()) return true;
-    const ScopedFd folder =
-        openExisting(AT_FDCWD, path::deletingLastComponent(source.machinePath).c_str(), O_RDONLY | O_DIRECTORY);
-    struct stat status;
-    return folder && fstat(folder.get(), &status) == 0 && onlyWeCanWrite(folder.get(), status);
-  }
-
-  static int copyLink(const Entry& source, const Target& target) {
-    const OptionalString text = layer().linkText(source);
-    if (!text) return EACCES;
-    if (const int error = nameError(target)) return error;
-    Entry copy;
-    copy.status = layer().newStatus(*target.folder, S_IFLNK | 0777);
-    copy.content = std::make_shared<const std::string>(*text);
-    copyAttributes(source, &copy);
+    if (const int error = layer().copyOf(source, *target.folder, &copy)) return error;
+    if (_isOneRule) return 0;
+    const mode_t type = copy.status.st_mode & S_IFMT;
+    copy.status.st_ino = layer().newStatus(*target.folder, type).st_ino;
     layer().put(*target.folder, target.name, std::move(copy));
     return 0;
   }
@@ -121,7 +89,9 @@ class Copy {
     Entry folder;
     const int error = nameError(target);
     const bool isNew = error == 0;
-    if (isNew) {
+    if (isNew && _isOneRule) {
+      if (layer().copyOf(source, *target.folder, &folder) != 0) return false;
+    } else if (isNew) {
       folder.status = layer().newStatus(*target.folder, S_IFDIR | 0700);
       layer().put(*target.folder, target.name, folder);
       if (layer().find(*target.folder, target.name, &folder) != 0) return false;
@@ -132,23 +102,52 @@ class Copy {
         return policyAllows(writingError("Copy to", target.path, ENOTDIR), path, target.path);
       }
     }
-    if (isTop) _target = Layer::id(folder.status);
+    if (isTop) {
+      _target = Layer::id(folder.status);
+      _isOneRule = canBeOneRule(source, folder);
+      _source = source.machinePath;
+    }
     if (Layer::id(source.status) == _target) return true;  // a copy into its own source must not copy itself
 
-    const auto names = layer().names(source);
-    if (!names) return policyAllows(readingError("Copy", path, EACCES), path, target.path);
     bool isDone = true;
-    for (const std::string& name : *names) {
+    const bool isRead = layer().visitNames(source, [&](const std::string& name) {
       Entry item;
       const Target itemTarget{folder, name, target.path + "/" + name};
       const std::string itemPath = path + "/" + name;
       const int findError = layer().find(source, name, &item);
       isDone = findError == 0 ? copyEntry(item, itemPath, itemTarget, /*isTop=*/false)
                               : policyAllows(readingError("Copy", itemPath, findError), itemPath, itemTarget.path);
-      if (!isDone) break;
-    }
-    if (isDone || isNew) giveAttributes(source, folder);
+      if (!isDone && _stop.empty()) _stop = source.machinePath + "/" + name;
+      return isDone;
+    });
+    if (!isRead) return policyAllows(readingError("Copy", path, EACCES), path, target.path);
+    if (!_isOneRule || isTop) finish(folder, isDone || isNew ? &source : nullptr);
     return isDone;
+  }
+
+  /// Whether the copy can be remembered as one rule: every entry of the source is as the machine has it, and so is what
+  /// the target has.
+  static bool canBeOneRule(const Entry& source, const Entry& folder) {
+    return !source.tree && source.machinePath == source.path && source.path != "/" &&
+           layer().isUntouched(source.path) && !folder.tree && folder.path != "/" && layer().isUntouched(folder.path);
+  }
+
+  /// Remembers what a folder has become. \param source whose attributes it gets; null when the copy has not come so
+  /// far.
+  void finish(const Entry& folder, const Entry* source) {
+    Place place;
+    if (layer().find(folder.path, Layer::Links::Kept, &place) != 0 || !place.folder) return;
+    Entry& copy = *place.entry;
+    const struct stat before = copy.status;
+    if (source != nullptr) layer().copyAttributes(source->status, &copy);
+    if (_isOneRule) {
+      copy.tree = layer().newTree(_target, _stop);
+      copy.copySource = _source;
+      copy.whileCopied = before;
+    } else if (Layer::haveSameAttributes(copy.status, before)) {
+      return;
+    }
+    layer().put(*place.folder, place.name, copy);
   }
 
   /// The place that was asked for may be a link to a folder; below it a link would lead out of it.
@@ -160,20 +159,20 @@ class Copy {
     return true;
   }
 
-  static void giveAttributes(const Entry& source, const Entry& folder) {
-    Place place;
-    if (layer().find(folder.path, Layer::Links::Kept, &place) != 0 || !place.folder) return;
-    copyAttributes(source, &*place.entry);
-    layer().put(*place.folder, place.name, *place.entry);
-  }
-
   FileError _error;
   bool _isTrustNeeded;
   bool _isDistrusted = false;
   Layer::Id _target{};
+  bool _isOneRule = false;  // whether nothing is remembered of what is in the folder that is copied
+  std::string _source;      // that folder
+  std::string _stop;        // the entry with which the copy ends; empty as long as it goes on
 };
 
-bool copyFrom(const std::string& source, const std::string& target, Copy& copy, FileError* error) {
+}  // namespace
+
+bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, bool* isDistrusted,
+              FileError* error) {
+  Copy copy(isTrustNeeded);
   const std::string from = path::appending(source, "");  // a slash at the end makes no difference
   const std::string to = path::appending(target, "");
   Place sourcePlace;
@@ -189,23 +188,8 @@ bool copyFrom(const std::string& source, const std::string& target, Copy& copy, 
   const bool isDone = openError == 0 ? copy.copyEntry(*sourcePlace.entry, from,
                                                       {parentPlace.entry, path::lastComponent(to), to}, /*isTop=*/true)
                                      : copy.policyAllows(writingError("Copy to", to, openError), from, to);
-  if (!isDone && error != nullptr) *error = copy.error();
-  return isDone;
-}
-
-}  // namespace
-
-void setCopyPolicy(CopyPolicy policy) { copyPolicy = policy; }
-
-bool copyItem(const std::string& source, const std::string& target, FileError* error) {
-  Copy copy(/*isTrustNeeded=*/false);
-  return copyFrom(source, target, copy, error);
-}
-
-bool copyTrustedFolder(const std::string& source, const std::string& target, bool* isDistrusted, FileError* error) {
-  Copy copy(/*isTrustNeeded=*/true);
-  const bool isDone = copyFrom(source, target, copy, error);
   *isDistrusted = copy.isDistrusted();
+  if (!isDone && error != nullptr) *error = copy.error();
   return isDone;
 }
 

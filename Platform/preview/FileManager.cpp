@@ -7,9 +7,9 @@
 #include <climits>
 #include <exception>
 
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/FileErrors.h"
 #include "Platform/posix/FileJudgements.h"
-#include "Platform/posix/MakeFolder.h"
 #include "Platform/preview/Layer.h"
 #include "Support/Path.h"
 
@@ -73,7 +73,7 @@ bool writeAtomically(const Entry& folder, const std::string& name, const Entry* 
   return true;
 }
 
-enum class Adopted { FromAnyFile, FromTrustedFile };
+}  // namespace
 
 bool writeAtomically(const std::string& path, Adopted adopted,
                      const std::function<bool(const PartWriter& write)>& produce) {
@@ -92,8 +92,6 @@ bool writeAtomically(const std::string& path, Adopted adopted,
   const bool isReplacing = error == 0 && (isTrustNeeded ? isTrustedFile(old.status) : old.isFile());
   return writeAtomically(folder, name, isReplacing ? &old : nullptr, isTrustNeeded ? 0664 : 0666, produce);
 }
-
-}  // namespace
 
 // ----- Questions -----
 
@@ -197,25 +195,6 @@ OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
     return std::nullopt;
   }
   return layer().contents(*place.entry, kLargestFile);
-}
-
-bool createFile(const std::string& path, const std::string& contents, const Attributes& attributes) {
-  if (!writeFileAtomically(path, contents)) return false;
-  (void)setAttributes(path, attributes);  // not a fatal error: the file is there
-  return true;
-}
-
-bool writeFileAtomically(const std::string& path, const std::string& contents) {
-  return writeFileAtomically(path, [&contents](const PartWriter& write) { return write(contents); });
-}
-
-bool writeFileAtomically(const std::string& path, const std::function<bool(const PartWriter& write)>& produce) {
-  return writeAtomically(path, Adopted::FromAnyFile, produce);
-}
-
-bool writeTrustedFile(const std::string& path, const std::string& contents) {
-  return writeAtomically(path, Adopted::FromTrustedFile,
-                         [&contents](const PartWriter& write) { return write(contents); });
 }
 
 // ----- Files where others can put anything -----

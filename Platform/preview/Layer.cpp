@@ -8,9 +8,13 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <iterator>
 
 #include "Platform/posix/Descriptors.h"
+#include "Platform/posix/FileJudgements.h"
+#include "Platform/posix/RepairedFolder.h"
 #include "Platform/posix/SystemHabits.h"
+#include "Support/Path.h"
 
 namespace hotfix::platform::preview {
 
@@ -19,7 +23,7 @@ namespace {
 constexpr int kMostLinks = 40;  // as the kernel
 
 /// A device number that no file system has: of entries that only the layer has.
-constexpr dev_t kLayerDevice = static_cast<dev_t>(-1);
+constexpr dev_t kLayerDevice = static_cast<dev_t>(-1);  // and those below it: of entries of copied trees
 
 std::string joined(const std::string& folder, const std::string& name) {
   return folder == "/" ? "/" + name : folder + "/" + name;
@@ -52,6 +56,48 @@ bool isOneOfOurGroups(gid_t group) {
   std::vector<gid_t> groups(count > 0 ? static_cast<size_t>(count) : 0);
   const int got = getgroups(static_cast<int>(groups.size()), groups.data());
   return got > 0 && std::find(groups.begin(), groups.begin() + got, group) != groups.begin() + got;
+}
+
+/// Visits the names in a folder of the machine until \a visit answers false. \return false when it cannot be read.
+bool visitNamesOnMachine(const std::string& path, const Layer::NameVisitor& visit) {
+  ScopedFolder open(openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY));
+  DIR* const stream = open.stream();
+  if (stream == nullptr) return false;
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = readdir(stream);
+    if (entry == nullptr) return errno == 0;
+    if (!isDotName(entry->d_name) && !visit(entry->d_name)) return true;
+  }
+}
+
+/// The name in \a folder on the way to \a path; empty when that is not below it.
+std::string nameBelow(const std::string& path, const std::string& folder) {
+  if (path.empty() || path == folder || !isBelow(path, folder)) return "";
+  const size_t begin = folder == "/" ? 1 : folder.size() + 1;
+  return path.substr(begin, path.find('/', begin) - begin);
+}
+
+/// Whether a copy that ended with the entry \a stop has copied an entry of a folder that it came to, as a whole or in
+/// part: it goes by the order of the listing.
+bool isCopiedBefore(const std::string& folder, const std::string& name, const std::string& stop) {
+  const std::string last = nameBelow(stop, folder);
+  if (last.empty()) return true;
+  if (name == last) return joined(folder, name) != stop;
+  bool isFirst = false;
+  visitNamesOnMachine(folder, [&](const std::string& other) {
+    isFirst = other == name;
+    return !isFirst && other != last;
+  });
+  return isFirst;
+}
+
+std::optional<Entry> onMachine(const std::string& path, const std::string& machinePath) {
+  Entry entry;
+  if (lstat(machinePath.c_str(), &entry.status) != 0) return std::nullopt;
+  entry.path = path;
+  entry.machinePath = machinePath;
+  return entry;
 }
 
 int accessError(const std::string& path, int mode) {
@@ -123,49 +169,111 @@ int Layer::find(const std::string& path, Links links, Place* place) const {
   return 0;
 }
 
+const Layer::Node* Layer::nodeOf(const Entry& folder, const std::string& name) const {
+  const auto changed = _folders.find(id(folder.status));
+  if (changed == _folders.end()) return nullptr;
+  const auto node = changed->second.names.find(name);
+  return node != changed->second.names.end() ? &node->second : nullptr;
+}
+
 int Layer::find(const Entry& folder, const std::string& name, Entry* found) const {
   if (name.empty()) return ENOENT;
   if (name.size() > NAME_MAX) return ENAMETOOLONG;
-  const auto changed = _folders.find(id(folder.status));
-  if (changed != _folders.end()) {
-    const auto node = changed->second.names.find(name);
-    if (node != changed->second.names.end()) {
-      if (!node->second.entry) return ENOENT;
-      *found = *node->second.entry;
-      applyRepairsFrom(node->second.repairs, folder.path, &found->status);
-      return 0;
-    }
+  if (const Node* const node = nodeOf(folder, name)) {
+    if (!node->entry) return ENOENT;
+    *found = *node->entry;
+    applyRepairsFrom(node->repairs, folder.path, &found->status);
+    return 0;
   }
+  const int error = findOnMachine(folder, name, found);
+  if (error != ENOENT || !folder.tree) return error;
+  const std::string& stop = folder.tree->stop;
+  return isCopiedBefore(folder.copySource, name, stop) ? findCopied(folder, name, found) : ENOENT;
+}
+
+int Layer::findOnMachine(const Entry& folder, const std::string& name, Entry* found) const {
   if (folder.machinePath.empty()) return ENOENT;
   Entry entry;
   entry.machinePath = joined(folder.machinePath, name);
   if (lstat(entry.machinePath.c_str(), &entry.status) != 0) return errno;
   entry.path = joined(folder.path, name);
   applyRepairsFrom(0, folder.path, &entry.status);
+  Entry source;
+  source.machinePath = joined(folder.copySource, name);
+  if (folder.tree && entry.isFolder() && isCopiedBefore(folder.copySource, name, folder.tree->stop) &&
+      lstat(source.machinePath.c_str(), &source.status) == 0 && source.isFolder() && readError(source) == 0) {
+    entry.tree = folder.tree;
+    entry.copySource = source.machinePath;
+    entry.whileCopied = entry.status;
+    // It gets the attributes last.
+    if (!isBelow(folder.tree->stop, source.machinePath)) copyAttributes(source.status, &entry);
+  }
   *found = std::move(entry);
   return 0;
 }
 
-std::optional<std::vector<std::string>> Layer::names(const Entry& folder) const {
-  std::vector<std::string> result;
-  if (readError(folder) != 0) return std::nullopt;
-  const auto changed = _folders.find(id(folder.status));
-  const auto isChanged = [&](const std::string& name) {
-    return changed != _folders.end() && changed->second.names.count(name) != 0;
-  };
-  if (!folder.machinePath.empty()) {
-    ScopedFolder open(openExisting(AT_FDCWD, folder.machinePath.c_str(), O_RDONLY | O_DIRECTORY));
-    const auto entries = entriesIn(open);
-    if (!entries) return std::nullopt;
-    for (const NamedEntry& entry : *entries) {
-      if (!isChanged(entry.name)) result.push_back(entry.name);
+/// Finds what a copied tree has put at a name that the machine does not have.
+int Layer::findCopied(const Entry& folder, const std::string& name, Entry* found) const {
+  Entry source;
+  source.machinePath = joined(folder.copySource, name);
+  if (lstat(source.machinePath.c_str(), &source.status) != 0) return ENOENT;
+  Entry copy;
+  Entry before = folder;
+  before.status = folder.whileCopied;
+  if (copyOf(source, before, &copy) != 0) return ENOENT;
+  const auto device =
+      _devices.try_emplace({folder.tree->number, source.status.st_dev}, kLayerDevice - 1 - _devices.size());
+  copy.status.st_dev = device.first->second;
+  copy.status.st_ino = source.status.st_ino;
+  copy.path = joined(folder.path, name);
+  if (copy.isFolder()) {
+    copy.whileCopied = copy.status;
+    if (id(source.status) != folder.tree->target) {
+      copy.tree = folder.tree;
+      copy.copySource = source.machinePath;
+      copyAttributes(source.status, &copy);
     }
   }
-  if (changed == _folders.end()) return result;
-  for (const auto& [name, node] : changed->second.names) {
-    if (node.entry) result.push_back(name);
+  *found = std::move(copy);
+  return 0;
+}
+
+bool Layer::visitNames(const Entry& folder, const NameVisitor& visit) const {
+  if (readError(folder) != 0) return false;
+  bool goesOn = true;
+  const auto visitUnlessKnown = [&](const std::string& name) {
+    if (nodeOf(folder, name) == nullptr) goesOn = visit(name);
+    return goesOn;
+  };
+  if (!folder.machinePath.empty() && !visitNamesOnMachine(folder.machinePath, visitUnlessKnown)) return false;
+  if (goesOn && folder.tree) {
+    const std::string stop = nameBelow(folder.tree->stop, folder.copySource);
+    visitNamesOnMachine(folder.copySource, [&](const std::string& name) {
+      const bool isLast = name == stop;
+      Entry copy;
+      if (nodeOf(folder, name) == nullptr && findOnMachine(folder, name, &copy) == ENOENT &&
+          !(isLast && joined(folder.copySource, name) == folder.tree->stop) && findCopied(folder, name, &copy) == 0) {
+        goesOn = visit(name);
+      }
+      return goesOn && !isLast;
+    });
   }
-  return result;
+  const auto changed = _folders.find(id(folder.status));
+  if (changed == _folders.end()) return true;
+  for (const auto& [name, node] : changed->second.names) {
+    if (!goesOn) break;
+    if (node.entry) goesOn = visit(name);
+  }
+  return true;
+}
+
+std::optional<std::vector<std::string>> Layer::names(const Entry& folder) const {
+  std::vector<std::string> result;
+  const bool isRead = visitNames(folder, [&result](const std::string& name) {
+    result.push_back(name);
+    return true;
+  });
+  return isRead ? std::optional<std::vector<std::string>>(std::move(result)) : std::nullopt;
 }
 
 std::vector<std::string> Layer::changedNames(const struct stat& folder) const {
@@ -234,12 +342,21 @@ bool Layer::mayGive(const struct stat& file, uid_t owner, gid_t group) const {
   return file.st_uid == geteuid() && isOwnerKept && (isGroupKept || isOneOfOurGroups(group));
 }
 
+bool Layer::haveSameAttributes(const struct stat& one, const struct stat& other) {
+  return one.st_uid == other.st_uid && one.st_gid == other.st_gid && one.st_mode == other.st_mode;
+}
+
 // ----- Changing -----
 
 struct stat Layer::newStatus(const Entry& folder, mode_t mode) {
+  struct stat status = statusOfNew(folder, mode);
+  status.st_ino = _nextNumber++;
+  return status;
+}
+
+struct stat Layer::statusOfNew(const Entry& folder, mode_t mode) const {
   struct stat status = {};
   status.st_dev = kLayerDevice;
-  status.st_ino = _nextNumber++;
   status.st_nlink = 1;
   status.st_uid = geteuid();
   status.st_gid = getegid();
@@ -259,10 +376,117 @@ void Layer::put(const Entry& folder, const std::string& name, Entry entry) {
 }
 
 void Layer::remove(const Entry& folder, const std::string& name) {
+  const std::string path = joined(folder.path, name);
+  for (auto below = _folders.begin(); below != _folders.end();) {
+    below = isBelow(below->second.folder.path, path) ? _folders.erase(below) : std::next(below);
+  }
   Folder& changed = _folders[id(folder.status)];
   changed.folder = folder;
   changed.names[name] = {};
 }
+
+// ----- Copies -----
+
+namespace {
+
+/// Whether a file keeps its set-id bits in a copy: it has none, or lies where only we can have put it: somebody else
+/// may have put a second name of a program there.
+bool keepsSetIdBits(const Entry& source) {
+  if ((source.status.st_mode & (S_ISUID | S_ISGID)) == 0 || source.machinePath.empty()) return true;
+  const ScopedFd folder =
+      openExisting(AT_FDCWD, path::deletingLastComponent(source.machinePath).c_str(), O_RDONLY | O_DIRECTORY);
+  struct stat status;
+  return folder && fstat(folder.get(), &status) == 0 && onlyWeCanWrite(folder.get(), status);
+}
+
+}  // namespace
+
+int Layer::copyOf(const Entry& source, const Entry& folder, Entry* copy) const {
+  *copy = Entry();
+  if (source.isLink()) {
+    const OptionalString text = linkText(source);
+    if (!text) return EACCES;
+    copy->content = std::make_shared<const std::string>(*text);
+    copy->status = statusOfNew(folder, S_IFLNK | 0777);
+  } else if (!source.isFile() && !source.isFolder()) {
+    return ENOTSUP;
+  } else if (const int error = readError(source)) {
+    return error;
+  } else if (source.isFolder()) {
+    copy->status = statusOfNew(folder, S_IFDIR | 0700);
+  } else {
+    copy->status = statusOfNew(folder, S_IFREG | 0600);
+    copy->status.st_size = source.status.st_size;
+    copy->machinePath = source.machinePath;  // its bytes stay where they are
+    copy->content = source.content;
+  }
+  if (const int error = writeError(folder)) return error;
+  if (source.isFolder()) return 0;  // it gets its attributes last
+  struct stat given = source.status;
+  if (source.isFile() && !keepsSetIdBits(source)) given.st_mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
+  copyAttributes(given, copy);
+  return 0;
+}
+
+void Layer::copyAttributes(const struct stat& source, Entry* copy) const {
+  const bool isOwnerKept = mayGive(copy->status, source.st_uid, source.st_gid);
+  if (isOwnerKept) copy->status.st_uid = source.st_uid;
+  if (mayGive(copy->status, copy->status.st_uid, source.st_gid)) copy->status.st_gid = source.st_gid;
+  if (!copy->isLink()) copy->status.st_mode = (copy->status.st_mode & S_IFMT) | adoptedMode(source, isOwnerKept);
+}
+
+std::shared_ptr<const CopiedTree> Layer::newTree(const Id& target, const std::string& stop) {
+  return std::make_shared<const CopiedTree>(CopiedTree{_nextNumber++, target, stop});
+}
+
+bool Layer::isUntouched(const std::string& path) const {
+  return std::none_of(_folders.begin(), _folders.end(),
+                      [&](const auto& folder) { return isBelow(folder.second.folder.path, path); }) &&
+         std::none_of(_repairs.begin(), _repairs.end(), [&](const Repair& repair) {
+           return isBelow(path, repair.folder) || isBelow(repair.folder, path);
+         });
+}
+
+/// Visits what a copied tree has made or changed below a folder, each folder before its content.
+void Layer::visitCopies(const Entry& folder, const CopyVisitor& visit) const {
+  if (!folder.tree) return;
+  const std::string stop = nameBelow(folder.tree->stop, folder.copySource);
+  visitNamesOnMachine(folder.copySource, [&](const std::string& name) {
+    const bool isLast = name == stop;
+    if (isLast && joined(folder.copySource, name) == folder.tree->stop) return false;
+    Entry entry;
+    if (nodeOf(folder, name) != nullptr) return !isLast;
+    const int error = findOnMachine(folder, name, &entry);
+    const bool isMerged = error == 0 && entry.tree && !haveSameAttributes(entry.status, entry.whileCopied);
+    if (isMerged || (error == ENOENT && findCopied(folder, name, &entry) == 0)) visit(folder, name, entry);
+    if (entry.isFolder()) visitCopies(entry, visit);
+    return !isLast;
+  });
+}
+
+void Layer::unfoldCopies(const std::string& folder) {
+  std::vector<std::pair<Entry, std::string>> tops;
+  for (const auto& [folderId, changed] : _folders) {
+    for (const auto& [name, node] : changed.names) {
+      const std::string path = joined(changed.folder.path, name);
+      if (node.entry && node.entry->tree && (isBelow(path, folder) || isBelow(folder, path))) {
+        tops.emplace_back(changed.folder, name);
+      }
+    }
+  }
+  for (const auto& [holder, name] : tops) {
+    Node& top = _folders[id(holder.status)].names[name];
+    Entry plain = *top.entry;
+    visitCopies(plain, [this](Entry in, const std::string& copyName, Entry copy) {
+      in.tree = copy.tree = nullptr;
+      put(in, copyName, std::move(copy));
+    });
+    plain.tree = nullptr;
+    top.entry = std::make_shared<const Entry>(std::move(plain));
+  }
+}
+
+// ----- Repairs -----
 
 void Layer::addRepair(Repair repair) {
   std::sort(repair.failed.begin(), repair.failed.end());
@@ -272,9 +496,9 @@ void Layer::addRepair(Repair repair) {
 void Layer::applyRepairsFrom(size_t first, const std::string& folder, struct stat* status) const {
   for (size_t number = first; number < _repairs.size(); ++number) {
     const Repair& repair = _repairs[number];
-    if (!isBelow(folder, repair.folder)) continue;
-    if (std::binary_search(repair.failed.begin(), repair.failed.end(), id(*status))) continue;
     const WantedAttributes& wanted = repair.attributes;
+    if (wanted.isRight(*status) || !isBelow(folder, repair.folder) || isReadOnly(folder)) continue;
+    if (std::binary_search(repair.failed.begin(), repair.failed.end(), id(*status))) continue;
     if (wanted.needsMode(*status) && !mayChangeMode(*status)) continue;
     if (wanted.needsOwner(*status) && !mayGive(*status, wanted.owner(), wanted.group())) {
       wanted.applyModeTo(status);
@@ -284,30 +508,51 @@ void Layer::applyRepairsFrom(size_t first, const std::string& folder, struct sta
   }
 }
 
+bool Layer::isReadOnly(const std::string& folder) const {
+  if (_askedFolder.first != folder) {
+    _askedFolder = {folder, faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) != 0 && errno == EROFS};
+  }
+  return _askedFolder.second;
+}
+
 // ----- All that was done -----
 
-std::vector<Difference> Layer::differences() const {
-  std::vector<Difference> result;
+void Layer::visitDifferences(const DifferenceVisitor& visit) const {
+  const auto visitCopy = [&visit](const Entry&, const std::string&, const Entry& entry) {
+    const bool isMerged = entry.isFolder() && !entry.machinePath.empty();
+    visit({entry.path, isMerged ? onMachine(entry.path, entry.machinePath) : std::nullopt, entry});
+  };
   for (const auto& [folderId, changed] : _folders) {
     for (const auto& [name, node] : changed.names) {
       Difference difference;
       difference.path = joined(changed.folder.path, name);
       if (!changed.folder.machinePath.empty()) {
-        Entry before;
-        before.path = difference.path;
-        before.machinePath = joined(changed.folder.machinePath, name);
-        if (lstat(before.machinePath.c_str(), &before.status) == 0) difference.before = before;
+        difference.before = onMachine(difference.path, joined(changed.folder.machinePath, name));
       }
       if (node.entry) {
         difference.after = *node.entry;
         applyRepairsFrom(node.repairs, changed.folder.path, &difference.after->status);
       }
-      if (difference.before || difference.after) result.push_back(std::move(difference));
+      if (difference.before || difference.after) visit(std::move(difference));
+      if (node.entry) visitCopies(*node.entry, visitCopy);
     }
   }
-  std::sort(result.begin(), result.end(),
-            [](const Difference& left, const Difference& right) { return left.path < right.path; });
-  return result;
+}
+
+std::set<std::string> Layer::removedPaths() const {
+  std::set<std::string> paths;
+  for (const auto& [folderId, changed] : _folders) {
+    for (const auto& [name, node] : changed.names) {
+      if (!node.entry) paths.insert(joined(changed.folder.path, name));
+    }
+  }
+  return paths;
+}
+
+size_t Layer::size() const {
+  size_t sum = 0;
+  for (const auto& [folderId, changed] : _folders) sum += changed.names.size();
+  return sum;
 }
 
 }  // namespace hotfix::platform::preview

@@ -65,8 +65,8 @@ class PreviewVisitor : public FolderVisitor {
     if (isOurs(parent.status, name)) return true;
     const WalkedFolder before = asLeft(folder);
     judge(parent, name, before.status, [&]() -> const char* {
-      if (const char* reason = missingRight(_wanted, before.status)) return reason;
       if (isReadOnly(parent)) return kReadOnly;
+      if (const char* reason = missingRight(_wanted, before.status)) return reason;
       return _names.isNewOwnersAlone(before) || !holdsOthersNames(before) ? nullptr : kOthersNames;
     });
     return true;
@@ -105,13 +105,12 @@ class PreviewVisitor : public FolderVisitor {
     }
   }
 
-  /// What the repair could not treat, but for want of rights.
-  std::vector<Layer::Id> failed() const {
-    std::vector<Layer::Id> result;
-    for (const Layer::Id& id : _failed) {
-      if (_changedUnderAName.count(id) == 0) result.push_back(id);
-    }
-    return result;
+  /// What the repair could not treat, as Layer::Repair has it.
+  std::vector<Layer::Id> takeFailed() {
+    _failed.erase(std::remove_if(_failed.begin(), _failed.end(),
+                                 [this](const Layer::Id& id) { return _changedUnderAName.count(id) != 0; }),
+                  _failed.end());
+    return std::move(_failed);
   }
 
  private:
@@ -159,9 +158,9 @@ class PreviewVisitor : public FolderVisitor {
   }
 
   const char* obstacle(const WalkedFolder& folder, const char* name, const struct stat& status) {
+    if (isReadOnly(folder)) return kReadOnly;
     if (SecondNames::areIn(status) && !_names.isOwnersName(asLeft(folder), status.st_uid)) return kSecondName;
     if (const char* reason = missingRight(_wanted, status)) return reason;
-    if (isReadOnly(folder)) return kReadOnly;
     const bool isOrdinary = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
     const bool isHeld = (isOrdinary && geteuid() == 0) || onlyWeCanWrite(folder.descriptor, asLeft(folder).status) ||
                         openHandle(folder.descriptor, name);
@@ -186,8 +185,8 @@ class PreviewVisitor : public FolderVisitor {
     ++_record.entries;
     if (_wanted.isRight(status)) return;
     if (const char* reason = obstacle()) {
-      const bool isWantOfRights = reason == kNotPermitted || reason == kOwnerNotPermitted;
-      fail(folder.path, name, reason, isWantOfRights ? nullptr : &status);
+      const bool isSeenAgain = reason == kNotPermitted || reason == kOwnerNotPermitted || reason == kReadOnly;
+      fail(folder.path, name, reason, isSeenAgain ? nullptr : &status);
       if (reason != kOwnerNotPermitted || !_wanted.needsMode(status)) return;
       ++_record.modesChanged;
       struct stat after = status;
@@ -256,6 +255,8 @@ RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& at
   if (wanted.hasGroup()) outcome.group = attributes.group;
   Place place;
   if (layer().find(folder, Layer::Links::Followed, &place) != 0 || !place.entry->isFolder()) return outcome;
+  layer().unfoldCopies(place.entry->path);
+  (void)layer().find(folder, Layer::Links::Followed, &place);
   RecordedRepair record;
   record.folder = folder;
   PreviewVisitor visitor(wanted, place.entry->path == "/" ? "" : place.entry->path, record, outcome);
@@ -272,7 +273,7 @@ RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& at
   outcome.isTreated = true;
   if (top) (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
   visitor.visitChanges(place.entry->status, place.entry->path, "");
-  layer().addRepair({place.entry->path, wanted, visitor.failed()});
+  layer().addRepair({place.entry->path, wanted, visitor.takeFailed()});
   preview::recording().repairs.push_back(std::move(record));
   return outcome;
 }

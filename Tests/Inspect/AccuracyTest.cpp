@@ -97,10 +97,7 @@ class AccuracyTest : public GeneratedMachine, public ::testing::WithParamInterfa
   Outcome preview() {
     CommandLine words{"preview", "--json", "--result", result.value_or("none")};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    Call inspect = withEnvironment(call(words));
-    inspect.program = HOTFIX_INSPECT;
-    inspect.commandLine.front() = HOTFIX_INSPECT;
-    return run(inspect);
+    return run(withEnvironment(inspectCall(words)));
   }
 
   std::vector<CommandLine> childrenOf(const Json& document) {
@@ -123,6 +120,27 @@ class AccuracyTest : public GeneratedMachine, public ::testing::WithParamInterfa
     for (const Json& line : document.at("log")) {
       lines.push_back(levelOf(line.at("level")) + encoded(textOf(line.at("text"))));
     }
+    return lines;
+  }
+
+  /// What a person at a terminal would be left with: the note on sudo, the steps, and the closing lines.
+  static Lines screenOf(const Json& document) {
+    Lines lines;
+    Lines warnings;
+    for (const Json& warning : document.at("warnings")) {
+      if (warning.at("warning") == "user-is-root") lines.push_back(shown(textOf(warning.at("text"))));
+      if (warning.at("warning") == "no-process-list") warnings.push_back(shown(textOf(warning.at("text"))));
+    }
+    for (const Json& step : document.at("steps")) {
+      const std::string detail = textOf(step.at("detail"));
+      lines.push_back(step.at("step").get<std::string>() + " ... " + step.at("result").get<std::string>() +
+                      (detail.empty() ? "" : ": " + shown(detail)));
+      lines.insert(lines.end(), warnings.begin(), warnings.end());  // after the first step, which looks for processes
+      warnings.clear();
+    }
+    std::istringstream closing(textOf(document.at("standardError")));
+    for (std::string line; std::getline(closing, line);) lines.push_back(line);
+    for (std::string& line : lines) line = withoutNumbersOfProcesses(line);
     return lines;
   }
 
@@ -185,15 +203,27 @@ TEST_P(AccuracyTest, PreviewIsWhatHappens) {
   keepDocument(told.output);
   const Json document = Json::parse(told.output, nullptr, false);
   ASSERT_FALSE(document.is_discarded()) << told.ending << "\n" << told.output << told.errors;
-  const Outcome real = run(withEnvironment(call(arguments)));
+  // A person watches each second run.
+  const bool isWatched = GetParam() % 2 == 1;
+  Terminal terminal;
+  terminal.begin();
+  Call uninstall = withEnvironment(call(arguments));
+  if (isWatched) uninstall = watched(terminal, std::move(uninstall));
+  const Outcome real = run(uninstall);
 
   EXPECT_EQ("exit " + document.at("exitStatus").dump(), real.ending);
   EXPECT_EQ(document.at("firstFailedCheck").is_null(), real.ending == "exit 0");
-  const std::string reason = document.at("reason").is_null() ? "" : textOf(document.at("reason"));
-  EXPECT_EQ(withoutNumbersOfProcesses(shown(reason)), withoutNumbersOfProcesses(real.reason));
+  if (isWatched) {
+    Lines seen = screen(terminal.text());
+    for (std::string& line : seen) line = withoutNumbersOfProcesses(line);
+    EXPECT_EQ(screenOf(document), seen);
+  } else {
+    const std::string reason = document.at("reason").is_null() ? "" : textOf(document.at("reason"));
+    EXPECT_EQ(withoutNumbersOfProcesses(shown(reason)), withoutNumbersOfProcesses(real.reason));
+    EXPECT_EQ(withoutNumbersOfProcesses(textOf(document.at("standardError"))),
+              withoutNumbersOfProcesses(real.standardError));
+  }
   EXPECT_EQ(textOf(document.at("standardOutput")), real.output);
-  EXPECT_EQ(withoutNumbersOfProcesses(textOf(document.at("standardError"))),
-            withoutNumbersOfProcesses(real.standardError));
   // Without a trace file there is nothing to compare with.
   if (!real.trace.empty() && real.trace.front().front() != '?') {
     EXPECT_EQ(logOf(document), real.trace);

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "Tests/Inspect/InspectTest.h"
 #include "Tests/Inspect/States.h"
 
 namespace hotfix {
@@ -17,12 +18,6 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr char kNotes[] = "/stand-ins/notes";
-constexpr char kFeature[] = "com.qor.fix_1.0.0";
-constexpr char kManifest[] =
-    "<install><domain-object><object-data><install><installfeature><requirements>"
-    "<feature id=\"com.qor.fix\" version=\"1.0.0\" action=\"uninstall\"/>"
-    "</requirements></installfeature></install></object-data></domain-object></install>\n";
-
 bool changesSomething(const std::string& call) {
   for (const char* name : {"rename", "unlink", "link", "symlink", "mkdir", "rmdir", "chmod", "chown", "write",
                            "copy_file_range", "ftruncate", "posix_spawn", "fsync", "utimens"}) {
@@ -33,27 +28,11 @@ bool changesSomething(const std::string& call) {
 
 }  // namespace
 
-class KilledTest : public MachineTest, public ::testing::WithParamInterface<const char*> {
+class KilledTest : public InspectTest, public ::testing::WithParamInterface<const char*> {
  protected:
   void makeMachine() {
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kManifest, 0660);
-    files().makeFile(inHome(std::string("eclipse/plugins/") + kFeature + "/a.jar"), "jar");
-    files().makeFile(inside("/stand-ins/receipt"), "");
-    makeStandIn(kPkgutil,
-                "case $1 in --forget) rm -f /stand-ins/receipt ;; --pkg-info) test -e /stand-ins/receipt ;; esac");
+    makeRemovableHotfix();
     setResult(GetParam());
-  }
-
-  void setResult(const std::string& code) {
-    setLauncher("echo rc=" + code + " > \"$result\"" +
-                (code == "0" ? std::string("; rm -rf \"${0%/*}/eclipse/plugins/") + kFeature + "\"" : ""));
-  }
-
-  Outcome inspect(const CommandLine& words) {
-    Call inspectCall = call(words);
-    inspectCall.program = HOTFIX_INSPECT;
-    inspectCall.commandLine.front() = HOTFIX_INSPECT;
-    return run(inspectCall);
   }
 
   Json status() {
@@ -115,8 +94,8 @@ TEST_P(KilledTest, StatusKnowsTheStateAndLeadsOut) {
   const size_t step = share != nullptr ? std::stoul(share) : 1;
   for (size_t at = 0; at < numbers.size(); at += step) {
     const size_t number = numbers[at];
-    MachineTest::TearDown();
-    MachineTest::SetUp();
+    InspectTest::TearDown();
+    InspectTest::SetUp();
     makeMachine();
     SCOPED_TRACE("killed before call " + std::to_string(number));
     const Outcome before = inspect({"status", home, data, "--json"});

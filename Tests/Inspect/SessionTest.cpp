@@ -8,36 +8,20 @@
 #include <set>
 #include <sstream>
 
-#include "Tests/Inspect/States.h"
+#include "Tests/Inspect/InspectTest.h"
 #include "Tests/Support/Markdown.h"
 
 namespace hotfix {
 
 namespace {
 
-constexpr char kManifest[] =
-    "<install><domain-object><object-data><install><installfeature><requirements>"
-    "<feature id=\"com.qor.fix\" version=\"1.0.0\" action=\"uninstall\"/>"
-    "</requirements></installfeature></install></object-data></domain-object></install>\n";
-
-class SessionTest : public MachineTest {
+class SessionTest : public InspectTest {
  protected:
   void SetUp() override {
-    MachineTest::SetUp();
+    InspectTest::SetUp();
     if (IsSkipped()) return;
     makeInstance("/Applications/Vantelmor.app", "/Users/alice/Client Data");
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kManifest, 0660);
-    files().makeFile(inHome("eclipse/plugins/com.qor.fix_1.0.0/a.jar"), "jar");
-    files().makeFile(inside("/stand-ins/receipt"), "");
-    makeStandIn(kPkgutil,
-                "case $1 in --forget) rm -f /stand-ins/receipt ;; --pkg-info) test -e /stand-ins/receipt ;; esac");
-  }
-
-  Outcome inspect(const CommandLine& words) {
-    Call inspectCall = call(words);
-    inspectCall.program = HOTFIX_INSPECT;
-    inspectCall.commandLine.front() = HOTFIX_INSPECT;
-    return run(inspectCall);
+    makeRemovableHotfix();
   }
 
   static std::string withoutStamps(const std::string& text) {
@@ -64,7 +48,7 @@ std::string asInReadme(const std::string& preview) {
 }
 
 TEST_F(SessionTest, PreviewLooksLikeThisAndIsWhatHappens) {
-  setLauncher("echo rc=0 > \"$result\"; rm -rf \"${0%/*}/eclipse/plugins/com.qor.fix_1.0.0\"");
+  setResult("0");
   const Outcome preview = inspect({"preview", "-rcphome", home, "-rcpdata", data});
   EXPECT_EQ(preview.ending, "exit 0");
   EXPECT_EQ(withoutStamps(asInReadme(preview.output)), documented(0));
@@ -73,11 +57,11 @@ TEST_F(SessionTest, PreviewLooksLikeThisAndIsWhatHappens) {
 
 TEST_F(SessionTest, FailureAndTheWayOutLookLikeThis) {
   files().makeFile(inside("/stand-ins/before.json"), inspect({"status", home, data, "--json"}).output);
-  setLauncher("echo rc=5 > \"$result\"");
+  setResult("5");
   EXPECT_EQ(run(uninstall()).ending, "exit 1");
   EXPECT_EQ(withoutStamps(inspect({"status", home, data}).output), documented(1));
 
-  setLauncher("echo rc=0 > \"$result\"; rm -rf \"${0%/*}/eclipse/plugins/com.qor.fix_1.0.0\"");
+  setResult("0");
   files().makeFile(inHome("deploy/uninstall.hotfix.xml"), files().read(inHome("deploy/install.update.xml")));
   EXPECT_EQ(run(uninstall()).ending, "exit 0");
   const Outcome verified = inspect({"verify", "/stand-ins/before.json"});

@@ -320,19 +320,39 @@ void GeneratedMachine::changeTrace() {
 
 void GeneratedMachine::changeConfiguration() {
   if (files().has(inside("/opt/there"))) return;
-  const std::string location = pickText({"/opt/new", "/no such place/new", "/opt/there", "HOME", ""});
+  const std::string staging = kStagingFolder;
+  std::string location =
+      pickText({"/opt/new", "/no such place/new", "/opt/there", "/opt/there", "HOME", "DATA", "INTO ITSELF", ""});
+  if (location == "HOME") location = home;
+  if (location == "DATA") location = data + pickText({"", "/sub"});
+  if (location == "INTO ITSELF") location = staging + pickText({"", "/tree", "/new"});
   makeText(inside("/opt/there/kept"), "kept\n");
-  makeText(inside(kConfigurationFile),
-           "{ newInstallLocation = \"" + (location == "HOME" ? home : location) + "\"; productName = x; }", 0644);
+  makeText(inside("/opt/there/tree/two"), "kept\n");
+  makeText(inside("/opt/there/tree/deep/kept"), "kept\n");
+  files().makeFolder(inside("/opt/there/tree"), 02750);
+  if (pick(4) == 0) makeText(inside("/opt/there/late/file is a folder here/kept"), "kept\n");
+  if (pick(4) == 0) makeText(inside("/opt/there/late/folder is a file here"), "kept\n");
+  if (pick(4) == 0) files().makeLink(inside("/opt/there/empty"), "tree");
+  makeText(inside(kConfigurationFile), "{ newInstallLocation = \"" + location + "\"; productName = x; }", 0644);
   replace(kConfigurationFile, pickText({"as it is", "as it is", "link", "foreign", "open", "second name", "empty"}));
   if (pick(4) == 0) return;
-  const std::string staging = kStagingFolder;
   makeText(inside(staging + "/one"), "one\n", 0640);
+  makeText(inside(staging + "/tree/two"), "two\n", 0600);
+  makeText(inside(staging + "/tree/deep/three \x1B\xFF"), "three\n");
+  makeText(inside(staging + "/tree/deep/deeper/four"), "four\n", 0751);
+  makeText(inside(staging + "/late/file is a folder here"), "five\n");
+  files().makeFolder(inside(staging + "/late/folder is a file here"), 0755);
+  files().makeFolder(inside(staging + "/tree/deep"), 01755);
+  files().makeFolder(inside(staging + "/empty"), 0700);
+  (void)!link((files() / inside(staging + "/one")).c_str(), (files() / inside(staging + "/tree/second name")).c_str());
+  giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::admin(), staging + "/tree/deep");
   makeText(inside(staging + "/deploy/install.xml"), "<staged/>\n");
   makeText(inside(staging + "/set"), "set\n", 04755);
   files().makeLink(inside(staging + "/link"), "one");
   giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::admin(), staging + "/one");
-  if (pick(3) == 0) (void)mkfifo((files() / inside(staging + "/fifo")).c_str(), 0600);
+  if (pick(3) == 0) {
+    (void)mkfifo((files() / inside(staging + pickText({"", "/tree", "/tree/deep", "/late"}) + "/fifo")).c_str(), 0600);
+  }
   if (pick(4) == 0) giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), staging);
 }
 

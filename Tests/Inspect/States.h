@@ -5,7 +5,7 @@
 #include <random>
 #include <string>
 
-#include "Tests/EndToEnd/MachineTest.h"
+#include "Tests/Inspect/InspectTest.h"
 
 namespace hotfix {
 
@@ -13,7 +13,7 @@ namespace hotfix {
 void keepDocument(const std::string& text);
 
 /// A machine in a state that depends on a number alone: an instance and its surroundings, changed in one to three ways.
-class GeneratedMachine : public MachineTest {
+class GeneratedMachine : public InspectTest {
  protected:
   /// Makes the state. \return what was changed.
   std::string makeState(unsigned number);

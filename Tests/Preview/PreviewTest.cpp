@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "Platform/ChildProcess.h"
 #include "Platform/FileManager.h"
 #include "Platform/Ownership.h"
@@ -43,10 +45,19 @@ class PreviewTest : public FakeHostTest {
 
   std::string path(const std::string& relativePath) const { return folder / relativePath; }
 
+  /// All that would be different, by path.
+  static std::vector<Difference> allDifferences() {
+    std::vector<Difference> all;
+    platform::preview::layer().visitDifferences(
+        [&all](Difference difference) { all.push_back(std::move(difference)); });
+    std::sort(all.begin(), all.end(), [](const auto& left, const auto& right) { return left.path < right.path; });
+    return all;
+  }
+
   /// What would be different, a line each: "made", "changed" or "removed" and the path below the folder.
   std::vector<std::string> differences() const {
     std::vector<std::string> lines;
-    for (const Difference& difference : platform::preview::layer().differences()) {
+    for (const Difference& difference : allDifferences()) {
       const char* change = !difference.before ? "made " : difference.after ? "changed " : "removed ";
       lines.push_back(change + difference.path.substr(folder.path().size() + 1));
     }
@@ -78,7 +89,7 @@ TEST_F(PreviewTest, ReplacedFileKeepsItsModeAndANewOneHasTheUsualOne) {
   folder.makeFile("file", "old", 0640);
   ASSERT_TRUE(platform::writeFileAtomically(path("file"), "new"));
   ASSERT_TRUE(platform::writeFileAtomically(path("other"), "new"));
-  const std::vector<Difference> all = platform::preview::layer().differences();
+  const std::vector<Difference> all = allDifferences();
   ASSERT_EQ(all.size(), 2U);
   EXPECT_EQ(all[0].after->status.st_mode & 07777U, 0640U);
   const mode_t mask = umask(0);
@@ -173,6 +184,70 @@ TEST_F(PreviewTest, CopyGoesOnBeingReadableWhenItsSourceIsRemoved) {
   EXPECT_EQ(platform::readFile(path("to")), OptionalString("text"));
 }
 
+TEST_F(PreviewTest, CopyOfATreeTakesNoMemoryForWhatIsInIt) {
+  for (int number = 0; number < 300; ++number) folder.makeFile("from/sub/" + std::to_string(number), "text", 0640);
+  folder.makeFile("from/sub/deep/one", "1", 0640);
+  folder.makeFile("to/sub/0", "old");
+  folder.makeFolder("from/sub", 0751);
+  const auto before = disk();
+  platform::setCopyPolicy([](const FileError&, const std::string&, const std::string&) { return true; });
+  for (int run = 0; run < 2; ++run) {  // the second one finds all there
+    ASSERT_TRUE(platform::copyItem(path("from"), path("to")));
+    ASSERT_TRUE(platform::copyItem(path("from"), path("new")));
+    EXPECT_EQ(platform::preview::layer().size(), 2U);
+  }
+  EXPECT_EQ(platform::readFile(path("to/sub/0")), OptionalString("old"));
+  EXPECT_EQ(platform::readFile(path("to/sub/299")), OptionalString("text"));
+  EXPECT_EQ(platform::readFile(path("new/sub/deep/one")), OptionalString("1"));
+  EXPECT_EQ(platform::namesInFolder(path("to/sub"))->size(), 301U);
+  EXPECT_EQ(platform::namesInFolder(path("new/sub"))->size(), 301U);
+  EXPECT_EQ(allDifferences().size(), (1U + 1U + 301U) + (1U + 1U + 302U));  // top, sub, and what is in it
+  std::map<std::string, mode_t> modes;
+  for (const Difference& difference : allDifferences())
+    modes[difference.path] = difference.after->status.st_mode & 07777U;
+  EXPECT_EQ(modes[path("to/sub")], 0751U);
+  EXPECT_EQ(modes[path("new/sub")], 0751U);
+  EXPECT_EQ(modes[path("new/sub/7")], 0640U);
+  EXPECT_EQ(disk(), before);
+}
+
+TEST_F(PreviewTest, CopiedTreeIsChangedLikeAnyOther) {
+  folder.makeFile("from/sub/one", "1");
+  folder.makeFile("from/sub/two", "2");
+  folder.makeFile("from/gone/one", "1");
+  ASSERT_TRUE(platform::copyItem(path("from"), path("to")));
+  ASSERT_TRUE(platform::writeFileAtomically(path("to/sub/one"), "new"));
+  ASSERT_TRUE(platform::writeFileAtomically(path("to/sub/three"), "3"));
+  ASSERT_TRUE(platform::removeItem(path("to/sub/two")));
+  ASSERT_TRUE(platform::writeFileAtomically(path("to/gone/two"), "2"));
+  ASSERT_TRUE(platform::removeItem(path("to/gone")));
+  ASSERT_TRUE(platform::removeItem(path("from")));
+  EXPECT_EQ(platform::readFile(path("to/sub/one")), OptionalString("new"));
+  EXPECT_THAT(*platform::namesInFolder(path("to/sub")), UnorderedElementsAre("one", "three"));
+  EXPECT_FALSE(platform::exists(path("to/sub/two")));
+  EXPECT_FALSE(platform::exists(path("to/gone/one")));
+  EXPECT_THAT(differences(),
+              ElementsAre("removed from", "made to", "made to/sub", "made to/sub/one", "made to/sub/three"));
+  EXPECT_EQ(platform::setAttributesBelow(path("to"), mode(0770)).changed, 3U);
+  EXPECT_EQ(platform::setAttributesBelow(path("to"), mode(0770)).changed, 0U);
+}
+
+TEST_F(PreviewTest, CopyIsThereAsFarAsItCame) {
+  for (const char* name : {"1", "2", "3", "4", "5", "6"}) folder.makeFile(std::string("from/sub/") + name);
+  const std::vector<std::string> order = *platform::namesInFolder(path("from/sub"));
+  ASSERT_EQ(unlink(path("from/sub/" + order[3]).c_str()), 0);
+  ASSERT_EQ(mkfifo(path("from/sub/" + order[3]).c_str(), 0600), 0);
+  const std::vector<std::string> now = *platform::namesInFolder(path("from/sub"));
+  const std::vector<std::string> copied(now.begin(), std::find(now.begin(), now.end(), order[3]));
+  EXPECT_FALSE(platform::copyItem(path("from"), path("to")));
+  EXPECT_EQ(platform::namesInFolder(path("to/sub")), copied);
+  for (const std::string& name : now) {
+    const bool isCopied = std::find(copied.begin(), copied.end(), name) != copied.end();
+    EXPECT_EQ(platform::exists(path("to/sub/" + name)), isCopied) << name;
+  }
+  EXPECT_EQ(allDifferences().size(), 2U + copied.size());
+}
+
 TEST_F(PreviewTest, FileBelowIsNoLinkAndHasNoSecondName) {
   folder.makeFile("data/.config/file", "text", 0640);
   folder.makeFile("data/two", "two");
@@ -232,7 +307,7 @@ TEST_F(PreviewTest, RepairTreatsWhatOnlyTheLayerHas) {
   ASSERT_TRUE(platform::writeFileAtomically(path("data/made/file"), "new"));
   const RepairOutcome outcome = platform::setAttributesBelow(path("data"), mode(0770));
   EXPECT_EQ(outcome.changed, 3U);
-  for (const Difference& difference : platform::preview::layer().differences()) {
+  for (const Difference& difference : allDifferences()) {
     EXPECT_EQ(difference.after->status.st_mode & 07777U, 0770U) << difference.path;
   }
   ASSERT_TRUE(platform::writeFileAtomically(path("data/later"), "new"));
