@@ -90,6 +90,14 @@ TEST(TextEncodingTest, EachIllFormedSequenceBecomesOneReplacementCharacter) {
   }
 }
 
+TEST(TextEncodingTest, IllFormedByteIsSeenAtEachPlaceAmongAscii) {
+  for (size_t place = 0; place < 20; ++place) {
+    std::string bytes(20, 'a');
+    bytes[place] = '\xFF';
+    EXPECT_FALSE(text::isValidUtf8(bytes)) << place;
+  }
+}
+
 TEST(TextEncodingTest, LoneSurrogateBecomesTheReplacementCharacter) {
   const std::string replacement = "\xEF\xBF\xBD";
   EXPECT_EQ(text::utf8FromUtf16(std::u16string{0xD83D}), replacement);
