@@ -1,14 +1,8 @@
 #include <dirent.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cctype>
-#include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <thread>
 
 #include "MacInstaller/hotifxUninstallLibrary.h"
@@ -20,11 +14,7 @@ namespace hotfix {
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Pair;
-
-using Lines = std::vector<LogLine>;
+using Lines = LogLines;
 
 constexpr char kCompleted[] = "The provisioning operations have completed successfully.\n";
 constexpr char kUnexpected[] =

@@ -1,8 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "Support/TextEncoding.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
