@@ -1,14 +1,6 @@
 // Runs the examples of docs/file-formats.md through the classes that they are about.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <cstdio>
-#include <map>
-#include <string>
-#include <vector>
 
 #include "MacInstaller/InstallManifest.h"
 #include "MacInstaller/InstallUtil.h"

@@ -1,14 +1,7 @@
 // What the owner of a data folder can do while root repairs it, and data folders that are none.
 
-#include <fcntl.h>
 #include <sys/inotify.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 #include "Tests/EndToEnd/AttacksTest.h"
 
@@ -274,10 +267,8 @@ TEST_P(AttacksWalkTest, DataFolderBehindAUsersLinkToAFolderOfRootsIsNotFollowed)
   expectHeld();
 }
 
-INSTANTIATE_TEST_SUITE_P(Protections, AttacksDataTest, ::testing::Values(Protections::On, Protections::Off),
-                         nameOfProtections);
-INSTANTIATE_TEST_SUITE_P(Protections, AttacksWalkTest, ::testing::Values(Protections::On, Protections::Off),
-                         nameOfProtections);
+INSTANTIATE_TEST_SUITE_P(Protections, AttacksDataTest, ::testing::Values(Protections::Off), nameOfProtections);
+INSTANTIATE_TEST_SUITE_P(Protections, AttacksWalkTest, ::testing::Values(Protections::Off), nameOfProtections);
 
 // ----- Second names, whoever is to be the owner -----
 
@@ -401,12 +392,10 @@ TEST_P(AttacksOwnerTest, NamesInFoldersOfTheFilesOwnerAreTreated) {
   EXPECT_EQ(state().at(data + "/more").substr(0, 4), "0775");
 }
 
-const auto kUsers =
-    ::testing::Combine(::testing::Values(Protections::On, Protections::Off),
-                       ::testing::Values(NamedText{"Alice", "alice"}, NamedText{"Root", "root"}, NamedText{"Unset", ""},
-                                         NamedText{"Unknown", "nobody known here"}));
-INSTANTIATE_TEST_SUITE_P(Users, AttacksOwnerTest, kUsers, nameOfProtectedText);
-INSTANTIATE_TEST_SUITE_P(Users, AttacksGroupTest, kUsers, nameOfProtectedText);
+const auto kUsers = ::testing::Values(NamedText{"Alice", "alice"}, NamedText{"Root", "root"}, NamedText{"Unset", ""},
+                                      NamedText{"Unknown", "nobody known here"});
+INSTANTIATE_TEST_SUITE_P(Users, AttacksOwnerTest, kUsers, nameWithoutProtections);
+INSTANTIATE_TEST_SUITE_P(Users, AttacksGroupTest, kUsers, nameWithoutProtections);
 
 // ----- Links on the way to the data folder -----
 
@@ -547,28 +536,27 @@ TEST_P(AttacksFolderTest, IsNotRepairedThroughALinkBehindSlashes) {
 
 INSTANTIATE_TEST_SUITE_P(
     Folders, AttacksFolderTest,
-    ::testing::Combine(
-        ::testing::Values(Protections::On, Protections::Off),
-        ::testing::Values(
-            NamedText{"Top", "/"}, NamedText{"TopWithSlashes", "///"}, NamedText{"TopByDetour", "/usr/../etc/.."},
-            NamedText{"Etc", "/etc"}, NamedText{"EtcWithSlashes", "//etc///"},
-            NamedText{"EtcByDetour", "/Users/../etc/."}, NamedText{"UsrByDetour", "/usr/lib/.."},
-            NamedText{"Users", "/Users"}, NamedText{"UsersWithSlash", "/Users/"}, NamedText{"Home", "/home"},
-            NamedText{"HomeOfTheUser", "/Users/alice"}, NamedText{"HomeOfAnother", "/Users/bob"},
-            NamedText{"HomeOfAnotherWithSlashes", "/Users/bob//"}, NamedText{"HomeOfRoot", "/root"},
-            NamedText{"Tmp", "/tmp"}, NamedText{"TmpWithSlash", "/tmp/"}, NamedText{"PrivateEtc", "/private/etc"},
-            NamedText{"PrivateTmp", "/private/tmp"}, NamedText{"Library", "/Library"}, NamedText{"Volumes", "/Volumes"},
-            NamedText{"DataVolume", "/System/Volumes/Data"}, NamedText{"DataVolumeWithSlash", "/System/Volumes/Data/"},
-            NamedText{"UsersOnDataVolume", "/System/Volumes/Data/Users"},
-            NamedText{"UsersOnDataVolumeByDetour", "/System/Volumes/Data/Users/carol/.."},
-            NamedText{"UsrLocal", "/usr/local"}, NamedText{"DeepInUsr", "/usr/local/deep/deeper"},
-            NamedText{"DeepInEtc", "/etc/deep"}, NamedText{"DeepInPrivateEtc", "/private/etc/deep"},
-            NamedText{"DeepInBin", "/bin/../share"}, NamedText{"DeepInBoot", "/boot/deep"},
-            NamedText{"DeepInDev", "/dev/deep"}, NamedText{"DeepInProc", "/proc/self/task"},
-            NamedText{"DeepInSystem", "/System/Library/deep"}, NamedText{"AnotherVolume", "/System/Volumes/Preboot"},
-            NamedText{"DeepInApples", "/Library/Apple/System/deep"},
-            NamedText{"DeepInUsrOnDataVolume", "/System/Volumes/Data/usr/deep"})),
-    nameOfProtectedText);
+    ::testing::Values(
+        NamedText{"Top", "/"}, NamedText{"TopWithSlashes", "///"}, NamedText{"TopByDetour", "/usr/../etc/.."},
+        NamedText{"Etc", "/etc"}, NamedText{"EtcWithSlashes", "//etc///"}, NamedText{"EtcByDetour", "/Users/../etc/."},
+        NamedText{"UsrByDetour", "/usr/lib/.."}, NamedText{"Users", "/Users"}, NamedText{"UsersWithSlash", "/Users/"},
+        NamedText{"Home", "/home"}, NamedText{"HomeOfTheUser", "/Users/alice"},
+        NamedText{"HomesByDetour", "/Users/alice/.."}, NamedText{"Applications", "/Applications"},
+        NamedText{"HomeOfAnother", "/Users/bob"}, NamedText{"HomeOfAnotherWithSlashes", "/Users/bob//"},
+        NamedText{"HomeOfRoot", "/root"}, NamedText{"Tmp", "/tmp"}, NamedText{"TmpWithSlash", "/tmp/"},
+        NamedText{"PrivateEtc", "/private/etc"}, NamedText{"PrivateTmp", "/private/tmp"},
+        NamedText{"Library", "/Library"}, NamedText{"Volumes", "/Volumes"},
+        NamedText{"DataVolume", "/System/Volumes/Data"}, NamedText{"DataVolumeWithSlash", "/System/Volumes/Data/"},
+        NamedText{"UsersOnDataVolume", "/System/Volumes/Data/Users"},
+        NamedText{"UsersOnDataVolumeByDetour", "/System/Volumes/Data/Users/carol/.."},
+        NamedText{"UsrLocal", "/usr/local"}, NamedText{"DeepInUsr", "/usr/local/deep/deeper"},
+        NamedText{"DeepInEtc", "/etc/deep"}, NamedText{"DeepInPrivateEtc", "/private/etc/deep"},
+        NamedText{"DeepInBin", "/bin/../share"}, NamedText{"DeepInBoot", "/boot/deep"},
+        NamedText{"DeepInDev", "/dev/deep"}, NamedText{"DeepInProc", "/proc/self/task"},
+        NamedText{"DeepInSystem", "/System/Library/deep"}, NamedText{"AnotherVolume", "/System/Volumes/Preboot"},
+        NamedText{"DeepInApples", "/Library/Apple/System/deep"},
+        NamedText{"DeepInUsrOnDataVolume", "/System/Volumes/Data/usr/deep"}),
+    nameWithoutProtections);
 
 class AttacksOtherFolderTest : public AttacksForEachText {};
 
@@ -579,15 +567,13 @@ TEST_P(AttacksOtherFolderTest, IsRepaired) {
   EXPECT_EQ(state().at(data + "/logs/one.log"), kRepaired + " file: one\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Folders, AttacksOtherFolderTest,
-    ::testing::Combine(::testing::Values(Protections::On, Protections::Off),
-                       ::testing::Values(NamedText{"Top", "/D"}, NamedText{"DeepInOpt", "/opt/product/data"},
-                                         NamedText{"DeepInVar", "/var/product/data"},
-                                         NamedText{"OnDataVolume", "/System/Volumes/Data/Users/carol/Client Data"},
-                                         NamedText{"OnVolume", "/Volumes/Disk/usr/data"},
-                                         NamedText{"DeepInLibrary", "/Library/Application Support/data"})),
-    nameOfProtectedText);
+INSTANTIATE_TEST_SUITE_P(Folders, AttacksOtherFolderTest,
+                         ::testing::Values(NamedText{"Top", "/D"}, NamedText{"DeepInOpt", "/opt/product/data"},
+                                           NamedText{"DeepInVar", "/var/product/data"},
+                                           NamedText{"OnDataVolume", "/System/Volumes/Data/Users/carol/Client Data"},
+                                           NamedText{"OnVolume", "/Volumes/Disk/usr/data"},
+                                           NamedText{"DeepInLibrary", "/Library/Application Support/data"}),
+                         nameWithoutProtections);
 
 // ----- Folders of homes that lie elsewhere -----
 
@@ -657,11 +643,9 @@ TEST_P(AttacksHomesTest, ThatAreLinksAreNotRepaired) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Folders, AttacksHomesTest,
-                         ::testing::Combine(::testing::Values(Protections::On, Protections::Off),
-                                            ::testing::Values(NamedText{"People", "/people"},
-                                                              NamedText{"Volume", "/Volumes/Data/Users"},
-                                                              NamedText{"Export", "/export/home"})),
-                         nameOfProtectedText);
+                         ::testing::Values(NamedText{"People", "/people"}, NamedText{"Volume", "/Volumes/Data/Users"},
+                                           NamedText{"Export", "/export/home"}),
+                         nameWithoutProtections);
 
 }  // namespace
 

@@ -1,21 +1,16 @@
 #include "Tests/EndToEnd/AttacksTest.h"
 
-#include <fcntl.h>
 #include <grp.h>
 #include <linux/fs.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <new>
 
 namespace hotfix {
@@ -38,8 +33,8 @@ std::string nameOfProtections(const ::testing::TestParamInfo<Protections>& insta
   return ::testing::PrintToString(instance.param);
 }
 
-std::string nameOfProtectedText(const ::testing::TestParamInfo<ProtectedText>& instance) {
-  return std::get<1>(instance.param).name + "_" + ::testing::PrintToString(std::get<0>(instance.param));
+std::string nameWithoutProtections(const ::testing::TestParamInfo<NamedText>& instance) {
+  return instance.param.name + "_Off";
 }
 
 // ----- Attacker -----
@@ -119,10 +114,7 @@ Outcome AttacksTest::attacked(const Call& call) {
 Outcome AttacksTest::expectHeld(const Call& call) {
   const Snapshot before = outside();
   Outcome outcome = attacked(call);
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.output, kSucceeded);
-  EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.commandLines(), allChildren());
+  expectSucceeded(outcome, allChildren());
   expectUnchanged(before);
   return outcome;
 }
@@ -137,9 +129,7 @@ void AttacksTest::runHurriedly() {
   // Not the attacker's to remove where the folder is sticky.
   unlink((files() / inside(kTraceFile)).c_str());
   const Outcome outcome = attacked(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 1");
-  EXPECT_EQ(outcome.output, kUsage);
-  EXPECT_EQ(outcome.errors, "");
+  expectFailed(outcome);
 }
 
 void AttacksTest::race(uid_t user, const std::function<bool()>& step, unsigned* rounds) {

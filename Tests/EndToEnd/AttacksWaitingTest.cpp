@@ -1,9 +1,6 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
-
-#include <cerrno>
 
 #include "Tests/EndToEnd/WatchedTest.h"
 

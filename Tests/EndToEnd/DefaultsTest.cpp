@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include "Tests/EndToEnd/MachineTest.h"
 
 namespace hotfix {
@@ -38,51 +36,13 @@ class DefaultsTest : public MachineTest {
     EXPECT_EQ(outcome.trace, allTrace());
   }
   void expectLocale(const std::string& locale) { expectLocale(locale, uninstall()); }
-
-  /// { AppleLocale = <locale>; } in binary form; a short text.
-  static std::string binaryList(const std::string& locale) {
-    std::string list = "bplist00";
-    list += '\xD1';  // object 0 at 8: a dictionary of one entry, key object 1, value object 2
-    list += '\x01';
-    list += '\x02';
-    list += '\x5B';  // object 1 at 11: a text of eleven characters
-    list += "AppleLocale";
-    list += static_cast<char>(0x50 + locale.size());  // object 2 at 23
-    list += locale;
-    const size_t table = list.size();
-    for (const char offset : {'\x08', '\x0B', '\x17'}) list += offset;
-    // Trailer: bytes per offset and per reference, then number of objects, top object and place of the table.
-    list += std::string(6, '\0') + '\x01' + '\x01';
-    list += std::string(7, '\0') + '\x03';
-    list += std::string(8, '\0');
-    list += std::string(7, '\0') + static_cast<char>(table);
-    return list;
-  }
 };
 
 TEST_F(DefaultsTest, UserWithoutSettingsHasAmericanEnglish) { expectLocale("en_US"); }
 
-TEST_F(DefaultsTest, LocaleOfTheCallerIsReadFromXml) {
-  makeAlices(
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-      "<plist version=\"1.0\"><dict><key>AppleLocale</key><string>de_DE</string></dict></plist>\n");
-  expectLocale("de_DE");
-}
-
-TEST_F(DefaultsTest, LocaleOfTheCallerIsReadFromBinary) {
-  makeAlices(binaryList("fr_CH"));
-  expectLocale("fr_CH");
-}
-
-TEST_F(DefaultsTest, LocaleOfTheCallerIsReadFromTheOldStyle) {
+TEST_F(DefaultsTest, LocaleIsThatOfTheCaller) {
   makeAlices("{ AppleLocale = \"zh-Hans_CN@currency=EUR\"; AppleLanguages = (de, en); }");
   expectLocale("zh-Hans_CN@currency=EUR");
-}
-
-TEST_F(DefaultsTest, LocaleOfRootIsNotTheCallers) {
-  files().makeFile(inside(kRoots), "{ AppleLocale = it_IT; }");
-  expectLocale("en_US");
 }
 
 TEST_F(DefaultsTest, LocaleOfRootCountsWhereNobodyElseCalls) {
@@ -100,23 +60,6 @@ TEST_F(DefaultsTest, HomeVariableDoesNotLeadToOtherSettings) {
   expectLocale("en_US", call);
 }
 
-TEST_F(DefaultsTest, UnknownUserHasAmericanEnglish) {
-  makeAlices("{ AppleLocale = de_DE; }");
-  Call call = uninstall();
-  call.environment["USER"] = "nobody known here";
-  expectLocale("en_US", call);
-}
-
-TEST_F(DefaultsTest, LocaleThatIsNoTextHasAmericanEnglish) {
-  makeAlices("<plist version=\"1.0\"><dict><key>AppleLocale</key><array><string>de_DE</string></array></dict></plist>");
-  expectLocale("en_US");
-}
-
-TEST_F(DefaultsTest, DamagedSettingsCountAsNone) {
-  makeAlices(binaryList("fr_CH").substr(0, 40));
-  expectLocale("en_US");
-}
-
 TEST_F(DefaultsTest, FifosAsSettingsDoNotHoldTheToolUp) {
   files().makeFifo(inside(kAlices));
   files().makeFifo(inside("/Users/alice/Library/Preferences/com.qor.rcp.install.mac.plist"));
@@ -129,19 +72,11 @@ TEST_F(DefaultsTest, SettingsThatTheCallerCannotReadAreNotReadForThem) {
   expectLocale("en_US");
 }
 
-class TraceSwitchTest : public DefaultsTest, public ForEachText {};
-
-TEST_P(TraceSwitchTest, DoesNotTurnTheTraceOff) {
-  files().makeFile(inside("/Users/alice/Library/Preferences/com.qor.rcp.install.mac.plist"), GetParam().text);
+TEST_F(DefaultsTest, TraceIsNotTurnedOff) {
+  files().makeFile(inside("/Users/alice/Library/Preferences/com.qor.rcp.install.mac.plist"),
+                   "{ \"com.qor.rcp.install.mac.traceEnable\" = NO; }");
   expectLocale("en_US");  // and with it the whole trace
 }
-
-INSTANTIATE_TEST_SUITE_P(Settings, TraceSwitchTest,
-                         ::testing::Values(NamedText{"No", "{ \"com.qor.rcp.install.mac.traceEnable\" = NO; }"},
-                                           NamedText{"Yes", "{ \"com.qor.rcp.install.mac.traceEnable\" = YES; }"},
-                                           NamedText{"Array", "{ \"com.qor.rcp.install.mac.traceEnable\" = (odd); }"},
-                                           NamedText{"NoList", "not a list"}),
-                         nameOf);
 
 }  // namespace
 

@@ -1,9 +1,4 @@
-#include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <csignal>
 
 #include "Tests/EndToEnd/MachineTest.h"
 
@@ -30,11 +25,7 @@ class EnvironmentTest : public MachineTest {
   void expectSuccessWithData(const Call& call, const std::string& ownerAndGroup) {
     const Snapshot before = state();
     const Outcome outcome = run(call);
-    EXPECT_EQ(outcome.ending, "exit 0");
-    EXPECT_EQ(outcome.output, kSucceeded);
-    EXPECT_EQ(outcome.errors, "");
-    EXPECT_EQ(outcome.commandLines(), allChildren());
-    EXPECT_EQ(outcome.trace, allTrace());
+    expectSucceeded(outcome, allChildren(), allTrace());
     EXPECT_EQ(differences(before, state()), successChangesWithData(before, ownerAndGroup));
   }
 };
@@ -44,26 +35,6 @@ TEST_F(EnvironmentTest, WithoutUserTheDataBecomesTheProcessesUsers) {
   Call call = uninstall();
   call.environment.erase("USER");
   expectSuccessWithData(call, "root:admin");
-}
-
-TEST_F(EnvironmentTest, EmptyUserLeavesTheOwner) {
-  Call call = uninstall();
-  call.environment["USER"] = "";
-  expectSuccessWithData(call, "root:admin");
-}
-
-TEST_F(EnvironmentTest, UnknownUserLeavesTheOwner) {
-  Call call = uninstall();
-  call.environment["USER"] = "nobody known here";
-  expectSuccessWithData(call, "root:admin");
-}
-
-TEST_F(EnvironmentTest, UnknownUserLeavesSomebodyElseTheOwner) {
-  giveTo(ThrowAwayRoot::bob(), ThrowAwayRoot::bob(), data + "/logs/one.log");
-  Call call = uninstall();
-  call.environment["USER"] = "nobody known here";
-  EXPECT_EQ(run(call).ending, "exit 0");
-  EXPECT_EQ(state().at(data + "/logs/one.log"), "0775 " + owners("bob:admin") + " file: one\n");
 }
 
 TEST_F(EnvironmentTest, EmptyEnvironmentIsEnough) {
@@ -150,17 +121,14 @@ TEST_P(ClosedDescriptorsTest, FailureIsNotPrintedIntoAnyFileEither) {
     }
   };
   const Outcome outcome = run(call);
-  EXPECT_EQ(outcome.ending, "exit 1");
-  EXPECT_EQ(outcome.output, (closed & 2) != 0 ? "" : std::string(kUnexpected) + kUsage);
-  EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.commandLines(), failedUninstall());
+  expectFailed(outcome, (closed & 2) != 0 ? "" : std::string(kUnexpected) + kUsage, failedUninstall());
   for (const auto& [path, entry] : state()) {
     EXPECT_EQ(entry.find("Unexpected results"), std::string::npos) << path;
     EXPECT_EQ(entry.find("Usage: [sudo"), std::string::npos) << path;
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Combinations, ClosedDescriptorsTest, ::testing::Range(1, 8), [](const auto& instance) {
+INSTANTIATE_TEST_SUITE_P(Combinations, ClosedDescriptorsTest, ::testing::Values(1, 2, 4, 7), [](const auto& instance) {
   std::string name;
   for (int descriptor = 0; descriptor < 3; ++descriptor) {
     if ((instance.param & (1 << descriptor)) != 0) name += std::to_string(descriptor);

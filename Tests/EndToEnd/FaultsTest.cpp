@@ -1,9 +1,3 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-
 #include "Tests/EndToEnd/MachineTest.h"
 
 namespace hotfix {
@@ -41,10 +35,8 @@ TEST_F(FaultsTest, ReadOnlyInstanceStaysAsItIs) {
   root().makeReadOnly("/Volumes/Disk");
   const Snapshot before = disk();
   const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 1");
-  EXPECT_EQ(outcome.output, "File install.update.xml was not found." + std::string(kNoUpdateManifest) + "\n" + kUsage);
-  EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.commandLines(), refusal());
+  expectFailed(outcome, "File install.update.xml was not found." + std::string(kNoUpdateManifest) + "\n" + kUsage,
+               refusal());
   EXPECT_EQ(outcome.trace, joined({checked(),
                                    {"<Info>: Remove hotfix."},
                                    serviceMade(),
@@ -71,10 +63,8 @@ TEST_F(FaultsTest, FullDiskEndsTheUninstallWithTheManifestKept) {
   ASSERT_NO_FATAL_FAILURE(fill("/Volumes/Disk/filler", 0));
   const Snapshot before = disk();
   const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 1");
-  EXPECT_EQ(outcome.output, "File install.update.xml was not found." + std::string(kNoUpdateManifest) + "\n" + kUsage);
-  EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.commandLines(), refusal());
+  expectFailed(outcome, "File install.update.xml was not found." + std::string(kNoUpdateManifest) + "\n" + kUsage,
+               refusal());
   // The launchers of the passes leave a result file for which there is no room.
   Snapshot after = disk();
   after.erase(bundle + "/Contents/MacOS/.provisioning_rc");
@@ -94,11 +84,7 @@ TEST_F(FaultsTest, RewrittenFilesAreTheOldOnesWholeWhenTheDiskIsFull) {
   ASSERT_NO_FATAL_FAILURE(fill("/Volumes/Disk/filler", 5 * 4096));
   const Snapshot before = disk();
   const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.output, kSucceeded);
-  EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.commandLines(), allChildren());
-  EXPECT_EQ(outcome.trace, allTrace());
+  expectSucceeded(outcome, allChildren(), allTrace());
   Snapshot expected = before;
   expected.erase(home + "/deploy/uninstall.hotfix.xml");
   expected[home + "/deploy/install.update.xml"] = "0660 " + owners("alice:admin") + " file: " + kUninstallManifest;
@@ -114,11 +100,7 @@ TEST_F(FaultsTest, ReadOnlyDataIsPassedOver) {
   root().makeReadOnly(data);
   const Snapshot before = takeSnapshot(files() / inside(data));
   const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.output, kSucceeded);
-  EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.commandLines(), allChildren());
-  EXPECT_EQ(outcome.trace, allTrace());
+  expectSucceeded(outcome, allChildren(), allTrace());
   EXPECT_EQ(differences(before, takeSnapshot(files() / inside(data))), Lines());
 }
 
@@ -134,10 +116,7 @@ TEST_F(FaultsTest, VolumeWhoseServerHasGoneDoesNotHinderTheRepair) {
 TEST_F(FaultsTest, FullTemporaryFolderLeavesTheUninstallComplete) {
   ASSERT_NO_FATAL_FAILURE(fill("/tmp/filler", 0));
   const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.output, kSucceeded);
-  EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.commandLines(), allChildren());
+  expectSucceeded(outcome, allChildren());
   EXPECT_EQ(files().read(inside(kTraceFile)), "");
 }
 
@@ -147,9 +126,7 @@ TEST_F(FaultsTest, FoldersInTheInstancesFilesPlacesAreLeftAlone) {
     files().makeFile(inHome(std::string(name) + "/inside"), "kept\n");
   }
   const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.output, kSucceeded);
-  EXPECT_EQ(outcome.errors, "");
+  expectSucceeded(outcome);
   for (const char* name : {"rcplauncher.properties", "installInfo.plist"}) {
     EXPECT_EQ(files().names(inHome(name)), Lines{"inside"});
   }
@@ -163,9 +140,7 @@ TEST_F(FaultsTest, FifosInTheInstancesFilesPlacesDoNotHoldTheToolUp) {
   unlink((files() / inside(bundle + "/Contents/Info.plist")).c_str());
   files().makeFifo(inside(bundle + "/Contents/Info.plist"));
   const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 1");
-  EXPECT_EQ(outcome.output, "File install.update.xml was not found." + std::string(kNoUpdateManifest) + "\n" + kUsage);
-  EXPECT_EQ(outcome.errors, "");
+  expectFailed(outcome, "File install.update.xml was not found." + std::string(kNoUpdateManifest) + "\n" + kUsage);
 }
 
 TEST_F(FaultsTest, LinksAsTheInstancesFilesAreReplacedByFiles) {

@@ -1,20 +1,13 @@
 #include "Tests/EndToEnd/MachineTest.h"
 
-#include <fcntl.h>
 #include <grp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <cstring>
 
 namespace hotfix {
 
@@ -512,12 +505,43 @@ Lines MachineTest::successChanges(const Snapshot& before) {
   return differences(before, after);
 }
 
-void MachineTest::expectSuccess(const Outcome& outcome, const Snapshot& before) {
+void MachineTest::expectSucceeded(const Outcome& outcome) {
   EXPECT_EQ(outcome.ending, "exit 0");
   EXPECT_EQ(outcome.output, kSucceeded);
   EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.commandLines(), allChildren());
-  EXPECT_EQ(outcome.trace, allTrace());
+}
+
+void MachineTest::expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children) {
+  expectSucceeded(outcome);
+  EXPECT_EQ(outcome.commandLines(), children);
+}
+
+void MachineTest::expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children,
+                                  const Lines& trace) {
+  expectSucceeded(outcome, children);
+  EXPECT_EQ(outcome.trace, trace);
+}
+
+void MachineTest::expectFailed(const Outcome& outcome, const std::string& output) {
+  EXPECT_EQ(outcome.ending, "exit 1");
+  EXPECT_EQ(outcome.output, output);
+  EXPECT_EQ(outcome.errors, "");
+}
+
+void MachineTest::expectFailed(const Outcome& outcome, const std::string& output,
+                               const std::vector<CommandLine>& children) {
+  expectFailed(outcome, output);
+  EXPECT_EQ(outcome.commandLines(), children);
+}
+
+void MachineTest::expectFailed(const Outcome& outcome, const std::string& output,
+                               const std::vector<CommandLine>& children, const Lines& trace) {
+  expectFailed(outcome, output, children);
+  EXPECT_EQ(outcome.trace, trace);
+}
+
+void MachineTest::expectSuccess(const Outcome& outcome, const Snapshot& before) {
+  expectSucceeded(outcome, allChildren(), allTrace());
   EXPECT_EQ(differences(before, state()), successChanges(before));
 }
 

@@ -1,22 +1,17 @@
 #ifndef TESTS_END_TO_END_MACHINE_TEST_H_
 #define TESTS_END_TO_END_MACHINE_TEST_H_
 
-#include <gtest/gtest.h>
 #include <sys/un.h>
 
 #include <ctime>
-#include <functional>
 #include <initializer_list>
-#include <map>
 #include <memory>
-#include <optional>
 #include <ostream>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "Tests/EndToEnd/Snapshot.h"
 #include "Tests/EndToEnd/ThrowAwayRoot.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
@@ -188,6 +183,16 @@ class MachineTest : public ::testing::Test {
   static std::string cannotLaunch(const std::string& path, const std::string& reason) {
     return "<Error>: Failed to launch " + path + ": " + reason + ".";
   }
+
+  /// Expects what a run prints and how it ends: after a success, after a refusal or a failure; and what it starts and
+  /// traces.
+  static void expectSucceeded(const Outcome& outcome);
+  static void expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children);
+  static void expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children, const Lines& trace);
+  static void expectFailed(const Outcome& outcome, const std::string& output = kUsage);
+  static void expectFailed(const Outcome& outcome, const std::string& output, const std::vector<CommandLine>& children);
+  static void expectFailed(const Outcome& outcome, const std::string& output, const std::vector<CommandLine>& children,
+                           const Lines& trace);
 
   /// Expects the outcome of a successful run in every point, what changed on the machine included.
   void expectSuccess(const Outcome& outcome, const Snapshot& before);

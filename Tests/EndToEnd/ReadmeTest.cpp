@@ -1,9 +1,6 @@
 // Holds the runs that README.md shows against runs at a terminal, which gets standard output too.
 
-#include <unistd.h>
-
 #include <regex>
-#include <sstream>
 
 #include "Tests/EndToEnd/WatchedTest.h"
 #include "Tests/Support/Markdown.h"

@@ -1,12 +1,5 @@
 // Holds docs/sequence.txt and docs/sequence.md against runs of the tool.
 
-#include <unistd.h>
-
-#include <algorithm>
-#include <functional>
-#include <map>
-#include <sstream>
-
 #include "Tests/EndToEnd/MachineTest.h"
 #include "Tests/Support/Markdown.h"
 

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include "Tests/EndToEnd/MachineTest.h"
 
 namespace hotfix {
@@ -112,97 +110,6 @@ TEST_F(SuccessTest, PermissionsAreRepairedAfterThePasses) {
   const Snapshot after = state();
   EXPECT_EQ(after.at(data + "/made"), "0775 " + owners("alice:admin") + " folder");
   EXPECT_EQ(after.at(data + "/made/by the pass"), "0775 " + owners("alice:admin") + " file: ");
-}
-
-TEST_F(SuccessTest, LauncherGetsTheUninstallManifestUnchanged) {
-  const std::string manifest = "<?xml version='1.0'?>\r\n<a><!-- \xC3\xA9 --> ${installer.root}</a>\n\n";
-  files().makeFile(inHome("deploy/uninstall.hotfix.xml"), manifest, 0600);
-  files().makeFile(inHome("deploy/install.update.xml"), "of an earlier update", 0600);
-  const Outcome outcome = run(uninstall());
-  ASSERT_EQ(outcome.commandLines(), allChildren());
-  EXPECT_EQ(files().read(outcome.children[0].seen + "/Product.app/Contents/MacOS/rcp/deploy/install.update.xml"),
-            manifest);
-  EXPECT_EQ(files().read(inHome("deploy/install.update.xml")), manifest);
-}
-
-TEST_F(SuccessTest, SecondLaunchCountsWhenTheFirstFailed) {
-  setLauncher(
-      "if [ -e \"$result\" ]; then echo rc=0; else echo rc=1; fi > \"$result.new\"; mv \"$result.new\" \"$result\"");
-  const Snapshot before = state();
-  expectSuccess(run(uninstall()), before);
-}
-
-TEST_F(SuccessTest, OlderBackupOfTheSameVersionStays) {
-  const std::string backup = "deploy/install." + std::string(kOldStamp) + ".xml";
-  files().makeFile(inHome(backup), "older");
-  const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(files().read(inHome(backup)), "older");
-}
-
-TEST_F(SuccessTest, BackupWithoutManifestVersionIsOld) {
-  files().makeFile(inHome("rcplauncher.properties"), "vm=/opt/java\n");
-  EXPECT_EQ(run(uninstall()).ending, "exit 0");
-  EXPECT_EQ(files().read(inHome("deploy/install.old.xml")), kInstallManifest);
-}
-
-TEST_F(SuccessTest, InstanceWithoutLauncherPropertiesGetsNone) {
-  unlink((files() / inHome("rcplauncher.properties")).c_str());
-  const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.commandLines(), allChildren());
-  EXPECT_EQ(files().names(inHome("deploy")), (Lines{"install.update.xml", "install.xml"}));  // no backup either
-  EXPECT_FALSE(files().has(inHome("rcplauncher.properties")));
-}
-
-TEST_F(SuccessTest, OtherRecordsAreKeptAsTheyAre) {
-  files().makeFile(inHome("installInfo.plist"),
-                   "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
-                   "<key>version</key><string>6 &amp; more</string>"
-                   "<key>hotfixVersion</key><string>6.2.1.1</string>"
-                   "<key>installedHotfixBundleID</key><string>com.qor.hotfix.pkg</string>"
-                   "<key>count</key><integer>-7</integer><key>flag</key><true/><key>part</key><real>0.5</real>"
-                   "<key>day</key><date>2026-11-15T21:25:00Z</date><key>bytes</key><data>AAEC</data>"
-                   "<key>list</key><array><string>a</string><dict/></array>"
-                   "</dict></plist>");
-  EXPECT_EQ(run(uninstall()).ending, "exit 0");
-  EXPECT_EQ(files().read(inHome("installInfo.plist")),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-            "<plist version=\"1.0\">\n"
-            "<dict>\n"
-            "\t<key>bytes</key>\n\t<data>\n\tAAEC\n\t</data>\n"
-            "\t<key>count</key>\n\t<integer>-7</integer>\n"
-            "\t<key>day</key>\n\t<date>2026-11-15T21:25:00Z</date>\n"
-            "\t<key>flag</key>\n\t<true/>\n"
-            "\t<key>list</key>\n\t<array>\n\t\t<string>a</string>\n\t\t<dict/>\n\t</array>\n"
-            "\t<key>part</key>\n\t<real>0.5</real>\n"
-            "\t<key>version</key>\n\t<string>6 &amp; more</string>\n"
-            "</dict>\n"
-            "</plist>\n");
-}
-
-TEST_F(SuccessTest, RecordsThatAreNoPropertyListStayAndSkipTheRunningCheck) {
-  files().makeFile(inHome("installInfo.plist"), "<plist><dict><key>version", 0600);
-  const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.output, kSucceeded);
-  // No package identifier: nothing to forget.
-  std::vector<CommandLine> children = allChildren();
-  children.erase(children.begin() + 2);
-  EXPECT_EQ(outcome.commandLines(), children);
-  EXPECT_EQ(files().read(inHome("installInfo.plist")), "<plist><dict><key>version");
-}
-
-TEST_F(SuccessTest, MissingRecordsBecomeAnEmptyList) {
-  unlink((files() / inHome("installInfo.plist")).c_str());
-  const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  std::vector<CommandLine> children = allChildren();
-  children.erase(children.begin() + 2);
-  EXPECT_EQ(outcome.commandLines(), children);
-  EXPECT_EQ(files().read(inHome("installInfo.plist")), recordsText({}));
 }
 
 TEST_F(SuccessTest, OrdinaryUserUninstallsFromAnInstanceOfTheirOwn) {

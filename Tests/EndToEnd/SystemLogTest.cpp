@@ -1,7 +1,4 @@
 #include <sys/socket.h>
-#include <unistd.h>
-
-#include <algorithm>
 
 #include "Tests/EndToEnd/MachineTest.h"
 

@@ -1,12 +1,11 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <memory>
 
 #include "Tests/EndToEnd/Snapshot.h"
 #include "Tests/EndToEnd/ThrowAwayRoot.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

@@ -1,8 +1,5 @@
 // Holds docs/troubleshooting.md and the manual page against runs of the tool, with and without a terminal.
 
-#include <unistd.h>
-
-#include <algorithm>
 #include <regex>
 
 #include "Tests/EndToEnd/WatchedTest.h"

@@ -1,14 +1,11 @@
 #include "Tests/EndToEnd/WatchedTest.h"
 
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <termios.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <regex>
-#include <sstream>
 
 namespace hotfix {
 

@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-
 #include "MacInstaller/StringUtil.h"
 #include "Tests/Laws/Random.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

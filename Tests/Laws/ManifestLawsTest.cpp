@@ -1,14 +1,9 @@
-#include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xpath.h>
 
-#include <algorithm>
 #include <memory>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "MacInstaller/InstallManifest.h"
 #include "Tests/Laws/Random.h"

@@ -1,11 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "MacInstaller/InstanceService.h"
 #include "MacInstaller/JavaProperties.h"
 #include "Tests/Laws/PropertiesModel.h"

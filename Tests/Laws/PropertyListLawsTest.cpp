@@ -1,10 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <limits>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "Platform/PropertyList.h"
 #include "Support/PropertyListReader.h"
@@ -12,6 +6,7 @@
 #include "Tests/Laws/PropertyListModel.h"
 #include "Tests/Laws/Random.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

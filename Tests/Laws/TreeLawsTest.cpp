@@ -1,10 +1,3 @@
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <map>
-#include <string>
-#include <vector>
-
 #include "MacInstaller/InstallUtil.h"
 #include "Platform/FileManager.h"
 #include "Tests/Laws/Random.h"

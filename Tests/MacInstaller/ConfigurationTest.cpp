@@ -1,11 +1,3 @@
-#include <gtest/gtest.h>
-#include <pwd.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <string>
-#include <vector>
-
 #include "MacInstaller/Configuration.h"
 #include "Platform/SystemPaths.h"
 #include "Tests/Support/FakeHost.h"
@@ -118,62 +110,13 @@ TEST_F(ConfigurationTest, FileThatCanBeExecutedIsNotTrusted) {
   }
 }
 
-// ----- Trust -----
+// ----- Trust: FileManagerTest has the other files that are not trusted -----
 
 TEST_F(ConfigurationTest, FileThatEverybodyCanWriteToIsNotTrusted) {
   makeConfiguration(0666);
   expectDistrusted();
   makeConfiguration(0602);
   expectDistrusted();
-}
-
-TEST_F(ConfigurationTest, FileThatTheGroupCanWriteToIsTrusted) {
-  makeConfiguration(0664);
-  EXPECT_EQ(productName(), "P");
-}
-
-TEST_F(ConfigurationTest, LinkIsNotTrusted) {
-  folder.makeFile("elsewhere", "{ productName = P; }");
-  folder.makeLink(file, folder / "elsewhere");
-  expectDistrusted();
-}
-
-TEST_F(ConfigurationTest, FolderIsNotTrusted) {
-  folder.makeFolder(file);
-  expectDistrusted();
-}
-
-TEST_F(ConfigurationTest, FifoIsNotTrustedAndNotWaitedFor) {
-  folder.makeFifo(file);
-  expectDistrusted();
-}
-
-TEST_F(ConfigurationTest, FileOfAStrangerIsNotTrusted) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
-  setEnvironment("SUDO_UID", std::nullopt);
-  makeConfigurationOf(kStranger);
-  expectDistrusted();
-}
-
-TEST_F(ConfigurationTest, FileOfTheUserThatSudoNamesIsTrusted) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
-  makeConfigurationOf(kStranger);
-  setEnvironment("SUDO_UID", std::to_string(kStranger));
-  EXPECT_EQ(productName(), "P");
-  EXPECT_TRUE(log().empty());
-}
-
-TEST_F(ConfigurationTest, FileOfTheUserThatTheEnvironmentNamesIsTrusted) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can have a file of somebody else";
-  const struct passwd* const nobody = getpwnam("nobody");
-  if (nobody == nullptr) GTEST_SKIP() << "no account nobody";
-  setEnvironment("SUDO_UID", std::nullopt);
-  makeConfigurationOf(nobody->pw_uid);
-  expectDistrusted();
-  clearLog();
-  setEnvironment("USER", "nobody");
-  EXPECT_EQ(productName(), "P");
-  EXPECT_TRUE(log().empty());
 }
 
 TEST_F(ConfigurationTest, TrustedOwnerDoesNotMakeUpForAnOpenFile) {

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "MacInstaller/InstallUtil.h"
 #include "MacInstaller/InstanceService.h"
 #include "Platform/FileManager.h"

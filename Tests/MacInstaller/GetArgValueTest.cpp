@@ -1,9 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "MacInstaller/tool/getArgValue.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

@@ -1,14 +1,8 @@
 #include <dirent.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cctype>
-#include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <thread>
 
 #include "MacInstaller/hotifxUninstallLibrary.h"
@@ -19,12 +13,6 @@
 namespace hotfix {
 
 namespace {
-
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Pair;
-
-using LogLines = std::vector<LogLine>;
 
 constexpr char kCompletedLine[] = "The provisioning operations have completed successfully.\n";
 constexpr char kUnexpectedLine[] =

@@ -1,11 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-
 #include "MacInstaller/HotfixUninstall.h"
 #include "Platform/SystemPaths.h"
 #include "Tests/Support/InstanceFixture.h"
@@ -13,14 +5,6 @@
 namespace hotfix {
 
 namespace {
-
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Pair;
-
-using LogLines = std::vector<LogLine>;
 
 constexpr char kTerminated[] =
     " Provisioning process failed to launch or was terminated before status could be determined.";
@@ -385,16 +369,6 @@ TEST_F(HotfixUninstallTest, EmptyDataFolderIsPassedOnAsItIs) {
   EXPECT_EQ(children(), (Children{launch(""), launch(""), forget()}));
 }
 
-TEST_F(HotfixUninstallTest, ResultTwoIsSuccess) {
-  setLauncherResult("2");
-  const Tree atFirstLaunch = treeAtFirstLaunch();
-  const Run run = uninstall();
-  EXPECT_TRUE(run.answer);
-  EXPECT_EQ(run.printed, std::string(kCompleted) + "\n");
-  EXPECT_EQ(children(), (Children{launch(data()), launch(data()), forget()}));
-  EXPECT_EQ(homeTree(), withoutRecords(atFirstLaunch));
-}
-
 TEST_F(HotfixUninstallTest, LastLaunchDecides) {
   const std::string result = folder / kResultFile;
   makeNotingProgram(inHome("rcplauncher"), "if [ -e '" + result + "' ]; then echo rc=1 > '" + result +
@@ -418,22 +392,6 @@ TEST_F(HotfixUninstallTest, FailureOfThePackageToolDoesNotMatter) {
   EXPECT_TRUE(run.answer);
   EXPECT_EQ(run.printed, std::string(kCompleted) + "\n");
   EXPECT_EQ(homeTree(), withoutRecords(atFirstLaunch));
-}
-
-TEST_F(HotfixUninstallTest, SecondUninstallFailsAtOnce) {
-  ASSERT_TRUE(uninstall().answer);
-  const Tree before = homeTree();
-  const size_t childrenBefore = children().size();
-  clearLog();
-  const Run run = uninstall();
-  EXPECT_FALSE(run.answer);
-  const std::string message = "File " + inDeploy("uninstall.hotfix.xml") + " was not found." + kTerminated;
-  EXPECT_EQ(run.printed, message + "\n");
-  LogLines expected = creationLines(home());
-  expected.emplace_back(3, message);
-  EXPECT_EQ(log(), expected);
-  EXPECT_EQ(children().size(), childrenBefore);
-  EXPECT_EQ(homeTree(), before);
 }
 
 TEST_F(HotfixUninstallTest, ManifestThatCannotBeCopiedEndsTheSequence) {
@@ -551,7 +509,7 @@ TEST_F(HotfixUninstallTest, UnreadableLauncherPropertiesAreLeftAloneAndTheBackup
   expected["rcplauncher.properties"] = "folder";
   expected.erase("deploy/install.0101260000.xml");
   expected["deploy/install.old.xml"] = "file: <install/>\n";
-  std::vector<LogLine> lines = linesUntilLaunch();
+  LogLines lines = linesUntilLaunch();
   lines.insert(lines.end() - 1, notSaved("rcplauncher.properties"));
   const Run run = uninstall();
   EXPECT_TRUE(run.answer);

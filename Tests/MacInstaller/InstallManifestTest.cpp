@@ -1,12 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "MacInstaller/InstallManifest.h"
 #include "Tests/Support/FakeHost.h"
 
@@ -14,7 +5,6 @@ namespace hotfix {
 
 namespace {
 
-using ::testing::HasSubstr;
 using Lines = std::vector<std::string>;
 
 constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
@@ -53,7 +43,7 @@ class InstallManifestTest : public FakeHostTest {
   void expectStop(const std::string& text, const std::string& line) const {
     clearLog();
     EXPECT_FALSE(rewritten(text).first) << text;
-    EXPECT_EQ(log(), (std::vector<LogLine>{{3, line}})) << text;
+    EXPECT_EQ(log(), (LogLines{{3, line}})) << text;
   }
 };
 

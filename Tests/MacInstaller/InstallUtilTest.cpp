@@ -1,16 +1,6 @@
-#include <gmock/gmock.h>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <functional>
-#include <map>
-#include <string>
-#include <vector>
 
 #include "MacInstaller/InstallUtil.h"
 #include "Platform/ProcessList.h"
@@ -25,10 +15,6 @@ namespace hotfix {
 namespace {
 
 using platform::LogLevel;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::MatchesRegex;
-using ::testing::UnorderedElementsAre;
 using Texts = std::vector<std::string>;
 using Tree = std::map<std::string, std::string>;
 
@@ -140,8 +126,8 @@ TEST_F(InstallUtilTest, TargetNameIsThatOfTheNearestApplication) {
   for (const auto& row : rows) {
     clearLog();
     EXPECT_EQ(InstallUtil::getTargetNameBy(std::string(row.path)), row.name);
-    EXPECT_EQ(log(), (std::vector<LogLine>{{6, std::string("pathToRCPHome is ") + row.path + "."},
-                                           {6, std::string("targetName is ") + row.name + "."}}));
+    EXPECT_EQ(log(), (LogLines{{6, std::string("pathToRCPHome is ") + row.path + "."},
+                               {6, std::string("targetName is ") + row.name + "."}}));
   }
 }
 
@@ -150,15 +136,15 @@ TEST_F(InstallUtilTest, TargetNameWithoutAnApplicationIsTheTopAndLogged) {
        {"/opt/rcp", "/", "/X.APP/rcp", "/x.application/rcp", "/app1/rcp", "relative/path", "rcp", "", "//", "/apps/"}) {
     clearLog();
     EXPECT_EQ(InstallUtil::getTargetNameBy(std::string(path)), "/");
-    EXPECT_EQ(log(), (std::vector<LogLine>{{6, std::string("pathToRCPHome is ") + path + "."},
-                                           {3, "Error path value, please provide a valid path value for rcp home."}}));
+    EXPECT_EQ(log(), (LogLines{{6, std::string("pathToRCPHome is ") + path + "."},
+                               {3, "Error path value, please provide a valid path value for rcp home."}}));
   }
 }
 
 TEST_F(InstallUtilTest, TargetNameOfNoPathIsTheTop) {
   EXPECT_EQ(InstallUtil::getTargetNameBy(std::nullopt), "/");
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "pathToRCPHome is (null)."},
-                                         {3, "Error path value, please provide a valid path value for rcp home."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "pathToRCPHome is (null)."},
+                             {3, "Error path value, please provide a valid path value for rcp home."}}));
 }
 
 // ----- Processes -----
@@ -209,9 +195,9 @@ TEST_F(InstallUtilTest, ProcessesThatCannotBeListedAreNoMatchAndAWarning) {
     if (isFolderThere) folder.makeFolder(outside("/proc/sys"));
     clearLog();
     EXPECT_FALSE(InstallUtil::checkBundleIsRunning("/"));
-    EXPECT_EQ(log(), (std::vector<LogLine>{{4,
-                                            "The running processes cannot be listed: whether the platform runs was "
-                                            "not checked."}}));
+    EXPECT_EQ(log(), (LogLines{{4,
+                                "The running processes cannot be listed: whether the platform runs was "
+                                "not checked."}}));
   }
 }
 
@@ -372,15 +358,6 @@ TEST_F(InstallUtilTraceTest, TraceOfAnEarlierRunIsEmptied) {
   EXPECT_THAT(folder.lines(traceFile), ElementsAre(HasSubstr("<Notice>: this run")));
 }
 
-TEST_F(InstallUtilTraceTest, PlantedLinkIsNotFollowed) {
-  folder.makeFile("victim", "precious");
-  folder.makeLink(traceFile, folder / "victim");
-  InstallUtil::setupTraceOutput();
-  platform::log(LogLevel::Info, "line");
-  EXPECT_EQ(folder.read("victim"), "precious");
-  EXPECT_EQ(folder.lines(traceFile).size(), 1U);
-}
-
 TEST_F(InstallUtilTraceTest, TraceThatCannotBeOpenedIsPassedOverInSilence) {
   folder.makeFile(traceFile + "/inside", "text");
   InstallUtil::setupTraceOutput();
@@ -490,10 +467,6 @@ TEST_F(InstallUtilTest, NoFolderIsNotChanged) {
   EXPECT_FALSE(InstallUtil::changeAttributesForDirectory(folder / "broken"));
 }
 
-TEST_F(InstallUtilTest, EmptyFolderIsASuccess) {
-  EXPECT_TRUE(InstallUtil::changeAttributesForDirectory(folder.makeFolder("empty")));
-}
-
 TEST_F(InstallUtilTest, PlainFileHasNothingBelowIt) {
   folder.makeFile("file", "", 0600);
   EXPECT_TRUE(InstallUtil::changeAttributesForDirectory(folder / "file"));
@@ -543,20 +516,6 @@ TEST_F(InstallUtilTest, UnknownOwnerIsLeftAndNoFailure) {
   EXPECT_TRUE(InstallUtil::changeAttributesForDirectory(folder / "top"));
   EXPECT_EQ(folder.mode("top/file"), 0775U);
   EXPECT_EQ(folder.attributes("top/file").st_uid, geteuid());
-}
-
-TEST_F(InstallUtilTest, WhatALinkPointsToIsLeftAlone) {
-  folder.makeFile("outside file", "", 0600);
-  folder.makeFile("outside folder/file", "", 0600);
-  folder.makeFile("top/file", "", 0600);
-  folder.makeLink("top/link", folder / "outside file");
-  folder.makeLink("top/folder link", folder / "outside folder");
-  folder.makeLink("top/broken", "nowhere");
-  EXPECT_TRUE(InstallUtil::changeAttributesForDirectory(folder / "top"));
-  EXPECT_EQ(folder.mode("top/file"), 0775U);
-  EXPECT_EQ(folder.mode("outside file"), 0600U);
-  EXPECT_EQ(folder.mode("outside folder"), 0755U);
-  EXPECT_EQ(folder.mode("outside folder/file"), 0600U);
 }
 
 TEST_F(InstallUtilTest, RefusedEntryIsAFailureAndTheOthersAreChanged) {
@@ -833,30 +792,6 @@ TEST_F(InstallUtilCopyTest, FolderLeavesAFileOfItsNameAlone) {
   EXPECT_EQ(copied(), (Tree{{"name", "file: old"}, {"other", "file: new"}}));
 }
 
-TEST_F(InstallUtilCopyTest, LinksToFilesAndBrokenLinksAreCopiedAsLinks) {
-  folder.makeFile("target", "text");
-  folder.makeLink("source/link", "../target");
-  folder.makeLink("source/broken", "nowhere");
-  folder.makeFile("to/link", "old");
-  folder.makeFile("to/broken/file", "old");
-  EXPECT_EQ(copied(), (Tree{{"link", "link: ../target"}, {"broken", "link: nowhere"}}));
-  EXPECT_EQ(folder.read("target"), "text");
-}
-
-TEST_F(InstallUtilCopyTest, LinkToAFolderIsMergedAsAFolder) {
-  folder.makeFile("target/file", "new");
-  folder.makeLink("source/name", "../target");
-  folder.makeFile("to/name/only to", "old");
-  EXPECT_EQ(copied(), (Tree{{"name", "folder"}, {"name/file", "file: new"}, {"name/only to", "file: old"}}));
-}
-
-TEST_F(InstallUtilCopyTest, LinkToAFolderIsCopiedAsALinkWhereNothingIs) {
-  folder.makeFile("target/file", "new");
-  folder.makeLink("source/name", "../target");
-  folder.makeFolder("to");
-  EXPECT_EQ(copied(), (Tree{{"name", "link: ../target"}}));
-}
-
 TEST_F(InstallUtilCopyTest, FileReplacesALinkAndNotItsTarget) {
   folder.makeFile("target", "precious");
   folder.makeFile("source/name", "new");
@@ -871,35 +806,6 @@ TEST_F(InstallUtilCopyTest, OneFailureDoesNotStopTheOthers) {
   folder.makeFolder("to");
   const Tree tree = copied();
   EXPECT_EQ(tree.size(), 20U + tree.count("fifo"));
-}
-
-// Each of the links leads to all of the source again: a merge that followed them would take turns without end.
-TEST_F(InstallUtilCopyTest, LinksBackToTheSourceAreNotFollowed) {
-  folder.makeFile("source/inner/file", "new");
-  folder.makeLink("source/one", ".");
-  folder.makeLink("source/inner/two", "..");
-  folder.makeFolder("to/one");
-  folder.makeFolder("to/inner/two");
-  EXPECT_EQ(copied(),
-            (Tree{{"inner", "folder"}, {"inner/file", "file: new"}, {"inner/two", "folder"}, {"one", "folder"}}));
-}
-
-TEST_F(InstallUtilCopyTest, LinkToAFolderBesideItIsMergedAlthoughThatIsMergedToo) {
-  folder.makeFile("source/a/file", "new");
-  folder.makeLink("source/b", "a");
-  folder.makeFolder("to/a");
-  folder.makeFolder("to/b");
-  EXPECT_EQ(copied(), (Tree{{"a", "folder"}, {"a/file", "file: new"}, {"b", "folder"}, {"b/file", "file: new"}}));
-}
-
-TEST_F(InstallUtilCopyTest, MergingTwiceIsMergingOnce) {
-  folder.makeFile("source/a/file", "new");
-  folder.makeLink("source/link", "a");
-  folder.makeLink("source/itself", ".");
-  folder.makeLink("source/itself again", ".");
-  folder.makeFile("to/a/other", "old");
-  const Tree once = copied();
-  EXPECT_EQ(copied(), once);
 }
 
 // ----- Receipts -----

@@ -1,9 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-
 #include "MacInstaller/InstanceService.h"
 #include "Platform/FileManager.h"
 #include "Tests/Support/InstanceFixture.h"
@@ -12,8 +6,6 @@ namespace hotfix {
 
 namespace {
 
-using ::testing::IsEmpty;
-
 using Array = PropertyListValue::Array;
 using Dictionary = PropertyListValue::Dictionary;
 
@@ -21,15 +13,6 @@ constexpr char kRegistry[] = "addonInfo.plist";
 
 class InstanceServiceAddonsTest : public InstanceTest {
  protected:
-  /// The whole test folder, but for the fixture's own history of log lines.
-  Tree everything() const {
-    Tree tree = treeSnapshot(folder.path());
-    EXPECT_EQ(tree.erase("history"), 1U);
-    return tree;
-  }
-
-  /// An instance whose home is a plain file.
-  InstanceService fileHome() const { return InstanceService(folder.makeFile("file home", "text"), kNone); }
 };
 
 // ----- Add-on registry -----
@@ -146,8 +129,7 @@ class AddonRegistryTest : public InstanceServiceAddonsTest {
 };
 
 TEST_F(AddonRegistryTest, EntriesAreHandedOutInOrderWithEveryKeyAndType) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   for (const std::string& contents : {xmlAddons(), binaryAddons()}) {
     SCOPED_TRACE(contents.substr(0, 8));
     writeRegistry(contents);
@@ -228,8 +210,7 @@ TEST_F(AddonRegistryTest, RecordsThatAreMissingOrNoTextsAreNone) {
 }
 
 TEST_F(AddonRegistryTest, FileWithoutAListReadsAsEmpty) {
-  const InstanceService instance(home(), data());
-  clearLog();
+  const QuietInstance instance(*this);
   for (const char* contents : {"{ other = ( { ID = a; } ); }", "{ addons = ( ); }", "{ addons = text; }", "( a )",
                                "{ addons = (", "", "\x01\x02"}) {
     writeRegistry(contents);
@@ -258,7 +239,7 @@ TEST_F(AddonRegistryTest, MissingFileGivesNone) {
   InstanceService file = fileHome();
   const Tree before = everything();
   clearLog();
-  for (InstanceService* each : {&instance, &homeless, &file}) {
+  for (InstanceService* each : std::vector<InstanceService*>{&instance, &homeless, &file}) {
     EXPECT_EQ(each->getAllAddonRegistryInfo(), std::nullopt);
     EXPECT_EQ(each->getRegistryInfoForAddon("a"), std::nullopt);
     EXPECT_EQ(each->getAddonInstalledVersion("a"), kNone);
@@ -266,8 +247,7 @@ TEST_F(AddonRegistryTest, MissingFileGivesNone) {
     each->removeRegistryInfoforAddon("a");
   }
   EXPECT_EQ(homeless.pathToRcphome(), kNone);
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectEverything(before);
 }
 
 TEST_F(AddonRegistryTest, AbsentIDFindsNothing) {
@@ -279,8 +259,7 @@ TEST_F(AddonRegistryTest, AbsentIDFindsNothing) {
   EXPECT_EQ(instance.getAddonInstalledVersion(kNone), kNone);
   EXPECT_EQ(instance.getAddonInstalledBundleID(kNone), kNone);
   instance.removeRegistryInfoforAddon(kNone);
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
 }
 
 TEST_F(AddonRegistryTest, RegistryIsReadAfresh) {
@@ -292,8 +271,7 @@ TEST_F(AddonRegistryTest, RegistryIsReadAfresh) {
 }
 
 TEST_F(AddonRegistryTest, RemovalHasNoLastingEffect) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   for (const std::string& contents : {xmlAddons(), binaryAddons()}) {
     writeRegistry(contents);
     const Tree before = homeTree();
@@ -322,8 +300,8 @@ class CopyKeyStoresTest : public InstanceServiceAddonsTest {
   }
 
   /// The log, with the lines of one kind sorted where several follow each other: folders have an order of their own.
-  static std::vector<LogLine> sortedLog() {
-    std::vector<LogLine> lines = log();
+  static LogLines sortedLog() {
+    LogLines lines = log();
     for (auto first = lines.begin(); first != lines.end();) {
       const std::string kind = first->second.substr(0, first->second.find('\''));
       const auto last = std::find_if(
@@ -342,8 +320,7 @@ TEST_F(CopyKeyStoresTest, KeyStoresAreReplacedAndTheRestStays) {
   folder.makeFile("package/keystore", "no keystore");
   folder.makeFile(inHome("deploy/.keystore"), "old");
   folder.makeFile(inHome("deploy/other.keystore"), "other");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected["deploy/.keystore"] = "file: new";
   expected["deploy/.Keystore2"] = "file: new 2";
@@ -351,8 +328,7 @@ TEST_F(CopyKeyStoresTest, KeyStoresAreReplacedAndTheRestStays) {
   instance.copyKeyStores(source());
   EXPECT_EQ(homeTree(), expected);
   EXPECT_EQ(treeSnapshot(source()), sourceBefore);
-  EXPECT_EQ(sortedLog(),
-            (std::vector<LogLine>{sourceLine(), deleted(".keystore"), copied(".Keystore2"), copied(".keystore")}));
+  EXPECT_EQ(sortedLog(), (LogLines{sourceLine(), deleted(".keystore"), copied(".Keystore2"), copied(".keystore")}));
 }
 
 TEST_F(CopyKeyStoresTest, AllOldOnesAreRemovedBeforeANewOneIsCopied) {
@@ -360,16 +336,15 @@ TEST_F(CopyKeyStoresTest, AllOldOnesAreRemovedBeforeANewOneIsCopied) {
     folder.makeFile(inHome("deploy/") + name, "old");
   }
   for (const char* name : {".keystore", ".keyStore1"}) folder.makeFile(std::string("package/") + name, "new");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected.erase("deploy/.KEYSTORE.bak");
   expected.erase("deploy/.keystore_x");
   expected["deploy/.keystore"] = expected["deploy/.keyStore1"] = "file: new";
   instance.copyKeyStores(source());
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(sortedLog(), (std::vector<LogLine>{sourceLine(), deleted(".KEYSTORE.bak"), deleted(".keystore"),
-                                               deleted(".keystore_x"), copied(".keyStore1"), copied(".keystore")}));
+  EXPECT_EQ(sortedLog(), (LogLines{sourceLine(), deleted(".KEYSTORE.bak"), deleted(".keystore"), deleted(".keystore_x"),
+                                   copied(".keyStore1"), copied(".keystore")}));
 }
 
 TEST_F(CopyKeyStoresTest, SourceWithoutKeyStoresLeavesNone) {
@@ -384,16 +359,15 @@ TEST_F(CopyKeyStoresTest, SourceWithoutKeyStoresLeavesNone) {
     clearLog();
     instance.copyKeyStores(from);
     EXPECT_EQ(homeTree(), expected);
-    EXPECT_EQ(log(), (std::vector<LogLine>{{6, ".keystore source files are in " + from.value_or("(null)") + "."},
-                                           deleted(".keystore")}));
+    EXPECT_EQ(log(),
+              (LogLines{{6, ".keystore source files are in " + from.value_or("(null)") + "."}, deleted(".keystore")}));
   }
 }
 
 TEST_F(CopyKeyStoresTest, FoldersAreRemovedAndCopiedWhole) {
   folder.makeFile(inHome("deploy/.keystore/a/old"), "old");
   folder.makeFile("package/.keystore/b/new", "new");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected.erase("deploy/.keystore/a");
   expected.erase("deploy/.keystore/a/old");
@@ -401,7 +375,7 @@ TEST_F(CopyKeyStoresTest, FoldersAreRemovedAndCopiedWhole) {
   expected["deploy/.keystore/b/new"] = "file: new";
   instance.copyKeyStores(source());
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (std::vector<LogLine>{sourceLine(), deleted(".keystore"), copied(".keystore")}));
+  EXPECT_EQ(log(), (LogLines{sourceLine(), deleted(".keystore"), copied(".keystore")}));
 }
 
 TEST_F(CopyKeyStoresTest, LinksAreRemovedAndCopiedThemselves) {
@@ -409,8 +383,7 @@ TEST_F(CopyKeyStoresTest, LinksAreRemovedAndCopiedThemselves) {
   folder.makeLink(inHome("deploy/.keystore"), folder / "elsewhere");
   folder.makeLink("package/.keystore", "nowhere");
   InstanceService instance(home(), data());
-  Tree expected = homeTree();
-  expected["deploy/.keystore"] = "link: nowhere";
+  const Tree expected = homeWith("deploy/.keystore", "link: nowhere");
   instance.copyKeyStores(source());
   EXPECT_EQ(homeTree(), expected);
   EXPECT_EQ(folder.read("elsewhere"), "stays");
@@ -423,14 +396,14 @@ TEST_F(CopyKeyStoresTest, FailedCopyIsToldLikeAnyOther) {
   clearLog();
   instance.copyKeyStores(source());
   EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(log(), (std::vector<LogLine>{sourceLine(), copied(".keystore")}));
+  EXPECT_EQ(log(), (LogLines{sourceLine(), copied(".keystore")}));
 
   ASSERT_TRUE(platform::removeItem(deploy()));
   const Tree withoutDeploy = homeTree();
   clearLog();
   instance.copyKeyStores(source());
   EXPECT_EQ(homeTree(), withoutDeploy) << "deploy is not made";
-  EXPECT_EQ(log(), (std::vector<LogLine>{sourceLine(), copied(".keystore")}));
+  EXPECT_EQ(log(), (LogLines{sourceLine(), copied(".keystore")}));
 }
 
 TEST_F(CopyKeyStoresTest, NothingIsCopiedWithoutAHomeFolder) {
@@ -442,13 +415,12 @@ TEST_F(CopyKeyStoresTest, NothingIsCopiedWithoutAHomeFolder) {
   homeless.copyKeyStores(source());
   EXPECT_EQ(homeless.pathToRcphome(), kNone);
   EXPECT_EQ(log(),
-            (std::vector<LogLine>{sourceLine(),
-                                  {6, "Copy keystore file '.keystore' from " + source() + "/.keystore to (null)."}}));
+            (LogLines{sourceLine(), {6, "Copy keystore file '.keystore' from " + source() + "/.keystore to (null)."}}));
   clearLog();
   file.copyKeyStores(source());
-  EXPECT_EQ(log(), (std::vector<LogLine>{sourceLine(),
-                                         {6, "Copy keystore file '.keystore' from " + source() + "/.keystore to " +
-                                                 (folder / "file home") + "/deploy/.keystore."}}));
+  EXPECT_EQ(log(), (LogLines{sourceLine(),
+                             {6, "Copy keystore file '.keystore' from " + source() + "/.keystore to " +
+                                     (folder / "file home") + "/deploy/.keystore."}}));
   EXPECT_EQ(everything(), before);
 }
 
@@ -457,7 +429,7 @@ TEST_F(CopyKeyStoresTest, NothingIsCopiedWithoutAHomeFolder) {
 class CopyExtrasTest : public InstanceServiceAddonsTest {
  protected:
   std::string source() const { return folder / "package"; }
-  std::vector<LogLine> begins(const std::string& homeFolder) const {
+  LogLines begins(const std::string& homeFolder) const {
     return {{6, "Begin to copy files from " + source() + " to " + homeFolder + "/deploy/extras "}};
   }
 };
@@ -466,8 +438,7 @@ TEST_F(CopyExtrasTest, MissingExtrasBecomeACopyOfTheWholeSource) {
   folder.makeFile("package/.hidden", "1");
   folder.makeFile("package/a/b", "2");
   folder.makeLink("package/link", "a");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected["deploy/extras"] = expected["deploy/extras/a"] = "folder";
   expected["deploy/extras/.hidden"] = "file: 1";
@@ -486,8 +457,7 @@ TEST_F(CopyExtrasTest, ExistingExtrasAreMergedInto) {
   folder.makeFile(inHome("deploy/extras/own"), "old");
   folder.makeFile(inHome("deploy/extras/a/both"), "old");
   folder.makeFile(inHome("deploy/extras/a/own"), "old");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   for (const char* name : {"both", "a/both", "a/new"}) expected[std::string("deploy/extras/") + name] = "file: new";
   const Tree sourceBefore = treeSnapshot(source());
@@ -510,8 +480,7 @@ TEST_F(CopyExtrasTest, NothingIsCopiedOrToldWithoutFilesToCopy) {
     instance.copyExtras(from);
     bare.copyExtras(from);
   }
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectEverything(before);
 }
 
 TEST_F(CopyExtrasTest, NothingIsCopiedOrToldWithoutAHome) {
@@ -521,8 +490,7 @@ TEST_F(CopyExtrasTest, NothingIsCopiedOrToldWithoutAHome) {
   clearLog();
   homeless.copyExtras(source());
   EXPECT_EQ(homeless.pathToRcphome(), kNone);
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectEverything(before);
 }
 
 TEST_F(CopyExtrasTest, FailedCopyIsNotTold) {

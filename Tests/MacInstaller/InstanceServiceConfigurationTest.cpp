@@ -1,8 +1,4 @@
-#include <gmock/gmock.h>
 #include <grp.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "MacInstaller/InstanceService.h"
 #include "Platform/FileManager.h"
@@ -14,9 +10,6 @@ namespace hotfix {
 
 namespace {
 
-using ::testing::Contains;
-using ::testing::IsEmpty;
-
 constexpr char kStamp[] = "1511262125";  // what the clock of the tests gives
 constexpr char kLauncher[] = "rcplauncher.properties";
 constexpr char kAgent[] = "osgiagent.properties";
@@ -27,17 +20,7 @@ constexpr char kBaseCustomization[] = "eclipse/plugins/com.qor.rcp.base_6.2.1.20
 
 class InstanceServiceConfigurationTest : public InstanceTest {
  protected:
-  /// The whole test folder, but for the fixture's own history of log lines.
-  Tree everything() const {
-    Tree tree = treeSnapshot(folder.path());
-    EXPECT_EQ(tree.erase("history"), 1U);
-    return tree;
-  }
-
   void remove(const std::string& pathInHome) const { ASSERT_TRUE(platform::removeItem(folder / inHome(pathInHome))); }
-
-  /// An instance whose home has become a plain file since it was made.
-  InstanceService fileHome() const { return InstanceService(folder.makeFile("file home", "text"), kNone); }
 
   /// The identity and the base location that both launcher operations write, as lines of the file.
   static std::string identity() {
@@ -55,9 +38,7 @@ class InstanceServiceConfigurationTest : public InstanceTest {
 
 class GenerateLauncherTest : public InstanceServiceConfigurationTest {
  protected:
-  static std::vector<LogLine> done() {
-    return {{6, "Update rcplauncher.properties. "}, {6, "Save rcplauncher.properties."}};
-  }
+  static LogLines done() { return {{6, "Update rcplauncher.properties. "}, {6, "Save rcplauncher.properties."}}; }
 
   std::string makeTemplate(const std::string& contents = "kept=1\n") const {
     return folder.makeFile("package/launcher.template", contents);
@@ -67,8 +48,7 @@ class GenerateLauncherTest : public InstanceServiceConfigurationTest {
 TEST_F(GenerateLauncherTest, TemplateIsCopiedAndStamped) {
   remove(kLauncher);
   const std::string source = makeTemplate("# a comment\nz.kept=last\na.kept=first\nrcp.data=template's\n");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kLauncher] =
       "file: a.kept=first\n" + manifest() + identity() + "rcp.data=template's\n" + installID() + "z.kept=last\n";
@@ -82,8 +62,7 @@ TEST_F(GenerateLauncherTest, ExistingFileIsKeptAndOnlyItsOwnKeysAreSet) {
   folder.makeFile(inHome(kLauncher),
                   "own=1\nprovisioning.manifest=old\nprovisioning.manifest.version=old\nrcp.base.location=old\n"
                   "rcp.install.id=old\nrcp.data=old\n");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kLauncher] = "file: own=1\n" + manifest() + identity() + "rcp.data=old\n" + installID();
   EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate("own=template\nextra=1\n"), kNone));
@@ -137,11 +116,10 @@ TEST_F(GenerateLauncherTest, StampIsOfTheMoment) {
 
 TEST_F(GenerateLauncherTest, NothingIsMadeWithoutATemplate) {
   InstanceService instance(home(), data());
-  InstanceService gone(folder / "gone", kNone);
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
+  GoneHome gone(folder);
   const Tree before = everything();
-  const std::vector<LogLine> told = {{3, "Fail to locate the template for rcplauncher.properties."}};
-  for (InstanceService* each : {&instance, &gone}) {
+  const LogLines told = {{3, "Fail to locate the template for rcplauncher.properties."}};
+  for (InstanceService* each : std::vector<InstanceService*>{&instance, &gone}) {
     for (const OptionalString& source : {kNone, OptionalString(folder / "missing"), OptionalString("")}) {
       clearLog();
       EXPECT_FALSE(each->generateRcplauncherPropertiesWithTemplate(source, "w"));
@@ -172,7 +150,7 @@ TEST_F(GenerateLauncherTest, DefaultHomeIsTakenAndKept) {
   clearLog();
   EXPECT_FALSE(instance.updateRcpLauncherProperties());
   EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate("kept=\n"), "w"));
-  std::vector<LogLine> expected = done();
+  LogLines expected = done();
   expected.insert(expected.begin(),
                   {{3, "The rcpHome is nil, manually setting rcpHome"}, {3, "The productName is nil!"}});
   EXPECT_EQ(log(), expected);
@@ -192,7 +170,7 @@ TEST_F(GenerateLauncherTest, DefaultHomeDoesNotDependOnTheProductName) {
   InstanceService instance(kNone, data());
   clearLog();
   EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), kNone));
-  std::vector<LogLine> expected = done();
+  LogLines expected = done();
   expected.insert(expected.begin(),
                   {{3, "The rcpHome is nil, manually setting rcpHome"}, {6, "The product name is: Other."}});
   EXPECT_EQ(log(), expected);
@@ -204,9 +182,9 @@ TEST_F(GenerateLauncherTest, DefaultHomeIsKeptButNotMadeWithoutATemplate) {
   InstanceService instance(kNone, data());
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(folder / "missing", kNone));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "The rcpHome is nil, manually setting rcpHome"},
-                                         {3, "The productName is nil!"},
-                                         {3, "Fail to locate the template for rcplauncher.properties."}}));
+  EXPECT_EQ(log(), (LogLines{{3, "The rcpHome is nil, manually setting rcpHome"},
+                             {3, "The productName is nil!"},
+                             {3, "Fail to locate the template for rcplauncher.properties."}}));
   EXPECT_EQ(instance.pathToRcphome(), defaultHome());
   EXPECT_FALSE(folder.has(outside("/Applications")));
 }
@@ -218,9 +196,9 @@ TEST_F(GenerateLauncherTest, HomeThatIsAFileFailsBothCopies) {
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(source, kNone));
   const std::string target = folder / "file home" + "/" + kLauncher;
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Failed to create directory " + (folder / "file home")},
-                                         {3, "Fail to copy rcplauncher.properties to " + target + ", try again..."},
-                                         {3, "Fail to copy rcplauncher.properties to " + target + " again!"}}));
+  EXPECT_EQ(log(), (LogLines{{3, "Failed to create directory " + (folder / "file home")},
+                             {3, "Fail to copy rcplauncher.properties to " + target + ", try again..."},
+                             {3, "Fail to copy rcplauncher.properties to " + target + " again!"}}));
   EXPECT_EQ(everything(), before);
 }
 
@@ -230,8 +208,8 @@ TEST_F(GenerateLauncherTest, TemplateThatCannotBeCopiedIsTriedTwice) {
   const Tree before = homeTree();
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(folder.makeFifo("fifo"), kNone));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Fail to copy rcplauncher.properties to " + launcher() + ", try again..."},
-                                         {3, "Fail to copy rcplauncher.properties to " + launcher() + " again!"}}));
+  EXPECT_EQ(log(), (LogLines{{3, "Fail to copy rcplauncher.properties to " + launcher() + ", try again..."},
+                             {3, "Fail to copy rcplauncher.properties to " + launcher() + " again!"}}));
   EXPECT_EQ(homeTree(), before);
 }
 
@@ -241,8 +219,8 @@ TEST_F(GenerateLauncherTest, ExistingFileFailsBothCopiesWhereThePolicyStopsThem)
   platform::setCopyPolicy(nullptr);
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), kNone));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Fail to copy rcplauncher.properties to " + launcher() + ", try again..."},
-                                         {3, "Fail to copy rcplauncher.properties to " + launcher() + " again!"}}));
+  EXPECT_EQ(log(), (LogLines{{3, "Fail to copy rcplauncher.properties to " + launcher() + ", try again..."},
+                             {3, "Fail to copy rcplauncher.properties to " + launcher() + " again!"}}));
   EXPECT_EQ(homeTree(), before);
 }
 
@@ -264,7 +242,7 @@ TEST_F(GenerateLauncherTest, SecondCopyThatSucceedsGoesOn) {
   platform::setCopyPolicy(removeTarget);
   clearLog();
   EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), kNone));
-  std::vector<LogLine> expected = done();
+  LogLines expected = done();
   expected.insert(expected.begin(), {3, "Fail to copy rcplauncher.properties to " + launcher() + ", try again..."});
   EXPECT_EQ(log(), expected);
   EXPECT_EQ(folder.read(inHome(kLauncher)), "kept=1\n" + manifest() + identity() + installID());
@@ -276,9 +254,9 @@ TEST_F(GenerateLauncherTest, SecondCopyThatSucceedsIsSpoiltByAHomeThatCouldNotBe
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), "w"));
   const std::string target = folder / "file home" + "/" + kLauncher;
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Failed to create directory " + (folder / "file home")},
-                                         {3, "Fail to copy rcplauncher.properties to " + target + ", try again..."},
-                                         {3, "Fail to copy rcplauncher.properties to " + target + " again!"}}));
+  EXPECT_EQ(log(), (LogLines{{3, "Failed to create directory " + (folder / "file home")},
+                             {3, "Fail to copy rcplauncher.properties to " + target + ", try again..."},
+                             {3, "Fail to copy rcplauncher.properties to " + target + " again!"}}));
   EXPECT_EQ(treeSnapshot(folder / "file home"), (Tree{{kLauncher, "file: kept=1\n"}})) << "copied, and not updated";
 }
 
@@ -289,7 +267,7 @@ TEST_F(GenerateLauncherTest, FirstCopyThatSucceedsIsNotSpoiltByAHomeThatCouldNot
   platform::setCopyPolicy(alwaysGoOn);
   clearLog();
   EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(source, kNone));
-  std::vector<LogLine> expected = done();
+  LogLines expected = done();
   expected.insert(expected.begin(), {3, "Failed to create directory " + (folder / "file home")});
   EXPECT_EQ(log(), expected);
   EXPECT_EQ(everything(), before) << "nothing could be saved";
@@ -298,14 +276,13 @@ TEST_F(GenerateLauncherTest, FirstCopyThatSucceedsIsNotSpoiltByAHomeThatCouldNot
 TEST_F(GenerateLauncherTest, FailedSaveIsNotLookedAt) {
   remove(kLauncher);
   folder.makeFile("package/folder/file", "text");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kLauncher] = "folder";
   expected[std::string(kLauncher) + "/file"] = "file: text";
   EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(folder / "package/folder", "w"));
   EXPECT_EQ(homeTree(), expected);
-  std::vector<LogLine> lines = done();
+  LogLines lines = done();
   lines.push_back(notSaved(kLauncher));
   EXPECT_EQ(log(), lines);
 }
@@ -316,13 +293,11 @@ class UpdateLauncherTest : public InstanceServiceConfigurationTest {};
 
 TEST_F(UpdateLauncherTest, IdentityAndBaseLocationAreSetAndTheRestIsKept) {
   folder.makeFile(inHome(kLauncher), "# comment\nz=1\nprovisioning.manifest=own\nrcp.data=own\nrcp.install.id=old\n");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kLauncher] = "file: provisioning.manifest=own\n" + identity() + "rcp.data=own\n" + installID() + "z=1\n";
   EXPECT_TRUE(instance.updateRcpLauncherProperties());
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(expected);
 }
 
 TEST_F(UpdateLauncherTest, KeysThatTheFileDoesNotHaveAreAdded) {
@@ -345,17 +320,12 @@ TEST_F(UpdateLauncherTest, BaseLocationIsLeftAloneWithoutABasePlugin) {
 }
 
 TEST_F(UpdateLauncherTest, NothingIsDoneWithoutAHomeFolderOrTheFile) {
-  InstanceService homeless(kNone, data());
-  InstanceService file = fileHome();
-  InstanceService gone(folder / "gone", kNone);
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
+  expectRefusedWithoutHome([](InstanceService& each) { return each.updateRcpLauncherProperties(); });
   InstanceService bare(folder.makeFolder("bare"), kNone);
   const Tree before = everything();
   clearLog();
-  for (InstanceService* each : {&homeless, &file, &gone, &bare}) EXPECT_FALSE(each->updateRcpLauncherProperties());
-  EXPECT_EQ(homeless.pathToRcphome(), kNone) << "the default home is not taken";
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_FALSE(bare.updateRcpLauncherProperties());
+  expectEverything(before);
 }
 
 TEST_F(UpdateLauncherTest, FailedSaveIsAnswered) {
@@ -366,7 +336,7 @@ TEST_F(UpdateLauncherTest, FailedSaveIsAnswered) {
   clearLog();
   EXPECT_FALSE(instance.updateRcpLauncherProperties());
   EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(log(), (std::vector<LogLine>{notSaved(kLauncher)}));
+  EXPECT_EQ(log(), (LogLines{notSaved(kLauncher)}));
 }
 
 // ----- Agent properties -----
@@ -374,12 +344,11 @@ TEST_F(UpdateLauncherTest, FailedSaveIsAnswered) {
 class AgentPropertiesTest : public InstanceServiceConfigurationTest {
  protected:
   std::string makeTemplate() const { return folder.makeFile("package/agent", "# kept\nb=2\na=1", 0640); }
-  static std::vector<LogLine> noTemplate() { return {{3, "Not able to find template for osgiagent.properties."}}; }
+  static LogLines noTemplate() { return {{3, "Not able to find template for osgiagent.properties."}}; }
 };
 
 TEST_F(AgentPropertiesTest, TemplateIsCopiedAsItIs) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kAgent] = "file: # kept\nb=2\na=1";
   EXPECT_TRUE(instance.copyOgsiAgentProperties(makeTemplate()));
@@ -398,8 +367,7 @@ TEST_F(AgentPropertiesTest, ExistingFileStaysAndCountsAsASuccess) {
 
   platform::setCopyPolicy(nullptr);
   EXPECT_FALSE(instance.copyOgsiAgentProperties(makeTemplate())) << "it is the copy policy that makes it one";
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
 }
 
 TEST_F(AgentPropertiesTest, FailedCopyIsAnswered) {
@@ -407,15 +375,14 @@ TEST_F(AgentPropertiesTest, FailedCopyIsAnswered) {
   const Tree before = homeTree();
   clearLog();
   EXPECT_FALSE(instance.copyOgsiAgentProperties(folder.makeFifo("fifo")));
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
 }
 
 TEST_F(AgentPropertiesTest, MissingTemplateIsToldWhateverTheHomeIs) {
   InstanceService instance(home(), data());
   InstanceService file = fileHome();
   const Tree before = everything();
-  for (InstanceService* each : {&instance, &file}) {
+  for (InstanceService* each : std::vector<InstanceService*>{&instance, &file}) {
     for (const OptionalString& source : {kNone, OptionalString(folder / "missing")}) {
       clearLog();
       EXPECT_FALSE(each->copyOgsiAgentProperties(source));
@@ -426,31 +393,22 @@ TEST_F(AgentPropertiesTest, MissingTemplateIsToldWhateverTheHomeIs) {
 }
 
 TEST_F(AgentPropertiesTest, HomeThatIsNoFolderIsRefusedSilently) {
-  InstanceService file = fileHome();
-  InstanceService gone(folder / "gone", kNone);
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
   const std::string source = makeTemplate();
+  expectRefusedWithoutHome([&](InstanceService& each) { return each.copyOgsiAgentProperties(source); });
+  platform::setCopyPolicy(alwaysGoOn);  // nor is a copy tried
+  InstanceService file = fileHome();
   const Tree before = everything();
   clearLog();
-  for (InstanceService* each : {&file, &gone}) {
-    EXPECT_FALSE(each->copyOgsiAgentProperties(source));
-    platform::setCopyPolicy(alwaysGoOn);  // nor is a copy tried
-    EXPECT_FALSE(each->copyOgsiAgentProperties(source));
-  }
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_FALSE(file.copyOgsiAgentProperties(source));
+  expectEverything(before);
 }
 
 TEST_F(AgentPropertiesTest, NothingIsToldWithoutAHome) {
   InstanceService homeless(kNone, data());
-  const std::string source = makeTemplate();
   const Tree before = everything();
   clearLog();
-  EXPECT_FALSE(homeless.copyOgsiAgentProperties(source));
   EXPECT_FALSE(homeless.copyOgsiAgentProperties(kNone));
-  EXPECT_EQ(homeless.pathToRcphome(), kNone);
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectEverything(before);
 }
 
 // ----- JVM properties -----
@@ -475,10 +433,8 @@ class JvmPropertiesTest : public InstanceServiceConfigurationTest {
 
 TEST_F(JvmPropertiesTest, TemplateReplacesTheFile) {
   folder.makeFile(inHome(kJvm), "older");
-  InstanceService instance(home(), data());
-  clearLog();
-  Tree expected = homeTree();
-  expected[kJvm] = "file: -Xmx1g\n";
+  QuietInstance instance(*this);
+  const Tree expected = homeWith(kJvm, "file: -Xmx1g\n");
   EXPECT_TRUE(instance.generateJVMPropertiesWithTemplate(makeTemplate()));
   EXPECT_EQ(homeTree(), expected);
   EXPECT_EQ(folder.mode(inHome(kJvm)), 0640U) << "a copy keeps the template's attributes";
@@ -497,10 +453,8 @@ TEST_F(JvmPropertiesTest, TemplateReplacesAWholeFolder) {
 }
 
 TEST_F(JvmPropertiesTest, AbsentOrMissingTemplateEmptiesTheFile) {
-  InstanceService instance(home(), data());
-  clearLog();
-  Tree expected = homeTree();
-  expected[kJvm] = "file: ";
+  QuietInstance instance(*this);
+  const Tree expected = homeWith(kJvm, "file: ");
   for (const OptionalString& source : {kNone, OptionalString(folder / "missing"), OptionalString("")}) {
     folder.makeFile(inHome(kJvm), "older", 0600);
     EXPECT_TRUE(instance.generateJVMPropertiesWithTemplate(source));
@@ -555,7 +509,7 @@ TEST_F(JvmPropertiesTest, DeployFolderThatCannotBeMadeIsTold) {
   for (const OptionalString& source : {kNone, OptionalString(makeTemplate())}) {
     clearLog();
     EXPECT_FALSE(instance.generateJVMPropertiesWithTemplate(source));
-    EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Not able to create the " + home() + "/deploy directory."}}));
+    EXPECT_EQ(log(), (LogLines{{3, "Not able to create the " + home() + "/deploy directory."}}));
   }
   EXPECT_EQ(homeTree(), before);
 }
@@ -568,8 +522,7 @@ TEST_F(JvmPropertiesTest, FailedWriteIsAnsweredSilently) {
   clearLog();
   EXPECT_FALSE(instance.generateJVMPropertiesWithTemplate(kNone));
   EXPECT_FALSE(instance.generateJVMPropertiesWithTemplate(makeTemplate()));
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
 }
 
 TEST_F(JvmPropertiesTest, FolderCannotBecomeAnEmptyFile) {
@@ -582,30 +535,17 @@ TEST_F(JvmPropertiesTest, FolderCannotBecomeAnEmptyFile) {
 
 TEST_F(JvmPropertiesTest, OldFileIsLostWhenTheTemplateCannotBeCopied) {
   folder.makeFile(inHome(kJvm), "older");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected.erase(kJvm);
   EXPECT_FALSE(instance.generateJVMPropertiesWithTemplate(folder.makeFifo("fifo")));
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(expected);
 }
 
 TEST_F(JvmPropertiesTest, NothingIsMadeWithoutAHomeFolder) {
-  InstanceService homeless(kNone, data());
-  InstanceService file = fileHome();
-  InstanceService gone(folder / "gone", kNone);
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
-  const std::string source = makeTemplate();
-  const Tree before = everything();
-  clearLog();
-  for (InstanceService* each : {&homeless, &file, &gone}) {
-    EXPECT_FALSE(each->generateJVMPropertiesWithTemplate(source));
-    EXPECT_FALSE(each->generateJVMPropertiesWithTemplate(kNone));
+  for (const OptionalString& source : {kNone, OptionalString(makeTemplate())}) {
+    expectRefusedWithoutHome([&](InstanceService& each) { return each.generateJVMPropertiesWithTemplate(source); });
   }
-  EXPECT_EQ(homeless.pathToRcphome(), kNone);
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
 }
 
 // ----- Customization of the home folder -----
@@ -618,8 +558,7 @@ class MergeCustomizationTest : public InstanceServiceConfigurationTest {
 
 TEST_F(MergeCustomizationTest, GivenValuesWinAndOwnKeysStay) {
   folder.makeFile(inHome(kCustomization), "# old\nown=1\nboth=own\n");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kCustomization] = "file: both=given\ngiven=1\nown=1\n";
   EXPECT_TRUE(instance.mergePluginCustomizationWithRcphome(given()));
@@ -629,29 +568,24 @@ TEST_F(MergeCustomizationTest, GivenValuesWinAndOwnKeysStay) {
 }
 
 TEST_F(MergeCustomizationTest, FileIsCopiedAsItIsWhereThereIsNone) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kCustomization] = "file: # new\nboth=given\ngiven=1\n";
   EXPECT_TRUE(instance.mergePluginCustomizationWithRcphome(given()));
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(expected);
 }
 
 TEST_F(MergeCustomizationTest, MissingFileOnlyRewritesTheOwnOne) {
   folder.makeFile(inHome(kCustomization), "# old\nown=1\nboth=own\n");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kCustomization] = "file: both=own\nown=1\n";
   EXPECT_TRUE(instance.mergePluginCustomizationWithRcphome(folder / "missing"));
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(expected);
 }
 
 TEST_F(MergeCustomizationTest, FailuresAreNotAnswered) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   const Tree before = homeTree();
   EXPECT_TRUE(instance.mergePluginCustomizationWithRcphome(folder / "missing")) << "nothing to copy";
   EXPECT_EQ(homeTree(), before);
@@ -660,25 +594,16 @@ TEST_F(MergeCustomizationTest, FailuresAreNotAnswered) {
   const Tree withFolder = homeTree();
   EXPECT_TRUE(instance.mergePluginCustomizationWithRcphome(given()));
   EXPECT_EQ(homeTree(), withFolder);
-  EXPECT_EQ(log(), (std::vector<LogLine>{notSaved(kCustomization), notSaved(kCustomization)})) << "it is saved twice";
+  EXPECT_EQ(log(), (LogLines{notSaved(kCustomization), notSaved(kCustomization)})) << "it is saved twice";
 }
 
 TEST_F(MergeCustomizationTest, NothingIsMergedWithoutAHomeFolderOrAPath) {
   folder.makeFile(inHome(kCustomization), "# old\nown=1\n");
-  InstanceService instance(home(), data());
-  InstanceService homeless(kNone, data());
-  InstanceService file = fileHome();
-  InstanceService gone(folder / "gone", kNone);
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
-  const Tree before = everything();
-  clearLog();
+  expectRefusedWithoutHome([&](InstanceService& each) { return each.mergePluginCustomizationWithRcphome(given()); });
+  QuietInstance instance(*this);
+  const Tree before = homeTree();
   EXPECT_FALSE(instance.mergePluginCustomizationWithRcphome(kNone));
-  for (InstanceService* each : {&homeless, &file, &gone}) {
-    EXPECT_FALSE(each->mergePluginCustomizationWithRcphome(given()));
-  }
-  EXPECT_EQ(homeless.pathToRcphome(), kNone);
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
 }
 
 // ----- Customization of the base plug-in -----
@@ -686,8 +611,7 @@ TEST_F(MergeCustomizationTest, NothingIsMergedWithoutAHomeFolderOrAPath) {
 TEST_F(MergeCustomizationTest, BaseAndHomeHoldTheSameAfterwards) {
   folder.makeFile(inHome(kBaseCustomization), "# base\nbase=1\nboth=base\n");
   folder.makeFile(inHome(kCustomization), "home=lost\nboth=home\n");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kBaseCustomization] = "file: base=1\nboth=given\ngiven=1\n";
   expected[kCustomization] = "file: base=1\nboth=given\ngiven=1\n";
@@ -712,8 +636,7 @@ TEST_F(MergeCustomizationTest, BaseWithoutAFileChangesNothing) {
   const Tree before = homeTree();
   clearLog();
   EXPECT_TRUE(instance.mergePluginCustomizationWithBase(given()));
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
 }
 
 TEST_F(MergeCustomizationTest, BaseIsTheOneOfTheGreatestVersion) {
@@ -730,31 +653,24 @@ TEST_F(MergeCustomizationTest, BaseIsTheOneOfTheGreatestVersion) {
 TEST_F(MergeCustomizationTest, FailedSavesOfABaseMergeAreNotAnswered) {
   folder.makeFile(inHome(kBaseCustomization), "base=1\n");
   folder.makeFile(inHome(kCustomization) + "/file", "a folder cannot be saved to");
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   Tree expected = homeTree();
   expected[kBaseCustomization] = "file: base=1\nboth=given\ngiven=1\n";
   EXPECT_TRUE(instance.mergePluginCustomizationWithBase(given()));
   EXPECT_EQ(homeTree(), expected) << "the base plug-in's file is saved all the same";
-  EXPECT_EQ(log(), (std::vector<LogLine>{notSaved(kCustomization)}));
+  EXPECT_EQ(log(), (LogLines{notSaved(kCustomization)}));
 }
 
 TEST_F(MergeCustomizationTest, BaseMergeNeedsHomeFileAndBaseVersion) {
   folder.makeFile(inHome(kBaseCustomization), "# base\nbase=1\n");
-  InstanceService instance(home(), data());
-  InstanceService homeless(kNone, data());
-  InstanceService file = fileHome();
+  expectRefusedWithoutHome([&](InstanceService& each) { return each.mergePluginCustomizationWithBase(given()); });
   InstanceService bare(folder.makeFolder("bare"), kNone);
+  QuietInstance instance(*this);
   const Tree before = everything();
-  clearLog();
   EXPECT_FALSE(instance.mergePluginCustomizationWithBase(kNone));
   EXPECT_FALSE(instance.mergePluginCustomizationWithBase(folder / "missing"));
-  for (InstanceService* each : {&homeless, &file, &bare}) {
-    EXPECT_FALSE(each->mergePluginCustomizationWithBase(given()));
-  }
-  EXPECT_EQ(homeless.pathToRcphome(), kNone);
-  EXPECT_EQ(everything(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_FALSE(bare.mergePluginCustomizationWithBase(given()));
+  expectEverything(before);
 }
 
 }  // namespace

@@ -1,10 +1,4 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <climits>
-#include <cstring>
 
 #include "MacInstaller/InstanceService.h"
 #include "Platform/SystemPaths.h"
@@ -13,11 +7,6 @@
 namespace hotfix {
 
 namespace {
-
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Pair;
 
 class InstanceServiceLogCollectionTest : public InstanceTest {
  protected:
@@ -34,7 +23,7 @@ class InstanceServiceLogCollectionTest : public InstanceTest {
     return {5, "Successfully collect the log files and place them under " + home() +
                    "/deploy/installHistory for the ACT operaton of Prod project."};
   }
-  std::vector<LogLine> successLines(const std::string& version = "6.2.1") const {
+  LogLines successLines(const std::string& version = "6.2.1") const {
     return {beginLine(), homeLine(), {6, "productVersion is " + version + "."}, successLine()};
   }
 
@@ -74,12 +63,12 @@ class InstanceServiceLogCollectionTest : public InstanceTest {
 
 TEST_F(InstanceServiceLogCollectionTest, AddonLogFileIsNamedByAddonAndAction) {
   EXPECT_EQ(InstanceService::getAddonLogFile("mail", "INSTALL"), "/tmp/rcp_mail_INSTALL.log");
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Addon Log Fie is /tmp/rcp_mail_INSTALL.log"}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Addon Log Fie is /tmp/rcp_mail_INSTALL.log"}}));
 }
 
 TEST_F(InstanceServiceLogCollectionTest, AddonLogFileWithoutANameIsThatOfAnyAddon) {
   EXPECT_EQ(InstanceService::getAddonLogFile(kNone, "REMOVE"), "/tmp/rcp_addon_REMOVE.log");
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Addon Log Fie is /tmp/rcp_addon_REMOVE.log"}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Addon Log Fie is /tmp/rcp_addon_REMOVE.log"}}));
   EXPECT_EQ(InstanceService::getAddonLogFile("", ""), "/tmp/rcp__.log");
 }
 
@@ -97,7 +86,7 @@ TEST_F(InstanceServiceLogCollectionTest, JavaIsLookedForFirst) {
   setFinder("echo '" + (folder / "java") + "'");
   folder.makeScript("java/bin/java", "exit 0");  // leaves no trace in the history, where it would race with the line
   collect();
-  const std::vector<LogLine> creation = creationLines(home());
+  const LogLines creation = creationLines(home());
   EXPECT_EQ(history(), (std::vector<std::string>{"Info: " + creation[0].second, "Info: " + creation[1].second,
                                                  "Warning: " + creation[2].second, "Notice: " + beginLine().second,
                                                  "started java_home", "Info: " + homeLine().second,
@@ -132,14 +121,14 @@ TEST_F(InstanceServiceLogCollectionTest, OutputAndExitStatusOfTheUtilityAreDropp
 
 TEST_F(InstanceServiceLogCollectionTest, MessagesNameActionAndProductAsTheyAre) {
   instance.collectLogFiles("/", "HOTFIX_UNINSTALL", "/tmp/install_trace.log");
-  EXPECT_EQ(log(), (std::vector<LogLine>{
-                       {5,
-                        "Begin to call collection utility to gather log files for the HOTFIX_UNINSTALL operaton of "
-                        "/ project."},
-                       homeLine(),
-                       {6, "productVersion is 6.2.1."},
-                       {5, "Successfully collect the log files and place them under " + home() +
-                               "/deploy/installHistory for the HOTFIX_UNINSTALL operaton of / project."}}));
+  EXPECT_EQ(log(),
+            (LogLines{{5,
+                       "Begin to call collection utility to gather log files for the HOTFIX_UNINSTALL operaton of "
+                       "/ project."},
+                      homeLine(),
+                      {6, "productVersion is 6.2.1."},
+                      {5, "Successfully collect the log files and place them under " + home() +
+                              "/deploy/installHistory for the HOTFIX_UNINSTALL operaton of / project."}}));
   ASSERT_EQ(children().size(), 1U);
   EXPECT_EQ(children()[0][4], "/");
   EXPECT_EQ(children()[0][8], "HOTFIX_UNINSTALL");
@@ -242,7 +231,7 @@ TEST_F(InstanceServiceLogCollectionTest, FinderThatPrintsNothingEndsTheCollectio
   setFinder("exit 0");
   collect();
   EXPECT_EQ(children(), (Children{{finder()}}));
-  EXPECT_EQ(log(), (std::vector<LogLine>{beginLine(), noJavaLine()}));
+  EXPECT_EQ(log(), (LogLines{beginLine(), noJavaLine()}));
 }
 
 TEST_F(InstanceServiceLogCollectionTest, ErrorOutputOfTheFinderIsNoJavaHome) {
@@ -251,7 +240,7 @@ TEST_F(InstanceServiceLogCollectionTest, ErrorOutputOfTheFinderIsNoJavaHome) {
   collect();
   testing::internal::GetCapturedStderr();
   EXPECT_EQ(children(), (Children{{finder()}}));
-  EXPECT_EQ(log(), (std::vector<LogLine>{beginLine(), noJavaLine()}));
+  EXPECT_EQ(log(), (LogLines{beginLine(), noJavaLine()}));
 }
 
 TEST_F(InstanceServiceLogCollectionTest, MissingFinderEndsTheCollection) {
@@ -260,7 +249,7 @@ TEST_F(InstanceServiceLogCollectionTest, MissingFinderEndsTheCollection) {
   collect();
   testing::internal::GetCapturedStderr();
   EXPECT_THAT(children(), IsEmpty());
-  EXPECT_EQ(log(), (std::vector<LogLine>{beginLine(), noJavaLine()}));
+  EXPECT_EQ(log(), (LogLines{beginLine(), noJavaLine()}));
 }
 
 // ----- The utility -----
@@ -270,10 +259,10 @@ TEST_F(InstanceServiceLogCollectionTest, MissingUtilityEndsTheCollectionAfterJav
   setFinder("echo '" + (folder / "java") + "'");
   collect();
   EXPECT_EQ(children(), (Children{{finder()}}));
-  EXPECT_EQ(log(), (std::vector<LogLine>{
-                       beginLine(),
-                       homeLine(),
-                       {6, "No log files are gathered as there is no collectionutility.jar under " + home() + ". "}}));
+  EXPECT_EQ(log(),
+            (LogLines{beginLine(),
+                      homeLine(),
+                      {6, "No log files are gathered as there is no collectionutility.jar under " + home() + ". "}}));
 }
 
 TEST_F(InstanceServiceLogCollectionTest, WithoutAHomeThereIsNoUtility) {
@@ -281,10 +270,9 @@ TEST_F(InstanceServiceLogCollectionTest, WithoutAHomeThereIsNoUtility) {
   clearLog();
   homeless.collectLogFiles("Prod", "ACT", "/the.log");
   EXPECT_THAT(children(), IsEmpty());
-  EXPECT_EQ(log(), (std::vector<LogLine>{
-                       beginLine(),
-                       {6, "_pathToRcphome is (null)."},
-                       {6, "No log files are gathered as there is no collectionutility.jar under (null). "}}));
+  EXPECT_EQ(log(), (LogLines{beginLine(),
+                             {6, "_pathToRcphome is (null)."},
+                             {6, "No log files are gathered as there is no collectionutility.jar under (null). "}}));
 }
 
 // ----- Version and workspace -----

@@ -1,8 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "MacInstaller/InstanceService.h"
 #include "Platform/FileManager.h"
 #include "Platform/SystemPaths.h"
@@ -12,12 +7,6 @@
 namespace hotfix {
 
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::StartsWith;
 
 // The fixture's manifest with its reference rewritten, as it is printed.
 std::string rewrittenManifest(const std::string& root) {
@@ -123,7 +112,7 @@ TEST_F(InstanceServiceManifestsTest, CreationWhereHomeCannotBeMadeKeepsNeitherPa
   const InstanceService instance(impossible, data());
   EXPECT_EQ(instance.pathToRcphome(), kNone);
   EXPECT_EQ(instance.getWorkspace(), kNone);
-  std::vector<LogLine> expected = creationLines(impossible);
+  LogLines expected = creationLines(impossible);
   expected.emplace_back(3, "No file at: " + impossible + "!");
   EXPECT_EQ(log(), expected);
 }
@@ -132,7 +121,7 @@ TEST_F(InstanceServiceManifestsTest, CreationWithAbsentHomeKeepsNeitherPath) {
   const InstanceService instance(kNone, data());
   EXPECT_EQ(instance.pathToRcphome(), kNone);
   EXPECT_EQ(instance.getWorkspace(), kNone);
-  std::vector<LogLine> expected = creationLines("(null)");
+  LogLines expected = creationLines("(null)");
   expected.emplace_back(3, "No file at: (null)!");
   EXPECT_EQ(log(), expected);
 }
@@ -161,8 +150,8 @@ TEST_F(InstanceServiceManifestsTest, CreationCopiesStagingFolderToNewInstallLoca
   const InstanceService instance(home(), data());
   EXPECT_EQ(treeSnapshot(folder / "target"), staged);
   EXPECT_EQ(treeSnapshot(folder / outside(platform::kStagingFolder)), staged);
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "The pathToRcphome is: " + home() + "."},
-                                         {6, "newInstallLocation : " + (folder / "target") + "."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "The pathToRcphome is: " + home() + "."},
+                             {6, "newInstallLocation : " + (folder / "target") + "."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, FirstCreationAlreadyPassesOverItemsThatExist) {
@@ -206,9 +195,9 @@ TEST_F(InstanceServiceManifestsTest, CreationCopiesStagingFolderAlsoWithoutAHome
   setNewInstallLocation(folder / "target");
   const InstanceService instance(kNone, kNone);
   EXPECT_TRUE(folder.has("target/item"));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "The pathToRcphome is: (null)."},
-                                         {6, "newInstallLocation : " + (folder / "target") + "."},
-                                         {3, "No file at: (null)!"}}));
+  EXPECT_EQ(log(), (LogLines{{6, "The pathToRcphome is: (null)."},
+                             {6, "newInstallLocation : " + (folder / "target") + "."},
+                             {3, "No file at: (null)!"}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, CreationLogsAFailedCopyOfStagingFolder) {
@@ -298,25 +287,21 @@ TEST_F(InstanceServiceManifestsTest, PolicyHoldsForEveryCopyInTheProcessOnceAnIn
 // ----- Copying manifests -----
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyWithoutRootReplacesTheTargetUnchanged) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   const std::string source = folder.makeFile("package/new.xml", uninstallManifest());
-  Tree expected = homeTree();
-  expected["deploy/install.xml"] = "file: " + uninstallManifest();
+  const Tree expected = homeWith("deploy/install.xml", "file: " + uninstallManifest());
   EXPECT_TRUE(instance.copyInstallManifest(source, "install.xml", kNone));
   EXPECT_EQ(homeTree(), expected);
   EXPECT_EQ(folder.read("package/new.xml"), uninstallManifest());
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("install.xml") + "."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("install.xml") + "."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyMakesAFileOfTheGivenName) {
-  InstanceService instance(home(), data());
-  clearLog();
-  Tree expected = homeTree();
-  expected["deploy/other.name"] = "file: " + uninstallManifest();
+  QuietInstance instance(*this);
+  const Tree expected = homeWith("deploy/other.name", "file: " + uninstallManifest());
   EXPECT_TRUE(instance.copyInstallManifest(inDeploy("uninstall.hotfix.xml"), "other.name", kNone));
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("other.name") + "."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("other.name") + "."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyReplacesAFolderOfThatName) {
@@ -371,24 +356,17 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopiesAnswerNoWhereALinkThatLeadsNo
   EXPECT_FALSE(folder.has("missing"));
 }
 
-TEST_F(InstanceServiceManifestsTest, ManifestCopyWithMissingSourceLosesTheOldTarget) {
+TEST_F(InstanceServiceManifestsTest, ManifestCopyWithAbsentOrMissingSourceLosesTheOldTarget) {
   InstanceService instance(home(), data());
-  clearLog();
   Tree expected = homeTree();
   expected.erase("deploy/install.xml");
-  EXPECT_FALSE(instance.copyInstallManifest(folder / "missing.xml", "install.xml", folder.path()));
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("install.xml") + "."}}));
-}
-
-TEST_F(InstanceServiceManifestsTest, ManifestCopyWithAbsentSourceLosesTheOldTarget) {
-  InstanceService instance(home(), data());
-  clearLog();
-  Tree expected = homeTree();
-  expected.erase("deploy/install.xml");
-  EXPECT_FALSE(instance.copyInstallManifest(kNone, "install.xml", folder.path()));
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("install.xml") + "."}}));
+  for (const OptionalString& source : {kNone, OptionalString(folder / "missing.xml")}) {
+    folder.makeFile(inHome("deploy/install.xml"), "older");
+    clearLog();
+    EXPECT_FALSE(instance.copyInstallManifest(source, "install.xml", folder.path()));
+    EXPECT_EQ(homeTree(), expected);
+    EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("install.xml") + "."}}));
+  }
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyNeedsTheDeployFolder) {
@@ -397,21 +375,19 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyNeedsTheDeployFolder) {
   clearLog();
   EXPECT_FALSE(instance.copyInstallManifest(inDeploy("install.xml"), "install.xml", kNone));
   EXPECT_EQ(treeSnapshot(bare), Tree());
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + bare + "/deploy/install.xml."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + bare + "/deploy/install.xml."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyWithRootRewritesItsReferences) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   const std::string root = folder.makeFolder("Volumes/Disk/pkg");
-  Tree expected = homeTree();
-  expected["deploy/some.xml"] = "file: " + rewrittenManifest(root);
+  const Tree expected = homeWith("deploy/some.xml", "file: " + rewrittenManifest(root));
   EXPECT_TRUE(instance.copyInstallManifest(inDeploy("uninstall.hotfix.xml"), "some.xml", root));
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("some.xml") + "."},
-                                         {6, "Update ${installer.root}."},
-                                         {6, "Get ${installer.root} : file:" + root + "."},
-                                         {6, "Save install manifest."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("some.xml") + "."},
+                             {6, "Update ${installer.root}."},
+                             {6, "Get ${installer.root} : file:" + root + "."},
+                             {6, "Save install manifest."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyPutsTheRootInExactlyAsItIs) {
@@ -425,29 +401,26 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyPutsTheRootInExactlyAsItIs) {
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyWithRootThatDoesNotExistLeavesTheCopyUnchanged) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   EXPECT_TRUE(instance.copyInstallManifest(inDeploy("uninstall.hotfix.xml"), "some.xml", folder / "missing"));
   EXPECT_EQ(folder.read(inHome("deploy/some.xml")), uninstallManifest());
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("some.xml") + "."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("some.xml") + "."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyThatIsNoXmlStaysAndAnswersNo) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   const std::string source = folder.makeFile("broken.xml", "<install><domain-object></install>");
   EXPECT_FALSE(instance.copyInstallManifest(source, "some.xml", folder.path()));
   EXPECT_EQ(folder.read(inHome("deploy/some.xml")), "<install><domain-object></install>");
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("some.xml") + "."},
-                                         {6, "Update ${installer.root}."},
-                                         {6, "Get ${installer.root} : file:" + folder.path() + "."},
-                                         {6, "Save install manifest."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("some.xml") + "."},
+                             {6, "Update ${installer.root}."},
+                             {6, "Get ${installer.root} : file:" + folder.path() + "."},
+                             {6, "Save install manifest."}}));
   EXPECT_TRUE(instance.copyInstallManifest(source, "some.xml", kNone)) << "a plain copy is not looked into";
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyWithoutFeaturesIsSavedAllTheSame) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   const std::string source =
       folder.makeFile("bare.xml", "<m><domain-object><object-data><install/></object-data></domain-object></m>");
   EXPECT_TRUE(instance.copyInstallManifest(source, "some.xml", folder.path()));
@@ -455,27 +428,25 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyWithoutFeaturesIsSavedAllTheSam
             "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>\n<m>\n    <domain-object>\n"
             "        <object-data>\n            <install></install>\n        </object-data>\n"
             "    </domain-object>\n</m>");
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("some.xml") + "."},
-                                         {6, "Update ${installer.root}."},
-                                         {6, "Get ${installer.root} : file:" + folder.path() + "."},
-                                         {3, "Not able to get install-feature element"},
-                                         {6, "Save install manifest."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("some.xml") + "."},
+                             {6, "Update ${installer.root}."},
+                             {6, "Get ${installer.root} : file:" + folder.path() + "."},
+                             {3, "Not able to get install-feature element"},
+                             {6, "Save install manifest."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, ShorthandsCopyToTheirOwnNames) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   const std::string root = folder.makeFolder("root");
   const std::string source = inDeploy("uninstall.hotfix.xml");
-  Tree expected = homeTree();
-  expected["deploy/install.xml"] = "file: " + uninstallManifest();
+  Tree expected = homeWith("deploy/install.xml", "file: " + uninstallManifest());
   EXPECT_TRUE(instance.copyInstallManifest(source, kNone));
   EXPECT_EQ(homeTree(), expected);
   expected["deploy/install.update.xml"] = "file: " + uninstallManifest();
   EXPECT_TRUE(instance.copyUpdateManifest(source, kNone));
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("install.xml") + "."},
-                                         {6, "Copy install manifest to " + inDeploy("install.update.xml") + "."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("install.xml") + "."},
+                             {6, "Copy install manifest to " + inDeploy("install.update.xml") + "."}}));
 
   expected["deploy/install.xml"] = "file: " + rewrittenManifest(root);
   EXPECT_TRUE(instance.copyInstallManifest(source, root));
@@ -494,16 +465,15 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyWithoutHomeAdoptsTheDefaultHome
   EXPECT_FALSE(instance.hasInstanceInstalled());
   EXPECT_TRUE(instance.copyInstallManifest(inDeploy("install.xml"), kNone));
   EXPECT_EQ(treeSnapshot(defaultHome()), (Tree{{"deploy", "folder"}, {"deploy/install.xml", "file: <install/>\n"}}));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "The _pathToRcphome is nil, manually setting rcpHome!"},
-                                         {3, "The productName is nil!"},
-                                         {6, "Copy install manifest to " + defaultHome() + "/deploy/install.xml."}}));
+  EXPECT_EQ(log(), (LogLines{{3, "The _pathToRcphome is nil, manually setting rcpHome!"},
+                             {3, "The productName is nil!"},
+                             {6, "Copy install manifest to " + defaultHome() + "/deploy/install.xml."}}));
   EXPECT_EQ(instance.pathToRcphome(), defaultHome());
   EXPECT_TRUE(instance.hasInstanceInstalled());
 
   clearLog();
   EXPECT_TRUE(instance.copyUpdateManifest(inDeploy("install.xml"), kNone));
-  EXPECT_EQ(log(),
-            (std::vector<LogLine>{{6, "Copy install manifest to " + defaultHome() + "/deploy/install.update.xml."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + defaultHome() + "/deploy/install.update.xml."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyWithoutHomeOnlyLogsTheProductName) {
@@ -511,10 +481,9 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyWithoutHomeOnlyLogsTheProductNa
   setConfiguration("{ productName = Other; }");
   clearLog();
   EXPECT_FALSE(instance.copyUpdateManifest(inDeploy("install.xml"), kNone)) << "the default home does not exist";
-  EXPECT_EQ(log(),
-            (std::vector<LogLine>{{3, "The _pathToRcphome is nil, manually setting rcpHome!"},
-                                  {6, "The product name is: Other."},
-                                  {6, "Copy install manifest to " + defaultHome() + "/deploy/install.update.xml."}}));
+  EXPECT_EQ(log(), (LogLines{{3, "The _pathToRcphome is nil, manually setting rcpHome!"},
+                             {6, "The product name is: Other."},
+                             {6, "Copy install manifest to " + defaultHome() + "/deploy/install.update.xml."}}));
   EXPECT_EQ(instance.pathToRcphome(), defaultHome());
   EXPECT_FALSE(folder.has(outside("/Applications")));
 }
@@ -525,7 +494,7 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyIntoAHomeThatHasGoneKeepsThatHo
   ASSERT_EQ(rmdir(gone.c_str()), 0);
   clearLog();
   EXPECT_FALSE(instance.copyInstallManifest(inDeploy("install.xml"), kNone));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + gone + "/deploy/install.xml."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + gone + "/deploy/install.xml."}}));
   EXPECT_EQ(instance.pathToRcphome(), gone);
   EXPECT_FALSE(folder.has("gone"));
 }
@@ -533,30 +502,26 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyIntoAHomeThatHasGoneKeepsThatHo
 // ----- Copies under their own or the uninstall name -----
 
 TEST_F(InstanceServiceManifestsTest, NamedCopyKeepsTheNameAndTheContents) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   const std::string source = folder.makeFile("package/addon.xml", uninstallManifest());
   folder.makeFile(inHome("deploy/addon.xml"), "older");
-  Tree expected = homeTree();
-  expected["deploy/addon.xml"] = "file: " + uninstallManifest();
+  const Tree expected = homeWith("deploy/addon.xml", "file: " + uninstallManifest());
   EXPECT_TRUE(instance.copyManifest(source));
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Copy install manifest to " + inDeploy("addon.xml") + "."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("addon.xml") + "."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, NamedCopyRefusesWhatIsAbsentOrMissing) {
   const std::string source = folder.makeFile("addon.xml", "new");
   folder.makeFile(inHome("deploy/addon.xml"), "older");
-  InstanceService instance(home(), data());
+  QuietInstance instance(*this);
   const Tree before = homeTree();
-  clearLog();
   EXPECT_FALSE(instance.copyManifest(kNone));
   EXPECT_FALSE(instance.copyManifest(folder / "missing/addon.xml"));
   EXPECT_EQ(homeTree(), before) << "the older manifest stays";
 
   InstanceService homeless(kNone, kNone);
-  InstanceService gone(folder / "gone", kNone);
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
+  GoneHome gone(folder);
   clearLog();
   EXPECT_FALSE(homeless.copyManifest(source));
   EXPECT_EQ(homeless.pathToRcphome(), kNone) << "the default home is not taken";
@@ -565,11 +530,9 @@ TEST_F(InstanceServiceManifestsTest, NamedCopyRefusesWhatIsAbsentOrMissing) {
 }
 
 TEST_F(InstanceServiceManifestsTest, UninstallManifestIsStoredUnderItsFixedName) {
-  InstanceService instance(home(), data());
-  clearLog();
+  QuietInstance instance(*this);
   const std::string source = folder.makeFile("package/hotfix.xml", "new");
-  Tree expected = homeTree();
-  expected["deploy/uninstall.hotfix.xml"] = "file: new";
+  const Tree expected = homeWith("deploy/uninstall.hotfix.xml", "file: new");
   EXPECT_TRUE(instance.copyHotfixUninstallManifest(source));
   EXPECT_EQ(homeTree(), expected);
 
@@ -582,19 +545,12 @@ TEST_F(InstanceServiceManifestsTest, UninstallManifestIsStoredUnderItsFixedName)
 
 TEST_F(InstanceServiceManifestsTest, UninstallManifestStoreRefusesWhatIsAbsentOrMissing) {
   const std::string source = folder.makeFile("hotfix.xml", "new");
-  InstanceService instance(home(), data());
-  InstanceService homeless(kNone, kNone);
-  InstanceService gone(folder / "gone", kNone);
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
+  QuietInstance instance(*this);
   const Tree before = homeTree();
-  clearLog();
   EXPECT_FALSE(instance.copyHotfixUninstallManifest(kNone));
   EXPECT_FALSE(instance.copyHotfixUninstallManifest(folder / "missing.xml"));
-  EXPECT_FALSE(homeless.copyHotfixUninstallManifest(source));
-  EXPECT_EQ(homeless.pathToRcphome(), kNone);
-  EXPECT_FALSE(gone.copyHotfixUninstallManifest(source));
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
+  expectRefusedWithoutHome([&](InstanceService& each) { return each.copyHotfixUninstallManifest(source); });
 }
 
 TEST_F(InstanceServiceManifestsTest, UninstallManifestStoreAnswersAFailedCopy) {
@@ -621,38 +577,28 @@ class BackupTest : public InstanceServiceManifestsTest {
   InstanceService instance{home(), data()};
 };
 
-TEST_F(BackupTest, BackupIsNamedByTheManifestVersion) {
-  Tree expected = homeTree();
-  expected["deploy/install.0101260000.xml"] = "file: <install/>\n";
-  backUpExpecting(expected);
+/// What the properties of the launcher make of the backup's name.
+struct BackupName {
+  std::string name, properties, version;
+};
+class BackupNameTest : public BackupTest, public ::testing::WithParamInterface<BackupName> {};
+
+TEST_P(BackupNameTest, IsThatOfTheMoment) {
+  folder.makeFile(inHome("rcplauncher.properties"), GetParam().properties);
+  backUpExpecting(homeWith("deploy/install." + GetParam().version + ".xml", "file: <install/>\n"));
 }
 
-TEST_F(BackupTest, BackupReadsTheVersionOfTheMoment) {
-  folder.makeFile(inHome("rcplauncher.properties"), "provisioning.manifest.version = 1511262125");
-  Tree expected = homeTree();
-  expected["deploy/install.1511262125.xml"] = "file: <install/>\n";
-  backUpExpecting(expected);
-}
-
-TEST_F(BackupTest, BackupWithoutAVersionIsNamedOld) {
-  folder.makeFile(inHome("rcplauncher.properties"), "rcp.install.id=7\n");
-  Tree expected = homeTree();
-  expected["deploy/install.old.xml"] = "file: <install/>\n";
-  backUpExpecting(expected);
-}
-
-TEST_F(BackupTest, BackupKeepsAnEmptyVersion) {
-  folder.makeFile(inHome("rcplauncher.properties"), "provisioning.manifest.version=\n");
-  Tree expected = homeTree();
-  expected["deploy/install..xml"] = "file: <install/>\n";
-  backUpExpecting(expected);
-}
+INSTANTIATE_TEST_SUITE_P(Versions, BackupNameTest,
+                         ::testing::Values(BackupName{"ManifestVersion", "provisioning.manifest.version = 1511262125",
+                                                      "1511262125"},
+                                           BackupName{"NoVersion", "rcp.install.id=7\n", "old"},
+                                           BackupName{"EmptyVersion", "provisioning.manifest.version=\n", ""}),
+                         [](const auto& instance) { return instance.param.name; });
 
 TEST_F(BackupTest, BackupWithUnreadablePropertiesIsNamedOld) {
   ASSERT_EQ(unlink((home() + "/rcplauncher.properties").c_str()), 0);
   folder.makeFolder(inHome("rcplauncher.properties"));
-  Tree expected = homeTree();
-  expected["deploy/install.old.xml"] = "file: <install/>\n";
+  const Tree expected = homeWith("deploy/install.old.xml", "file: <install/>\n");
   backUpExpecting(expected);
 }
 

@@ -1,10 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstring>
-
 #include "MacInstaller/InstanceService.h"
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
@@ -13,11 +6,6 @@
 namespace hotfix {
 
 namespace {
-
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 class InstanceServiceProvisioningTest : public InstanceTest {
  protected:
@@ -157,23 +145,24 @@ TEST_P(ProvisioningResultTest, ResultFileGivesResult) {
 
 INSTANTIATE_TEST_SUITE_P(
     Outcomes, ProvisioningResultTest,
-    testing::Values(Outcome{"Zero", "rc=0\n", 0}, Outcome{"Two", "rc=2\n", 0},
-                    Outcome{"BlanksBeforeTwo", "rc =   2\n", 0}, Outcome{"NoBreakSpaceBeforeTwo", "rc=\xA0\x32\n", 0},
-                    Outcome{"PlusTwo", "rc=+2\n", 0}, Outcome{"MinusZero", "rc=-0\n", 0},
-                    Outcome{"LeadingZeros", "rc=002\n", 0}, Outcome{"TextAfterTwo", "rc=2nd\n", 0},
-                    Outcome{"TextAfterZero", "rc=0x1\n", 0}, Outcome{"FractionAfterTwo", "rc=2.9\n", 0},
-                    Outcome{"NoDigits", "rc=abc\n", 0}, Outcome{"DigitsAfterText", "rc=a1\n", 0},
-                    Outcome{"SignOnly", "rc=-\n", 0}, Outcome{"EmptyValue", "rc=\n", 0}, Outcome{"KeyOnly", "rc", 0},
-                    Outcome{"OtherKeysToo", "# note\nx=1\nrc=0\ny=1\n", 0}, Outcome{"One", "rc=1\n", -1},
-                    Outcome{"MinusOne", "rc=-1\n", -1}, Outcome{"Three", "rc=3\n", -1},
-                    Outcome{"MinusTwo", "rc=-2\n", -1}, Outcome{"Twenty", "rc=20\n", -1},
-                    Outcome{"BlanksBeforeOne", "rc=   1\n", -1}, Outcome{"TextAfterOne", "rc=1 of 2\n", -1},
-                    Outcome{"AboveThirtyTwoBits", "rc=4294967296\n", -1},
-                    Outcome{"TwoAboveThirtyTwoBits", "rc=4294967298\n", -1},
-                    Outcome{"AboveSixtyFourBits", "rc=18446744073709551618\n", -1},
-                    Outcome{"BelowSixtyFourBits", "rc=-18446744073709551614\n", -1}, Outcome{"EmptyFile", "", -1},
-                    Outcome{"NoKey", "x=0\n", -1}, Outcome{"KeyInOtherCase", "RC=0\n", -1},
-                    Outcome{"CommentedKey", "#rc=0\n", -1}, Outcome{"Binary", "\xff\xfe\x01\n\n", -1}),
+    testing::Values(
+        Outcome{"Zero", "rc=0\n", 0}, Outcome{"Two", "rc=2\n", 0}, Outcome{"BlanksBeforeTwo", "rc =   2\n", 0},
+        Outcome{"NoBreakSpaceBeforeTwo", "rc=\xA0\x32\n", 0}, Outcome{"PlusTwo", "rc=+2\n", 0},
+        Outcome{"MinusZero", "rc=-0\n", 0}, Outcome{"LeadingZeros", "rc=002\n", 0},
+        Outcome{"TextAfterTwo", "rc=2nd\n", 0}, Outcome{"TextAfterZero", "rc=0x1\n", 0},
+        Outcome{"FractionAfterTwo", "rc=2.9\n", 0}, Outcome{"NoDigits", "rc=abc\n", 0},
+        Outcome{"DigitsAfterText", "rc=a1\n", 0}, Outcome{"SignOnly", "rc=-\n", 0}, Outcome{"EmptyValue", "rc=\n", 0},
+        Outcome{"KeyOnly", "rc", 0}, Outcome{"OtherKeysToo", "# note\nx=1\nrc=0\ny=1\n", 0},
+        Outcome{"Colon", "rc:0", 0}, Outcome{"LastOfTwoCounts", "rc=1\nrc=0\n", 0}, Outcome{"One", "rc=1\n", -1},
+        Outcome{"MinusOne", "rc=-1\n", -1}, Outcome{"Three", "rc=3\n", -1}, Outcome{"MinusTwo", "rc=-2\n", -1},
+        Outcome{"Twenty", "rc=20\n", -1}, Outcome{"BlanksBeforeOne", "rc=   1\n", -1},
+        Outcome{"TextAfterOne", "rc=1 of 2\n", -1}, Outcome{"LargestOfThirtyTwoBits", "rc=2147483647\n", -1},
+        Outcome{"BelowThirtyTwoBits", "rc=-4294967294\n", -1}, Outcome{"AboveThirtyTwoBits", "rc=4294967296\n", -1},
+        Outcome{"TwoAboveThirtyTwoBits", "rc=4294967298\n", -1},
+        Outcome{"AboveSixtyFourBits", "rc=18446744073709551618\n", -1},
+        Outcome{"BelowSixtyFourBits", "rc=-18446744073709551614\n", -1}, Outcome{"EmptyFile", "", -1},
+        Outcome{"NoKey", "x=0\n", -1}, Outcome{"KeyInOtherCase", "RC=0\n", -1}, Outcome{"CommentedKey", "#rc=0\n", -1},
+        Outcome{"Binary", "\xff\xfe\x01\n\n", -1}),
     [](const testing::TestParamInfo<Outcome>& tested) { return std::string(tested.param.name); });
 
 TEST_F(InstanceServiceProvisioningTest, MissingResultFileGivesFailure) {
@@ -314,7 +303,7 @@ TEST_F(InstanceServiceProvisioningTest, LauncherPropertiesThatCannotBeReadStayAs
   instance.updateProvisionManifestVersion("1");
   instance.updateInstallID("1");
   EXPECT_EQ(homeTree(), before) << "no temporary file stays behind either";
-  EXPECT_EQ(log(), (std::vector<LogLine>{notSaved("rcplauncher.properties"), notSaved("rcplauncher.properties")}));
+  EXPECT_EQ(log(), (LogLines{notSaved("rcplauncher.properties"), notSaved("rcplauncher.properties")}));
 }
 
 TEST_F(InstanceServiceProvisioningTest, PropertiesAreNotTouchedWithoutAHome) {

@@ -1,18 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <functional>
-
 #include "MacInstaller/InstanceService.h"
 #include "Tests/Support/InstanceFixture.h"
 
 namespace hotfix {
 
 namespace {
-
-using ::testing::IsEmpty;
 
 class InstanceServiceRecordsTest : public InstanceTest {
  protected:
@@ -159,7 +150,7 @@ TEST_F(InstanceServiceRecordsTest, TargetVersionNeedsItsKeyInAReadableList) {
 
 TEST_F(InstanceServiceRecordsTest, RecordsAreRead) {
   EXPECT_EQ(instance.getInstalledVersion(), "6.2.1");
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Get installInfo: " + home() + "/installInfo.plist"}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Get installInfo: " + home() + "/installInfo.plist"}}));
   clearLog();
   EXPECT_TRUE(instance.isHotfixApplied());
   EXPECT_EQ(instance.getCurrentHotfixVersion(), "6.2.1.1");
@@ -171,7 +162,7 @@ TEST_F(InstanceServiceRecordsTest, RecordsAreRead) {
 TEST_F(InstanceServiceRecordsTest, RecordsOfAMissingFileAreNone) {
   removeInstallInfo();
   EXPECT_EQ(instance.getInstalledVersion(), kNone);
-  EXPECT_EQ(log(), (std::vector<LogLine>{{6, "Get installInfo: " + home() + "/installInfo.plist"}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Get installInfo: " + home() + "/installInfo.plist"}}));
   clearLog();
   EXPECT_FALSE(instance.isHotfixApplied());
   EXPECT_EQ(instance.getCurrentHotfixVersion(), kNone);
@@ -419,13 +410,11 @@ TEST_F(InstanceServiceRecordsTest, FolderInPlaceOfTheRecordsStays) {
   instance.removeHotfixSkipRunningCheckProperty();
   instance.saveHotfixBundleID("com.qor.other");
   instance.deleteInstalledHotfixBundleID();
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
 }
 
 TEST_F(InstanceServiceRecordsTest, NewFileThatCannotBeMadeIsNotTold) {
-  InstanceService gone(folder / "gone", kNone);
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
+  GoneHome gone(folder);
   clearLog();
   gone.setInstalledVersion("7");
   gone.updateHotfixVersion(kNone);

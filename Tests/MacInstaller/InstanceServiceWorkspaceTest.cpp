@@ -1,9 +1,5 @@
-#include <gmock/gmock.h>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <type_traits>
 
@@ -13,8 +9,6 @@
 namespace hotfix {
 
 namespace {
-
-using ::testing::IsEmpty;
 
 /// Whether updatePermissions can be called with this as its second argument.
 template <typename Argument, typename = void>
@@ -146,7 +140,7 @@ TEST_F(InstanceServiceWorkspaceTest, LinksFolderThatCannotBeMadeIsAWarning) {
   EXPECT_FALSE(instance.generateLinks());
   EXPECT_EQ(homeTree(), before);
   EXPECT_FALSE(folder.has("missing"));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{4, "Not able to create links directory."}}));
+  EXPECT_EQ(log(), (LogLines{{4, "Not able to create links directory."}}));
 }
 
 TEST_F(InstanceServiceWorkspaceTest, LinksThatCannotBeSavedAreNotAnswered) {
@@ -155,15 +149,14 @@ TEST_F(InstanceServiceWorkspaceTest, LinksThatCannotBeSavedAreNotAnswered) {
   expected["eclipse/links/shared.link"] = "file: path=" + shared() + "\n";
   EXPECT_TRUE(instance.generateLinks());
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (std::vector<LogLine>{notSaved("eclipse/links/rcp.link")}));
+  EXPECT_EQ(log(), (LogLines{notSaved("eclipse/links/rcp.link")}));
 }
 
 TEST_F(InstanceServiceWorkspaceTest, FileInPlaceOfTheLinksFolderIsUsedAsItIs) {
   folder.makeFile(inHome(kLinks), "a file");
   const Tree before = homeTree();
   EXPECT_TRUE(instance.generateLinks());
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_THAT(log(), IsEmpty());
+  expectHome(before);
 }
 
 // ----- Permissions -----
@@ -205,42 +198,27 @@ class PermissionsTest : public InstanceServiceWorkspaceTest {
   }
 };
 
-TEST_F(PermissionsTest, HomeAndSharedFolderAreTreatedOnRequest) {
-  instance.updatePermissions(true, kNone);
-  expectOpened(true, false, false);
+/// What is asked for: home and shared folder; the own workspace, or "other".
+struct Request {
+  std::string name;
+  bool home, own, other;
+};
+class PermissionsRequestTest : public PermissionsTest, public ::testing::WithParamInterface<Request> {};
+
+TEST_P(PermissionsRequestTest, IsWhatIsTreated) {
+  const auto& [name, isHome, isOwn, isOther] = GetParam();
+  if (!isOwn) instance.updatePermissions(isHome, isOther ? OptionalString(folder / "other") : kNone);
+  if (!isOther) instance.updatePermissions(isHome, isOwn);
+  expectOpened(isHome, isOwn, isOther);
 }
 
-TEST_F(PermissionsTest, GivenWorkspaceIsTreated) {
-  instance.updatePermissions(false, OptionalString(folder / "other"));
-  expectOpened(false, false, true);
-}
-
-TEST_F(PermissionsTest, HomeAndGivenWorkspaceAreTreatedTogether) {
-  instance.updatePermissions(true, OptionalString(folder / "other"));
-  expectOpened(true, false, true);
-}
-
-TEST_F(PermissionsTest, NothingIsTreatedWithoutARequest) {
-  instance.updatePermissions(false, kNone);
-  expectOpened(false, false, false);
-  instance.updatePermissions(false, false);
-  expectOpened(false, false, false);
-}
-
-TEST_F(PermissionsTest, OwnWorkspaceIsTreatedOnRequest) {
-  instance.updatePermissions(false, true);
-  expectOpened(false, true, false);
-}
-
-TEST_F(PermissionsTest, HomeWithoutTheOwnWorkspaceIsTreatedOnRequest) {
-  instance.updatePermissions(true, false);
-  expectOpened(true, false, false);
-}
-
-TEST_F(PermissionsTest, HomeAndOwnWorkspaceAreTreatedTogether) {
-  instance.updatePermissions(true, true);
-  expectOpened(true, true, false);
-}
+INSTANTIATE_TEST_SUITE_P(Requests, PermissionsRequestTest,
+                         ::testing::Values(Request{"Nothing", false, false, false}, Request{"Home", true, false, false},
+                                           Request{"OwnWorkspace", false, true, false},
+                                           Request{"HomeAndOwnWorkspace", true, true, false},
+                                           Request{"GivenWorkspace", false, false, true},
+                                           Request{"HomeAndGivenWorkspace", true, false, true}),
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST_F(PermissionsTest, OwnWorkspaceIsFoundThroughTheLauncherProperties) {
   folder.makeFile(inHome("rcplauncher.properties"), "rcp.data=${env.HOME}/other\n");

@@ -1,13 +1,8 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <functional>
 
 #include "MacInstaller/tool/Interruption.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

@@ -1,15 +1,6 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
-#include <map>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "MacInstaller/JavaProperties.h"
 #include "Platform/FileManager.h"
@@ -22,8 +13,6 @@ namespace hotfix {
 
 namespace {
 
-using ::testing::AnyOf;
-using ::testing::HasSubstr;
 using Entries = std::map<std::string, std::string>;
 using Lines = std::vector<std::string>;
 
@@ -219,17 +208,125 @@ TEST_F(JavaPropertiesTest, AbsentKeyIsNotThere) {
 
 // ----- Reading: lines -----
 
-TEST_F(JavaPropertiesTest, KeyAndValueWithBlanksAroundTheSeparator) {
-  EXPECT_EQ(read("key = value"), (Entries{{"key", "value"}}));
+/// What files of these texts are read as.
+struct Reading {
+  std::string name;
+  std::vector<std::pair<std::string, Entries>> files;
+};
+std::ostream& operator<<(std::ostream& stream, const Reading& reading) { return stream << reading.name; }
+
+class JavaPropertiesReadingTest : public JavaPropertiesTest, public ::testing::WithParamInterface<Reading> {};
+
+TEST_P(JavaPropertiesReadingTest, IsRead) {
+  for (const auto& [text, entries] : GetParam().files) EXPECT_EQ(read(text), entries) << text;
 }
 
-TEST_F(JavaPropertiesTest, LinesEndAtALineFeed) { EXPECT_EQ(read("a=1\nb=2"), (Entries{{"a", "1"}, {"b", "2"}})); }
-
-TEST_F(JavaPropertiesTest, CarriageReturnAtTheEndIsTrimmed) {
-  EXPECT_EQ(read("a=1\r\nb=2\r"), (Entries{{"a", "1"}, {"b", "2"}}));
-}
-
-TEST_F(JavaPropertiesTest, CarriageReturnInsideEndsNoLine) { EXPECT_EQ(read("a=1\rb=2"), (Entries{{"a", "1\rb=2"}})); }
+INSTANTIATE_TEST_SUITE_P(
+    Lines, JavaPropertiesReadingTest,
+    ::testing::Values(
+        Reading{"KeyAndValueWithBlanksAroundTheSeparator", {{"key = value", {{"key", "value"}}}}},
+        Reading{"LinesEndAtALineFeed", {{"a=1\nb=2", {{"a", "1"}, {"b", "2"}}}}},
+        Reading{"CarriageReturnAtTheEndIsTrimmed", {{"a=1\r\nb=2\r", {{"a", "1"}, {"b", "2"}}}}},
+        Reading{"CarriageReturnInsideEndsNoLine", {{"a=1\rb=2", {{"a", "1\rb=2"}}}}},
+        Reading{"BlankLineIsTheEmptyKey",
+                {{"\na=b", {{"", ""}, {"a", "b"}}}, {"a=b\n \t \nc=d", {{"", ""}, {"a", "b"}, {"c", "d"}}}}},
+        Reading{"LineFeedAtTheEndMakesABlankLastLine", {{"a=b\n", {{"", ""}, {"a", "b"}}}, {"=v\n", {{"", ""}}}}},
+        Reading{"EmptyFileIsOneBlankLine", {{"", {{"", ""}}}}},
+        Reading{"LaterLineOfTheSameKeyWins", {{"a=1\nb=2\na=3", {{"a", "3"}, {"b", "2"}}}, {"a=1\na", {{"a", ""}}}}},
+        Reading{"NumberSignBeginsAComment", {{"#a=1\nb=2", {{"b", "2"}}}, {"   # note", {}}, {"\t\xA0#", {}}}},
+        Reading{"NumberSignElsewhereIsOrdinary", {{"a#b=c#d # e", {{"a#b", "c#d # e"}}}, {"a #b", {{"a", "#b"}}}}},
+        Reading{"EscapedNumberSignBeginsNoComment", {{"\\#a=b", {{"#a", "b"}}}}},
+        Reading{"ExclamationMarkBeginsNoComment", {{"! note", {{"!", "note"}}}}},
+        Reading{"OtherBlanksDoNotSeparate",
+                {{"a\fb\vc\xA0"
+                  "d",
+                  {{"a\fb\vc\xC2\xA0"
+                    "d",
+                    ""}}}}},
+        Reading{"SeparatorAfterTheValueHasBegunBelongsToIt", {{"a=b=c:d e\tf", {{"a", "b=c:d e\tf"}}}}},
+        Reading{"MissingValueIsEmpty", {{"key=", {{"key", ""}}}, {"key", {{"key", ""}}}, {"key : = ", {{"key", ""}}}}},
+        Reading{"MissingKeyIsEmpty", {{"=value", {{"", "value"}}}, {": = value", {{"", "value"}}}, {"=", {{"", ""}}}}},
+        Reading{"EscapedSeparatorStillSeparates",
+                {{"a\\=b=c", {{"a", "b=c"}}}, {"a\\:b", {{"a", "b"}}}, {"a\\ b=c", {{"a", "b=c"}}}}},
+        Reading{"EscapesInAValueLoseTheirBackslash", {{"k=v\\=w\\:x\\#y\\!z\\ e", {{"k", "v=w:x#y!z e"}}}}},
+        Reading{"EscapesInAKeyLoseTheirBackslash", {{"a\\#b\\!c=v", {{"a#b!c", "v"}}}}},
+        Reading{"EscapedSeparatorBeforeTheValueIsDropped", {{"k=\\=\\:\\ v", {{"k", "v"}}}}},
+        Reading{"OtherBackslashesAreOrdinary",
+                {{"a\\b=\\n\\t\\r\\x", {{"a\\b", "\\n\\t\\r\\x"}}}, {"k=a\\\tb", {{"k", "a\\\tb"}}}}},
+        Reading{"RunOfBackslashesBecomesOne",
+                {{"dir=top\\\\", {{"dir", "top\\"}}},
+                 {"a=\\\\\\b", {{"a", "\\b"}}},
+                 {"a=\\\\\\\\", {{"a", "\\"}}},
+                 {"a=\\\\b\\\\\\\\c", {{"a", "\\b\\c"}}}}},
+        Reading{"SecondOfAPairIsAnEscapeOfItsOwn",
+                {{"a=x\\\\=b", {{"a", "x=b"}}}, {"a\\\\=b", {{"a", "b"}}}, {"a=x\\\\ y", {{"a", "x y"}}}}},
+        Reading{"BackslashAtTheEndIsOrdinaryUnlessASpaceIsBeforeIt",
+                {{"a=b\\", {{"a", "b\\"}}},
+                 {"a=\\", {{"a", "\\"}}},
+                 {"a=b\t\\", {{"a", "b\t\\"}}},
+                 {"a=b \\\\", {{"a", "b \\"}}},
+                 {"a=b\\\nc=d", {{"a", "b\\"}, {"c", "d"}}}}},
+        Reading{"LoneBackslashIsAKey",
+                {{"\\", {{"\\", ""}}}, {"\\\nk=v", {{"\\", ""}, {"k", "v"}}}, {" \\\nk=v", {{"\\", ""}, {"k", "v"}}}}},
+        Reading{"SpaceBeforeTheBackslashMayBeTheSeparator", {{"k \\\nx=y", {{"", "x=y"}}}}},
+        Reading{"EscapedSpaceBeforeTheBackslashContinuesToo",
+                {{"k=v\\ \\\nw", {{"", "w"}}}, {"\\ \\\nw", {{"", "w"}}}}},
+        Reading{"LineAfterTheContinuationIsOrdinaryAgain", {{"k = one \\\ntwo\na=b", {{"", "two"}, {"a", "b"}}}}},
+        Reading{"ContinuationGoesOnOverLinesWithoutAValue",
+                {{"k = v \\\n\na=b", {{"", "a=b"}}}, {"k = v \\\n : = \na=b", {{"", "a=b"}}}}},
+        Reading{"SeparatorsAtTheStartOfAContinuationAreDropped", {{"k = v \\\n = : w x", {{"", "w x"}}}}},
+        Reading{"ContinuationMayBeContinued", {{"k = 1 \\\n2 \\\n3 \\\n4\na=b", {{"", "4"}, {"a", "b"}}}}},
+        Reading{"ContinuationAtTheEndOfTheFileStoresNothing", {{"k = v \\", {}}, {"k = v \\\n", {}}}},
+        Reading{"ContinuationKeepsAnEarlierValueOfTheKey", {{"k=old\nk=new \\\nmore", {{"", "more"}, {"k", "old"}}}}},
+        Reading{"CommentDoesNotEndAContinuation", {{"k = one \\\n# comment\ntwo", {{"", "two"}}}}},
+        Reading{"ContinuedCommentContinuesNothing", {{"# comment \\\na=b", {{"a", "b"}}}}},
+        Reading{"BlanksAfterTheBackslashAreTrimmedBeforeItIsLookedAt", {{"k = one \\ \t\r\ntwo", {{"", "two"}}}}},
+        Reading{"OptionLineKeepsTheSeparatorInTheValue",
+                {{"-Xdock:name=App", {{"-Xdock", ":name=App"}}},
+                 {"-Xmx512m", {{"-Xmx512m", ""}}},
+                 {"-Xa = b", {{"-Xa", " = b"}}},
+                 {"-Xa==", {{"-Xa", "=="}}},
+                 {"  -Xa=b", {{"-Xa", "=b"}}},
+                 {"-X=b", {{"-X", "=b"}}},
+                 {"-X", {{"-X", ""}}}}},
+        Reading{"OptionLineLosesTheBackslashOfAnEscapedSeparator", {{"-Xa\\=b", {{"-Xa", "=b"}}}}},
+        Reading{"OnlyMinusAndCapitalXMakeAnOptionLine",
+                {{"-xa:b", {{"-xa", "b"}}},
+                 {"Xa:b", {{"Xa", "b"}}},
+                 {"--Xa:b", {{"--Xa", "b"}}},
+                 {"-a:b", {{"-a", "b"}}},
+                 {"- Xa:b", {{"-", "Xa:b"}}},
+                 {"\\-Xa:b", {{"\\-Xa", "b"}}}}},
+        Reading{"LineOfOneCharacterAfterAnOptionLineIsReadAsOne",
+                {{"-Xa\n=", {{"-Xa", ""}, {"", "="}}},
+                 {"-Xa\n:\n=", {{"-Xa", ""}, {"", "="}}},
+                 {"-X\n:", {{"-X", ""}, {"", ":"}}}}},
+        Reading{"LineOfOneCharacterAfterAnyOtherLineIsOrdinary",
+                {{"a=b\n=", {{"a", "b"}, {"", ""}}}, {"=", {{"", ""}}}}},
+        Reading{
+            "LineOfTwoCharactersEndsTheOptionLines",
+            {{"-Xa\nbc\n=", {{"-Xa", ""}, {"bc", ""}, {"", ""}}}, {"-Xa\nb=\n=", {{"-Xa", ""}, {"b", ""}, {"", ""}}}}},
+        Reading{"BlankLinesAndCommentsDoNotEndTheOptionLines",
+                {{"-Xa\n\n=", {{"-Xa", ""}, {"", "="}}},
+                 {"-Xa\n# long comment\n=", {{"-Xa", ""}, {"", "="}}},
+                 {"-Xa\nb\n=", {{"-Xa", ""}, {"b", ""}, {"", "="}}}}},
+        Reading{"ContinuationOfAnOptionLineIsOne", {{"-Xa b \\\n=d", {{"", "=d"}}}, {"-Xa b \\\n=d\n:", {{"", ":"}}}}},
+        Reading{"SeparatorAloneDoesNotEndTheContinuationOfAnOptionLine", {{"-Xa \\\n=\nx=1", {{"", "x=1"}}}}},
+        Reading{"ContinuedLineBeginsNoOptionLine", {{"k \\\n-Xa:b", {{"", "-Xa:b"}}}, {"k \\\n-Xa:b\n=", {{"", ""}}}}},
+        Reading{"EveryByteIsOneCharacter",
+                {{"\xE9=\xFC", {{"\xC3\xA9", "\xC3\xBC"}}}, {"k=\xC3\xA9", {{"k", "\xC3\x83\xC2\xA9"}}}}},
+        Reading{"HostileFilesAreAnswered",
+                {{std::string(100000, '\n'), {{"", ""}}},
+                 {std::string(100000, '\\'), {{"\\", ""}}},
+                 {std::string(100000, '='), {{"", ""}}},
+                 {std::string(100000, ' '), {{"", ""}}},
+                 {std::string(100000, '\0'), {{std::string(100000, '\0'), ""}}},
+                 {"\xFF\xFE" + std::string("a\0=\0b\0", 6),
+                  {{std::string("\xC3\xBF\xC3\xBE"
+                                "a\0",
+                                6),
+                    std::string("\0b\0", 3)}}}}}),
+    [](const auto& instance) { return instance.param.name; });
 
 TEST_F(JavaPropertiesTest, BothEndsOfALineAreTrimmed) {
   for (const char* blank : {"\t", "\v", "\f", "\r", " ", "\x85", "\xA0", " \t\r\f\v\xA0\x85 "}) {
@@ -250,40 +347,6 @@ TEST_F(JavaPropertiesTest, OtherControlCharactersAreNotTrimmed) {
                       "b\x7F"}}));
 }
 
-TEST_F(JavaPropertiesTest, BlankLineIsTheEmptyKey) {
-  EXPECT_EQ(read("\na=b"), (Entries{{"", ""}, {"a", "b"}}));
-  EXPECT_EQ(read("a=b\n \t \nc=d"), (Entries{{"", ""}, {"a", "b"}, {"c", "d"}}));
-}
-
-TEST_F(JavaPropertiesTest, LineFeedAtTheEndMakesABlankLastLine) {
-  EXPECT_EQ(read("a=b\n"), (Entries{{"", ""}, {"a", "b"}}));
-  EXPECT_EQ(read("=v\n"), (Entries{{"", ""}}));
-}
-
-TEST_F(JavaPropertiesTest, EmptyFileIsOneBlankLine) { EXPECT_EQ(read(""), (Entries{{"", ""}})); }
-
-TEST_F(JavaPropertiesTest, LaterLineOfTheSameKeyWins) {
-  EXPECT_EQ(read("a=1\nb=2\na=3"), (Entries{{"a", "3"}, {"b", "2"}}));
-  EXPECT_EQ(read("a=1\na"), (Entries{{"a", ""}}));
-}
-
-// ----- Reading: comments -----
-
-TEST_F(JavaPropertiesTest, NumberSignBeginsAComment) {
-  EXPECT_EQ(read("#a=1\nb=2"), (Entries{{"b", "2"}}));
-  EXPECT_EQ(read("   # note"), Entries());
-  EXPECT_EQ(read("\t\xA0#"), Entries());
-}
-
-TEST_F(JavaPropertiesTest, NumberSignElsewhereIsOrdinary) {
-  EXPECT_EQ(read("a#b=c#d # e"), (Entries{{"a#b", "c#d # e"}}));
-  EXPECT_EQ(read("a #b"), (Entries{{"a", "#b"}}));
-}
-
-TEST_F(JavaPropertiesTest, EscapedNumberSignBeginsNoComment) { EXPECT_EQ(read("\\#a=b"), (Entries{{"#a", "b"}})); }
-
-TEST_F(JavaPropertiesTest, ExclamationMarkBeginsNoComment) { EXPECT_EQ(read("! note"), (Entries{{"!", "note"}})); }
-
 // ----- Reading: separators -----
 
 TEST_F(JavaPropertiesTest, EverySeparatorSeparates) {
@@ -292,85 +355,11 @@ TEST_F(JavaPropertiesTest, EverySeparatorSeparates) {
   }
 }
 
-TEST_F(JavaPropertiesTest, OtherBlanksDoNotSeparate) {
-  EXPECT_EQ(read("a\fb\vc\xA0"
-                 "d"),
-            (Entries{{"a\fb\vc\xC2\xA0"
-                      "d",
-                      ""}}));
-}
-
-TEST_F(JavaPropertiesTest, SeparatorAfterTheValueHasBegunBelongsToIt) {
-  EXPECT_EQ(read("a=b=c:d e\tf"), (Entries{{"a", "b=c:d e\tf"}}));
-}
-
-TEST_F(JavaPropertiesTest, MissingValueIsEmpty) {
-  EXPECT_EQ(read("key="), (Entries{{"key", ""}}));
-  EXPECT_EQ(read("key"), (Entries{{"key", ""}}));
-  EXPECT_EQ(read("key : = "), (Entries{{"key", ""}}));
-}
-
-TEST_F(JavaPropertiesTest, MissingKeyIsEmpty) {
-  EXPECT_EQ(read("=value"), (Entries{{"", "value"}}));
-  EXPECT_EQ(read(": = value"), (Entries{{"", "value"}}));
-  EXPECT_EQ(read("="), (Entries{{"", ""}}));
-}
-
 // ----- Reading: backslashes -----
-
-TEST_F(JavaPropertiesTest, EscapedSeparatorStillSeparates) {
-  EXPECT_EQ(read("a\\=b=c"), (Entries{{"a", "b=c"}}));
-  EXPECT_EQ(read("a\\:b"), (Entries{{"a", "b"}}));
-  EXPECT_EQ(read("a\\ b=c"), (Entries{{"a", "b=c"}}));
-}
-
-TEST_F(JavaPropertiesTest, EscapesInAValueLoseTheirBackslash) {
-  EXPECT_EQ(read("k=v\\=w\\:x\\#y\\!z\\ e"), (Entries{{"k", "v=w:x#y!z e"}}));
-}
-
-TEST_F(JavaPropertiesTest, EscapesInAKeyLoseTheirBackslash) {
-  EXPECT_EQ(read("a\\#b\\!c=v"), (Entries{{"a#b!c", "v"}}));
-}
-
-TEST_F(JavaPropertiesTest, EscapedSeparatorBeforeTheValueIsDropped) {
-  EXPECT_EQ(read("k=\\=\\:\\ v"), (Entries{{"k", "v"}}));
-}
-
-TEST_F(JavaPropertiesTest, OtherBackslashesAreOrdinary) {
-  EXPECT_EQ(read("a\\b=\\n\\t\\r\\x"), (Entries{{"a\\b", "\\n\\t\\r\\x"}}));
-  EXPECT_EQ(read("k=a\\\tb"), (Entries{{"k", "a\\\tb"}}));
-}
 
 TEST_F(JavaPropertiesTest, UnicodeEscapesAreNotDecoded) {
   EXPECT_EQ(read("v=\\u00e9"), (Entries{{"v", "\\u00e9"}}));
   EXPECT_EQ(savedAgain("v=\\u00e9\n"), "v=\\u00e9\n");
-}
-
-TEST_F(JavaPropertiesTest, RunOfBackslashesBecomesOne) {
-  EXPECT_EQ(read("dir=top\\\\"), (Entries{{"dir", "top\\"}}));
-  EXPECT_EQ(read("a=\\\\\\b"), (Entries{{"a", "\\b"}}));
-  EXPECT_EQ(read("a=\\\\\\\\"), (Entries{{"a", "\\"}}));
-  EXPECT_EQ(read("a=\\\\b\\\\\\\\c"), (Entries{{"a", "\\b\\c"}}));
-}
-
-TEST_F(JavaPropertiesTest, SecondOfAPairIsAnEscapeOfItsOwn) {
-  EXPECT_EQ(read("a=x\\\\=b"), (Entries{{"a", "x=b"}}));
-  EXPECT_EQ(read("a\\\\=b"), (Entries{{"a", "b"}}));
-  EXPECT_EQ(read("a=x\\\\ y"), (Entries{{"a", "x y"}}));
-}
-
-TEST_F(JavaPropertiesTest, BackslashAtTheEndIsOrdinaryUnlessASpaceIsBeforeIt) {
-  EXPECT_EQ(read("a=b\\"), (Entries{{"a", "b\\"}}));
-  EXPECT_EQ(read("a=\\"), (Entries{{"a", "\\"}}));
-  EXPECT_EQ(read("a=b\t\\"), (Entries{{"a", "b\t\\"}}));
-  EXPECT_EQ(read("a=b \\\\"), (Entries{{"a", "b \\"}}));
-  EXPECT_EQ(read("a=b\\\nc=d"), (Entries{{"a", "b\\"}, {"c", "d"}}));
-}
-
-TEST_F(JavaPropertiesTest, LoneBackslashIsAKey) {
-  EXPECT_EQ(read("\\"), (Entries{{"\\", ""}}));
-  EXPECT_EQ(read("\\\nk=v"), (Entries{{"\\", ""}, {"k", "v"}}));
-  EXPECT_EQ(read(" \\\nk=v"), (Entries{{"\\", ""}, {"k", "v"}}));
 }
 
 // ----- Reading: continued lines -----
@@ -380,120 +369,7 @@ TEST_F(JavaPropertiesTest, ContinuedLineIsLostAndTheNextIsUnderTheEmptyKey) {
   EXPECT_EQ(savedAgain("k = one \\\ntwo"), "");
 }
 
-TEST_F(JavaPropertiesTest, SpaceBeforeTheBackslashMayBeTheSeparator) {
-  EXPECT_EQ(read("k \\\nx=y"), (Entries{{"", "x=y"}}));
-}
-
-TEST_F(JavaPropertiesTest, EscapedSpaceBeforeTheBackslashContinuesToo) {
-  EXPECT_EQ(read("k=v\\ \\\nw"), (Entries{{"", "w"}}));
-  EXPECT_EQ(read("\\ \\\nw"), (Entries{{"", "w"}}));
-}
-
-TEST_F(JavaPropertiesTest, LineAfterTheContinuationIsOrdinaryAgain) {
-  EXPECT_EQ(read("k = one \\\ntwo\na=b"), (Entries{{"", "two"}, {"a", "b"}}));
-}
-
-TEST_F(JavaPropertiesTest, ContinuationGoesOnOverLinesWithoutAValue) {
-  EXPECT_EQ(read("k = v \\\n\na=b"), (Entries{{"", "a=b"}}));
-  EXPECT_EQ(read("k = v \\\n : = \na=b"), (Entries{{"", "a=b"}}));
-}
-
-TEST_F(JavaPropertiesTest, SeparatorsAtTheStartOfAContinuationAreDropped) {
-  EXPECT_EQ(read("k = v \\\n = : w x"), (Entries{{"", "w x"}}));
-}
-
-TEST_F(JavaPropertiesTest, ContinuationMayBeContinued) {
-  EXPECT_EQ(read("k = 1 \\\n2 \\\n3 \\\n4\na=b"), (Entries{{"", "4"}, {"a", "b"}}));
-}
-
-TEST_F(JavaPropertiesTest, ContinuationAtTheEndOfTheFileStoresNothing) {
-  EXPECT_EQ(read("k = v \\"), Entries());
-  EXPECT_EQ(read("k = v \\\n"), Entries());
-}
-
-TEST_F(JavaPropertiesTest, ContinuationKeepsAnEarlierValueOfTheKey) {
-  EXPECT_EQ(read("k=old\nk=new \\\nmore"), (Entries{{"", "more"}, {"k", "old"}}));
-}
-
-TEST_F(JavaPropertiesTest, CommentDoesNotEndAContinuation) {
-  EXPECT_EQ(read("k = one \\\n# comment\ntwo"), (Entries{{"", "two"}}));
-}
-
-TEST_F(JavaPropertiesTest, ContinuedCommentContinuesNothing) {
-  EXPECT_EQ(read("# comment \\\na=b"), (Entries{{"a", "b"}}));
-}
-
-TEST_F(JavaPropertiesTest, BlanksAfterTheBackslashAreTrimmedBeforeItIsLookedAt) {
-  EXPECT_EQ(read("k = one \\ \t\r\ntwo"), (Entries{{"", "two"}}));
-}
-
-// ----- Reading: option lines -----
-
-TEST_F(JavaPropertiesTest, OptionLineKeepsTheSeparatorInTheValue) {
-  EXPECT_EQ(read("-Xdock:name=App"), (Entries{{"-Xdock", ":name=App"}}));
-  EXPECT_EQ(read("-Xmx512m"), (Entries{{"-Xmx512m", ""}}));
-  EXPECT_EQ(read("-Xa = b"), (Entries{{"-Xa", " = b"}}));
-  EXPECT_EQ(read("-Xa=="), (Entries{{"-Xa", "=="}}));
-  EXPECT_EQ(read("  -Xa=b"), (Entries{{"-Xa", "=b"}}));
-  EXPECT_EQ(read("-X=b"), (Entries{{"-X", "=b"}}));
-  EXPECT_EQ(read("-X"), (Entries{{"-X", ""}}));
-}
-
-TEST_F(JavaPropertiesTest, OptionLineLosesTheBackslashOfAnEscapedSeparator) {
-  EXPECT_EQ(read("-Xa\\=b"), (Entries{{"-Xa", "=b"}}));
-}
-
-TEST_F(JavaPropertiesTest, OnlyMinusAndCapitalXMakeAnOptionLine) {
-  EXPECT_EQ(read("-xa:b"), (Entries{{"-xa", "b"}}));
-  EXPECT_EQ(read("Xa:b"), (Entries{{"Xa", "b"}}));
-  EXPECT_EQ(read("--Xa:b"), (Entries{{"--Xa", "b"}}));
-  EXPECT_EQ(read("-a:b"), (Entries{{"-a", "b"}}));
-  EXPECT_EQ(read("- Xa:b"), (Entries{{"-", "Xa:b"}}));
-  EXPECT_EQ(read("\\-Xa:b"), (Entries{{"\\-Xa", "b"}}));
-}
-
-TEST_F(JavaPropertiesTest, LineOfOneCharacterAfterAnOptionLineIsReadAsOne) {
-  EXPECT_EQ(read("-Xa\n="), (Entries{{"-Xa", ""}, {"", "="}}));
-  EXPECT_EQ(read("-Xa\n:\n="), (Entries{{"-Xa", ""}, {"", "="}}));
-  EXPECT_EQ(read("-X\n:"), (Entries{{"-X", ""}, {"", ":"}}));
-}
-
-TEST_F(JavaPropertiesTest, LineOfOneCharacterAfterAnyOtherLineIsOrdinary) {
-  EXPECT_EQ(read("a=b\n="), (Entries{{"a", "b"}, {"", ""}}));
-  EXPECT_EQ(read("="), (Entries{{"", ""}}));
-}
-
-TEST_F(JavaPropertiesTest, LineOfTwoCharactersEndsTheOptionLines) {
-  EXPECT_EQ(read("-Xa\nbc\n="), (Entries{{"-Xa", ""}, {"bc", ""}, {"", ""}}));
-  EXPECT_EQ(read("-Xa\nb=\n="), (Entries{{"-Xa", ""}, {"b", ""}, {"", ""}}));
-}
-
-TEST_F(JavaPropertiesTest, BlankLinesAndCommentsDoNotEndTheOptionLines) {
-  EXPECT_EQ(read("-Xa\n\n="), (Entries{{"-Xa", ""}, {"", "="}}));
-  EXPECT_EQ(read("-Xa\n# long comment\n="), (Entries{{"-Xa", ""}, {"", "="}}));
-  EXPECT_EQ(read("-Xa\nb\n="), (Entries{{"-Xa", ""}, {"b", ""}, {"", "="}}));
-}
-
-TEST_F(JavaPropertiesTest, ContinuationOfAnOptionLineIsOne) {
-  EXPECT_EQ(read("-Xa b \\\n=d"), (Entries{{"", "=d"}}));
-  EXPECT_EQ(read("-Xa b \\\n=d\n:"), (Entries{{"", ":"}}));
-}
-
-TEST_F(JavaPropertiesTest, SeparatorAloneDoesNotEndTheContinuationOfAnOptionLine) {
-  EXPECT_EQ(read("-Xa \\\n=\nx=1"), (Entries{{"", "x=1"}}));
-}
-
-TEST_F(JavaPropertiesTest, ContinuedLineBeginsNoOptionLine) {
-  EXPECT_EQ(read("k \\\n-Xa:b"), (Entries{{"", "-Xa:b"}}));
-  EXPECT_EQ(read("k \\\n-Xa:b\n="), (Entries{{"", ""}}));
-}
-
 // ----- Reading: bytes -----
-
-TEST_F(JavaPropertiesTest, EveryByteIsOneCharacter) {
-  EXPECT_EQ(read("\xE9=\xFC"), (Entries{{"\xC3\xA9", "\xC3\xBC"}}));
-  EXPECT_EQ(read("k=\xC3\xA9"), (Entries{{"k", "\xC3\x83\xC2\xA9"}}));
-}
 
 TEST_F(JavaPropertiesTest, NulByteIsOrdinary) {
   const std::string key("a\0b", 3);
@@ -511,18 +387,6 @@ TEST_F(JavaPropertiesTest, AllBytesAreRead) {
   // The tab at the end of the first line and the blanks at the start of the second are trimmed; the space separates.
   EXPECT_EQ(read(bytes(0, 0xFF)),
             (Entries{{bytes(0, 0x08), ""}, {bytes(0x0E, 0x1F), text::utf8FromLatin1(bytes('!', 0xFF))}}));
-}
-
-TEST_F(JavaPropertiesTest, HostileFilesAreAnswered) {
-  EXPECT_EQ(read(std::string(100000, '\n')), (Entries{{"", ""}}));
-  EXPECT_EQ(read(std::string(100000, '\\')), (Entries{{"\\", ""}}));
-  EXPECT_EQ(read(std::string(100000, '=')), (Entries{{"", ""}}));
-  EXPECT_EQ(read(std::string(100000, ' ')), (Entries{{"", ""}}));
-  EXPECT_EQ(read(std::string(100000, '\0')), (Entries{{std::string(100000, '\0'), ""}}));
-  EXPECT_EQ(read("\xFF\xFE" + std::string("a\0=\0b\0", 6)), (Entries{{std::string("\xC3\xBF\xC3\xBE"
-                                                                                  "a\0",
-                                                                                  6),
-                                                                      std::string("\0b\0", 3)}}));
 }
 
 TEST_F(JavaPropertiesTest, LinesOfTheSameKeyTakeNoMemoryOfTheirOwn) {
@@ -553,23 +417,6 @@ TEST_F(JavaPropertiesTest, FileOfTwentyMegabytes) {
 
 // ----- Saving -----
 
-TEST_F(JavaPropertiesTest, SaveWritesEscapedLinesSortedByKey) {
-  EXPECT_EQ(saved({{"b", "2"}, {"a b", " x=y "}, {"#", "!"}, {"\xC3\xA9", "\xE2\x82\xAC"}, {"C", "c\\u0041\\d\\"}}),
-            "\\#=\\!\n"
-            "C=c\\u0041\\\\d\\\\\n"
-            "a\\ b= x\\=y \n"
-            "b=2\n"
-            "\\u00e9=\\u20ac\n");
-}
-
-TEST_F(JavaPropertiesTest, SaveOfACharacterBeyondTheBasicPlaneWritesTwoEscapes) {
-  EXPECT_EQ(saved({{"k", "\xF0\x9F\x98\x80"}}), "k=\\ud83d\\ude00\n");
-}
-
-TEST_F(JavaPropertiesTest, SaveNeverWritesALineThatAValueBroke) {
-  EXPECT_EQ(saved({{"k", "v\nother=1\r#"}}), "k=v\\u000aother\\=1\\u000d\\#\n");
-}
-
 TEST_F(JavaPropertiesTest, SaveSkipsTheEmptyKey) {
   EXPECT_EQ(saved({{"", "v"}, {"k", ""}}), "k=\n");
   EXPECT_EQ(savedAgain("\n\na=b\n\n"), "a=b\n");
@@ -578,15 +425,6 @@ TEST_F(JavaPropertiesTest, SaveSkipsTheEmptyKey) {
 TEST_F(JavaPropertiesTest, SaveOfAnEmptyMapWritesAnEmptyFile) {
   EXPECT_EQ(saved({}), "");
   EXPECT_TRUE(folder.has("file"));
-}
-
-TEST_F(JavaPropertiesTest, SaveDropsCommentsBlankLinesAndOrder) {
-  EXPECT_EQ(savedAgain("# header\n\nz : 1\n! x\n\na   2\n"), "\\!=x\na=2\nz=1\n");
-}
-
-TEST_F(JavaPropertiesTest, SavedOptionLines) {
-  EXPECT_EQ(savedAgain("-Xmx512m"), "-Xmx512m=\n");
-  EXPECT_EQ(savedAgain("-Xdock:name=App"), "-Xdock=\\:name\\=App\n");
 }
 
 TEST_F(JavaPropertiesTest, KeyWithASeparatorDoesNotSurviveSavingAndReading) {
@@ -640,6 +478,32 @@ TEST_F(JavaPropertiesTest, EqualMapsGiveEqualBytes) {
   forward.savePropertiesToFile(folder / "1");
   backward.savePropertiesToFile(folder / "2");
   EXPECT_EQ(folder.read("1"), folder.read("2"));
+}
+
+TEST_F(JavaPropertiesTest, SaveWritesEscapedLinesSortedByKey) {
+  EXPECT_EQ(saved({{"b", "2"}, {"a b", " x=y "}, {"#", "!"}, {"\xC3\xA9", "\xE2\x82\xAC"}, {"C", "c\\u0041\\d\\"}}),
+            "\\#=\\!\n"
+            "C=c\\u0041\\\\d\\\\\n"
+            "a\\ b= x\\=y \n"
+            "b=2\n"
+            "\\u00e9=\\u20ac\n");
+}
+
+TEST_F(JavaPropertiesTest, SaveOfACharacterBeyondTheBasicPlaneWritesTwoEscapes) {
+  EXPECT_EQ(saved({{"k", "\xF0\x9F\x98\x80"}}), "k=\\ud83d\\ude00\n");
+}
+
+TEST_F(JavaPropertiesTest, SaveNeverWritesALineThatAValueBroke) {
+  EXPECT_EQ(saved({{"k", "v\nother=1\r#"}}), "k=v\\u000aother\\=1\\u000d\\#\n");
+}
+
+TEST_F(JavaPropertiesTest, SaveDropsCommentsBlankLinesAndOrder) {
+  EXPECT_EQ(savedAgain("# header\n\nz : 1\n! x\n\na   2\n"), "\\!=x\na=2\nz=1\n");
+}
+
+TEST_F(JavaPropertiesTest, SavedOptionLines) {
+  EXPECT_EQ(savedAgain("-Xmx512m"), "-Xmx512m=\n");
+  EXPECT_EQ(savedAgain("-Xdock:name=App"), "-Xdock=\\:name\\=App\n");
 }
 
 // ----- Saving: the file -----
@@ -709,14 +573,14 @@ TEST_F(JavaPropertiesTest, BackingFileThatCouldNotBeReadIsNotReplaced) {
   JavaProperties properties(fifo);
   properties.setProperty("v", "k");
   EXPECT_FALSE(properties.savePropertiesToFile(std::nullopt));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Not saved: " + fifo + " exists, but cannot be read."}}));
+  EXPECT_EQ(log(), (LogLines{{3, "Not saved: " + fifo + " exists, but cannot be read."}}));
   folder.makeFolder("folder");
   folder.makeLink("link", "fifo");
   for (const std::string& spelling :
        {fifo, folder / "/fifo", folder / "./fifo", folder / "folder/../fifo", folder / "link"}) {
     clearLog();
     EXPECT_FALSE(properties.savePropertiesToFile(spelling));
-    EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Not saved: " + spelling + " exists, but cannot be read."}}));
+    EXPECT_EQ(log(), (LogLines{{3, "Not saved: " + spelling + " exists, but cannot be read."}}));
   }
   EXPECT_TRUE(S_ISFIFO(folder.attributes("fifo").st_mode));
   EXPECT_TRUE(S_ISLNK(folder.attributes("link").st_mode));
@@ -730,7 +594,7 @@ TEST_F(JavaPropertiesTest, AnotherFileThatCannotBeReadIsNotReplacedEither) {
   const std::string fifo = folder.makeFifo("fifo");
   const std::string file = folder.makeFile("file", "k=v");
   EXPECT_FALSE(JavaProperties(file).savePropertiesToFile(fifo));
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "Not saved: " + fifo + " exists, but cannot be read."}}));
+  EXPECT_EQ(log(), (LogLines{{3, "Not saved: " + fifo + " exists, but cannot be read."}}));
   EXPECT_TRUE(S_ISFIFO(folder.attributes("fifo").st_mode));
 }
 

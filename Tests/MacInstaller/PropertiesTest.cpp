@@ -1,11 +1,3 @@
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "MacInstaller/Properties.h"
 #include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"

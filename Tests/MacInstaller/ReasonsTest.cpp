@@ -1,11 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
-
 #include "MacInstaller/Reasons.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

@@ -1,10 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <climits>
-#include <string>
-#include <vector>
 
 #include "MacInstaller/StringUtil.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
@@ -154,10 +151,9 @@ TEST(StringUtilTest, CharAtIndexIsOneUnit) {
 }
 
 TEST(StringUtilTest, CharAtIndexOutsideTheTextIsNone) {
-  EXPECT_EQ(StringUtil::charAtIndex(3, u"abc"), std::nullopt);
-  EXPECT_EQ(StringUtil::charAtIndex(-1, u"abc"), std::nullopt);
-  EXPECT_EQ(StringUtil::charAtIndex(INT_MAX, u"abc"), std::nullopt);
-  EXPECT_EQ(StringUtil::charAtIndex(INT_MIN, u"abc"), std::nullopt);
+  for (const int index : {3, 256, 65536, INT_MAX, -1, -254, INT_MIN}) {
+    EXPECT_EQ(StringUtil::charAtIndex(index, u"abc"), std::nullopt) << index;
+  }
   EXPECT_EQ(StringUtil::charAtIndex(0, u""), std::nullopt);
   EXPECT_EQ(StringUtil::charAtIndex(0, std::nullopt), std::nullopt);
   EXPECT_EQ(StringUtil::charAtIndex(0, nullptr), std::nullopt);

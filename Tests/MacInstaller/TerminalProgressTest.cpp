@@ -1,9 +1,6 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include "MacInstaller/tool/TerminalProgress.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

@@ -1,7 +1,3 @@
-#include <gmock/gmock.h>
-
-#include <functional>
-
 #include "Platform/FileManager.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/FakeHost.h"
@@ -20,8 +16,6 @@ extern "C" int fsync(int descriptor) {
 namespace {
 
 using platform::writeFileAtomically;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 class AtomicWriteTest : public FakeHostTest {
  protected:

@@ -1,7 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "Platform/Bundle.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

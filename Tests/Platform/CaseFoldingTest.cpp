@@ -1,8 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <clocale>
 
 #include "Platform/CaseFolding.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

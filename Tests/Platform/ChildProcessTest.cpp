@@ -1,12 +1,8 @@
-#include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <sys/time.h>
 #include <termios.h>
 
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstring>
 
 #include "Platform/ChildProcess.h"
 #include "Platform/UserIdentity.h"
@@ -22,10 +18,6 @@ using platform::ChildProcess;
 using platform::firstLineOfShellCommand;
 using platform::runAndWait;
 using platform::runShellCommand;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 constexpr char kShell[] = "/bin/sh";
 

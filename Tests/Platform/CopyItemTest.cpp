@@ -1,9 +1,3 @@
-#include <gmock/gmock.h>
-
-#include <cerrno>
-#include <cstring>
-#include <functional>
-
 #include "Platform/FileManager.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/FakeHost.h"
@@ -14,10 +8,6 @@ namespace hotfix {
 namespace {
 
 using platform::FileError;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
 
 /// A question that a copy asked: the code, and the two paths relative to the test's folder.
 struct Question {
@@ -638,25 +628,6 @@ TEST_F(CopyItemTest, MergeNeverLeavesTheTargetThroughALinkInIt) {
   EXPECT_EQ(codeOfCopy("source", "target"), 0);
   EXPECT_THAT(folder.names("elsewhere"), ElementsAre("old"));
   EXPECT_EQ(snapshot("target").at("empty"), "folder");
-}
-
-TEST_F(CopyItemTest, MergeStaysInsideWhileFoldersAreExchangedForLinks) {
-  answer = [](int) { return true; };
-  folder.makeFile("source/sub/new", "new");
-  folder.makeFolder("target/sub");
-  folder.makeFile("elsewhere/old", "old");
-  folder.makeFolder("elsewhere", 0750);
-  folder.makeLink("target/spare", folder / "elsewhere");
-  if (!canExchange(folder / "target/sub", folder / "target/spare")) GTEST_SKIP() << "needs atomic exchanges";
-  const Exchanger exchanger(folder / "target/sub", folder / "target/spare");
-  for (int copy = 0; copy < 300 || exchanger.rounds() < 5000; ++copy) {
-    platform::copyItem(folder / "source", folder / "target");
-    for (const char* copied : {"target/sub/new", "target/spare/new"}) {
-      if (!folder.has("elsewhere/new")) unlink((folder / copied).c_str());
-    }
-    ASSERT_THAT(folder.names("elsewhere"), ElementsAre("old"));
-  }
-  EXPECT_EQ(folder.mode("elsewhere"), 0750U);
 }
 
 // ----- The policy -----

@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
-
 #include "Platform/darwin/DynamicType.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

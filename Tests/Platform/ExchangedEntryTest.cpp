@@ -2,10 +2,8 @@
 // that a test can act when one of them has been made. See the races of the other tests for what is not foreseen.
 
 #include <dlfcn.h>
-#include <gmock/gmock.h>
 
 #include <cstdarg>
-#include <utility>
 
 #include "Platform/FileManager.h"
 #include "Platform/Ownership.h"

@@ -1,9 +1,6 @@
-#include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <cerrno>
-#include <cstring>
 #include <set>
 
 #include "Platform/FileManager.h"
@@ -21,8 +18,6 @@ using platform::Attributes;
 using platform::FileBelow;
 using platform::FileError;
 using platform::Parents;
-using ::testing::HasSubstr;
-using ::testing::UnorderedElementsAre;
 
 const std::string kTooLongName(300, 'n');
 

@@ -1,9 +1,3 @@
-#include <gmock/gmock.h>
-
-#include <cerrno>
-#include <cstring>
-#include <map>
-
 #include "Platform/FileManager.h"
 #include "Platform/Ownership.h"
 #include "Platform/UserIdentity.h"
@@ -640,87 +634,6 @@ TEST_F(OwnershipByRootTest, DeepTreeChangesHands) {
   });
   EXPECT_EQ(levels, DeepFolder::kLevels);
   EXPECT_EQ(wrong, 0);
-}
-
-// ----- While others change the tree -----
-
-TEST_F(OwnershipTest, NothingOutsideChangesWhileAFolderIsExchangedForALink) {
-  folder.makeFile("elsewhere/sub/file", "", 0600);
-  folder.makeFolder("elsewhere/sub", 0700);
-  folder.makeFolder("elsewhere", 0700);
-  folder.makeFile("tree/folder/sub/file", "", 0600);
-  for (int i = 0; i < 100; ++i) folder.makeFile("tree/" + std::to_string(i));  // looked at before the sub-folder
-  folder.makeFolder("tree", 0777);
-  folder.makeLink("spare", folder / "elsewhere");
-  if (!canExchange(folder / "tree/folder", folder / "spare")) GTEST_SKIP() << "needs atomic exchanges";
-  const Exchanger exchanger(folder / "tree/folder", folder / "spare");
-  mode_t bits = 0755;
-  for (int walk = 0; walk < 300 || exchanger.rounds() < 5000; ++walk) {
-    bits ^= 020U;  // so that each walk has something to change
-    (void)setAttributesBelow(folder / "tree", mode(bits));
-    ASSERT_EQ(folder.mode("elsewhere"), 0700U);
-    ASSERT_EQ(folder.mode("elsewhere/sub"), 0700U);
-    ASSERT_EQ(folder.mode("elsewhere/sub/file"), 0600U);
-  }
-}
-
-TEST_F(OwnershipTest, NothingOutsideChangesWhileAFileIsExchangedForALink) {
-  folder.makeFile("precious", "", 0600);
-  folder.makeFile("tree/file", "", 0644);
-  folder.makeLink("tree/link", folder / "precious");
-  folder.makeFolder("tree", 0777);
-  if (!canExchange(folder / "tree/file", folder / "tree/link")) GTEST_SKIP() << "needs atomic exchanges";
-  const Exchanger exchanger(folder / "tree/file", folder / "tree/link");
-  mode_t bits = 0644;
-  for (int walk = 0; walk < 3000 || exchanger.rounds() < 5000; ++walk) {
-    bits ^= 020U;
-    (void)setAttributesBelow(folder / "tree", mode(bits));
-    ASSERT_EQ(folder.mode("precious"), 0600U);
-  }
-}
-
-TEST_F(OwnershipByRootTest, PreciousFileKeepsItsOwnerWhileAFileIsExchangedForItsSecondName) {
-  folder.makeFile("precious", "", 0600);
-  folder.makeFile("tree/file", "", 0600);
-  ASSERT_EQ(link((folder / "precious").c_str(), (folder / "tree/second name").c_str()), 0);
-  folder.makeFolder("tree", 0777);
-  if (!canExchange(folder / "tree/file", folder / "tree/second name")) GTEST_SKIP() << "needs atomic exchanges";
-  const Exchanger exchanger(folder / "tree/file", folder / "tree/second name");
-  // The file goes back and forth between two accounts, so that each walk has something to change.
-  for (int walk = 0; walk < 3000 || exchanger.rounds() < 5000; ++walk) {
-    if (walk % 2 == 0) {
-      (void)setAttributesBelow(folder / "tree", ofOther(0666));
-    } else {
-      for (const char* name : {"tree/file", "tree/second name"}) {
-        const int file = open((folder / name).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-        struct stat status = {};
-        if (file >= 0 && fstat(file, &status) == 0 && status.st_nlink == 1) (void)!fchown(file, kStranger, 0);
-        if (file >= 0) close(file);
-      }
-    }
-    ASSERT_EQ(has("precious"), text(0, 0, 0600));
-  }
-}
-
-TEST_F(OwnershipTest, WalkEndsAlthoughFoldersAreMovedAwayUnderIt) {
-  std::string deep;
-  for (int level = 0; level < 100; ++level) deep += "/d";
-  folder.makeFile("tree/a" + deep + "/file", "", 0600);
-  folder.makeFile("elsewhere/file", "", 0600);
-  folder.makeFolder("elsewhere", 0700);
-  folder.makeFolder("refuge", 0700);
-  const std::string middle = folder / ("tree/a" + deep.substr(0, 2 * 42));
-  folder.makeFolder("refuge/spare", 0700);
-  if (!canExchange(middle, folder / "refuge/spare")) GTEST_SKIP() << "needs atomic exchanges";
-  const Exchanger exchanger(middle, folder / "refuge/spare");
-  mode_t bits = 0755;
-  for (int walk = 0; walk < 200 || exchanger.rounds() < 5000; ++walk) {
-    bits ^= 020U;
-    (void)setAttributesBelow(folder / "tree", mode(bits));
-    ASSERT_EQ(folder.mode("refuge"), 0700U);
-    ASSERT_EQ(folder.mode("elsewhere/file"), 0600U);
-    ASSERT_EQ(folder.mode("elsewhere"), 0700U);
-  }
 }
 
 // ----- Folders that are never walked -----

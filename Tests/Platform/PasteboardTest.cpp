@@ -1,7 +1,3 @@
-#include <gmock/gmock.h>
-
-#include <cstring>
-
 #include "Platform/FileManager.h"
 #include "Platform/Pasteboard.h"
 #include "Platform/UserIdentity.h"
@@ -16,7 +12,6 @@ namespace {
 using platform::declarePasteboardType;
 using platform::pasteboardPropertyList;
 using platform::setPasteboardPropertyList;
-using ::testing::IsEmpty;
 
 constexpr char kBoard[] = "com.qor.messages";
 constexpr char kType[] = "ERROR_MESSAGE";

@@ -1,13 +1,7 @@
-#include <fcntl.h>
-#include <gmock/gmock.h>
 #include <pwd.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <fstream>
-#include <sstream>
 
 #include "Platform/ProcessList.h"
 #include "Tests/Support/FakeHost.h"
@@ -18,9 +12,6 @@ namespace {
 
 using platform::kBundleExecutableKey;
 using platform::processInformation;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
 
 class ProcessListTest : public FakeHostTest {
  protected:

@@ -1,9 +1,8 @@
-#include <gtest/gtest.h>
-
 #include "Platform/PropertyList.h"
 #include "Support/PropertyListWriter.h"
 #include "Tests/Support/PropertyLists.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-
 #include "Platform/FileManager.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/FakeHost.h"
@@ -10,8 +8,6 @@ namespace hotfix {
 namespace {
 
 using platform::removeItem;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 class RemoveItemTest : public FakeHostTest {
  protected:

@@ -1,10 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <csignal>
-
 #include "Platform/StandardStreams.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

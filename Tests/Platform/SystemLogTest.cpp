@@ -1,10 +1,6 @@
-#include <gmock/gmock.h>
 #include <sys/socket.h>
 
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <cstring>
 
 #include "Platform/SystemLog.h"
 #include "Tests/Platform/Conditions.h"
@@ -16,7 +12,6 @@ namespace hotfix {
 namespace {
 
 using platform::LogLevel;
-using ::testing::ElementsAre;
 
 /// What stands between the time and the level.
 std::string origin() {

@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/FakeHost.h"

@@ -15,32 +15,26 @@
 // stat and all that ask it               | time past 2038: an error         | ...OfAnotherAge..., TimesBefore1902...
 // FileCopy: futimens, utimensat          | time: 1901 to 2038               | CopyKeepsFarTimes, TimesBefore1902...
 // LocalTime: time, localtime_r           | time: until 2038                 | SystemTimeGoesPast2038
-// InstallUtil, SystemLog: a time as text | nothing but what LocalTime has   | StampAfter..., TraceLineAfter2038...
+// InstallUtil, SystemLog: a time as text | nothing but what LocalTime has   | TraceLineAfter2038IsOfThatTime
 // PropertyList: reader and writer        | integer as a long                | IntegersAround...AreKept
 // PropertyList: reader and writer        | date as a time_t                 | DatesBefore1902AndAfter2038AreKept
 // UserDefaults: booleanValue             | integer cut to 32 bits           | IntegerWithoutLowerHalfIsTrue
 // BinaryPropertyListReader               | number cut, or product wrapped   | its own tests of numbers that wrap
-// TextNumber, the result of a run        | number as a long: other limits   | NumberIsClamped..., ResultOutOfRange...
-// StringUtil: boolToString, charAtIndex  | nothing: int has 32 bits in both | OnlyTheLowest..., IndexIsNeverCut
+// TextNumber, the result of a run        | number as a long: other limits   | NumberIsClampedToThirtyTwoBits
 //
 // Of no test: a document of more than 2 GiB handed to libxml2, whose lengths are int. No text is that long in 32 bits,
 // and no file of more than 1 GiB is read in either.
 
-#include <gmock/gmock.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/syscall.h>
 
-#include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <cstring>
 #include <ctime>
 #include <limits>
 
 #include "MacInstaller/InstallUtil.h"
-#include "MacInstaller/InstanceService.h"
-#include "MacInstaller/StringUtil.h"
 #include "Platform/FileManager.h"
 #include "Platform/ProcessList.h"
 #include "Platform/PropertyList.h"
@@ -94,9 +88,6 @@ extern "C" ssize_t copy_file_range(int from, off64_t* fromAt, int to, off64_t* t
 namespace {
 
 using platform::LogLevel;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 using Date = PropertyListValue::Date;
 using Integer = PropertyListValue::Integer;
@@ -535,13 +526,6 @@ TEST_F(WordSizeTest, SystemTimeGoesPast2038) {
   }
 }
 
-TEST_F(WordSizeTest, StampAfter2038IsOfThatTime) {
-  setClock({2040, 2, 9, 4, 5, 6});
-  EXPECT_EQ(InstallUtil::generateNewManifestVersion(), "0902400405");
-  setClock({2100, 12, 31, 23, 59, 59});
-  EXPECT_EQ(InstallUtil::generateNewManifestVersion(), "3112002359");
-}
-
 TEST_F(WordSizeTest, TraceLineAfter2038IsOfThatTime) {
   const int file = platform::openTraceFile(folder / "trace");
   platform::addLogFile(file);
@@ -613,33 +597,6 @@ TEST_F(WordSizeTest, NumberIsClampedToThirtyTwoBits) {
       {"-2147483647", -2147483647}, {"-2147483648", INT32_MIN},         {"-2147483649", INT32_MIN},
       {"-4294967294", INT32_MIN},   {"-99999999999", INT32_MIN},        {"-9223372036854775809", INT32_MIN}};
   for (const auto& [text, number] : numbers) EXPECT_EQ(text::integerAtStart(text), number) << text;
-}
-
-TEST_F(WordSizeTest, OnlyTheLowestByteIsABoolean) {
-  for (const int number : {1, -1, 255, 257, INT_MAX}) EXPECT_EQ(StringUtil::boolToString(number), "true") << number;
-  for (const int number : {0, 256, -256, 1 << 30, INT_MIN}) {
-    EXPECT_EQ(StringUtil::boolToString(number), "false") << number;
-  }
-}
-
-TEST_F(WordSizeTest, IndexIsNeverCut) {
-  for (const std::int32_t index : {256, 65'536, 1 << 30, INT32_MAX, -1, -254, INT32_MIN}) {
-    EXPECT_EQ(StringUtil::charAtIndex(index, u"abc"), std::nullopt) << index;
-  }
-  EXPECT_EQ(StringUtil::charAtIndex(2, u"abc"), u"c");
-}
-
-class WordSizeInstanceTest : public InstanceTest {};
-
-TEST_F(WordSizeInstanceTest, ResultOutOfRangeIsAFailure) {
-  const InstanceService instance(home(), data());
-  for (const char* code : {"2147483647", "2147483648", "4294967295", "4294967296", "4294967298", "-2147483648",
-                           "-4294967294", "99999999999", "18446744073709551618"}) {
-    folder.makeFile(kResultFile, "rc=" + std::string(code) + "\n");
-    EXPECT_EQ(instance.getProvisioningResult(), -1) << code;
-  }
-  folder.makeFile(kResultFile, "rc=2\n");
-  EXPECT_EQ(instance.getProvisioningResult(), 0);
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <limits>
-#include <utility>
 
 #include "Support/PropertyListForms.h"
 #include "Tests/Support/PropertyLists.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

@@ -1,9 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-
 #include "Support/KeyedHash.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

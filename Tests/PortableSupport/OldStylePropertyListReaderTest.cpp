@@ -1,15 +1,10 @@
-#include <gtest/gtest.h>
-
 #include "Support/PropertyListReader.h"
 #include "Tests/Support/PropertyLists.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
 namespace {
-
-void expectRefused(const std::vector<std::string>& lists) {
-  for (const std::string& list : lists) expectRows({{list, "none"}});
-}
 
 TEST(OldStylePropertyListReaderTest, DictionaryHoldsItsEntries) {
   expectRows({{"{ a = b; c = \"d e\"; }", "{'a': 'b', 'c': 'd e'}"},

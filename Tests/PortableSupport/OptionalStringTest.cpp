@@ -1,9 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <type_traits>
 
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

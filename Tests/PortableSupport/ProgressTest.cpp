@@ -1,13 +1,9 @@
-#include <gmock/gmock.h>
-
 #include "Support/Progress.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 /// Notes what is reported.
 class Notes : public progress::Listener {

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <string>
-#include <utility>
 
 #include "Support/PropertyListValue.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

@@ -1,14 +1,11 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <limits>
-#include <string>
 
 #include "Support/PropertyListReader.h"
 #include "Support/PropertyListWriter.h"
 #include "Tests/Support/PropertyLists.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 

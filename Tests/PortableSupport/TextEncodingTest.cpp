@@ -1,8 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "Support/TextEncoding.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
@@ -87,6 +84,14 @@ TEST(TextEncodingTest, EachIllFormedSequenceBecomesOneReplacementCharacter) {
   for (const auto& row : rows) {
     EXPECT_EQ(text::utf16FromUtf8(row.utf8), row.utf16) << ::testing::PrintToString(row.utf8);
     EXPECT_FALSE(text::isValidUtf8(row.utf8)) << ::testing::PrintToString(row.utf8);
+  }
+}
+
+TEST(TextEncodingTest, IllFormedByteIsSeenAtEachPlaceAmongAscii) {
+  for (size_t place = 0; place < 20; ++place) {
+    std::string bytes(20, 'a');
+    bytes[place] = '\xFF';
+    EXPECT_FALSE(text::isValidUtf8(bytes)) << place;
   }
 }
 

@@ -1,23 +1,11 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
-#include <map>
-#include <string>
-#include <vector>
-
 #include "Support/TextMap.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
 namespace {
 
 constexpr HashKey kHashKey = {0x0706050403020100U, 0x0f0e0d0c0b0a0908U};
-
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
 
 std::string numbered(const std::string& text, int number) { return text + std::to_string(number); }
 

@@ -15,7 +15,7 @@ namespace hotfix {
 namespace {
 
 std::string outsideFolder;
-auto& messages = *new std::vector<LogLine>;  // there for what is logged while the process ends
+auto& messages = *new LogLines;  // there for what is logged while the process ends
 std::mutex messagesMutex;
 platform::LocalTime clockTime;
 bool areBundlesProtected = false;
@@ -63,7 +63,7 @@ FakeHostTest::~FakeHostTest() {
   outsideFolder = "/nonexistent";  // a test must not reach the machine's own files, not even late
 }
 
-const std::vector<LogLine>& FakeHostTest::log() { return messages; }
+const LogLines& FakeHostTest::log() { return messages; }
 
 std::vector<std::string> FakeHostTest::log(platform::LogLevel level) {
   std::vector<std::string> texts;

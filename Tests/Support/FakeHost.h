@@ -1,16 +1,11 @@
 #ifndef TESTS_SUPPORT_OUTSIDE_H_
 #define TESTS_SUPPORT_OUTSIDE_H_
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "Platform/LocalTime.h"
 #include "Platform/SystemLog.h"
 #include "Support/OptionalString.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
@@ -19,6 +14,7 @@ namespace hotfix {
 
 /// A message that went to the system log: level as in platform::LogLevel, and the finished text.
 using LogLine = std::pair<int, std::string>;
+using LogLines = std::vector<LogLine>;
 
 /// Base of the fixtures. Each test starts with an empty folder, an empty log, the clock at 15 November 2026, 21:25:07,
 /// and the environment variable USER set to the account that runs the tests.
@@ -35,7 +31,7 @@ class FakeHostTest : public ::testing::Test {
   static std::string outside(const std::string& path) { return "outside" + path; }
 
   /// All messages logged so far, in order; those of one level; and their removal.
-  static const std::vector<LogLine>& log();
+  static const LogLines& log();
   static std::vector<std::string> log(platform::LogLevel level);
   static void clearLog();
 

@@ -14,7 +14,7 @@ TEST_F(FakeHostTest, FixedPathsLieInTheTestsFolder) {
 TEST_F(FakeHostTest, LogKeepsLevelsAndTexts) {
   platform::log(platform::LogLevel::Error, "one %d", 1);
   platform::log(platform::LogLevel::Info, "two");
-  EXPECT_EQ(log(), (std::vector<LogLine>{{3, "one 1"}, {6, "two"}}));
+  EXPECT_EQ(log(), (LogLines{{3, "one 1"}, {6, "two"}}));
   EXPECT_EQ(log(platform::LogLevel::Info), (std::vector<std::string>{"two"}));
 }
 

@@ -75,10 +75,26 @@ const std::string& InstanceTest::uninstallManifest() {
   return text;
 }
 
-std::vector<LogLine> InstanceTest::creationLines(const std::string& home) {
+LogLines InstanceTest::creationLines(const std::string& home) {
   return {{6, "The pathToRcphome is: " + home + "."},
           {6, "newInstallLocation : (null)."},
           {4, "Can not copy to newInstallLocation because its nil!"}};
+}
+
+// ----- Instance services -----
+
+InstanceTest::GoneHome::GoneHome(const TemporaryFolder& folder) : InstanceService(folder / "gone", std::nullopt) {
+  EXPECT_EQ(rmdir((folder / "gone").c_str()), 0);
+}
+
+void InstanceTest::expectRefusedWithoutHome(const std::function<bool(InstanceService&)>& operation) const {
+  InstanceService homeless(std::nullopt, data()), file = fileHome();
+  GoneHome gone(folder);
+  const Tree before = everything();
+  clearLog();
+  for (InstanceService* each : {&homeless, &file, static_cast<InstanceService*>(&gone)}) EXPECT_FALSE(operation(*each));
+  EXPECT_EQ(homeless.pathToRcphome(), std::nullopt) << "the default home is not taken";
+  expectEverything(before);
 }
 
 // ----- Noting programs -----
@@ -159,6 +175,28 @@ InstanceTest::PrintsToHistory::~PrintsToHistory() {
 }
 
 // ----- Files of the instance -----
+
+Tree InstanceTest::homeWith(const std::string& pathInHome, const std::string& entry) const {
+  Tree tree = homeTree();
+  tree[pathInHome] = entry;
+  return tree;
+}
+
+Tree InstanceTest::everything() const {
+  Tree tree = treeSnapshot(folder.path());
+  EXPECT_EQ(tree.erase(kHistory), 1U);
+  return tree;
+}
+
+void InstanceTest::expectHome(const Tree& expected) const {
+  EXPECT_EQ(homeTree(), expected);
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+void InstanceTest::expectEverything(const Tree& expected) const {
+  EXPECT_EQ(everything(), expected);
+  EXPECT_THAT(log(), IsEmpty());
+}
 
 std::vector<std::string> InstanceTest::propertiesLines(const std::string& pathInHome) const {
   std::vector<std::string> lines = folder.lines(inHome(pathInHome));

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "MacInstaller/InstanceService.h"
 #include "Support/OptionalString.h"
 #include "Tests/Support/FakeHost.h"
 #include "Tests/Support/TreeSnapshot.h"
@@ -64,8 +65,29 @@ class InstanceTest : public FakeHostTest {
   /// A home folder that nobody can make: it would lie in a file.
   std::string impossibleHome() const { return folder.makeFile("plain file") + "/rcp"; }
 
+  // ----- Instance services -----
+
+  /// The service of the instance, whose own lines are gone from the log.
+  class QuietInstance : public InstanceService {
+   public:
+    explicit QuietInstance(const InstanceTest& test) : InstanceService(test.home(), test.data()) { clearLog(); }
+  };
+
+  /// One whose home has gone since.
+  class GoneHome : public InstanceService {
+   public:
+    explicit GoneHome(const TemporaryFolder& folder);
+  };
+
+  /// One whose home is a plain file.
+  InstanceService fileHome() const { return InstanceService(folder.makeFile("file home", "text"), std::nullopt); }
+
+  /// Expects an operation to answer no, and to change and log nothing, where there is no home folder: it was never
+  /// known, it is a plain file, or it has gone.
+  void expectRefusedWithoutHome(const std::function<bool(InstanceService&)>& operation) const;
+
   /// What every making of an instance service for \a home logs, as nobody set a new install location.
-  static std::vector<LogLine> creationLines(const std::string& home);
+  static LogLines creationLines(const std::string& home);
 
   /// What a save logs that would replace a file that cannot be read.
   LogLine notSaved(const std::string& pathInHome) const {
@@ -112,6 +134,13 @@ class InstanceTest : public FakeHostTest {
   // ----- Files of the instance -----
 
   Tree homeTree() const { return treeSnapshot(home()); }
+  /// The home folder as it is, but for one entry.
+  Tree homeWith(const std::string& pathInHome, const std::string& entry) const;
+  /// The whole test folder, but for the fixture's own history of log lines.
+  Tree everything() const;
+  /// Expects the home folder, or the whole test folder, to be like this, and no line in the log.
+  void expectHome(const Tree& expected) const;
+  void expectEverything(const Tree& expected) const;
   Tree homeTreeAtStart(size_t child) const { return treeSnapshot(folder / atStart(child, kHome)); }
 
   /// The properties file at a path relative to the home folder, sorted lines.

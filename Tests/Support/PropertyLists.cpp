@@ -66,6 +66,14 @@ void expectXmlRows(const std::vector<ListRow>& rows) {
   for (const ListRow& row : rows) expectRows({{"<plist version=\"1.0\">" + row.list + "</plist>", row.value}});
 }
 
+void expectRefused(const std::vector<std::string>& lists) {
+  for (const std::string& list : lists) expectRows({{list, "none"}});
+}
+
+void expectXmlRefused(const std::vector<std::string>& lists) {
+  for (const std::string& list : lists) expectXmlRows({{list, "none"}});
+}
+
 std::string repeated(const std::string& text, size_t count) {
   std::string result;
   for (size_t index = 0; index < count; ++index) result += text;

@@ -26,6 +26,10 @@ void expectRows(const std::vector<ListRow>& rows);
 /// The same, each list within `<plist>` and `</plist>`.
 void expectXmlRows(const std::vector<ListRow>& rows);
 
+/// Expects of each list that it is read as none.
+void expectRefused(const std::vector<std::string>& lists);
+void expectXmlRefused(const std::vector<std::string>& lists);
+
 std::string repeated(const std::string& text, size_t count);
 
 /// \a number in big-endian bytes.

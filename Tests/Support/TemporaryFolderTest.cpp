@@ -1,9 +1,7 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <memory>
 
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Test.h"
 
 namespace hotfix {
 
