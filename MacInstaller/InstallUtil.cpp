@@ -34,7 +34,6 @@ constexpr char kBundleProgramFolder[] = ".app/Contents/MacOS";
 constexpr char kBundleSuffix[] = ".app";
 // Without a dot, deliberately: a folder "myapp" names a product too.
 constexpr char kApplicationSuffix[] = "app";
-constexpr char kBundleIdentifierKey[] = "CFBundleIdentifier";
 
 constexpr char kLocaleKey[] = "AppleLocale";
 constexpr char kDefaultLocale[] = "en_US";

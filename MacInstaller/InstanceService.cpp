@@ -59,7 +59,6 @@ constexpr char kBaseLocationKey[] = "rcp.base.location";
 constexpr char kAddonsKey[] = "addons";
 constexpr char kAddonIDKey[] = "ID";
 constexpr char kAddonVersionKey[] = "version";
-constexpr char kBundleIdentifierKey[] = "CFBundleIdentifier";
 constexpr char kResultKey[] = "rc";
 constexpr char kPathKey[] = "path";
 constexpr char kBundleVersionKey[] = "CFBundleShortVersionString";

@@ -21,7 +21,7 @@ namespace hotfix {
 
 namespace {
 
-constexpr char kFailed[] = "The hotfix was not removed";
+constexpr char kNotRemoved[] = "The hotfix was not removed";
 constexpr char kUsage[] = "Usage: [sudo hotfixUninstall -rcphome ${path to rcphome}] -rcpdata ${path to rcpdata}";
 
 const char* textOrNullPointer(const OptionalString& text) { return text ? text->c_str() : nullptr; }
@@ -104,7 +104,7 @@ std::int32_t runTool(const std::vector<std::string>& arguments, ToolListener& li
   }
   if (status != 0) {
     const std::string reason = reasonOfFailure();
-    listener.showFailure(kFailed + (reason.empty() ? std::string() : ": " + text::sanitized(reason)) + ".",
+    listener.showFailure(kNotRemoved + (reason.empty() ? std::string() : ": " + text::sanitized(reason)) + ".",
                          std::string("See ") + (traceFile != -1 ? platform::kTraceFile : "the system log") +
                              " for details, and man hotfixUninstall.");
   }

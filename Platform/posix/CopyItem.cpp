@@ -14,14 +14,13 @@
 #include "Platform/posix/FileCopy.h"
 #include "Platform/posix/FileErrors.h"
 #include "Platform/posix/RepairedFolder.h"
+#include "Platform/posix/TemporaryFile.h"
 #include "Platform/posix/WriteSignals.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform {
 
 namespace {
-
-constexpr int kNameAttempts = 8;
 
 /// An entry of an open folder, and its path for the policy and for messages.
 struct Entry {
@@ -94,7 +93,7 @@ class Copy {
       return EEXIST;
     }
     // Under its own name it is whole: half a file there would pass for a copy in every later run.
-    const ScopedFd to = openTemporary(target.folder);
+    const ScopedFd to = createTemporary(target.folder, 0600, _temporaryName);
     if (!to) return errno;
     int error = 0;
     withoutWriteSignals(to.get(), [&] { error = copyFileAndAttributes(from.get(), to.get(), status); });
@@ -111,18 +110,6 @@ class Copy {
     const ScopedFd folder = openExisting(source.folder, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
     struct stat status;
     return folder && fstat(folder.get(), &status) == 0 && onlyWeCanWrite(folder.get(), status);
-  }
-
-  /// A new file under the temporary name, which is free again once the file has its own.
-  ScopedFd openTemporary(int folder) {
-    ScopedFd file;
-    for (int attempt = 0; !file && attempt < kNameAttempts && (attempt == 0 || errno == EEXIST); ++attempt) {
-      if (_temporaryName.empty() || attempt > 0) _temporaryName = randomName(".tmp.");
-      file = ScopedFd(retried([&] {
-        return openat(folder, _temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-      }));
-    }
-    return file;
   }
 
   /// Gives a finished file its name, unless that is taken. \return 0 or the number of the error.
@@ -201,7 +188,7 @@ class Copy {
     return status.st_dev == _targetDevice && status.st_ino == _targetNode;
   }
 
-  std::string _temporaryName;
+  std::string _temporaryName;  // of the last temporary file; free again once the file has its own name
   FileError _error;
   bool _isTrustNeeded;
   bool _isDistrusted = false;

@@ -12,13 +12,12 @@
 #include "Platform/posix/FileChanges.h"
 #include "Platform/posix/FileErrors.h"
 #include "Platform/posix/FileJudgements.h"
+#include "Platform/posix/TemporaryFile.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform {
 
 namespace {
-
-constexpr int kNameAttempts = 8;
 
 bool isRegular(int descriptor, struct stat& status) {
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
@@ -44,14 +43,7 @@ bool writeAtomically(const ScopedFd& folder, const std::string& name, const stru
                      const std::function<bool(const PartWriter& write)>& produce) {
   // Until it has its final attributes the new file is for its maker alone: what it replaces may have been secret.
   std::string temporaryName;
-  ScopedFd file;
-  for (int attempt = 0; !file && attempt < kNameAttempts && (attempt == 0 || errno == EEXIST); ++attempt) {
-    temporaryName = randomName(".tmp.");
-    file = ScopedFd(retried([&] {
-      return openat(folder.get(), temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                    replaced != nullptr ? 0600 : newMode);
-    }));
-  }
+  const ScopedFd file = createTemporary(folder.get(), replaced != nullptr ? 0600 : newMode, temporaryName);
   if (!file) return false;
 
   bool isDone = false;

@@ -27,8 +27,16 @@ check_scripts() { scripts_among | xargs -r -d '\n' shellcheck -x; }
 
 # ----- clang-tidy -----
 
-# clang cannot read the precompiled headers of another compiler.
-configure_for_tidy() { (quietly cmake --preset release -B build/tidy -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON); }
+# Configures the build folder $1 for clang-tidy; further arguments are CMake's. clang cannot read the precompiled headers
+# of another compiler.
+configure_for_tidy() { (quietly cmake --preset release -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -B "$@"); }
+
+# Several sources as one, in the build folder $1 that CMake has configured so, for targets whose folders match $2: the
+# headers that they share are read once, which takes a third of the time.
+joined_sources_of() {
+  # shellcheck disable=SC2154 # from common.sh
+  sed -n 's/^ *"file": "\(.*\)",*$/\1/p' "$1/compile_commands.json" | grep "^$top/\($1/$2.*\.cxx\|$2.*\.cpp\)$" | sort -u
+}
 
 # The sources, by their whole paths, that the build folder $1 compiles and whose paths in the tree match $2.
 sources_of() {
