@@ -125,7 +125,7 @@ class MachineTest : public ::testing::Test {
   /// outside.
   pid_t startProgram(const std::string& path, uid_t user = 0);
   /// Whether the tool looks for leaks when it ends, which takes a /proc.
-#ifdef __SANITIZE_ADDRESS__
+#ifdef HOTFIX_SANITIZED
   static constexpr bool kNeedsProcesses = true;
 #else
   static constexpr bool kNeedsProcesses = false;

@@ -27,7 +27,7 @@ constexpr char kPlaceholder[] = "${installer.root}";
 // ----- Random manifests -----
 
 /// Text of an element or, for \a quote, of an attribute: now and then with a placeholder.
-std::string anyText(Random& random, char quote) {
+std::string anyCharacters(Random& random, char quote) {
   static const std::vector<std::string> pieces = {kPlaceholder, "&amp;",  "&lt;",      "&#10;",       "&#13;",
                                                   "&#9;",       "&gt;",   "&e;",       "]]&gt;",      " ",
                                                   "\n",         "&#233;", "installer", "http://host/"};
@@ -47,7 +47,7 @@ std::string anyAttributes(Random& random) {
     if (!random.isOneIn(name == "url" ? 2 : 6)) continue;
     const char quote = random.isOneIn(2) ? '"' : '\'';
     std::string value =
-        name == "xml:space" ? random.oneOf<std::string>({"preserve", "default"}) : anyText(random, quote);
+        name == "xml:space" ? random.oneOf<std::string>({"preserve", "default"}) : anyCharacters(random, quote);
     if (name == "url" && random.isOneIn(2)) value.insert(0, kPlaceholder);
     text += " " + name + "=" + quote + value + quote;
   }
@@ -66,7 +66,7 @@ std::string anyElement(Random& random, int level);
 std::string anyContent(Random& random, int level) {
   std::string content;
   for (size_t left = random.below(level < 6 ? 3 : 2); left > 0; --left) {
-    if (random.isOneIn(5)) content += anyText(random, '\0');
+    if (random.isOneIn(5)) content += anyCharacters(random, '\0');
     if (random.isOneIn(8)) content += "<![CDATA[ ${installer.root} <&> ]]>";
     content += anyMiscellany(random);
     if (level < 8 && random.isOneIn(2)) content += anyElement(random, level + 1);

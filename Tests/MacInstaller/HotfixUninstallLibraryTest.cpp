@@ -24,10 +24,10 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-using Lines = std::vector<LogLine>;
+using LogLines = std::vector<LogLine>;
 
-constexpr char kCompleted[] = "The provisioning operations have completed successfully.\n";
-constexpr char kUnexpected[] =
+constexpr char kCompletedLine[] = "The provisioning operations have completed successfully.\n";
+constexpr char kUnexpectedLine[] =
     "Unexpected results have occurred during the provisioning operation. For additional information, please refer to "
     "the logs.\n";
 constexpr char kTrace[] = "/tmp/install_trace.log";
@@ -59,31 +59,31 @@ class HotfixUninstallLibraryTest : public InstanceTest {
 
   // ----- Expected lines, in the order of the checks -----
 
-  static void add(Lines& lines, const Lines& more) { lines.insert(lines.end(), more.begin(), more.end()); }
+  static void add(LogLines& lines, const LogLines& more) { lines.insert(lines.end(), more.begin(), more.end()); }
 
-  static Lines linesToCharacterCheck(const std::string& homeFolder) {
+  static LogLines linesToCharacterCheck(const std::string& homeFolder) {
     return {{6, "RCP Home : " + homeFolder + " ."}, {6, "Check whether the unsupported characters are contained."}};
   }
-  static Lines linesToInstanceCheck(const std::string& homeFolder) {
-    Lines lines = linesToCharacterCheck(homeFolder);
+  static LogLines linesToInstanceCheck(const std::string& homeFolder) {
+    LogLines lines = linesToCharacterCheck(homeFolder);
     lines.emplace_back(6, "Check whether the target platform is installed.");
     add(lines, creationLines(homeFolder));
     return lines;
   }
-  static Lines linesToRunningCheck(const std::string& homeFolder) {
-    Lines lines = linesToInstanceCheck(homeFolder);
+  static LogLines linesToRunningCheck(const std::string& homeFolder) {
+    LogLines lines = linesToInstanceCheck(homeFolder);
     lines.emplace_back(6, "Check whether platform is running.");
     return lines;
   }
-  Lines linesOfUninstall() const {
-    Lines lines{{6, "Remove hotfix."}};
+  LogLines linesOfUninstall() const {
+    LogLines lines{{6, "Remove hotfix."}};
     add(lines, creationLines(home()));
     lines.emplace_back(6, "Copy install manifest to " + home() + "/deploy/install.update.xml.");
     lines.emplace_back(6, "Launch platform to uninstall provisioned features...");
     return lines;
   }
-  static Lines linesOfTargetName(const std::string& homeFolder, const std::string& name) {
-    Lines lines{{6, "pathToRCPHome is " + homeFolder + "."}};
+  static LogLines linesOfTargetName(const std::string& homeFolder, const std::string& name) {
+    LogLines lines{{6, "pathToRCPHome is " + homeFolder + "."}};
     if (name == "/") {
       lines.emplace_back(3, "Error path value, please provide a valid path value for rcp home.");
     } else {
@@ -91,8 +91,8 @@ class HotfixUninstallLibraryTest : public InstanceTest {
     }
     return lines;
   }
-  static Lines linesOfCollection(const std::string& homeFolder, const std::string& product,
-                                 const std::string& version) {
+  static LogLines linesOfCollection(const std::string& homeFolder, const std::string& product,
+                                    const std::string& version) {
     const std::string operation = "HOTFIX_UNINSTALL operaton of " + product + " project.";
     return {{5, "Begin to call collection utility to gather log files for the " + operation},
             {6, "_pathToRcphome is " + homeFolder + "."},
@@ -100,13 +100,13 @@ class HotfixUninstallLibraryTest : public InstanceTest {
             {5, "Successfully collect the log files and place them under " + homeFolder +
                     "/deploy/installHistory for the " + operation}};
   }
-  Lines linesOfCollection() const {
-    Lines lines = linesOfTargetName(home(), "Product");
+  LogLines linesOfCollection() const {
+    LogLines lines = linesOfTargetName(home(), "Product");
     add(lines, linesOfCollection(home(), "Product", "6.2.1"));
     return lines;
   }
-  Lines linesOfSuccess() const {
-    Lines lines = linesToRunningCheck(home());
+  LogLines linesOfSuccess() const {
+    LogLines lines = linesToRunningCheck(home());
     add(lines, linesOfUninstall());
     add(lines, linesOfCollection());
     return lines;
@@ -146,7 +146,7 @@ class HotfixUninstallLibraryTest : public InstanceTest {
   }
 
   /// A failed check: status 1, nothing printed, nothing changed in the tree that holds the home.
-  void expectRefusal(const Call& call, const Lines& expectedLog) const {
+  void expectRefusal(const Call& call, const LogLines& expectedLog) const {
     EXPECT_EQ(call.status, 1);
     EXPECT_EQ(call.printed, "");
     EXPECT_EQ(log(), expectedLog);
@@ -167,7 +167,7 @@ TEST_F(HotfixUninstallLibraryTest, HotfixIsRemovedAndLogsAreCollected) {
   const Call call = callEx();
 
   EXPECT_EQ(call.status, 0);
-  EXPECT_EQ(call.printed, kCompleted);
+  EXPECT_EQ(call.printed, kCompletedLine);
   EXPECT_EQ(log(), linesOfSuccess());
   EXPECT_EQ(children(), (Children{launch(data()), launch(data()), forget(), collect(data())}));
   EXPECT_EQ(homeTree(), expected);
@@ -186,7 +186,7 @@ TEST_F(HotfixUninstallLibraryTest, ShortEntryTakesTheDefaultDataFolder) {
   setEnvironment("HOME", "/Users/me");
   const Call call = callShort(home().c_str());
   EXPECT_EQ(call.status, 0);
-  EXPECT_EQ(call.printed, kCompleted);
+  EXPECT_EQ(call.printed, kCompletedLine);
   EXPECT_EQ(log(), linesOfSuccess());
   // The service that collects the logs was made without a data folder: its workspace is that of the properties.
   EXPECT_EQ(children(), (Children{launch(home() + "/systemdata"), launch(home() + "/systemdata"), forget(),
@@ -211,7 +211,7 @@ TEST_F(HotfixUninstallLibraryTest, ResultTwoIsSuccess) {
 // ----- Failed checks -----
 
 TEST_F(HotfixUninstallLibraryTest, AbsentHomeIsRefused) {
-  Lines expected{{6, "RCP Home : (null) ."}};
+  LogLines expected{{6, "RCP Home : (null) ."}};
   add(expected, linesOfTargetName("(null)", "/"));
   const Tree before = treeSnapshot(folder / "outside");
   expectRefusal(callEx(nullptr, nullptr), expected);
@@ -224,7 +224,7 @@ TEST_F(HotfixUninstallLibraryTest, AbsentHomeIsRefused) {
 }
 
 TEST_F(HotfixUninstallLibraryTest, EmptyHomeIsRefused) {
-  Lines expected{{6, "RCP Home :  ."}};
+  LogLines expected{{6, "RCP Home :  ."}};
   add(expected, linesOfTargetName("", "/"));
   expectRefusal(callEx("", data().c_str()), expected);
   EXPECT_THAT(children(), IsEmpty());
@@ -232,7 +232,7 @@ TEST_F(HotfixUninstallLibraryTest, EmptyHomeIsRefused) {
 
 TEST_F(HotfixUninstallLibraryTest, MissingHomeIsRefusedAndNotMade) {
   const std::string missing = folder / "Other.app/Contents/MacOS/rcp";
-  Lines expected{{6, "RCP Home : " + missing + " ."}};
+  LogLines expected{{6, "RCP Home : " + missing + " ."}};
   add(expected, linesOfTargetName(missing, "Other"));
   expectRefusal(callEx(missing.c_str(), data().c_str()), expected);
   EXPECT_THAT(children(), IsEmpty());
@@ -241,7 +241,7 @@ TEST_F(HotfixUninstallLibraryTest, MissingHomeIsRefusedAndNotMade) {
 
 TEST_F(HotfixUninstallLibraryTest, MissingRelativeHomeIsRefused) {
   const ScopedWorkingFolder working(folder.makeFolder("empty"));
-  Lines expected{{6, "RCP Home : no/such/home ."}};
+  LogLines expected{{6, "RCP Home : no/such/home ."}};
   add(expected, linesOfTargetName("no/such/home", "/"));
   expectRefusal(callEx("no/such/home", data().c_str()), expected);
   clearLog();
@@ -254,7 +254,7 @@ TEST_F(HotfixUninstallLibraryTest, MissingRelativeHomeIsRefused) {
 
 TEST_F(HotfixUninstallLibraryTest, TildeIsNotExpanded) {
   const ScopedWorkingFolder working(folder.makeFolder("empty"));
-  Lines expected{{6, "RCP Home : ~ ."}};
+  LogLines expected{{6, "RCP Home : ~ ."}};
   add(expected, linesOfTargetName("~", "/"));
   expectRefusal(callEx("~", nullptr), expected);
 }
@@ -264,7 +264,7 @@ TEST_F(HotfixUninstallLibraryTest, HomeWithRefusedCharactersIsRefusedBeforeAnIns
     folder.makeFile(name + ".app/Contents/MacOS/rcp/deploy/install.xml");
     folder.makeFile(name + ".app/Contents/MacOS/rcp/collectionutility.jar");
     const std::string refused = folder / (name + ".app/Contents/MacOS/rcp");
-    Lines expected = linesToCharacterCheck(refused);
+    LogLines expected = linesToCharacterCheck(refused);
     add(expected, linesOfTargetName(refused, name));
     clearLog();
     expectRefusal(callEx(refused.c_str(), data().c_str()), expected);
@@ -282,7 +282,7 @@ TEST_F(HotfixUninstallLibraryTest, RefusedCharactersInTheDataFolderDoNotMatter) 
 TEST_F(HotfixUninstallLibraryTest, HomeWithoutAnInstanceIsRefusedAndLogsAreCollected) {
   removeFile(inHome("deploy/install.xml"));
   const Tree before = treeSnapshot(folder / "Apps");
-  Lines expected = linesToInstanceCheck(home());
+  LogLines expected = linesToInstanceCheck(home());
   add(expected, linesOfCollection());
   expectRefusal(callEx(), expected);
   EXPECT_EQ(children(), (Children{collect(data())}));
@@ -291,7 +291,7 @@ TEST_F(HotfixUninstallLibraryTest, HomeWithoutAnInstanceIsRefusedAndLogsAreColle
 
 TEST_F(HotfixUninstallLibraryTest, EmptyHomeFolderIsRefusedAndHasNoUtility) {
   const std::string bare = folder.makeFolder("Bare.app/Contents/MacOS/rcp");
-  Lines expected = linesToInstanceCheck(bare);
+  LogLines expected = linesToInstanceCheck(bare);
   add(expected, linesOfTargetName(bare, "Bare"));
   add(expected,
       {{5, "Begin to call collection utility to gather log files for the HOTFIX_UNINSTALL operaton of Bare project."},
@@ -308,7 +308,7 @@ TEST_F(HotfixUninstallLibraryTest, HomeOutsideABundleIsRefusedAndLogsAreCollecte
   folder.makeFile("plain/rcp/collectionutility.jar");
   const std::string plain = folder / "plain/rcp";
   const Tree before = treeSnapshot(plain);
-  Lines expected = linesToRunningCheck(plain);
+  LogLines expected = linesToRunningCheck(plain);
   add(expected, linesOfTargetName(plain, "/"));
   add(expected, linesOfCollection(plain, "/", "1511262125"));
   expectRefusal(callEx(plain.c_str(), data().c_str()), expected);
@@ -320,7 +320,7 @@ TEST_F(HotfixUninstallLibraryTest, RunningPlatformIsRefusedAndLogsAreCollected) 
   const std::string running = folder / (std::string(kBundle) + "/Contents/MacOS/anything");
   runProcess(1, running);
   const Tree before = treeSnapshot(folder / "Apps");
-  Lines expected = linesToRunningCheck(home());
+  LogLines expected = linesToRunningCheck(home());
   expected.emplace_back(6, ">>>> current is " + running + ".");
   add(expected, linesOfCollection());
   expectRefusal(callEx(), expected);
@@ -339,7 +339,7 @@ TEST_F(HotfixUninstallLibraryTest, RunningPlatformIsFoundWhateverTheCaseOfItsPat
 TEST_F(HotfixUninstallLibraryTest, OtherProgramsMayRun) {
   const std::string other = folder / "Apps/Other.app/Contents/MacOS/other";
   runProcess(1, other);
-  Lines expected = linesToRunningCheck(home());
+  LogLines expected = linesToRunningCheck(home());
   expected.emplace_back(6, ">>>> current is " + other + ".");
   add(expected, linesOfUninstall());
   add(expected, linesOfCollection());
@@ -376,11 +376,11 @@ TEST_F(HotfixUninstallLibraryTest, FailedProvisioningIsAFailureAndLogsAreCollect
   setLauncherResult("1");
   const Call call = callEx();
   EXPECT_EQ(call.status, 1);
-  EXPECT_EQ(call.printed, kUnexpected);
+  EXPECT_EQ(call.printed, kUnexpectedLine);
   EXPECT_EQ(children(), (Children{launch(data()), launch(data()), collect(data())}));
-  Lines expected = linesToRunningCheck(home());
+  LogLines expected = linesToRunningCheck(home());
   add(expected, linesOfUninstall());
-  expected.emplace_back(3, std::string(kUnexpected, std::strlen(kUnexpected) - 1));
+  expected.emplace_back(3, std::string(kUnexpectedLine, std::strlen(kUnexpectedLine) - 1));
   add(expected, linesOfCollection());
   EXPECT_EQ(log(), expected);
   EXPECT_EQ(folder.read(kResultFile), "rc=1\n");
@@ -397,7 +397,7 @@ TEST_F(HotfixUninstallLibraryTest, SecondCallFailsForTheManifestIsConsumed) {
       "status could be determined.";
   EXPECT_EQ(call.status, 1);
   EXPECT_EQ(call.printed, message + "\n");
-  Lines expected = linesToRunningCheck(home());
+  LogLines expected = linesToRunningCheck(home());
   expected.emplace_back(6, "Remove hotfix.");
   add(expected, creationLines(home()));
   expected.emplace_back(3, message);

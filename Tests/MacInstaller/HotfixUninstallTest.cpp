@@ -20,9 +20,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-const OptionalString kNone;
-
-using Lines = std::vector<LogLine>;
+using LogLines = std::vector<LogLine>;
 
 constexpr char kTerminated[] =
     " Provisioning process failed to launch or was terminated before status could be determined.";
@@ -45,14 +43,14 @@ class HotfixUninstallTest : public InstanceTest {
   }
 
   /// The log lines of an uninstall up to its launches.
-  Lines linesUntilLaunch() const {
-    Lines lines = creationLines(home());
+  LogLines linesUntilLaunch() const {
+    LogLines lines = creationLines(home());
     lines.emplace_back(6, "Copy install manifest to " + inDeploy("install.update.xml") + ".");
     lines.emplace_back(6, kLaunching);
     return lines;
   }
-  Lines linesOfFailure() const {
-    Lines lines = linesUntilLaunch();
+  LogLines linesOfFailure() const {
+    LogLines lines = linesUntilLaunch();
     lines.emplace_back(3, kUnexpected);
     return lines;
   }
@@ -156,7 +154,7 @@ TEST_F(HotfixUninstallTest, UninstallManifestBecomesTheUpdateManifestUnchanged) 
   EXPECT_TRUE(uninstall.copyUninstallManifest());
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (Lines{{6, "Copy install manifest to " + inDeploy("install.update.xml") + "."}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("install.update.xml") + "."}}));
 }
 
 TEST_F(HotfixUninstallTest, UninstallManifestNeedNotBeXml) {
@@ -176,7 +174,7 @@ TEST_F(HotfixUninstallTest, MissingUninstallManifestIsToldInTwoWordings) {
   EXPECT_FALSE(uninstall.copyUninstallManifest());
   const std::string message = "File " + inDeploy("uninstall.hotfix.xml") + " was not found." + kTerminated;
   EXPECT_EQ(testing::internal::GetCapturedStdout(), message + "\n");
-  EXPECT_EQ(log(), (Lines{{3, message}}));
+  EXPECT_EQ(log(), (LogLines{{3, message}}));
   EXPECT_EQ(homeTree(), before);
 }
 
@@ -186,7 +184,7 @@ TEST_F(HotfixUninstallTest, LinkThatLeadsNowhereIsAMissingUninstallManifest) {
   HotfixUninstall uninstall(home(), data());
   clearLog();
   EXPECT_FALSE(uninstall.copyUninstallManifest());
-  EXPECT_EQ(log(), (Lines{{3, "File " + inDeploy("uninstall.hotfix.xml") + " was not found." + kTerminated}}));
+  EXPECT_EQ(log(), (LogLines{{3, "File " + inDeploy("uninstall.hotfix.xml") + " was not found." + kTerminated}}));
 }
 
 TEST_F(HotfixUninstallTest, UninstallManifestThatCannotBeCopiedIsToldInTwoWordings) {
@@ -198,8 +196,8 @@ TEST_F(HotfixUninstallTest, UninstallManifestThatCannotBeCopiedIsToldInTwoWordin
   EXPECT_FALSE(uninstall.copyUninstallManifest());
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             std::string("File install.update.xml was not found.") + kTerminated + "\n");
-  EXPECT_EQ(log(), (Lines{{6, "Copy install manifest to " + inDeploy("install.update.xml") + "."},
-                          {3, std::string("File install.update.xml not found.") + kTerminated}}));
+  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("install.update.xml") + "."},
+                             {3, std::string("File install.update.xml not found.") + kTerminated}}));
   EXPECT_TRUE(folder.has(inHome("deploy/uninstall.hotfix.xml"))) << "it is consumed only by a copy";
 }
 
@@ -212,7 +210,7 @@ TEST_F(HotfixUninstallTest, LauncherIsStartedTwiceWithTheSameArguments) {
   uninstall.startProvisioning();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(children(), (Children{launch(data()), launch(data())}));
-  EXPECT_EQ(log(), (Lines{{6, kLaunching}}));
+  EXPECT_EQ(log(), (LogLines{{6, kLaunching}}));
 }
 
 TEST_F(HotfixUninstallTest, OldResultFileIsRemovedOnceBeforeTheLaunches) {
@@ -266,7 +264,7 @@ TEST_F(HotfixUninstallTest, OutputAndExitStatusOfTheLauncherAreDropped) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(children().size(), 2U);
-  EXPECT_EQ(log(), (Lines{{6, kLaunching}}));
+  EXPECT_EQ(log(), (LogLines{{6, kLaunching}}));
 }
 
 // ----- Receipt -----
@@ -431,7 +429,7 @@ TEST_F(HotfixUninstallTest, SecondUninstallFailsAtOnce) {
   EXPECT_FALSE(run.answer);
   const std::string message = "File " + inDeploy("uninstall.hotfix.xml") + " was not found." + kTerminated;
   EXPECT_EQ(run.printed, message + "\n");
-  Lines expected = creationLines(home());
+  LogLines expected = creationLines(home());
   expected.emplace_back(3, message);
   EXPECT_EQ(log(), expected);
   EXPECT_EQ(children().size(), childrenBefore);
@@ -497,7 +495,7 @@ TEST_F(HotfixUninstallTest, LauncherThatCannotBeStartedIsOneLineALaunchAndAFailu
   EXPECT_EQ(run.printed, std::string(kUnexpected) + "\n");
   EXPECT_EQ(run.failure, launcher() + " could not be started: " + std::strerror(ENOENT));
   const auto launchFailure = Pair(3, AllOf(HasSubstr(launcher()), HasSubstr(std::strerror(ENOENT))));
-  const Lines lines = linesUntilLaunch();
+  const LogLines lines = linesUntilLaunch();
   EXPECT_THAT(log(), ElementsAre(lines[0], lines[1], lines[2], lines[3], lines[4], launchFailure, launchFailure,
                                  Pair(3, kUnexpected)));
   EXPECT_EQ(homeTree(), withoutHotfixVersion(atFirstLaunch));

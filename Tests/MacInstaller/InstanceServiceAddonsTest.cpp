@@ -17,7 +17,6 @@ using ::testing::IsEmpty;
 using Array = PropertyListValue::Array;
 using Dictionary = PropertyListValue::Dictionary;
 
-const OptionalString kNone;
 constexpr char kRegistry[] = "addonInfo.plist";
 
 class InstanceServiceAddonsTest : public InstanceTest {

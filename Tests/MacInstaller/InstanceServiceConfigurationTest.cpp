@@ -17,7 +17,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::IsEmpty;
 
-const OptionalString kNone;
 constexpr char kStamp[] = "1511262125";  // what the clock of the tests gives
 constexpr char kLauncher[] = "rcplauncher.properties";
 constexpr char kAgent[] = "osgiagent.properties";

@@ -19,8 +19,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-const OptionalString kNone;
-
 class InstanceServiceLogCollectionTest : public InstanceTest {
  protected:
   InstanceServiceLogCollectionTest() { clearLog(); }

@@ -19,8 +19,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
-const OptionalString kNone;
-
 // The fixture's manifest with its reference rewritten, as it is printed.
 std::string rewrittenManifest(const std::string& root) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\n"

@@ -19,8 +19,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-const OptionalString kNone;
-
 class InstanceServiceProvisioningTest : public InstanceTest {
  protected:
   InstanceServiceProvisioningTest() { clearLog(); }

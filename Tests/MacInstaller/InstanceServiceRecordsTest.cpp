@@ -14,8 +14,6 @@ namespace {
 
 using ::testing::IsEmpty;
 
-const OptionalString kNone;
-
 class InstanceServiceRecordsTest : public InstanceTest {
  protected:
   InstanceServiceRecordsTest() { clearLog(); }

@@ -16,8 +16,6 @@ namespace {
 
 using ::testing::IsEmpty;
 
-const OptionalString kNone;
-
 /// Whether updatePermissions can be called with this as its second argument.
 template <typename Argument, typename = void>
 struct TakesPermissionsOf : std::false_type {};

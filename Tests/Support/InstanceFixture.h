@@ -12,6 +12,9 @@
 
 namespace hotfix {
 
+/// What stands for an absent argument.
+inline const OptionalString kNone;
+
 using Tree = std::map<std::string, std::string>;         // as treeSnapshot answers it
 using Children = std::vector<std::vector<std::string>>;  // as InstanceTest::children answers them
 
