@@ -24,8 +24,8 @@ namespace {
 constexpr char kDefaultDataFolder[] = "systemdata";
 constexpr char kLauncher[] = "rcplauncher";
 
-// These two speak of the provisioning process although they report a missing manifest, and differ in one word. Both
-// are known to those who search for them.
+// Both mention the provisioning process although they report a missing manifest, and they differ in one word. Users
+// search for both texts.
 constexpr char kManifestWasNotFound[] =
     "File %s was not found. Provisioning process failed to launch or was terminated before status could be determined.";
 constexpr char kManifestNotFound[] =
@@ -44,7 +44,7 @@ HotfixUninstall::HotfixUninstall(const OptionalString& pathToRcphome, const Opti
   _pathToRcpHome = pathToRcphome;
   _pathToRcpData = pathToRcpData ? *pathToRcpData : path::appending(*pathToRcphome, kDefaultDataFolder);
   _instance = std::make_unique<InstanceService>(_pathToRcpHome, _pathToRcpData);
-  if (!_instance->pathToRcphome()) _instance.reset();  // gone, or out of reach, since it was looked at
+  if (!_instance->pathToRcphome()) _instance.reset();  // missing or inaccessible since the check
 }
 
 HotfixUninstall::~HotfixUninstall() = default;
@@ -58,18 +58,18 @@ bool HotfixUninstall::uninstallOldHotfix() {
   _instance->backupInstallManifest();  // Not a fatal error: an instance without an install manifest has no backup.
   _instance->updateProvisionManifestVersion(InstallUtil::generateNewManifestVersion());
   startProvisioning();
-  // Deliberately before the outcome is known, and also when it is a failure.
+  // Deliberately before the outcome is known, and even if it is a failure.
   _instance->updateHotfixVersion(std::nullopt);
 
   std::string reason;
   if (!progress::checked("platform's result", _instance->getProvisioningResult(&reason) != -1)) {
     if (_failure.empty()) _failure = reason;
-    // The result file stays, for whoever looks into the failure.
+    // The result file is kept for the investigation of the failure.
     platform::log(LogLevel::Error, "%s", kUnexpectedResults);
     platform::printLine(kUnexpectedResults);
     return false;
   }
-  _failure.clear();  // a launcher that could not be started once has left a result all the same
+  _failure.clear();  // there is a result, even if the launcher could not be started once
   _instance->removeProvisionRCFile();
   platform::printLine(kCompleted);
   {
@@ -98,7 +98,7 @@ bool HotfixUninstall::copyUninstallManifest() {
                                          source + " is missing");
     return false;
   }
-  // Without an installer root: the manifest of an uninstall names nothing to be installed.
+  // Without an installer root: the manifest of an uninstall does not name anything to install.
   platform::FileError error;
   if (!_instance->copyUpdateManifest(source, std::nullopt, &error)) {
     platform::log(LogLevel::Error, kManifestNotFound, kUpdateManifest);
@@ -106,7 +106,7 @@ bool HotfixUninstall::copyUninstallManifest() {
     _failure = "the uninstall manifest could not be copied from " + source + ": " + systemReason(error);
     return false;
   }
-  (void)platform::removeItem(source);  // Not a fatal error: it is consumed by the copy.
+  (void)platform::removeItem(source);  // Not a fatal error: the copy consumes it.
   return true;
 }
 
@@ -120,7 +120,7 @@ void HotfixUninstall::startProvisioning() {
        {"Running the platform to remove the hotfix, 1 of 2", "Running the platform to remove the hotfix, 2 of 2"}) {
     progress::Step step(run);
     const OptionalString error = platform::runAndWait(launcher, arguments);
-    _failure = error ? launchReason(launcher, *error) : "";  // the last launch is the one that leaves a result
+    _failure = error ? launchReason(launcher, *error) : "";  // the last launch leaves the result
     step.end(launchResult(launcher, error));
   }
 }

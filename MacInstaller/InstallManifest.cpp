@@ -22,7 +22,7 @@ constexpr char kNoRoot[] = "Not able to get root element";
 constexpr char kNoDomainObject[] = "Not able to get domain-object element";
 constexpr char kNoObjectData[] = "Not able to get object-data element";
 constexpr char kNoInstall[] = "Not able to get install element";
-// Spelled with a hyphen, though the element has none.
+// Spelled with a hyphen, although the element has none.
 constexpr char kNoInstallFeature[] = "Not able to get install-feature element";
 
 bool failed(const char* message) {

@@ -28,11 +28,11 @@ using platform::LogLevel;
 
 namespace {
 
-// The characters that the installers refuse in a path, beside the colon.
+// The characters, in addition to the colon, that the installers refuse in a path.
 constexpr char kRefusedCharacters[] = "!\"';\\#%|=?";
 constexpr char kBundleProgramFolder[] = ".app/Contents/MacOS";
 constexpr char kBundleSuffix[] = ".app";
-// Without a dot, deliberately: a folder "myapp" names a product too.
+// Deliberately without a dot: a folder "myapp" names a product too.
 constexpr char kApplicationSuffix[] = "app";
 
 constexpr char kLocaleKey[] = "AppleLocale";
@@ -63,8 +63,8 @@ bool hasSuffix(const std::string& text, const std::string& suffix) {
   return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
-/// Whether a text can be a locale identifier, "zh-Hans_CN@currency=EUR": it is an argument of the launcher, which looks
-/// for files by it. ICU's longest (ULOC_FULLNAME_CAPACITY) has 156 characters.
+/// Whether a text can be a locale identifier, "zh-Hans_CN@currency=EUR". It is an argument of the launcher, which uses
+/// it to find files. The longest of ICU (ULOC_FULLNAME_CAPACITY) has 156 characters.
 bool isPlausibleLocale(const std::string& text) {
   constexpr size_t kLongest = 156;
   const auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
@@ -74,7 +74,7 @@ bool isPlausibleLocale(const std::string& text) {
   return !text.empty() && text.size() <= kLongest && isLetter(text[0]) && std::all_of(text.begin(), text.end(), fits);
 }
 
-/// InstallUtil::copyFolderFrom, inside the source folders \a enclosing. A link back to one of them would have no end.
+/// InstallUtil::copyFolderFrom, inside the source folders \a enclosing. A link back to one of them would be endless.
 void copyOrMerge(const std::string& source, const std::string& target, std::vector<std::string>& enclosing) {
   if (!platform::exists(source)) return;
   if (!platform::exists(target)) {
@@ -82,18 +82,18 @@ void copyOrMerge(const std::string& source, const std::string& target, std::vect
     return;
   }
   const std::string folder = platform::resolvedPath(source).value_or(source);
-  // A folder merged into itself would lose every file: each is removed before it is copied.
+  // A folder merged into itself would lose every file, because each file is removed before it is copied.
   if (folder == platform::resolvedPath(target)) return;
   if (std::find(enclosing.begin(), enclosing.end(), folder) != enclosing.end()) return;
   enclosing.push_back(folder);
-  // A plain file as the source of an existing destination has no names and changes nothing, deliberately.
+  // Deliberate: a plain file as the source has no names, so it does not change an existing destination.
   for (const std::string& name : platform::namesInFolder(source).value_or(std::vector<std::string>())) {
     const std::string from = path::appending(source, name);
     const std::string to = path::appending(target, name);
     if (platform::isFolder(from)) {
       copyOrMerge(from, to, enclosing);
     } else {
-      (void)platform::removeItem(to);  // whatever it is, a whole folder too
+      (void)platform::removeItem(to);  // an entry of any kind, even a folder with content
       (void)platform::copyItem(from, to);
     }
   }
@@ -173,7 +173,7 @@ std::string InstallUtil::getTargetNameBy(const OptionalString& path) {
     return name;
   }
   platform::log(LogLevel::Error, kInvalidHome);
-  return "/";  // also where the walk ran out of a path that does not begin there
+  return "/";  // also for a path that does not begin with "/"
 }
 
 OptionalString InstallUtil::getBundleID(const std::string& bundlePath) {
@@ -200,7 +200,7 @@ bool InstallUtil::shouldWriteTraces() {
     if (domain && domain->count(kTraceKey) != 0) value = domain->find(kTraceKey)->second;
     (void)platform::booleanValue(value);
   }
-  return true;  // whatever the switch says: it is read and not used, deliberately
+  return true;  // deliberately ignores the switch after reading it
 }
 
 void InstallUtil::setupTraceOutput() {
@@ -242,7 +242,7 @@ platform::RepairOutcome InstallUtil::changeAttributesForDirectory(const Optional
   if (platform::isFolder(*folder)) {
     outcome = platform::setAttributesBelow(*folder, {platform::invokingUserName(), kInstallerGroup, kInstallerMode});
   } else {
-    outcome.isTreated = true;  // nothing lies below a file
+    outcome.isTreated = true;  // a file has no entries below it
   }
   if (!outcome.refusal.empty()) {
     platform::log(LogLevel::Error, kRefusedFolder, folder->c_str(), outcome.refusal.c_str());

@@ -70,13 +70,13 @@ constexpr char kHotfixBundleIDKey[] = "installedHotfixBundleID";
 constexpr char kBasePluginPrefix[] = "com.qor.rcp.base_";
 constexpr char kKeyStorePrefix[] = ".keystore";
 constexpr char kHomeVariable[] = "${env.HOME}";
-// The platform expands "${rcp.home}" itself: it is written as it stands.
+// The platform expands "${rcp.home}" itself, so it is written literally.
 constexpr char kManifestUrl[] = "file:/${rcp.home}/rcp/deploy/install.xml";
 constexpr char kBaseLocation[] = "${rcp.home}/rcp/eclipse/plugins/com.qor.rcp.base_";
 constexpr size_t kLongestJavaHome = 1022;
 constexpr char kJavaPluginIdentifier[] = "com.oracle.java.JavaAppletPlugin";
 
-// Messages; the odd spellings are known to those who search logs for them.
+// Messages. Keep the misspellings: users search logs for these texts.
 constexpr char kHomeIs[] = "The pathToRcphome is: %s.";
 constexpr char kNewInstallLocationIs[] = "newInstallLocation : %s.";
 constexpr char kCopyingFailed[] = "Error copying files: %s.";
@@ -118,13 +118,13 @@ constexpr char kLogsCollected[] =
 
 bool existsAt(const OptionalString& path) { return path && platform::exists(*path); }
 
-/// Makes room for a copy. By the copy policy a target that could not be deleted would pass for a copy, and the caller
-/// would go on to consume its source.
+/// Deletes the target of a copy. With the copy policy, a target that could not be deleted would look like a successful
+/// copy, and the caller would then consume its source.
 bool clearTarget(const std::string& target, platform::FileError* error = nullptr) {
   return platform::removeItem(target, error) || platform::isUnused(target);
 }
 
-/// Gives a launcher's properties a new identity, and the place of the base plug-in if there is one.
+/// Sets new stamps in a launcher's properties, and the location of the base plug-in if there is one.
 void stampLauncher(JavaProperties& properties, const OptionalString& baseVersion) {
   const std::string stamp = InstallUtil::generateNewManifestVersion();
   (void)properties.setProperty(stamp, kInstallIDKey);
@@ -153,7 +153,7 @@ OptionalString addonText(const std::optional<PropertyListValue::Dictionary>& ent
   return text != nullptr ? OptionalString(*text) : std::nullopt;
 }
 
-/// The names in a folder that are keystores'; none for an absent or unreadable folder.
+/// The names of the keystores in a folder; none for an absent or unreadable folder.
 std::vector<std::string> keyStoreNames(const OptionalString& folder) {
   std::vector<std::string> names;
   if (!folder) return names;
@@ -163,7 +163,7 @@ std::vector<std::string> keyStoreNames(const OptionalString& folder) {
   return names;
 }
 
-/// Home folder of a Java runtime: the browser plug-in's, else the one that the system names.
+/// Home folder of a Java runtime: that of the browser plug-in, otherwise the one that the system names.
 OptionalString javaHome() {
   const OptionalString identifier = platform::bundleIdentifier(platform::onDisk(platform::kJavaPlugin));
   if (identifier && platform::equalIgnoringCase(*identifier, kJavaPluginIdentifier)) {
@@ -171,7 +171,7 @@ OptionalString javaHome() {
   }
   OptionalString home =
       platform::firstLineOfShellCommand(platform::onDisk(platform::kJavaHomeFinder), kLongestJavaHome);
-  // From a relative one, an empty line say, root would run a program of the folder that it was called in.
+  // With a relative path, such as an empty line, root would run a program from the current folder.
   return home && home->compare(0, 1, "/") == 0 ? home : std::nullopt;
 }
 
@@ -216,7 +216,7 @@ void InstanceService::copyStagingFolder(const std::string& location) {
   if (platform::copyTrustedFolder(staging, location, &isDistrusted, &error)) return;
   if (isDistrusted) {
     platform::log(LogLevel::Warning, kForeignStagingFolder, platform::kStagingFolder);
-    // It counts as missing.
+    // It is treated as missing.
     error.description = std::string("Copy ") + platform::kStagingFolder + ": No such folder";
   }
   platform::log(LogLevel::Error, kCopyingFailed, error.description.c_str());
@@ -242,7 +242,7 @@ void InstanceService::adoptDefaultHome() {
   } else {
     platform::log(LogLevel::Error, kNoProductName);
   }
-  // The same folder whatever the product is called: its name is only logged, deliberately.
+  // Deliberately the same folder for every product: the name of the product is only logged.
   _pathToRcphome = platform::onDisk(platform::kDefaultHome);
 }
 
@@ -253,7 +253,7 @@ bool InstanceService::copyInstallManifest(const OptionalString& source, const st
     adoptDefaultHome();
   }
   const std::string target = path::appending(path::appending(*_pathToRcphome, kDeployFolder), toFile);
-  const bool isCleared = clearTarget(target, error);  // before the source is looked at, deliberately
+  const bool isCleared = clearTarget(target, error);  // deliberately before the source is examined
   platform::log(LogLevel::Info, kCopyManifest, target.c_str());
   const bool isCopied = source && isCleared && platform::copyItem(*source, target, error);
   if (!isCopied || !existsAt(replaceInstallerRootWith)) return isCopied;
@@ -262,7 +262,7 @@ bool InstanceService::copyInstallManifest(const OptionalString& source, const st
   InstallManifest manifest(target);
   const std::string rootUrl = "file:" + *replaceInstallerRootWith;
   platform::log(LogLevel::Info, kRootIs, rootUrl.c_str());
-  (void)manifest.replaceInstallerRootWith(rootUrl);  // a manifest without features is saved all the same
+  (void)manifest.replaceInstallerRootWith(rootUrl);  // a manifest without features is saved too
   platform::log(LogLevel::Info, kSaveManifest);
   return manifest.saveInstallManifestAs(std::nullopt);
 }
@@ -294,7 +294,7 @@ void InstanceService::backupInstallManifest() {
   const std::string version = JavaProperties(properties).getPropertyForKey(kManifestVersionKey).value_or("old");
   const std::string deploy = *inHome(kDeployFolder);
   const std::string manifest = path::appending(deploy, kInstallManifest);
-  // By the copy policy an older backup of the same name stays.
+  // The copy policy keeps an older backup of the same name.
   if (platform::exists(manifest))
     (void)platform::copyItem(manifest, path::appending(deploy, "install." + version + ".xml"));
 }
@@ -327,7 +327,7 @@ StepResult InstanceService::startProvisioningWithUpdate(const OptionalString& la
 }
 
 OptionalString InstanceService::existingResultFile() const {
-  // The home is looked for with "~" expanded, the file beside it without, deliberately.
+  // Deliberately expands "~" for the home, but not for the file beside it.
   if (!_pathToRcphome || !platform::exists(platform::expandingTilde(*_pathToRcphome))) return std::nullopt;
   const OptionalString file = besideHome(kResultFile);
   return existsAt(file) ? file : std::nullopt;
@@ -393,7 +393,7 @@ OptionalString InstanceService::getBaseVersion() const {
     constexpr size_t kPrefixLength = sizeof kBasePluginPrefix - 1;
     if (name.compare(0, kPrefixLength, kBasePluginPrefix) != 0) continue;
     const std::string version = name.substr(kPrefixLength, name.find('_', kPrefixLength) - kPrefixLength);
-    // As text, deliberately: this is no comparison of versions.
+    // Deliberately compares texts, not versions.
     if (!greatest || version > *greatest) greatest = version;
   }
   return greatest;
@@ -415,7 +415,7 @@ void InstanceService::changeInstallRecord(const std::string& key, const Optional
   const bool startsEmpty = platform::isKnownMissing(*file) && ifMissing == IfMissing::Created;
   Properties records = startsEmpty ? Properties() : Properties(file);
   const std::optional<PropertyListValue> record = value ? std::optional<PropertyListValue>(*value) : std::nullopt;
-  // Records that could not be read take no change, and are not written: the save tells that.
+  // Unreadable records accept no change and are not written; the save returns that.
   (void)records.setProperty(record, key);
   (void)records.savePropertiesToFile(file);
 }
@@ -485,7 +485,7 @@ bool InstanceService::generateRcplauncherPropertiesWithTemplate(const OptionalSt
   const std::string target = *inHome(kLauncherProperties);
   if (!platform::copyItem(*templatePath, target)) {
     platform::log(LogLevel::Error, kLauncherCopyFailed, target.c_str());
-    // The error is looked at, not the second answer: one that is still there from making the folder fails the copy too.
+    // Examines the error, not the second result: an error that remains from creating the folder fails the copy too.
     (void)platform::copyItem(*templatePath, target, &error);
     if (error.code != 0) {
       platform::log(LogLevel::Error, kLauncherCopyFailedAgain, target.c_str());
@@ -498,7 +498,7 @@ bool InstanceService::generateRcplauncherPropertiesWithTemplate(const OptionalSt
   (void)properties.setProperty(kManifestUrl, kManifestKey);
   if (workspace) (void)properties.setProperty(workspace, kDataKey);
   platform::log(LogLevel::Info, kSaveLauncher);
-  (void)properties.savePropertiesToFile(std::nullopt);  // callers do not learn of a failed save, deliberately
+  (void)properties.savePropertiesToFile(std::nullopt);  // a failed save is deliberately not reported
   return true;
 }
 
@@ -521,7 +521,7 @@ bool InstanceService::copyOgsiAgentProperties(const OptionalString& templatePath
 
 bool InstanceService::generateJVMPropertiesWithTemplate(const OptionalString& templatePath) {
   if (!existingFolderHome()) return false;
-  // The user who runs the process, not the one that the environment names: unlike everywhere else, and deliberately.
+  // Deliberately, and unlike everywhere else, the user who runs the process and not the one in the environment.
   const platform::Attributes attributes{platform::loginName(), kInstallerGroup, kInstallerMode};
   const std::string deploy = *inHome(kDeployFolder);
   if (!platform::exists(deploy) && !platform::createFolder(deploy, platform::Parents::Required, attributes)) {
@@ -552,7 +552,7 @@ bool InstanceService::mergePluginCustomizationWithBase(const OptionalString& fil
   if (!existsAt(file) || !base) return false;
   if (!platform::exists(*base)) return true;
   JavaProperties properties(base);
-  properties.mergeWithJavaProperties(file);  // saves the base plug-in's own file too, deliberately
+  properties.mergeWithJavaProperties(file);  // deliberately saves the base plug-in's own file too
   (void)properties.savePropertiesToFile(inHome(kPluginCustomization));
   return true;
 }
@@ -562,7 +562,7 @@ OptionalString InstanceService::existingFolderHome() const {
   return _pathToRcphome && platform::isFolder(*_pathToRcphome) ? _pathToRcphome : std::nullopt;
 }
 
-/// Where the base plug-in has its customization file; none without a base version.
+/// The path of the base plug-in's customization file; none without a base version.
 OptionalString InstanceService::baseCustomization() const {
   const OptionalString version = getBaseVersion();
   if (!version) return std::nullopt;
@@ -621,7 +621,7 @@ OptionalString InstanceService::getWorkspace() const {
 std::optional<PropertyListValue::Array> InstanceService::getAllAddonRegistryInfo() const {
   const OptionalString file = inHome(kAddonInfo);
   if (!existsAt(file)) return std::nullopt;
-  // Read as a dictionary, not as Properties: that would expand "~", which was not done when it was looked for.
+  // Not read as Properties, which would expand "~": the check for the file does not expand it.
   const std::optional<PropertyListValue::Dictionary> registry = platform::readDictionary(*file);
   const auto addons = registry ? registry->find(kAddonsKey) : PropertyListValue::Dictionary::const_iterator();
   const PropertyListValue::Array* entries = registry && addons != registry->end() ? addons->second.asArray() : nullptr;
@@ -650,7 +650,7 @@ void InstanceService::removeRegistryInfoforAddon(const OptionalString& addonID) 
   if (!addonID || !entries) return;
   const auto entry = findAddon(*entries, *addonID);
   if (entry != entries->end()) entries->erase(entry);
-  // And that is all: what was read is not written back, deliberately.
+  // Deliberately does not write the file back.
 }
 
 void InstanceService::copyKeyStores(const OptionalString& sourceFolder) {
@@ -659,14 +659,14 @@ void InstanceService::copyKeyStores(const OptionalString& sourceFolder) {
   for (const std::string& name : keyStoreNames(deploy)) {
     const std::string item = path::appending(*deploy, name);
     (void)platform::removeItem(item);
-    // The item's path, where the words promise its folder: kept as it is.
+    // Keeps the item's path, although the text announces its folder.
     platform::log(LogLevel::Info, kKeyStoreDeleted, name.c_str(), item.c_str());
   }
   for (const std::string& name : keyStoreNames(sourceFolder)) {
     const std::string from = path::appending(*sourceFolder, name);
     const OptionalString to = deploy ? OptionalString(path::appending(*deploy, name)) : std::nullopt;
     if (to) (void)platform::copyItem(from, *to);
-    platform::log(LogLevel::Info, kKeyStoreCopied, name.c_str(), from.c_str(), textOrNull(to));  // whatever came of it
+    platform::log(LogLevel::Info, kKeyStoreCopied, name.c_str(), from.c_str(), textOrNull(to));  // even after a failure
   }
 }
 
@@ -716,7 +716,7 @@ StepResult InstanceService::collectLogFiles(const std::string& productName, cons
   platform::ChildProcess child(
       program, {"-jar", *utility, "-productName", productName, "-productVersion", *version, "-action", action,
                 "-workspace", workspace.value_or(""), "-logLocation", logFile, "-s"});
-  // Before the utility has done anything: what it makes of its work is never known here.
+  // Logged before the utility has done anything: its outcome is never known here.
   platform::log(LogLevel::Notice, kLogsCollected, inHome(kHistoryFolder)->c_str(), action.c_str(), productName.c_str());
   child.waitUntilExit();
   return launchResult(program, child.error());

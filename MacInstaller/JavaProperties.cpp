@@ -59,7 +59,7 @@ constexpr auto kIsSpecialInKey = [] {
   return isSpecial;
 }();
 
-/// How many bytes at the start no rule is about: they go over as a whole, which is what makes large files quick.
+/// The number of bytes at the start that no rule affects. They are copied together, which makes large files fast.
 size_t plainLength(std::string_view text, bool isInKey) {
   if (!isInKey) return std::min(text.find('\\'), text.size());
   size_t length = 0;
@@ -67,26 +67,26 @@ size_t plainLength(std::string_view text, bool isInKey) {
   return length;
 }
 
-/// Reads a properties file line by line. Its rules differ from Java's, also where they lose data, and files are written
-/// by and for readers that share them: they are not to be corrected.
+/// Reads a properties file line by line. Its rules differ from Java's, and some lose data. Other programs read and
+/// write these files with the same rules, so do not correct them.
 class LineReader {
  public:
-  /// Reads one trimmed line. Reading drops bytes and adds none, so that the line itself has room for what comes out.
+  /// Reads one trimmed line. Reading drops bytes and adds none, so the result fits into the memory of the line.
   ///
-  /// \param[out] out the key's bytes, then the value's; may be where the line is, or before it.
-  /// \return whether the line makes an entry, whose lengths are then known.
+  /// \param[out] out the bytes of the key, then of the value; may be the memory of the line, or memory before it.
+  /// \return whether the line is an entry; its lengths are then known.
   bool read(std::string_view line, char* out) {
     keyLength = 0;
     valueLength = 0;
     _out = out;
     if (!_isContinued) _hasSeparator = false;
-    // "#" alone begins a comment, not "!"; and it leaves the flags as they are, so that a continuation goes on past it.
+    // Only "#" begins a comment, not "!". A comment does not change the flags, so a continuation skips it.
     if (!line.empty() && line.front() == '#') return false;
-    // A continued line and one of less than two characters keep the flag of the line before, deliberately.
+    // Deliberate: a continued line, and a line of less than two characters, keep the flag of the previous line.
     if (!_isContinued && line.size() >= 2) _isOption = line.substr(0, 2) == "-X";
 
     bool isInKey = true;
-    bool isAfterBlank = false;  // the byte before, which may be written over
+    bool isAfterBlank = false;  // the previous byte, which may have been overwritten
     for (size_t index = 0; index < line.size(); ++index) {
       if (const size_t length = plainLength(line.substr(index), isInKey); length > 0) {
         isAfterBlank = line[index + length - 1] == ' ';
@@ -102,8 +102,8 @@ class LineReader {
           _isContinued = true;
           continue;
         }
-        // The escape protects nothing: the byte after it is handled by these same rules in its turn, so an escaped
-        // separator still separates, and the second of two backslashes may itself be dropped.
+        // The backslash escapes nothing: the same rules apply to the next byte. An escaped separator is still a
+        // separator, and the second of two backslashes may be dropped too.
         if (!isLast && isEscapable(line[index + 1])) continue;
       }
       if (isSeparator(c) && isInKey) {
@@ -113,7 +113,7 @@ class LineReader {
         add({&c, 1}, isInKey);
       }
     }
-    // A line that is to be continued is dropped with its key; the next one then makes an entry without a key.
+    // A line with a continuation is dropped with its key; the next line is then an entry without a key.
     return !_isContinued;
   }
 
@@ -169,7 +169,7 @@ JavaProperties::JavaProperties(platform::FileBelow&& file) : JavaProperties() {
 void JavaProperties::load() {
   try {
     initDictionary();
-  } catch (const std::exception&) {  // more entries than there is memory for
+  } catch (const std::exception&) {  // not enough memory for the entries
     *_dict = TextMap(platform::processHashKey());
     _isFileUnread = true;
   }
@@ -181,13 +181,13 @@ void JavaProperties::initDictionary() {
     _isFileUnread = _fileBelow ? _fileBelow->isThere() : !platform::isKnownMissing(*_file);
     return;
   }
-  // Of short lines, which may all be empty, so many need not be expected.
+  // A limit for files of short lines, which may all be empty.
   const auto lines = static_cast<size_t>(std::count(contents->begin(), contents->end(), '\n'));
   const size_t size = contents->size();
   *_dict = TextMap(platform::processHashKey(), std::move(*contents));
   _dict->reserve(std::min(lines, size / kOrdinaryLine));
   LineReader reader;
-  // What follows the last line feed is a line too, even when it is empty.
+  // The text after the last line feed is a line too, even if it is empty.
   for (size_t begin = 0, end = 0; begin <= size; begin = end + 1) {
     char* const file = _dict->block().data();
     end = std::min(std::string_view(file, size).find('\n', begin), size);
@@ -222,7 +222,7 @@ void JavaProperties::removePropertyForKey(const OptionalString& key) {
   if (key) _dict->remove(*key);
 }
 
-/// Whether a save to this file would lose what it holds, as that is not known.
+/// Whether a save to this file would lose its content, because the content is unknown.
 bool JavaProperties::wouldLose(const std::string& target) const {
   const bool isBackingFile =
       _file && (target == *_file || platform::resolvedPath(target) == platform::resolvedPath(*_file));
@@ -258,7 +258,7 @@ void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {
   if (!path || !platform::exists(*path)) return;
   const JavaProperties other(path);
   for (const auto& [key, value] : other._dict->sorted()) _dict->set(key, value);
-  (void)savePropertiesToFile(std::nullopt);  // callers rely on it being saved, and do not learn whether it was
+  (void)savePropertiesToFile(std::nullopt);  // callers rely on the save; a failure is not reported
 }
 
 std::vector<std::string> JavaProperties::propertyNames() const {

@@ -65,14 +65,14 @@ void Properties::removeAllProperties() {
 
 bool Properties::savePropertiesToFile(const OptionalString& path) const {
   const OptionalString target = path ? OptionalString(platform::expandingTilde(*path)) : _file;
-  // Callers do not learn of a failed write, deliberately.
+  // A failed write is deliberately not reported.
   if (_dict && target && !unread_file::isAt(*target)) (void)platform::writeDictionary(*target, *_dict);
   return _dict.has_value();
 }
 
 bool Properties::savePropertiesToTrustedFile(const std::string& path) const {
   bool isDistrusted = false;
-  // What cannot be trusted is replaced, whether it can be read or not.
+  // An untrusted file is replaced, whether it can be read or not.
   if (_dict && (platform::readTrustedFile(path, &isDistrusted) || isDistrusted || platform::isKnownMissing(path))) {
     if (const OptionalString list = property_list::toXml(*_dict)) (void)platform::writeTrustedFile(path, *list);
   }

@@ -68,7 +68,7 @@ OptionalUtf16 StringUtil::charAtIndex(std::int32_t index, const OptionalUtf16& o
 std::string StringUtil::stringByReplacingOccurrencesOfString(const std::string& source, const std::string& target,
                                                              const std::string& withString) {
   if (target.empty()) return source;
-  // The places from the last one on; none of them overlaps the one found before it.
+  // The places, beginning with the last; they do not overlap.
   std::vector<size_t> places;
   for (size_t end = source.size(); end >= target.size();) {
     const size_t place = source.rfind(target, end - target.size());

@@ -35,7 +35,8 @@ OptionalString optionalText(const char* text) { return text != nullptr ? Optiona
 /// Why this thread's last call failed; empty after a success.
 thread_local std::string lastReason;
 
-/// Serialises the calls: they switch the effective user of the process. It outlives threads that run at its end.
+/// Serialises the calls, because they switch the effective user of the process. It outlives threads that still run when
+/// the process ends.
 std::mutex& callMutex() {
   static auto* mutex = new std::mutex;
   return *mutex;
@@ -43,9 +44,9 @@ std::mutex& callMutex() {
 
 // ----- Why a check failed: the log says only what is checked -----
 
-/// The first refused character of a path that has one, and where it is.
+/// The sentence with the first refused character of a path and its position. The path must have one.
 std::string refusedCharacter(const std::string& path) {
-  size_t place = 1;  // counted in characters: bytes that continue one do not count
+  size_t place = 1;  // in characters: continuation bytes are not counted
   std::string refused;
   for (const char c : path) {
     refused = std::string(1, c);
@@ -58,7 +59,7 @@ std::string refusedCharacter(const std::string& path) {
 std::string runningProcess(const std::string& program) {
   const auto process =
       platform::findProcess([&program](const std::string& executable) { return executable == program; });
-  std::string who;  // none when it has ended since
+  std::string who;  // empty if it has ended since
   if (process) {
     who = "process " + std::to_string(process->id) + (process->user.empty() ? "" : " of the user " + process->user) +
           ", ";
@@ -67,8 +68,7 @@ std::string runningProcess(const std::string& program) {
 }
 
 // ----- The checks -----
-// They log what they look at and never why it failed. Each answers the reason; none when the home or the instance is
-// right.
+// They log the checks but never the reason of a failure. Each returns that reason, or none when all its checks passed.
 
 OptionalString failureOfHome(const OptionalString& home) {
   using progress::checked;
@@ -124,7 +124,7 @@ OptionalString uninstallAndCollectLogs(const OptionalString& home, const Optiona
   }
   if (!failure) failure = failureOfUninstall(home, data);
   const std::string name = InstallUtil::getTargetNameBy(home);
-  // A home that was refused before an instance was looked for has nothing to collect from.
+  // If the home was refused before the check for an instance, there is nothing to collect.
   if (instance) {
     progress::Step step("Collecting the log files");
     step.end(instance->collectLogFiles(name, kAction, platform::kTraceFile));
@@ -132,7 +132,7 @@ OptionalString uninstallAndCollectLogs(const OptionalString& home, const Optiona
   return failure;
 }
 
-/// The part of a text that fits into so many bytes and ends with a whole character.
+/// The length of the part of a text that fits into so many bytes and ends with a whole character.
 size_t wholeCharacters(const std::string& text, size_t size) {
   if (text.size() <= size) return text.size();
   while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80) --size;
@@ -154,7 +154,7 @@ int32_t RCPUninstallHotfixEx(const char* rcphome, const char* rcpdata) {
     const std::int32_t status = failure ? hotfix::kFailure : hotfix::kSuccess;
     lastReason = std::move(failure).value_or("");
     return status;
-  } catch (const std::exception&) {  // out of memory; it must not reach a caller in C
+  } catch (const std::exception&) {  // not enough memory; the exception must not reach a caller in C
     return hotfix::kFailure;
   }
 }

@@ -19,7 +19,7 @@ using Date = PropertyListValue::Date;
 using Dictionary = PropertyListValue::Dictionary;
 using Integer = PropertyListValue::Integer;
 
-/// A big-endian number; of more than eight bytes, the last eight.
+/// A big-endian number. If there are more than eight bytes, only the last eight are used.
 std::uint64_t numberFrom(std::string_view bytes) {
   std::uint64_t number = 0;
   for (const char byte : bytes) number = number << 8 | static_cast<unsigned char>(byte);
@@ -40,10 +40,11 @@ class BinaryReader {
  public:
   explicit BinaryReader(std::string_view bytes, const Limits& limits = {})
       : _bytes(bytes),
-        _values(std::min(limits.values, bytes.size() + limits.repeatedValues)),  // each value has a reference of a byte
+        _values(std::min(limits.values,
+                         bytes.size() + limits.repeatedValues)),  // each value needs a reference of at least one byte
         _textBytes(bytes.size() + limits.repeatedBytes) {}
 
-  /// \return false when it does not fit the list.
+  /// \return false when it does not match the list.
   bool readTrailer() {
     constexpr size_t kTrailerSize = 32;
     if (_bytes.size() < kMarkSize + kTrailerSize || _bytes.substr(0, 7) != "bplist0") return false;
@@ -62,7 +63,7 @@ class BinaryReader {
     return true;
   }
 
-  /// Whether the offsets of all objects lie where objects can.
+  /// Whether the offsets of all objects are in the range of objects.
   bool hasValidTable() const {
     for (std::uint64_t object = 0; object < _objectCount; ++object) {
       const std::uint64_t offset = offsetOf(object);
@@ -97,13 +98,13 @@ class BinaryReader {
   struct Object {
     unsigned kind;
     unsigned nibble;           // the lower half of its first byte
-    std::string_view content;  // without what tells its size
+    std::string_view content;  // without the bytes of its size
   };
 
   unsigned byteAt(size_t position) const { return static_cast<unsigned char>(_bytes[position]); }
   std::uint64_t numberAt(size_t position, size_t size) const { return numberFrom(_bytes.substr(position, size)); }
 
-  /// Whether numbers of \a size bytes go beyond \a number.
+  /// Whether numbers of \a size bytes can be greater than \a number.
   static bool canHold(unsigned size, std::uint64_t number) { return size == 8 || number >> (8 * size) == 0; }
 
   std::uint64_t offsetOf(std::uint64_t object) const {
@@ -112,7 +113,7 @@ class BinaryReader {
 
   // ----- Objects -----
 
-  /// How many bytes belong to each that an object counts; 0 when objects of that kind are no property list values.
+  /// The bytes per counted unit of an object; 0 if objects of that kind are not property list values.
   size_t unitOf(unsigned kind) const {
     switch (kind) {
       case kUtf16:
@@ -134,7 +135,7 @@ class BinaryReader {
     }
   }
 
-  /// None for an object that is not there, of no known kind, or that reaches into the table of offsets.
+  /// None for an object that is missing, of an unknown kind, or that overlaps the table of offsets.
   std::optional<Object> objectAt(std::uint64_t number) const {
     if (number >= _objectCount) return std::nullopt;
     auto at = static_cast<size_t>(offsetOf(number));
@@ -156,7 +157,7 @@ class BinaryReader {
     return Object{kind, nibble, _bytes.substr(at, static_cast<size_t>(count) * unit)};
   }
 
-  /// A count that does not fit the nibble: the integer that follows.
+  /// A count that does not fit into the nibble: the following integer.
   bool readCount(size_t& at, std::uint64_t& count) const {
     if (at == _table || byteAt(at) >> 4 != kInteger) return false;
     const unsigned nibble = byteAt(at++) & 0xFU;
@@ -169,7 +170,7 @@ class BinaryReader {
 
   // ----- Values -----
 
-  /// \param level how many collections the value lies in. A list that holds itself ends where it is too deep.
+  /// \param level the number of collections around the value. A list that contains itself ends at the greatest depth.
   bool readValue(std::uint64_t number, int level, PropertyListValue& value) {
     const std::optional<Object> object = objectAt(number);
     if (!object) return false;
@@ -194,14 +195,14 @@ class BinaryReader {
     }
   }
 
-  /// Reads a value that has no count: a boolean, a number, a date or a UID.
+  /// Reads a value without a count: a boolean, a number, a date or a UID.
   static bool readFixed(const Object& object, PropertyListValue& value) {
     const std::string_view content = object.content;
     const size_t size = content.size();
     const std::uint64_t number = numberFrom(content);
     if (object.kind == kSimple && (object.nibble == 8 || object.nibble == 9)) {
       value = PropertyListValue(object.nibble == 9);
-    } else if (object.kind == kInteger && size == 8) {  // only this size has a sign
+    } else if (object.kind == kInteger && size == 8) {  // only numbers of this size are signed
       value = PropertyListValue::integer(static_cast<std::int64_t>(number));
     } else if (object.kind == kInteger && (size < 8 || (size == 16 && numberFrom(content.substr(0, 8)) == 0))) {
       value = PropertyListValue(Integer{number, false});
@@ -244,7 +245,7 @@ class BinaryReader {
     return true;
   }
 
-  /// Of equal keys the first counts.
+  /// If a key occurs several times, the first entry is used.
   bool readDictionary(std::string_view references, int level, PropertyListValue& value) {
     const size_t half = references.size() / 2;
     if (!_values.take(half / _referenceSize)) return false;

@@ -12,7 +12,7 @@ std::uint64_t byteAt(const char* bytes, size_t index) {
   return std::uint64_t{static_cast<unsigned char>(bytes[index])} << (8 * index);
 }
 
-/// Eight bytes, the first one the lowest. Written out, so that compilers make one load of it.
+/// Eight bytes, little-endian. Written out, so that compilers generate one load.
 std::uint64_t wordAt(const char* bytes) {
   return byteAt(bytes, 0) | byteAt(bytes, 1) | byteAt(bytes, 2) | byteAt(bytes, 3) | byteAt(bytes, 4) |
          byteAt(bytes, 5) | byteAt(bytes, 6) | byteAt(bytes, 7);
@@ -43,7 +43,7 @@ struct State {
 }  // namespace
 
 std::uint64_t keyedHash(const HashKey& key, std::string_view text) {
-  // "somepseudorandomlygeneratedbytes", as the paper has it.
+  // "somepseudorandomlygeneratedbytes", from the paper.
   State state = {key.first ^ 0x736f6d6570736575U, key.second ^ 0x646f72616e646f6dU, key.first ^ 0x6c7967656e657261U,
                  key.second ^ 0x7465646279746573U};
   const char* bytes = text.data();
@@ -51,7 +51,8 @@ std::uint64_t keyedHash(const HashKey& key, std::string_view text) {
   for (; left >= 8; left -= 8, bytes += 8) state.take(wordAt(bytes));
   std::uint64_t last = static_cast<std::uint64_t>(text.size()) << 56;
   if (left > 0 && text.size() >= 8) {
-    last |= wordAt(bytes + left - 8) >> (64 - 8 * left);  // in one load too, with bytes that were taken already
+    last |=
+        wordAt(bytes + left - 8) >> (64 - 8 * left);  // also in one load, which includes bytes that were already used
   } else {
     for (size_t index = 0; index < left; ++index) last |= byteAt(bytes, index);
   }

@@ -14,7 +14,7 @@ using Array = PropertyListValue::Array;
 using Data = PropertyListValue::Data;
 using Dictionary = PropertyListValue::Dictionary;
 
-/// The NeXTSTEP character set from 0x80 on (the Unicode Consortium's mapping table NEXTSTEP.TXT). Below it is ASCII.
+/// The NeXTSTEP character set above 0x7F (the Unicode Consortium's mapping table NEXTSTEP.TXT). Below that it is ASCII.
 constexpr char16_t kNextstepUpperHalf[128] = {
     0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB, 0x00CC,
     0x00CD, 0x00CE, 0x00CF, 0x00D0, 0x00D1, 0x00D2, 0x00D3, 0x00D4, 0x00D5, 0x00D6, 0x00D9, 0x00DA, 0x00DB,
@@ -41,9 +41,9 @@ class OldStyleReader {
     if (!skipBlanks()) return root;
     if (!readValue(0, root)) return std::nullopt;
     if (!skipBlanks()) return root;
-    if (root.asString() == nullptr) return std::nullopt;  // junk behind it
+    if (root.asString() == nullptr) return std::nullopt;  // junk after it
 
-    _position = 0;  // the string was the first key of a strings file; what follows its entries does not count
+    _position = 0;  // the string was the first key of a strings file; text after its entries is ignored
     Dictionary dictionary;
     if (!readEntries(1, dictionary)) return std::nullopt;
     return PropertyListValue(std::move(dictionary));
@@ -56,14 +56,14 @@ class OldStyleReader {
   bool atEnd() const { return _position == _text.size(); }
   bool isNext(std::string_view text) const { return rest().substr(0, text.size()) == text; }
 
-  /// Steps over \a text. \return false when something else is next.
+  /// Skips \a text. \return false if the next text differs.
   bool take(std::string_view text) {
     if (!isNext(text)) return false;
     _position += text.size();
     return true;
   }
 
-  /// Steps over the next digit of a base. \return its value, or none when something else is next.
+  /// Skips the next digit of a base. \return its value, or none if the next character is not a digit.
   std::optional<unsigned> takeDigit(unsigned base) {
     const unsigned value = atEnd() ? base : text::digitValue(_text[_position]);
     if (value >= base) return std::nullopt;
@@ -81,8 +81,8 @@ class OldStyleReader {
 
   bool takeUnicodeLineEnd() { return take("\u2028") || take("\u2029"); }
 
-  /// Steps over blanks and comments. A comment that is not closed reaches to the end.
-  /// \return whether anything follows.
+  /// Skips blanks and comments. A comment that is not closed extends to the end.
+  /// \return whether any text is left.
   bool skipBlanks() {
     while (!atEnd()) {
       if (take("//")) {
@@ -99,7 +99,7 @@ class OldStyleReader {
 
   // ----- Values -----
 
-  /// \param level how many collections the value lies in.
+  /// \param level the number of collections around the value.
   bool readValue(int level, PropertyListValue& value) {
     if (!skipBlanks() || !_values.take()) return false;
     if (take("{")) return level < kDeepest && readDictionary(level + 1, value);
@@ -127,7 +127,8 @@ class OldStyleReader {
     return true;
   }
 
-  /// Reads "key = value;" and "key;" (which is its own value) up to something else. Of equal keys the last counts.
+  /// Reads "key = value;" and "key;" (the key is its own value) up to other text. If a key occurs several times, the
+  /// last entry is used.
   bool readEntries(int level, Dictionary& dictionary) {
     while (skipBlanks()) {
       OptionalString key = readString();
@@ -145,7 +146,7 @@ class OldStyleReader {
     while (!take(">")) {
       if (take(" ") || take("\t") || take("\n") || take("\r") || takeUnicodeLineEnd()) continue;
       const std::optional<unsigned> high = takeDigit(16);
-      const std::optional<unsigned> low = takeDigit(16);  // right behind it: blanks stand between bytes only
+      const std::optional<unsigned> low = takeDigit(16);  // immediately after it: blanks are allowed only between bytes
       if (!high || !low) return false;
       data.bytes += static_cast<char>(static_cast<unsigned char>(*high << 4 | *low));
     }
@@ -164,7 +165,7 @@ class OldStyleReader {
 
   OptionalString readQuoted(char quote) {
     std::string string;
-    std::u16string escaped;  // adjoining escapes may be the two halves of one character
+    std::u16string escaped;  // adjacent escapes may be the two halves of one character
     while (!atEnd()) {
       const char c = _text[_position++];
       if (c == '\\' && atEnd()) return std::nullopt;
@@ -182,7 +183,7 @@ class OldStyleReader {
     return std::nullopt;
   }
 
-  /// The UTF-16 unit that the text behind a backslash stands for.
+  /// The UTF-16 unit for the text after a backslash.
   char16_t readEscape() {
     const char c = _text[_position++];
     switch (c) {

@@ -4,7 +4,7 @@ namespace hotfix::path {
 
 namespace {
 
-/// One "/" for each run of them, and none at the end unless it is all there is.
+/// The path with one "/" for each run of them, and none at the end unless the path is "/".
 std::string squeezed(const std::string& path) {
   std::string result;
   result.reserve(path.size());

@@ -31,7 +31,7 @@ std::string declaredEncoding(std::string_view bytes) {
   return std::string(declaration.substr(0, declaration.find(quote)));
 }
 
-/// The text of a list that is not binary, without a byte order mark. What is said to be UTF-8 is unchecked.
+/// The text of a list that is not binary, without a byte order mark. Declared UTF-8 is not checked.
 ///
 /// \param storage holds the text when it had to be converted.
 std::optional<std::string_view> decodedText(std::string_view bytes, TextConverter convert, std::string& storage) {
@@ -65,7 +65,7 @@ std::optional<std::string_view> decodedText(std::string_view bytes, TextConverte
   if (areEqualIgnoringCase(encoding, "UTF-8")) return bytes;
   OptionalString converted;
   if (areEqualIgnoringCase(encoding, "ISO-8859-1") || areEqualIgnoringCase(encoding, "US-ASCII")) {
-    converted = text::utf8FromLatin1(bytes);  // macOS takes any byte for US-ASCII
+    converted = text::utf8FromLatin1(bytes);  // macOS accepts any byte as US-ASCII
   } else if (convert != nullptr) {
     converted = convert(bytes, encoding);
   }

@@ -18,7 +18,7 @@ bool operator==(const PropertyListValue::Data& left, const PropertyListValue::Da
   return left.bytes == right.bytes;
 }
 
-/// Whether two values, each seen through the same accessor, are of that accessor's type and equal.
+/// Whether two values, read with the same accessor, are of that accessor's type and equal.
 template <typename Content>
 bool areEqual(const Content* left, const Content* right) {
   return left != nullptr && right != nullptr && *left == *right;

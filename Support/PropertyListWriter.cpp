@@ -24,8 +24,8 @@ constexpr const char* kEpilog = "</plist>\n";
 
 // ----- Order of keys -----
 
-/// The byte's place in the order of UTF-16. It is the order of UTF-8 but for U+E000 to U+FFFF (lead bytes EE and EF),
-/// which come after all characters of two units (lead bytes F0 to F4).
+/// The byte's position in the order of UTF-16. That is the order of UTF-8, except for U+E000 to U+FFFF (lead bytes EE
+/// and EF), which come after all characters of two units (lead bytes F0 to F4).
 int utf16Rank(char c) {
   const unsigned char byte = static_cast<unsigned char>(c);
   if (byte < 0xEE) return byte;
@@ -59,7 +59,7 @@ std::string realText(double real) {
 
 /// Seconds since 2001-01-01 as UTC in the Gregorian calendar, extended over all years; the year 0 is the one before 1.
 std::string dateText(double secondsSince2001) {
-  constexpr double kFarthest = 1e15;  // some 31 million years, so that nothing below overflows
+  constexpr double kFarthest = 1e15;  // about 31 million years, so that nothing below overflows
   const double seconds = std::isnan(secondsSince2001) ? 0 : std::clamp(secondsSince2001, -kFarthest, kFarthest);
   const auto whole = static_cast<std::int64_t>(std::floor(seconds));
   constexpr std::int64_t kSecondsOfDay = 24 * 60 * 60;
@@ -92,7 +92,7 @@ class Writer {
  public:
   explicit Writer(std::string* output) : _output(*output) {}
 
-  /// \return false when a text in the value is no UTF-8.
+  /// \return false when a text in the value is not UTF-8.
   bool appendValue(const PropertyListValue& value, size_t level) {
     if (const std::string* text = value.asString()) return appendText("<string>", *text, "</string>\n", level);
     if (const Dictionary* dictionary = value.asDictionary()) return appendDictionary(*dictionary, level);
@@ -127,7 +127,7 @@ class Writer {
     const auto append = [this, level](const Dictionary::value_type& entry) {
       return appendText("<key>", entry.first, "</key>\n", level) && appendValue(entry.second, level);
     };
-    // A dictionary has the order of UTF-8, which nearly always is the same.
+    // A dictionary has the order of UTF-8, which is nearly always the same.
     if (std::is_sorted(dictionary.begin(), dictionary.end(), isBefore)) {
       return std::all_of(dictionary.begin(), dictionary.end(), append);
     }

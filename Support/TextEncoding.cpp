@@ -11,12 +11,12 @@ constexpr char32_t kReplacement = 0xFFFD;
 
 struct Decoded {
   char32_t character;
-  size_t length;  // bytes taken
+  size_t length;  // bytes used
   bool isWellFormed;
 };
 
 /// The character at the start of \a bytes (not empty), by the table of well-formed sequences in The Unicode Standard,
-/// section 3.9. An ill-formed one takes as many bytes as could still have begun a well-formed one, at least one.
+/// section 3.9. An ill-formed one has the longest length that could begin a well-formed one, at least one byte.
 Decoded decode(std::string_view bytes) {
   const auto byte = [&bytes](size_t index) { return static_cast<unsigned char>(bytes[index]); };
   const unsigned char lead = byte(0);
@@ -49,7 +49,7 @@ Decoded decode(std::string_view bytes) {
   return {character, length, true};
 }
 
-/// How many bytes at the start are ASCII; taken eight at a time, as nearly all texts are nothing else.
+/// The number of ASCII bytes at the start. Eight bytes are read at a time, because nearly all texts are only ASCII.
 size_t asciiLength(std::string_view bytes) {
   size_t length = 0;
   for (std::uint64_t eight; bytes.size() - length >= sizeof eight; length += sizeof eight) {
@@ -145,8 +145,8 @@ std::string utf8FromLatin1(std::string_view latin1) {
 }
 
 std::string sanitized(std::string_view utf8) {
-  // Some terminals take bytes that are no UTF-8 for control characters. In UTF-8, those from U+0080 on begin with 0xC2
-  // and go on with less than 0xA0.
+  // Some terminals treat bytes that are not UTF-8 as control characters. In UTF-8, the control characters above U+007F
+  // are 0xC2 followed by a byte below 0xA0.
   std::string result = utf8FromUtf16(utf16FromUtf8(utf8));
   for (size_t at = 0; at < result.size(); ++at) {
     const auto byte = [&result](size_t index) { return static_cast<unsigned char>(result[index]); };

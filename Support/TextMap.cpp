@@ -10,11 +10,11 @@ namespace {
 
 constexpr size_t kFirstSlots = 64;
 constexpr size_t kBatch = 32;
-/// So many entries wait to be indexed at most: of those with the same key, all but the last go then.
+/// The greatest number of entries that wait to be indexed. Indexing keeps only the last of those with the same key.
 constexpr size_t kMostWaiting = 4096;
-/// Runs shorter than this on average are sorted without regard to them.
+/// If the average run is shorter than this, sorting ignores the runs.
 constexpr size_t kShortRun = 8;
-/// Hardly any search in a table that is three quarters full looks at so many slots, of millions.
+/// Hardly any search examines so many slots, even in a table of millions of slots that is three quarters full.
 constexpr size_t kLongSearch = 1024;
 
 bool isBefore(const TextMap::Entry& left, const TextMap::Entry& right) { return left.first < right.first; }
@@ -34,7 +34,7 @@ std::uint32_t TextMap::hashOf(std::string_view key) const {
   return static_cast<std::uint32_t>(std::hash<std::string_view>()(key));
 }
 
-/// The slot that has the key, or the empty one where it belongs.
+/// The slot of the key, or the empty slot for it.
 size_t TextMap::slotFor(std::string_view key, std::uint32_t hash) const {
   const size_t mask = _slots.size() - 1;
   size_t index = hash & mask;
@@ -86,7 +86,7 @@ void TextMap::set(std::string_view key, std::string_view value) {
   index();
 }
 
-/// Where a key belongs in a large table is almost never in the processor's cache. So the slots of a batch are asked for
+/// The slot of a key in a large table is almost never in the processor's cache. So the slots of a batch are prefetched
 /// before the first of them is needed.
 void TextMap::index() {
   std::array<std::uint32_t, kBatch> hashes{};
@@ -104,7 +104,8 @@ void TextMap::index() {
   _places.resize(_indexed);
 }
 
-/// The library's own hash is quicker, but anybody can foresee it: keys that make searches long were prepared.
+/// Switches to the keyed hash. The library's own hash is faster but predictable: keys that make searches long were
+/// prepared.
 void TextMap::beginKeyed() {
   _isKeyed = true;
   std::fill(_slots.begin(), _slots.end(), Slot());
@@ -115,7 +116,7 @@ void TextMap::beginKeyed() {
   }
 }
 
-/// Puts a place into the table, in the stead of an earlier one of the same key.
+/// Puts a place into the table, replacing an earlier place of the same key.
 void TextMap::insert(const Place& place, std::uint32_t hash) {
   const size_t index = slotFor(keyOf(place), hash);
   if (((index - hash) & (_slots.size() - 1)) >= kLongSearch) _isSearchLong = true;
@@ -127,7 +128,8 @@ void TextMap::insert(const Place& place, std::uint32_t hash) {
 void TextMap::remove(std::string_view key) {
   if (_slots.empty()) return;
   const std::uint32_t number = _slots[slotFor(key, hashOf(key))].place;
-  if (number != 0) _places[number - 1].isThere = false;  // the key stays, so that others are still found past it
+  if (number != 0)
+    _places[number - 1].isThere = false;  // the key stays, so that searches still reach the keys after it
 }
 
 size_t TextMap::longestSearch() const {
@@ -146,8 +148,8 @@ std::vector<TextMap::Entry> TextMap::sorted() const {
   for (const Place& place : _places) {
     if (place.isThere) entries.emplace_back(keyOf(place), valueOf(place));
   }
-  // A file that was saved sorted is in order but for what was added, and one kept by hand mostly in long ordered runs:
-  // those are only merged.
+  // A file that was saved sorted is in order except for additions, and a file edited by hand mostly has long ordered
+  // runs. Such runs are only merged.
   std::vector<size_t> bounds = {0};
   for (size_t index = 1; index < entries.size(); ++index) {
     if (isBefore(entries[index], entries[index - 1])) bounds.push_back(index);

@@ -41,7 +41,7 @@ bool isNamed(const xmlNode& element, const std::string& name) {
                    : plainText(element.name) == name;
 }
 
-/// The one text that an attribute's value nearly always is; null when it is something else.
+/// The single text of an attribute's value, which it nearly always is; null otherwise.
 xmlNode* onlyText(const xmlAttr& attribute) {
   xmlNode* content = attribute.children;
   const bool isText = content != nullptr && content->next == nullptr && content->type == XML_TEXT_NODE;
@@ -50,7 +50,7 @@ xmlNode* onlyText(const xmlAttr& attribute) {
 
 // ----- Escaping -----
 
-/// By byte, whether it stands for itself: all that is printable but \a marks, and \a blanks.
+/// For each byte, whether it is printed unchanged: all printable bytes except \a marks, and \a blanks.
 constexpr std::array<bool, 0x100> plainBytes(const char* marks, const char* blanks) {
   std::array<bool, 0x100> isPlain{};
   for (size_t byte = 0x20; byte < isPlain.size(); ++byte) isPlain[byte] = true;
@@ -62,9 +62,9 @@ constexpr std::array<bool, 0x100> plainBytes(const char* marks, const char* blan
 // A carriage return would be read back as a line feed, and in an attribute a line feed and a tab as spaces.
 constexpr auto kIsPlain = plainBytes("&<>", "\t\n");
 constexpr auto kIsPlainInAttribute = plainBytes("&<>\"", "");
-constexpr auto kIsPlainInDefault = plainBytes("&<", "");  // libxml2 looks after the quotes
+constexpr auto kIsPlainInDefault = plainBytes("&<", "");  // libxml2 handles the quotes
 
-/// Null for a control character, which XML cannot hold.
+/// Null for a control character, which XML cannot contain.
 const char* referenceTo(char character) {
   switch (character) {
     case '&':
@@ -86,7 +86,7 @@ const char* referenceTo(char character) {
   }
 }
 
-/// \return whether XML can hold the text.
+/// \return whether XML can contain the text.
 bool appendEscaped(std::string& target, const char* text, const std::array<bool, 0x100>& isPlain) {
   while (true) {
     const char* end = text;
@@ -110,8 +110,8 @@ std::string valueOf(const xmlAttr& attribute) {
 
 void endParsing(void* context) { xmlStopParser(static_cast<xmlParserCtxtPtr>(context)); }
 
-/// Declares an entity as libxml2 does, but one that lies outside the document as one that nobody may refer to:
-/// resolving entities (which we ask for) would otherwise make libxml2 read the local file that it names.
+/// Declares an entity like libxml2, but an external entity as one without permitted references. Otherwise libxml2 would
+/// read the local file that the entity names, because it is set to resolve entities.
 void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId, const xmlChar* systemId,
                    xmlChar* content) {
   xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
@@ -122,8 +122,8 @@ void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* 
   }
 }
 
-/// Ends the parsing without a document at a reference to a parameter entity that is external or not declared: it is not
-/// read, and libxml2 keeps no reference to it that could be printed.
+/// Ends the parsing without a document at a reference to a parameter entity that is external or not declared. The
+/// entity is not read, and libxml2 keeps no reference to it that could be printed.
 xmlEntityPtr getInternalParameterEntity(void* context, const xmlChar* name) {
   xmlEntityPtr entity = xmlSAX2GetParameterEntity(context, name);
   if (entity != nullptr && entity->etype != XML_EXTERNAL_PARAMETER_ENTITY) return entity;
@@ -131,27 +131,27 @@ xmlEntityPtr getInternalParameterEntity(void* context, const xmlChar* name) {
   return nullptr;
 }
 
-/// Declares an attribute as libxml2 does, with its default escaped: libxml2 prints that as it stands.
+/// Declares an attribute like libxml2, with its default escaped, because libxml2 prints the default unchanged.
 void declareAttribute(void* context, const xmlChar* element, const xmlChar* name, int type, int kind,
                       const xmlChar* value, xmlEnumerationPtr choices) try {
   std::string escaped;
   if (value != nullptr) appendEscaped(escaped, plainText(value), kIsPlainInDefault);
   xmlSAX2AttributeDecl(context, element, name, type, kind, value != nullptr ? xmlText(escaped) : nullptr, choices);
-} catch (const std::exception&) {  // out of memory; it must not pass through libxml2
+} catch (const std::exception&) {  // not enough memory; the exception must not pass through libxml2
   xmlFreeEnumeration(choices);
   endParsing(context);
 }
 
-/// Gets every fault; libxml2 would print some of them on standard error. An entity that only the external DTD can
-/// declare, which is not read, is no fault in a text, where its reference stays. In an attribute libxml2 drops the
-/// reference, so the parsing ends there.
+/// Gets every fault; libxml2 would print some of them to standard error. The external DTD is not read. A reference to
+/// an entity that only the external DTD can declare is not a fault in a text, where the reference is kept. In an
+/// attribute, libxml2 drops the reference, so the parsing ends there.
 void noteFault(void* userData, const xmlError* fault) {
   const auto context = static_cast<xmlParserCtxtPtr>(userData);
   const bool isInAttribute = context->instate == XML_PARSER_ATTRIBUTE_VALUE;
   if (fault->code == XML_WAR_UNDECLARED_ENTITY && isInAttribute) xmlStopParser(context);
 }
 
-/// Moves what fits from the start of a text into a buffer.
+/// Moves as much as fits from the start of a text into a buffer.
 int readPiece(void* text, char* buffer, int size) {
   auto& rest = *static_cast<std::string_view*>(text);
   const size_t count = rest.copy(buffer, static_cast<size_t>(size));
@@ -161,13 +161,13 @@ int readPiece(void* text, char* buffer, int size) {
 
 bool isBlankText(const xmlNode* node) { return node->type == XML_TEXT_NODE && xmlIsBlankNode(node) == 1; }
 
-/// Whether a node makes the content of its element mixed. A reference stands for a text that is not known.
+/// Whether a node makes the content of its element mixed. A reference is an unknown text.
 bool isText(const xmlNode* node) {
   return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE || node->type == XML_ENTITY_REF_NODE;
 }
 
-/// Whether white space in an element is content: in mixed content it separates words. Elsewhere it only lays the file
-/// out, and counts as not being there.
+/// Whether white space in an element is content: in mixed content it separates words. Elsewhere it is only layout and
+/// is dropped.
 bool isMixed(xmlNode& element) {
   for (const xmlNode* child = element.children; child != nullptr; child = child->next) {
     if (isText(child) && !isBlankText(child)) return true;
@@ -185,7 +185,7 @@ class Printer {
   Printer(const xmlDoc& document, const Changes& changes, const XmlDocument::PartWriter& write)
       : _document(document), _changes(changes), _write(write) {}
 
-  /// \return no when writing failed, or when an attribute was changed to a text that XML cannot hold.
+  /// \return false when writing failed, or when an attribute was changed to a text that XML cannot contain.
   bool print() {
     printDeclaration();
     for (xmlNode* node = _document.children; node != nullptr; node = node->next) {
@@ -199,10 +199,10 @@ class Printer {
  private:
   static constexpr size_t kIndentation = 4;
   static constexpr int kOnOneLine = -1;
-  static constexpr size_t kPartSize = 0x10000;  // about; in memory it stays in the processor's cache
+  static constexpr size_t kPartSize = 0x10000;  // approximate; small enough for the processor's cache
 
   void printDeclaration() {
-    // libxml2 has 1 and 0 for "yes" and "no", -1 for no declaration, -2 for one that says nothing.
+    // In libxml2, 1 and 0 are "yes" and "no", -1 is no declaration, -2 is a declaration without "standalone".
     const bool hadDeclaration = _document.standalone != -1;
     const bool isStandalone = _document.standalone == 1 || _document.standalone == -2;
     _text += "<?xml version=\"";
@@ -234,7 +234,7 @@ class Printer {
     }
   }
 
-  /// As libxml2 does, but for the order of the notations, which there is another each time.
+  /// Like libxml2, except for the order of the notations, which differs each time there.
   void printDocumentType(xmlDtd& type) {
     std::map<std::string, const xmlNotation*> notations;
     const auto add = [](void* notation, void* map, auto name) {  // const in some versions
@@ -262,7 +262,7 @@ class Printer {
     if (systemId != nullptr) printQuoted(publicId != nullptr ? " " : " SYSTEM ", systemId);
   }
 
-  /// \param literal has one kind of quotes at most.
+  /// \param literal has at most one kind of quotes.
   void printQuoted(const char* start, const xmlChar* literal) {
     const char mark = xmlStrchr(literal, '"') != nullptr ? '\'' : '"';
     ((_text.append(start) += mark) += plainText(literal)) += mark;
@@ -300,7 +300,7 @@ class Printer {
   void printContent(xmlNode& element, int level) {
     if (element.children == nullptr) return;
     const bool isOneText = isMixed(element);
-    // Once inside mixed content, every added blank would be content.
+    // Inside mixed content, every added blank would be content.
     const bool isIndented = !isOneText && level != kOnOneLine;
     const auto changes = _changes.find(&element);
     bool hasContent = false;
@@ -353,11 +353,11 @@ class Printer {
   const xmlDoc& _document;
   const Changes& _changes;
   const XmlDocument::PartWriter& _write;
-  std::string _text;  // the part that is not written yet
+  std::string _text;  // the part that has not been written yet
   bool _isWritten = true;
 };
 
-/// None as Printer::print.
+/// None if Printer::print fails.
 OptionalString printed(const xmlDoc& document, const Changes& changes) {
   std::string text;
   const XmlDocument::PartWriter add = [&text](std::string_view part) {
@@ -367,7 +367,7 @@ OptionalString printed(const xmlDoc& document, const Changes& changes) {
   return Printer(document, changes, add).print() ? OptionalString(std::move(text)) : std::nullopt;
 }
 
-/// A UTF-8 text in an encoding; none when it cannot be had.
+/// A UTF-8 text in an encoding; none if the conversion fails.
 OptionalString encoded(const std::string& utf8, const char* encoding) {
   xmlCharEncodingHandler* encoder = xmlFindCharEncodingHandler(encoding);
   if (encoder == nullptr) return std::nullopt;
@@ -399,7 +399,7 @@ std::vector<XmlElement> XmlElement::children(const std::string& name) const {
 
 OptionalString XmlElement::attribute(const std::string& name) const {
   const xmlAttr* attribute = xmlHasNsProp(_node, xmlText(name), nullptr);
-  // Else only a DTD gives it, as a default.
+  // Otherwise only a DTD gives it, as a default.
   if (attribute == nullptr || attribute->type != XML_ATTRIBUTE_NODE) return std::nullopt;
   return valueOf(*attribute);
 }
@@ -416,11 +416,11 @@ std::unique_ptr<XmlDocument> XmlDocument::parse(const std::string& bytes) {
   context->sax->getParameterEntity = getInternalParameterEntity;
   const int options = XML_PARSE_NOENT | XML_PARSE_NOCDATA | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
                       XML_PARSE_COMPACT;
-  // Piece by piece: from one text, libxml2 would make a copy first.
+  // In pieces, because libxml2 would first copy a single text.
   std::string_view rest = bytes;
   std::unique_ptr<XmlDocument> document(
       new XmlDocument(xmlCtxtReadIO(context.get(), readPiece, nullptr, &rest, nullptr, nullptr, options)));
-  // A text past the limit ends the parsing without making the document ill-formed: only this tells that it is cut.
+  // A text beyond the limit ends the parsing without making the document ill-formed. Only this shows that it is cut.
   if (document->_document == nullptr || context->disableSAX != 0) return nullptr;
   return document;
 }
@@ -445,10 +445,10 @@ bool XmlDocument::prettyPrint(const PartWriter& write) const {
   const OptionalString text = printed(*_document, _changes);
   if (!text) return false;
   const OptionalString bytes = isUtf8 ? text : encoded(*text, encoding);
-  // What is not read again as the same is not written. Some encodings can write even the markup in a way that no parser
-  // takes for it (UTF-7), and under some of their names characters are lost that they do not have ("latin1", with
-  // libxml2 over glibc). In a document type, libxml2 drops a default that does not have the attribute's type, and moves
-  // declarations out of a parameter entity that are allowed in one only.
+  // A document that would not be read again as the same is not written. Some encodings write even the markup in a form
+  // that no parser recognises (UTF-7). With some names of encodings, characters that they lack are lost ("latin1", with
+  // libxml2 on glibc). In a document type, libxml2 drops a default that does not have the attribute's type, and moves
+  // declarations out of a parameter entity that are allowed only inside one.
   const std::unique_ptr<XmlDocument> readAgain = bytes ? parse(*bytes) : nullptr;
   return readAgain && printed(*readAgain->_document, {}) == text && write(*bytes);
 }

@@ -26,7 +26,7 @@ using Integer = PropertyListValue::Integer;
 bool isSpace(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// Steps over the first characters of \a text that are of a kind. \return how many they were.
+/// Skips the first characters of \a text that are of a kind. \return their number.
 template <typename Kind>
 size_t skipAll(std::string_view& text, Kind isOfKind) {
   const auto count = static_cast<size_t>(std::find_if_not(text.begin(), text.end(), isOfKind) - text.begin());
@@ -34,7 +34,7 @@ size_t skipAll(std::string_view& text, Kind isOfKind) {
   return count;
 }
 
-/// Steps over \a prefix. \return false when \a text begins with something else.
+/// Skips \a prefix. \return false if \a text does not begin with it.
 bool skip(std::string_view& text, std::string_view prefix) {
   if (text.substr(0, prefix.size()) != prefix) return false;
   text.remove_prefix(prefix.size());
@@ -47,14 +47,14 @@ bool skip(std::string_view& text, char c) {
   return true;
 }
 
-/// Steps over a sign. \return whether it is a minus.
+/// Skips a sign. \return whether it is a minus.
 bool skipSign(std::string_view& text) {
   if (skip(text, '-')) return true;
   skip(text, '+');
   return false;
 }
 
-/// The number that the digits stand for, when there are any, all of them are of that base, and it is at most \a limit.
+/// The value of the digits, if there are any, all of them are of that base, and the value is at most \a limit.
 std::optional<std::uint64_t> numberFrom(std::string_view digits, unsigned base, std::uint64_t limit) {
   if (digits.empty()) return std::nullopt;
   std::uint64_t number = 0;
@@ -100,7 +100,7 @@ bool isDecimal(std::string_view text) {
   return text.empty();
 }
 
-/// The decimal point of the process's locale, which strtod insists on.
+/// The decimal point of the process's locale, which strtod requires.
 std::string localDecimalPoint() {
   char text[32];
   std::snprintf(text, sizeof text, "%.1f", 0.5);
@@ -127,10 +127,10 @@ std::int64_t daysFrom2001(std::int64_t year, std::int64_t month, std::int64_t da
   return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 730791;
 }
 
-/// A moment like 2001-01-01T00:00:00Z. As on macOS the year may have a minus and any number of digits, and the other
-/// fields any two: what is beyond its calendar unit runs over into the next.
+/// A moment like 2001-01-01T00:00:00Z. As on macOS, the year may have a minus and any number of digits, and the other
+/// fields may have any two digits: a value beyond its calendar unit overflows into the next unit.
 std::optional<Date> dateFrom(std::string_view text) {
-  constexpr std::string_view kForm = "-dd-ddTdd:dd:ddZ";  // behind the year
+  constexpr std::string_view kForm = "-dd-ddTdd:dd:ddZ";  // after the year
   constexpr std::uint64_t kFarthestYear = 1'000'000'000;
   const bool isNegative = skip(text, '-');
   const std::string_view digits = text.substr(0, text.find_first_not_of("0123456789"));
@@ -141,12 +141,12 @@ std::optional<Date> dateFrom(std::string_view text) {
 
   const auto fieldAt = [text](size_t position) { return (text[position] - '0') * 10 + (text[position + 1] - '0'); };
   const std::int64_t signedYear = static_cast<std::int64_t>(*year) * (isNegative ? -1 : 1);
-  const int monthsOfYear0 = fieldAt(1) + 11;  // from 12 months before the year on
+  const int monthsOfYear0 = fieldAt(1) + 11;  // counted from 12 months before the year
   const std::int64_t days = daysFrom2001(signedYear + monthsOfYear0 / 12 - 1, monthsOfYear0 % 12 + 1, fieldAt(4));
   return Date{static_cast<double>(((days * 24 + fieldAt(7)) * 60 + fieldAt(10)) * 60 + fieldAt(13))};
 }
 
-/// Base64. Characters outside its alphabet do not count, nor does a group that is not whole.
+/// Base64. Characters outside its alphabet are ignored, and so is an incomplete group.
 Data dataFrom(std::string_view text) {
   constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=";
   Data data;
@@ -171,8 +171,8 @@ Data dataFrom(std::string_view text) {
 
 // ----- The list -----
 
-/// Reads what macOS takes for XML, which is not quite XML: attributes and what follows the list do not count, and no
-/// document has entities of its own.
+/// Reads the XML of property lists as macOS does, which differs from XML: attributes and the text after the list are
+/// ignored, and a document cannot define entities.
 class XmlReader {
  public:
   XmlReader(std::string_view text, const Limits& limits) : _text(text), _values(limits.values) {}
@@ -201,7 +201,7 @@ class XmlReader {
 
   // ----- Values -----
 
-  /// \param level how many collections the value lies in.
+  /// \param level the number of collections around the value.
   bool readValue(const Tag& tag, int level, PropertyListValue& value) {
     if (tag.isClosing || !_values.take()) return false;
     if (tag.name == "string") return readText(tag, value);
@@ -241,7 +241,7 @@ class XmlReader {
     return true;
   }
 
-  /// Of equal keys the last counts.
+  /// If a key occurs several times, the last entry is used.
   bool readDictionary(const Tag& start, int level, PropertyListValue& value) {
     Dictionary dictionary;
     while (!start.isEmpty) {
@@ -262,7 +262,7 @@ class XmlReader {
     return assign(std::optional<std::string>(readTextOf(tag)), value);
   }
 
-  /// The text of a string or a key, up to its closing tag and with that; its CDATA sections and entities are resolved.
+  /// Reads the text of a string or a key, including its closing tag. CDATA sections and entities are resolved.
   OptionalString readTextOf(const Tag& tag) {
     std::string text;
     while (!tag.isEmpty) {
@@ -286,8 +286,8 @@ class XmlReader {
     return text;
   }
 
-  /// Appends the character that a reference stands for, and steps over it; its "&" lies before \a rest. Half a pair
-  /// without the other one makes the text ill-formed.
+  /// Appends the character of a reference, and skips the reference; its "&" is before \a rest. One half of a surrogate
+  /// pair without the other makes the text ill-formed.
   static bool readReference(std::string_view& rest, std::string& text) {
     static constexpr std::pair<std::string_view, char> kNamed[] = {
         {"lt", '<'}, {"gt", '>'}, {"amp", '&'}, {"quot", '"'}, {"apos", '\''}};
@@ -308,7 +308,7 @@ class XmlReader {
     return number.has_value();
   }
 
-  /// What stands before the next ";", stepped over with it; empty when there is none.
+  /// Skips the text before the next ";" and the ";". \return the text; empty if there is no ";".
   static std::string_view takeName(std::string_view& rest) {
     const size_t end = rest.find(';');
     if (end == std::string_view::npos) return {};
@@ -333,7 +333,7 @@ class XmlReader {
     return c;
   }
 
-  /// The text before \a end, or all that is left. Stops at \a end.
+  /// The text before \a end, or all remaining text. Stops at \a end.
   template <typename End>
   std::string_view readUntil(End end) {
     const std::string_view text = _text.substr(0, _text.find(end));
@@ -347,7 +347,7 @@ class XmlReader {
     return skip(_text, end);
   }
 
-  /// Steps over white space, comments and processing instructions. \return false when one of them does not end.
+  /// Skips white space, comments and processing instructions. \return false if one of them does not end.
   bool skipMiscellany() {
     while (true) {
       skipAll(_text, isSpace);
@@ -362,7 +362,7 @@ class XmlReader {
     }
   }
 
-  /// Steps over the rest of a DOCTYPE. \return false for one that does not end, or has an internal subset.
+  /// Skips the rest of a DOCTYPE. \return false if it does not end, or has an internal subset.
   bool skipDeclaration() {
     while (!_text.empty()) {
       const char c = takeCharacter();
@@ -377,7 +377,7 @@ class XmlReader {
     return readTag();
   }
 
-  /// Reads a tag; its attributes do not count.
+  /// Reads a tag and ignores its attributes.
   std::optional<Tag> readTag() {
     if (!skip(_text, '<')) return std::nullopt;
     Tag tag;
@@ -401,7 +401,7 @@ class XmlReader {
     return skip(_text, '>');
   }
 
-  std::string_view _text;  // what is left of it
+  std::string_view _text;  // the remaining text
   Budget _values;
 };
 

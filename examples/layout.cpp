@@ -2,9 +2,9 @@
 //
 //     layout HOME DATA TEMPLATES
 //
-// HOME is a new home folder inside an application bundle, DATA its workspace. TEMPLATES holds what an installer ships:
-// launcher.properties, agent.properties, jvm.properties, defaults.ini, site.ini, install.xml, uninstall.hotfix.xml and
-// the launcher rcplauncher.
+// HOME is a new home folder inside an application bundle, DATA its workspace. TEMPLATES contains the files of an
+// installer: launcher.properties, agent.properties, jvm.properties, defaults.ini, site.ini, install.xml,
+// uninstall.hotfix.xml and the launcher rcplauncher.
 
 #include <cstdint>
 #include <iostream>
@@ -16,8 +16,8 @@
 
 namespace {
 
-/// Where several templates have a value for the same preference, the one that is merged last wins. The JVM's properties
-/// come before the manifest, which needs the folder `deploy` that they make.
+/// If several templates have a value for the same preference, the last merged template wins. The JVM's properties come
+/// before the manifest, because they create the folder `deploy` that the manifest needs.
 bool layOut(hotfix::InstanceService& instance, const std::string& data, const std::string& templates) {
   return instance.generateRcplauncherPropertiesWithTemplate(templates + "/launcher.properties", data) &&
          instance.copyOgsiAgentProperties(templates + "/agent.properties") &&
@@ -28,7 +28,7 @@ bool layOut(hotfix::InstanceService& instance, const std::string& data, const st
          hotfix::platform::copyItem(templates + "/rcplauncher", *instance.pathToRcphome() + "/rcplauncher");
 }
 
-/// What a hotfix's installer leaves behind for its own removal. This one may be removed while the platform runs.
+/// The records that a hotfix's installer leaves for its removal. This hotfix may be removed while the platform runs.
 bool recordHotfix(hotfix::InstanceService& instance, const std::string& templates) {
   instance.updateHotfixVersion("6.2.1.1");
   instance.saveHotfixBundleID("com.qor.rcp.hotfix");
@@ -49,7 +49,7 @@ int main(int argc, char* argv[]) {
   }
   const std::string home = argv[1], data = argv[2], templates = argv[3];
 
-  hotfix::InstanceService instance(home, data);  // makes the home folder
+  hotfix::InstanceService instance(home, data);  // creates the home folder
   if (!layOut(instance, data, templates)) {
     std::cerr << "The instance could not be laid out; see the system log.\n";
     return 1;

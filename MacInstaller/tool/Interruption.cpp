@@ -18,7 +18,7 @@ namespace {
 
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-// What the handler reads. Texts are written before the atomic that says that they are there.
+// The data of the handler. A text is written before the atomic that publishes it.
 std::atomic<const char*> currentStep{nullptr};
 std::atomic<long> childProcess{0};
 char childProgram[64];
@@ -33,7 +33,7 @@ static_assert(ATOMIC_POINTER_LOCK_FREE == 2 && ATOMIC_LONG_LOCK_FREE == 2 && ATO
 
 // ----- In the handler: only what signal-safety(7) and sigaction(2) of macOS list -----
 
-/// A text that is put together without memory from the heap. What does not fit is left out.
+/// A text that is built without memory from the heap. Text that does not fit is dropped.
 class Message {
  public:
   void add(const char* text) {
@@ -80,11 +80,11 @@ const char* stateOfHotfix() {
   return "Whether the uninstall manifest is consumed cannot be told: look for deploy/uninstall.hotfix.xml.\n";
 }
 
-/// Its action is the default one again by now, and the signal is not blocked: whatever comes next ends the process.
+/// The signal already has its default action again and is not blocked: the next signal ends the process.
 void handleSignal(int signal) {
   struct sigaction ignored = {};
   ignored.sa_handler = SIG_IGN;
-  (void)sigaction(SIGPIPE, &ignored, nullptr);  // nobody may be reading any more
+  (void)sigaction(SIGPIPE, &ignored, nullptr);  // the reader may be gone
   (void)sigaction(SIGXFSZ, &ignored, nullptr);
   Message message;
   message.add(isTerminal ? "\nhotfixUninstall was ended by " : "hotfixUninstall was ended by ");
@@ -113,7 +113,7 @@ void begin(const OptionalString& home) {
   const std::string path = path::appending(home.value_or(""), kUninstallManifest);
   if (home) {
     manifestAtBegin = manifestAt(path.c_str());
-    // A longer one could not be looked up at the beginning either.
+    // A longer path could not be examined above either.
     manifest[path.copy(manifest, sizeof manifest - 1)] = '\0';
   }
   isTerminal = isatty(STDERR_FILENO) == 1;
@@ -122,7 +122,7 @@ void begin(const OptionalString& home) {
     if (sigaction(signal, nullptr, &before) != 0 || before.sa_handler == SIG_IGN) continue;
     struct sigaction action = {};
     action.sa_handler = handleSignal;
-    // A second signal ends the process also where the message cannot be written.
+    // A second signal ends the process even if the message cannot be written.
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_NODEFER;
     sigemptyset(&action.sa_mask);
     (void)sigaction(signal, &action, nullptr);

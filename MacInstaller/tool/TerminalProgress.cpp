@@ -17,11 +17,11 @@ namespace {
 
 constexpr char kBoldRed[] = "\x1B[1;31m";
 constexpr char kPlain[] = "\x1B[0m";
-constexpr size_t kLongestCount = 12;  // " ... 123456 s", but for one
+constexpr size_t kLongestCount = 12;  // " ... 123456 s", less one
 
 bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
-/// Columns of the terminal; 80 where it does not tell.
+/// Columns of the terminal; 80 if they are unknown.
 size_t columns() {
   struct winsize size = {};
   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
@@ -46,7 +46,7 @@ void TerminalProgress::begin(const char* step) {
   _step = std::string(step) + " ...";
   _begin = Clock::now();
   _shown = 0;
-  // A line that goes past the right edge cannot be written over.
+  // A line that extends past the right edge cannot be overwritten.
   _isCounted = _mayRewrite && _step.size() + kLongestCount <= columns();
   platform::writeToStandardError(_step);
 }
@@ -64,7 +64,7 @@ void TerminalProgress::end(const StepResult& result) {
   std::string ending = std::string(" ") + wordFor(result.kind);
   if (lasted > 0) ending += ", " + std::to_string(lasted) + " s";
   if (!result.detail.empty()) ending += ": " + text::sanitized(result.detail);
-  // It is longer than what it is written over.
+  // It is longer than the line that it overwrites.
   platform::writeToStandardError((_isCounted ? "\r" + _step : "") + ending + "\n" + std::exchange(_warnings, ""));
   _isCounted = false;
 }

@@ -1,4 +1,4 @@
-// The command hotfixUninstall: thin over the library.
+// The command hotfixUninstall.
 
 #include "MacInstaller/tool/TerminalProgress.h"
 #include "MacInstaller/tool/runTool.h"

@@ -26,7 +26,7 @@ constexpr char kUsage[] = "Usage: [sudo hotfixUninstall -rcphome ${path to rcpho
 
 const char* textOrNullPointer(const OptionalString& text) { return text ? text->c_str() : nullptr; }
 
-/// What follows every attempt, successful or not; none of it changes the exit status.
+/// Runs the steps after every attempt, successful or not. None of them changes the exit status.
 void runPasses(const OptionalString& rcphome, const OptionalString& rcpdata) {
   InstanceService instance(rcphome, rcpdata);
   OptionalString launcher;
@@ -89,18 +89,18 @@ std::int32_t runTool(const std::vector<std::string>& arguments, ToolListener& li
 
   OptionalString rcphome = getArgValue(arguments, "-rcphome");
   const OptionalString rcpdata = getArgValue(arguments, "-rcpdata");
-  // Without a data folder the given home is taken to be the folder around the platform's own "rcp".
+  // Without a data folder, the given home is the parent of the platform's own folder "rcp".
   if (!rcpdata && rcphome) rcphome = path::appending(*rcphome, "rcp");
 
   listener.runBegins(rcphome);
   if (const OptionalString note = noteOnSudo()) listener.showNote(*note);
 
   const std::int32_t status = RCPUninstallHotfixEx(textOrNullPointer(rcphome), textOrNullPointer(rcpdata));
-  // Also when the options were right and only the uninstall failed.
+  // Even if the options were right and only the uninstall failed.
   if (status != 0) platform::printLine(kUsage);
   try {
     runPasses(rcphome, rcpdata);
-  } catch (const std::exception&) {  // out of memory; the status says how the uninstall ended
+  } catch (const std::exception&) {  // not enough memory; the status still shows the outcome of the uninstall
   }
   if (status != 0) {
     const std::string reason = reasonOfFailure();

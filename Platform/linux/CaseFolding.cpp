@@ -14,7 +14,7 @@ namespace {
 
 using Characters = std::vector<utf8proc_int32_t>;
 
-/// Stands for a byte that is no part of well-formed UTF-8: above all characters, so that it has no case.
+/// Represents a byte that is not part of well-formed UTF-8: greater than all characters, so that it has no case.
 constexpr utf8proc_int32_t kStrayByte = 0x110000;
 
 void appendDecomposed(std::string_view utf8, utf8proc_option_t options, Characters& characters) {
@@ -27,7 +27,7 @@ void appendDecomposed(std::string_view utf8, utf8proc_option_t options, Characte
   utf8proc_decompose(bytes, size, &characters[before], count, options);
 }
 
-/// How many bytes the character at a place of a text takes; none when they are no UTF-8.
+/// The number of bytes of the character at a place of a text; none if they are not UTF-8.
 size_t lengthOfCharacterAt(const std::string& text, size_t at, utf8proc_int32_t& character) {
   const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
   const utf8proc_ssize_t length =
@@ -35,7 +35,7 @@ size_t lengthOfCharacterAt(const std::string& text, size_t at, utf8proc_int32_t&
   return length > 0 ? static_cast<size_t>(length) : 0;
 }
 
-/// The characters of a text in canonical decomposition; bytes that are no UTF-8 stay what they are.
+/// The characters of a text in canonical decomposition; bytes that are not UTF-8 stay unchanged.
 Characters decomposed(const std::string& text, int moreOptions) {
   const auto options = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE | moreOptions);
   Characters characters;
@@ -87,7 +87,7 @@ bool isFinalSigma(const Characters& characters, size_t index) {
   return before > 0 && isLetter(characters[before - 1]) && (after == characters.size() || !isLetter(characters[after]));
 }
 
-/// What two texts that differ in case only have in common.
+/// The common form of two texts that differ only in case.
 Characters folded(const std::string& text) { return decomposed(text, UTF8PROC_CASEFOLD); }
 
 /// Whether a character of the text ends where its folded form has so many characters.

@@ -19,7 +19,7 @@ OptionalString heldLinkText(int held, int, const char*) {
 }
 
 bool hasHiddenAccessList(int folder, mode_t mode) {
-  // The rights that a list gives show as those of the group (acl(5)).
+  // The permissions of a list appear as those of the group (acl(5)).
   if ((mode & S_IWGRP) == 0) return false;
   return fgetxattr(folder, "system.posix_acl_access", nullptr, 0) >= 0 || (errno != ENODATA && errno != ENOTSUP);
 }

@@ -17,7 +17,7 @@ namespace {
 
 constexpr size_t kChunk = size_t{1} << 20;
 
-/// For file systems and kernels without copy_file_range(2), and for files that are empty or seem so.
+/// For file systems and kernels without copy_file_range(2), and for files that are, or appear, empty.
 int copyByReading(int from, int to) {
   char buffer[kChunk / 32];
   for (;;) {
@@ -29,15 +29,15 @@ int copyByReading(int from, int to) {
 }
 
 int copyData(int from, int to, off_t size) {
-  if (size == 0) return copyByReading(from, to);  // maybe a file below /proc, which is longer than it tells
+  if (size == 0) return copyByReading(from, to);  // may be a file below /proc, which is longer than its size
   for (off_t copied = 0;;) {
     const ssize_t count = retried([&] { return copy_file_range(from, nullptr, to, nullptr, kChunk * 128, 0); });
     if (count > 0) {
       copied += count;
-      if (copied >= size) return 0;  // what it has grown to since is not waited for
+      if (copied >= size) return 0;  // does not copy text that was appended during the copy
       continue;
     }
-    if (copied == 0) return copyByReading(from, to);  // this file system cannot
+    if (copied == 0) return copyByReading(from, to);  // not supported by this file system
     return count == 0 ? 0 : errno;
   }
 }
@@ -66,13 +66,13 @@ int copyFileAndAttributes(int from, int to, const struct stat& source) {
 
 int renameIfFree(int folder, const char* name, const char* newName) {
   if (renameat2(folder, name, folder, newName, RENAME_NOREPLACE) == 0) return 0;
-  return errno == EINVAL || errno == ENOSYS ? ENOTSUP : errno;  // the first from a file system, as renameat2(2) has it
+  return errno == EINVAL || errno == ENOSYS ? ENOTSUP : errno;  // EINVAL comes from a file system, see renameat2(2)
 }
 
 void copyAttributes(int from, int to, const struct stat& source) {
   const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
   if (!isOwnerKept) (void)!fchown(to, static_cast<uid_t>(-1), source.st_gid);
-  copyExtendedAttributes(from, to);  // after the owner, whose change takes a program's capabilities away
+  copyExtendedAttributes(from, to);  // after the owner, because a change of the owner removes a program's capabilities
   (void)fchmod(to, adoptedMode(source, isOwnerKept));
   const struct timespec times[] = {source.st_atim, source.st_mtim};
   (void)futimens(to, times);
@@ -81,7 +81,7 @@ void copyAttributes(int from, int to, const struct stat& source) {
 void copyFlags(int, const struct stat&) {}  // no flags that stat(2) tells of
 
 void copyLinkAttributes(int folder, const char* name, const struct stat& source) {
-  // Held, and looked at again: in a shared folder somebody may have put another entry in its place.
+  // Examined again through a handle: in a shared folder, another user may have replaced the entry.
   const ScopedFd held = openHandle(folder, name);
   struct stat status;
   if (!held || fstat(held.get(), &status) != 0 || !S_ISLNK(status.st_mode) || status.st_nlink != 1) return;

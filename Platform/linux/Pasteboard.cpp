@@ -15,15 +15,14 @@
 #include "Support/Path.h"
 #include "Support/PropertyListWriter.h"
 
-// The store of a pasteboard is a property list: a dictionary whose one key is the declared type and whose value is an
-// array. It holds a random text of the process that declared the type, and behind it the one property list that was
-// stored.
+// The store of a pasteboard is a property list: a dictionary with the declared type as its only key and an array as its
+// value. The array has a random text of the process that declared the type, followed by the stored property list.
 
 namespace hotfix::platform {
 
 namespace {
 
-/// Whether a folder is the user's own and nobody else's: not a link, closed to others.
+/// Whether a folder belongs only to the user: not a link, and without access for others.
 bool isPrivateFolder(const std::string& path) {
   struct stat status;
   return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
@@ -48,7 +47,7 @@ OptionalString storeFile(const std::string& pasteboard, IfMissing ifMissing) {
   return path::appending(folder, name);
 }
 
-/// The stored dictionary; none when there is none, or when the file is not the user's own.
+/// The stored dictionary; none if there is none, or if the file does not belong to the user.
 std::optional<PropertyListValue::Dictionary> readStore(const OptionalString& file) {
   if (!file) return std::nullopt;
   struct stat status;
@@ -56,7 +55,7 @@ std::optional<PropertyListValue::Dictionary> readStore(const OptionalString& fil
   return readDictionary(*file);
 }
 
-/// The stores for which this process has declared a type, and the text that it has put into each.
+/// The stores for which this process has declared a type, and its random text in each.
 struct OwnedStores {
   std::mutex mutex;
   std::map<std::string, std::string> ownersByFile;
@@ -67,7 +66,7 @@ OwnedStores& ownedStores() {
   return *stores;
 }
 
-/// What the store has under a type.
+/// The content of the store under a type.
 PropertyListValue::Array contentOf(const OptionalString& file, const std::string& type) {
   const auto store = readStore(file);
   if (!store) return {};
@@ -81,7 +80,7 @@ void writeStore(const std::string& file, const std::string& type, PropertyListVa
       PropertyListValue(PropertyListValue::Dictionary{{type, PropertyListValue(std::move(content))}}));
   Attributes ownerOnly;
   ownerOnly.mode = 0600;
-  if (text) (void)createFile(file, *text, ownerOnly);  // in a private folder it is never open to others
+  if (text) (void)createFile(file, *text, ownerOnly);  // in a private folder, others never have access to it
 }
 
 }  // namespace

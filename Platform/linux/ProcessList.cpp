@@ -22,7 +22,7 @@ bool isNumber(const std::string& name) {
   return std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-/// Whether the text of the link is the true path of what it stands for.
+/// Whether the text of the link is the true path of its target.
 bool isTruePath(const std::string& link, const std::string& text) {
   struct stat program;
   struct stat named;
@@ -30,15 +30,15 @@ bool isTruePath(const std::string& link, const std::string& text) {
          program.st_ino == named.st_ino;
 }
 
-/// Path of the program that a process runs; none for a kernel thread, for one that has just ended, and for one that
-/// we may not look at.
+/// Path of the program of a process; none for a kernel thread, for a process that has just ended, and for a process
+/// that may not be examined.
 OptionalString executablePath(const std::string& process) {
   const std::string link = onDisk(kProcessFolder) + "/" + process + "/exe";
   char text[PATH_MAX] = {};
   const ssize_t length = readlink(link.c_str(), text, sizeof text - 1);
   if (length <= 0) return std::nullopt;
   std::string path(text, static_cast<size_t>(length));
-  // The kernel adds this when the file was removed or replaced (proc(5)); but a file may have such a name.
+  // The kernel adds this if the file was removed or replaced (proc(5)), but a file may also have such a name.
   static constexpr std::string_view kDeleted = " (deleted)";
   const bool mayBeDeleted =
       path.size() > kDeleted.size() && path.compare(path.size() - kDeleted.size(), kDeleted.size(), kDeleted) == 0;
@@ -46,7 +46,7 @@ OptionalString executablePath(const std::string& process) {
   return path;
 }
 
-/// Calls \a visit with the number and the program of one process after the other, until that answers false.
+/// Calls \a visit with the number and the program of each process until it returns false.
 void visitProcesses(const std::function<bool(const std::string& process, const std::string& executable)>& visit) {
   const std::string self = std::to_string(getpid());
   const auto processes = namesInFolder(onDisk(kProcessFolder));

@@ -17,10 +17,10 @@ namespace hotfix::platform {
 
 namespace {
 
-/// Time that this process may still spend on waiting for the log: enough for a reader who is only slow, in all.
+/// The total time that this process may still wait for the log: enough for a reader that is only slow.
 std::atomic<long> patienceLeft{100'000};  // microseconds
 
-/// Waits for the queue of the log to have room, as long as there is patience left. \return false when there is none.
+/// Waits for space in the queue of the log, as long as there is time left. \return false if there is none.
 bool waitForRoom(int connection) {
   const long patience = patienceLeft;
   if (patience <= 0) return false;
@@ -50,9 +50,9 @@ bool send(int type, const std::string& line) {
 
 }  // namespace
 
-// Not by syslog(3), which waits for as long as the queue of the log is full: for ever, when its reader has stopped, and
-// every user can fill it. Lines have the same form; but the name is that of the program, whatever the process gave to
-// openlog(3), which nobody can ask for. The levels have the numbers of syslog(3).
+// Does not use syslog(3), which waits as long as the queue of the log is full: forever, if its reader has stopped, and
+// every user can fill the queue. The lines have the same form. The name is that of the program, because the name that
+// the process passed to openlog(3) cannot be read. The levels have the numbers of syslog(3).
 void sendToSystemLog(LogLevel level, const std::string& message) {
   const int number = static_cast<int>(level);
   if ((setlogmask(0) & LOG_MASK(number)) == 0) return;

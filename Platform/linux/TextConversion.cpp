@@ -8,7 +8,7 @@
 namespace hotfix::platform {
 
 OptionalString convertedToUtf8(std::string_view bytes, const std::string& encoding) {
-  if (encoding.find('/') != std::string::npos) return std::nullopt;  // would tell iconv to guess
+  if (encoding.find('/') != std::string::npos) return std::nullopt;  // would make iconv guess
   const iconv_t conversion = iconv_open("UTF-8", encoding.c_str());
   if (conversion == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
   const auto close = [](void* opened) { iconv_close(static_cast<iconv_t>(opened)); };

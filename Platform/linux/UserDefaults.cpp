@@ -10,7 +10,7 @@ namespace {
 
 constexpr char kGlobalDomain[] = ".GlobalPreferences";
 
-/// The settings of a domain, of the user with that home or, with an empty home, of all users.
+/// The settings of a domain: of the user with that home, or of all users with an empty home.
 std::optional<PropertyListValue::Dictionary> settingsIn(const std::string& home, const std::string& domain) {
   return readDictionary(onDisk(home + "/Library/Preferences/" + domain + ".plist"), kLargestSettings);
 }

@@ -2,7 +2,7 @@
 
 namespace hotfix::platform {
 
-// Linux sends both to the writing thread.
+// Linux sends both signals to the writing thread.
 void withoutWriteSignals(int, const std::function<void()>& write) {
   const ScopedHeldSignals held({SIGPIPE, SIGXFSZ});
   write();

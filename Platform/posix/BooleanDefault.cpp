@@ -4,7 +4,7 @@ namespace hotfix::platform {
 
 namespace {
 
-/// The rule for a text: blanks, then a letter for "yes" or "true", or a number that is not zero.
+/// The rule for a text: blanks, then the first letter of "yes" or "true", or a number that is not zero.
 bool isTrueText(const std::string& text) {
   size_t at = text.find_first_not_of(" \t\n\v\f\r");
   if (at == std::string::npos) return false;

@@ -23,7 +23,7 @@ namespace {
 constexpr char kNullDevice[] = "/dev/null";
 constexpr char kShell[] = "/bin/sh";
 
-/// Holds off all signals in this thread. A child begins without any.
+/// Blocks all signals in this thread. A child begins without blocked signals.
 class ScopedBlockedSignals {
  public:
   ScopedBlockedSignals() {
@@ -39,7 +39,7 @@ class ScopedBlockedSignals {
   sigset_t _before = {};
 };
 
-/// What a child's standard output and error are.
+/// The standard output and error of a child.
 class SpawnOutputs {
  public:
   SpawnOutputs() { posix_spawn_file_actions_init(&_actions); }
@@ -55,11 +55,11 @@ class SpawnOutputs {
   posix_spawn_file_actions_t _actions = {};
 };
 
-/// Whose process group a child belongs to.
+/// The process group of a child.
 enum class Group { Own, Callers };
 
-/// Starts a program. \return its process id, or -1 after a line in the log.
-/// \param[out] failure when given, set to the reason then.
+/// Starts a program. \return its process id, or -1 after a failure, which is logged.
+/// \param[out] failure when given, set to the reason of a failure.
 pid_t spawn(const OptionalString& executable, const std::vector<std::string>& arguments, SpawnOutputs& outputs,
             Group group, OptionalString* failure = nullptr) {
   if (!executable) {
@@ -71,13 +71,13 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
 
-  // The caller's blocked and ignored signals are its own affair: a child that waits for children of its own would not
-  // get far with SIGCHLD ignored. But a child with a process group of its own is in the background of the terminal,
-  // where reading stops it, and so does changing the settings: we would wait for it without end. With these signals
-  // blocked (or ignored, see ignoreTerminalStops) the reading fails instead, by POSIX with EIO, and the rest is done.
-  // In a session of its own (setsid) a child could still read the terminal that is its standard input, and would wait
-  // for the person there. Ignored signals would go further, but posix_spawn(3) cannot set them, and to ignore them here
-  // for a moment would be seen by the caller's other threads.
+  // A child inherits no blocked signals from the caller, and gets the default actions of SIGCHLD and SIGPIPE: with
+  // SIGCHLD ignored, it could not wait for its own children. But a child with its own process group is in the
+  // background of the terminal. There, reading the terminal or changing its settings stops the child, and the wait for
+  // it would be endless. With SIGTTIN and SIGTTOU blocked (or ignored, see ignoreTerminalStops), reading fails with EIO
+  // by POSIX, and changes are made. In its own session (setsid), a child could still read the terminal that is its
+  // standard input, and would wait for the user. Ignored signals would be more effective, but posix_spawn(3) cannot set
+  // them, and ignoring them here for a moment would affect the caller's other threads.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   const bool isOwnGroup = group == Group::Own;
@@ -107,10 +107,10 @@ pid_t spawn(const OptionalString& executable, const std::vector<std::string>& ar
   return -1;
 }
 
-/// Any failure means that the child has ended: where SIGCHLD is ignored, or somebody else has reaped it.
+/// Any failure means that the child has ended: SIGCHLD is ignored, or other code has reaped the child.
 void waitFor(pid_t pid) {
   if (pid <= 0) return;
-  // There is no event that could wake us for a tick: the signals are the caller's.
+  // No event can interrupt the wait for a tick, because the signals belong to the caller.
   constexpr int kLongestNap = 20;
   for (int nap = 1; progress::wantsTicks(); nap = std::min(2 * nap, kLongestNap)) {
     if (retried([pid] { return waitpid(pid, nullptr, WNOHANG); }) != 0) return;
@@ -120,7 +120,7 @@ void waitFor(pid_t pid) {
   (void)retried([pid] { return waitpid(pid, nullptr, 0); });
 }
 
-/// A pipe whose ends are closed on exec. \return false when none can be had.
+/// Makes a pipe with both ends closed on exec. \return false on failure.
 bool makePipe(ScopedFd& readEnd, ScopedFd& writeEnd) {
   int ends[2];
   if (pipe(ends) != 0) return false;
@@ -136,7 +136,7 @@ ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<s
   SpawnOutputs outputs;
   outputs.discard(STDOUT_FILENO);
   outputs.discard(STDERR_FILENO);
-  // Until the listener knows of the child: it could not be named by whoever handles the signal.
+  // Until the listener knows the child; before that, a signal handler could not name it.
   const ScopedBlockedSignals signals;
   _pid = spawn(executable, arguments, outputs, Group::Own, &_error);
   if (_pid > 0) progress::childStarted(*executable, _pid);
@@ -174,7 +174,7 @@ OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t li
   outputs.connect(STDOUT_FILENO, writeEnd.get());
   outputs.discard(STDERR_FILENO);
   const pid_t pid = spawn(kShell, {"-c", commandLine}, outputs, Group::Callers);
-  writeEnd = ScopedFd();  // the child's alone now, so that its end is seen
+  writeEnd = ScopedFd();  // now only the child has it, so that its end is detected
 
   std::string line(limit, '\0');
   size_t length = 0;
@@ -185,7 +185,7 @@ OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t li
     length += static_cast<size_t>(count);
     if (line.find('\n', before) < length) break;
   }
-  readEnd = ScopedFd();  // a child with more to say is told that nobody listens
+  readEnd = ScopedFd();  // a child that writes more gets an error
   waitFor(pid);
   if (length == 0) return std::nullopt;
   line.resize(length);

@@ -27,30 +27,30 @@ struct Entry {
   int folder;
   std::string name;
   std::string path;
-  bool isFolderNew = false;  // just made by us, so that what it lacks need not be looked for
+  bool isFolderNew = false;  // just created here, so it is known to be empty
 
   Entry child(int openFolder, const std::string& childName, bool isNew = false) const {
     return {openFolder, childName, path + "/" + childName, isNew};
   }
 };
 
-/// Whether a file system answers so that has no links, or no more for this file.
+/// Whether an error means that the file system supports no hard links, or no more for this file.
 bool isWithoutLinks(int error) {
   constexpr int kErrors[] = {EPERM, ENOSYS, ENOTSUP, EOPNOTSUPP, EMLINK};  // two of them are one on Linux
   return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
 }
 
 /// One copy, item by item in the order of the folders' listings. Both trees are walked through folder descriptors, so
-/// that neither is left through a link, also when somebody exchanges entries meanwhile.
+/// that the walk never leaves them through a link, even if entries are replaced during the copy.
 class Copy {
  public:
-  /// \param isTrustNeeded whether the source has to be a folder that only those can write to whom we trust.
+  /// \param isTrustNeeded whether the source must be a folder that only trusted users can write to.
   explicit Copy(bool isTrustNeeded) : _isTrustNeeded(isTrustNeeded) {}
 
-  /// \return whether the copy goes on with the next item; false once the policy has said stop.
-  /// \param type the type of the source's mode, where the folder has told it; 0 otherwise.
+  /// \return whether the copy continues with the next item; false after the policy has stopped it.
+  /// \param type the type bits of the source's mode, if the folder listed them; 0 otherwise.
   bool copyEntry(const Entry& source, const Entry& target, bool isTop, mode_t type = 0) {
-    // As it was listed: what has become of the entry since is seen when it is open.
+    // The listed type; a later change of the entry is detected when it is open.
     if (S_ISDIR(type)) return copyFolder(source, target, isTop);
     if (S_ISREG(type)) return succeededOrAllowed(copyFile(source, target, isTop), source, target);
     struct stat status;
@@ -68,7 +68,7 @@ class Copy {
   const FileError& error() const { return _error; }
   bool isDistrusted() const { return _isDistrusted; }
 
-  /// Asks the policy about a failure and keeps the failure if it says stop.
+  /// Calls the policy for a failure, and keeps the failure if the policy stops the copy.
   bool policyAllows(const FileError& error, const Entry& source, const Entry& target) {
     const CopyPolicy policy = copyPolicy();
     if (policy != nullptr && policy(error, source.path, target.path)) return true;
@@ -85,14 +85,14 @@ class Copy {
     const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_NOFOLLOW);
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0) return errno;
-    if (!S_ISREG(status.st_mode)) return ENOTSUP;  // exchanged since it was looked at
-    // Somebody may have put a second name of a program there, to have one that nobody keeps up to date.
+    if (!S_ISREG(status.st_mode)) return ENOTSUP;  // replaced after it was examined
+    // A user may have created a second name of a program there, to get a copy without later updates.
     if ((status.st_mode & (S_ISUID | S_ISGID)) != 0 && !isInAFolderOfOurs(source)) status.st_mode &= 01777U;
     struct stat inTheWay;
     if (!target.isFolderNew && fstatat(target.folder, target.name.c_str(), &inTheWay, AT_SYMLINK_NOFOLLOW) == 0) {
       return EEXIST;
     }
-    // Under its own name it is whole: half a file there would pass for a copy in every later run.
+    // A file with its final name is complete: every later run would treat a partial file as a copy.
     const ScopedFd to = createTemporary(target.folder, 0600, _temporaryName);
     if (!to) return errno;
     int error = 0;
@@ -101,7 +101,7 @@ class Copy {
     if (error == 0) error = giveName(target);
     if (error != 0) (void)unlinkat(target.folder, _temporaryName.c_str(), 0);
     if (error == 0) copyFlags(to.get(), status);
-    if (error == 0 && isDurable) (void)fsync(target.folder);  // not every file system can
+    if (error == 0 && isDurable) (void)fsync(target.folder);  // not every file system supports this
     return error;
   }
 
@@ -112,7 +112,7 @@ class Copy {
     return folder && fstat(folder.get(), &status) == 0 && onlyWeCanWrite(folder.get(), status);
   }
 
-  /// Gives a finished file its name, unless that is taken. \return 0 or the number of the error.
+  /// Renames a complete file to its final name, unless that is in use. \return 0 or the number of the error.
   int giveName(const Entry& target) const {
     const char* temporaryName = _temporaryName.c_str();
     const char* name = target.name.c_str();
@@ -123,7 +123,7 @@ class Copy {
       return 0;
     }
     if (!isWithoutLinks(errno)) return errno;
-    // A file system without links: there something that has taken the name in this moment would be replaced.
+    // A file system without links: an entry that gets the name at this moment would be replaced.
     return renameat(target.folder, temporaryName, target.folder, name) == 0 ? 0 : errno;
   }
 
@@ -155,7 +155,7 @@ class Copy {
       if (!policyAllows(writingError("Copy to", target.path, error), source, target)) return false;
       if (error != EEXIST) return true;
     }
-    // The place that was asked for may be a link to a folder; below it a link would lead out of it.
+    // The requested target may be a link to a folder. Below it, a link would lead out of the target.
     const ScopedFd to =
         openExisting(target.folder, target.name.c_str(), O_RDONLY | O_DIRECTORY | (isTop ? 0 : O_NOFOLLOW));
     if (!to) return policyAllows(writingError("Copy to", target.path, ENOTDIR), source, target);
@@ -168,7 +168,7 @@ class Copy {
       const bool isDone =
           copyEntry(source.child(from.get(), name), target.child(to.get(), name, isNew), /*isTop=*/false, type);
       if (isDone) continue;
-      if (isNew) copyAttributes(from.get(), to.get(), status);  // what is there of it is to be used
+      if (isNew) copyAttributes(from.get(), to.get(), status);  // the copied part must be usable
       return false;
     }
     copyAttributes(from.get(), to.get(), status);
@@ -201,7 +201,7 @@ class Copy {
 bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, bool* isDistrusted,
               FileError* error) {
   Copy copy(isTrustNeeded);
-  const std::string from = path::appending(source, "");  // a slash at the end makes no difference
+  const std::string from = path::appending(source, "");  // drops a slash at the end
   const std::string to = path::appending(target, "");
   struct stat status;
   if (lstat(from.c_str(), &status) != 0) {

@@ -11,12 +11,12 @@ namespace {
 
 int makeWithAttributes(const std::string& path, const Attributes& attributes) {
   const int error = makeFolder(path);
-  if (error != 0) return error == EISDIR ? EEXIST : error;  // what macOS says to "/"
-  (void)setAttributes(path, attributes);                    // not a fatal error: the folder is there
+  if (error != 0) return error == EISDIR ? EEXIST : error;  // the error of macOS for "/"
+  (void)setAttributes(path, attributes);                    // not a fatal error: the folder exists
   return 0;
 }
 
-/// Makes a folder and its missing parents. \return 0 or the number of the error.
+/// Creates a folder and its missing parents. \return 0 or the number of the error.
 int makeFolderAndParents(const std::string& path, const Attributes& attributes) {
   const int error = makeWithAttributes(path, attributes);
   if (error == EEXIST) return isFolder(path) ? 0 : EEXIST;

@@ -15,7 +15,7 @@ namespace hotfix::platform {
 ScopedFd::~ScopedFd() {
   if (_descriptor >= 0) {
     const int before = errno;
-    close(_descriptor);  // not repeated after a signal: the descriptor is gone either way
+    close(_descriptor);  // not repeated after a signal: the descriptor is closed in any case
     errno = before;
   }
 }
@@ -64,7 +64,7 @@ OptionalString readToEnd(int descriptor, size_t limit, size_t expected) try {
   std::string bytes(std::min(expected, limit) + kChunk, '\0');
   size_t used = 0;
   for (;;) {
-    // Doubling keeps the cost linear; one byte past the limit tells that the file is longer.
+    // Doubling keeps the cost linear. One byte past the limit shows that the file is longer.
     if (bytes.size() == used) bytes.resize(std::min(bytes.size() * 2 + kChunk, limit + 2 * kChunk));
     const ssize_t count = retried([&] { return read(descriptor, &bytes[used], bytes.size() - used); });
     if (count < 0) return std::nullopt;
@@ -75,7 +75,7 @@ OptionalString readToEnd(int descriptor, size_t limit, size_t expected) try {
   bytes.resize(used);
   return bytes;
 } catch (const std::exception&) {
-  return std::nullopt;  // more than this machine, or a text of this word size, can hold
+  return std::nullopt;  // too large for the memory, or for a text of this word size
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {

@@ -13,7 +13,7 @@ namespace hotfix::platform {
 
 namespace {
 
-/// Whether one of the folders on the path, or what it leads to, has the name of an application bundle.
+/// Whether a folder in the path, or in its resolved form, has the name of an application bundle.
 bool isInsideBundle(const std::string& path) {
   static const std::string kEnding = ".app";
   const std::vector<std::string> components = path::components(path);

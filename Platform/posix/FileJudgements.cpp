@@ -5,9 +5,8 @@
 namespace hotfix::platform {
 
 bool isTrustedFile(const struct stat& status) {
-  // One with a second name may be an old one that somebody kept. One that can be executed may come from a tree whose
-  // permissions were repaired, where somebody else wrote it: the repair gives that mode, nobody who writes settings
-  // does.
+  // A file with a second name may be an old one that a user has kept. An executable file may come from a tree with
+  // repaired permissions, where another user wrote it: the repair sets that mode, and a writer of settings does not.
   constexpr mode_t kForbidden = S_IWOTH | S_IXUSR | S_IXGRP | S_IXOTH;
   return S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_mode & kForbidden) == 0 &&
          isTrustedOwner(status.st_uid);

@@ -23,25 +23,25 @@ bool isRegular(int descriptor, struct stat& status) {
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// Contents of an open file; none unless it is a regular one of a size that we read.
+/// Contents of an open file; none unless it is a regular file within the size limit.
 OptionalString contentsOf(const ScopedFd& file, const struct stat& status, std::uint64_t mostBytes = kLargestFile) {
   if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > mostBytes) return std::nullopt;
   return readToEnd(file.get(), static_cast<size_t>(mostBytes), static_cast<size_t>(status.st_size));
 }
 
-/// Gives a temporary file the owner, group and mode of the file that it will replace, as far as permitted.
+/// Sets the owner, group and mode of a temporary file to those of the file that it will replace, if permitted.
 void adoptAttributes(int descriptor, const struct stat& replaced, bool isBehindLink) {
   const bool isOwnerKept = fchown(descriptor, replaced.st_uid, replaced.st_gid) == 0;
   if (!isOwnerKept) (void)!fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid);
   (void)fchmod(descriptor, adoptedMode(replaced, isOwnerKept && !isBehindLink));
 }
 
-/// Puts a new file in an open folder.
+/// Creates a new file in an open folder.
 ///
-/// \param replaced whose owner, group and mode it gets; null when it gets \a newMode.
+/// \param replaced the file with the owner, group and mode to copy; null to set \a newMode.
 bool writeAtomically(const ScopedFd& folder, const std::string& name, const struct stat* replaced, mode_t newMode,
                      const std::function<bool(const PartWriter& write)>& produce) {
-  // Until it has its final attributes the new file is for its maker alone: what it replaces may have been secret.
+  // Until it has its final attributes, only the process's user can read the new file: the old file may be secret.
   std::string temporaryName;
   const ScopedFd file = createTemporary(folder.get(), replaced != nullptr ? 0600 : newMode, temporaryName);
   if (!file) return false;
@@ -49,7 +49,7 @@ bool writeAtomically(const ScopedFd& folder, const std::string& name, const stru
   bool isDone = false;
   try {
     isDone = produce([&file](std::string_view part) { return writeAll(file.get(), part); });
-  } catch (const std::exception&) {  // out of memory: the temporary file is to go all the same
+  } catch (const std::exception&) {  // not enough memory: the temporary file must still be removed
     isDone = false;
   }
   struct stat link;
@@ -62,7 +62,7 @@ bool writeAtomically(const ScopedFd& folder, const std::string& name, const stru
     (void)unlinkat(folder.get(), temporaryName.c_str(), 0);
     return false;
   }
-  (void)fsync(folder.get());  // the new file is whole and in place; a folder that cannot be synced does not change that
+  (void)fsync(folder.get());  // the new file is complete and in place, even if the folder cannot be synced
   return true;
 }
 
@@ -70,7 +70,7 @@ bool writeAtomically(const ScopedFd& folder, const std::string& name, const stru
 
 bool writeAtomically(const std::string& path, Adopted adopted,
                      const std::function<bool(const PartWriter& write)>& produce) {
-  // The folder stays open, so that all steps happen in the same one, whatever becomes of its path.
+  // The folder stays open, so that all steps happen in the same folder even if its path changes.
   const std::string parent = path::deletingLastComponent(path);
   const std::string name = path::lastComponent(path);
   const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
@@ -80,7 +80,7 @@ bool writeAtomically(const std::string& path, Adopted adopted,
   const bool isTrustNeeded = adopted == Adopted::FromTrustedFile;
   const bool isThere = fstatat(folder.get(), name.c_str(), &replaced, isTrustNeeded ? AT_SYMLINK_NOFOLLOW : 0) == 0;
   if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
-    return false;  // whose is it, and who may read it?
+    return false;  // its owner and mode are unknown
   const bool isReplacing = isThere && (isTrustNeeded ? isTrustedFile(replaced) : S_ISREG(replaced.st_mode));
   return writeAtomically(folder, name, isReplacing ? &replaced : nullptr, isTrustNeeded ? 0664 : 0666, produce);
 }
@@ -137,7 +137,7 @@ int makeFolder(const std::string& path) { return mkdir(path.c_str(), 0777) == 0 
 
 OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
   struct stat status;
-  // Opening some devices does something.
+  // Opening a device can have an effect.
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY);
   if (!file || !isRegular(file.get(), status)) return std::nullopt;
@@ -149,7 +149,7 @@ OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
   const ScopedFd file = openRegular(AT_FDCWD, path.c_str(), O_RDONLY);
   struct stat status;
   if (!file) {
-    *isDistrusted = lstat(path.c_str(), &status) == 0;  // no file, or closed to us
+    *isDistrusted = lstat(path.c_str(), &status) == 0;  // not a file, or no access
     return std::nullopt;
   }
   if (!isUnderThisNameOnly(file, AT_FDCWD, path.c_str(), status) || !isTrustedFile(status)) {

@@ -12,15 +12,15 @@ namespace hotfix::platform {
 
 namespace {
 
-/// Folders nearest to the top that stay open. Deeper ones are closed while the walk is below them and found again as
-/// the ".." of what it comes back from.
+/// The number of folders nearest to the top that stay open. A deeper folder is closed while the walk is below it, and
+/// opened again as the ".." of the folder below.
 constexpr size_t kOpenLevels = 32;
 
 struct Level {
   ScopedFolder open;
   struct stat status = {};
   std::string name;          // in the parent
-  std::string subfolders;    // names still to enter, each with its NUL
+  std::string subfolders;    // remaining names, each with its NUL
   size_t nextSubfolder = 0;  // where the next of them begins
   size_t pathLength = 0;
 };
@@ -45,7 +45,7 @@ class Walk {
   }
 
  private:
-  /// Visits the entries of a folder that are no folders and notes those that are.
+  /// Visits the entries of a folder that are not folders, and records the folders.
   bool enter(ScopedFd descriptor, const std::string& name) {
     Level level;
     level.open = ScopedFolder(std::move(descriptor));
@@ -103,13 +103,13 @@ class Walk {
     if (_levels.empty()) return true;  // the top itself is not part of the walk
     const bool isOpen = _levels.back().open || openAgain(below);
     const bool continues = isOpen ? _visitor.leaveFolder(asWalked(below), asWalked(_levels.back()), below.name.c_str())
-                               : _visitor.onIncomplete(_path.substr(0, _levels.back().pathLength));
+                                  : _visitor.onIncomplete(_path.substr(0, _levels.back().pathLength));
     _path.resize(_levels.back().pathLength);
     return continues;
   }
 
-  /// Opens the innermost level as the parent of the folder that was left. When that folder was moved elsewhere
-  /// meanwhile, the walk goes on at the nearest level that stayed open.
+  /// Opens the innermost level as the parent of the folder that was left. If that folder was moved elsewhere, the walk
+  /// continues at the nearest level that stayed open.
   bool openAgain(const Level& below) {
     Level& level = _levels.back();
     ScopedFd parent = openExisting(below.open.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW);

@@ -17,10 +17,10 @@ namespace hotfix::platform {
 
 namespace {
 
-/// The ways to give attributes to an entry.
+/// The ways to set the attributes of an entry.
 class AttributeChange {
  public:
-  /// What became of an entry.
+  /// The outcome for an entry.
   enum class Effect { WasRight, Changed, Failed };
 
   explicit AttributeChange(const Attributes& attributes) : _wanted(attributes) {}
@@ -33,15 +33,15 @@ class AttributeChange {
     struct stat status;
     if (fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return Effect::Failed;
     if (_wanted.isRight(status)) return Effect::WasRight;
-    // Where only we can rename, the name goes on meaning the entry that was looked at. Elsewhere somebody may put
-    // another in its place, a second link to a file of root's for example: so the entry is held first.
+    // If only root and this process can rename entries, the name still refers to the examined entry. Otherwise another
+    // user may replace it, for example with a second name of a file of root. So a handle is opened first.
     const bool isChanged = onlyWeCanWrite(folder.descriptor, folder.status)
                                ? changeByName(folder, name, status)
                                : changeHeld(folder.descriptor, name, &folder);
     return isChanged ? Effect::Changed : Effect::Failed;
   }
 
-  /// \param known the folder, where its attributes are known: without them no entry with several names is changed.
+  /// \param known the folder, if its attributes are known. Without them, no entry with several names is changed.
   bool changeHeld(int folder, const char* name, const WalkedFolder* known = nullptr) {
     const ScopedFd held = openHandle(folder, name);
     struct stat status;
@@ -57,9 +57,9 @@ class AttributeChange {
 
   /// For a folder that is open for reading.
   ///
-  /// One that others could write to passes, with its new attributes, for one where only the new owner could ever put
-  /// a name. So it does not get them while it holds somebody else's file under a second name, and is looked through
-  /// when nobody can add one any more.
+  /// A folder that others could write to would, with its new attributes, look like one where only the new owner could
+  /// ever create a name. So it does not get them while it contains a second name of another user's file. This is
+  /// checked when no other user can add a name any more.
   Effect applyTo(const WalkedFolder& folder) {
     WalkedFolder before = folder;
     if (fstat(folder.descriptor, &before.status) != 0) return Effect::Failed;
@@ -103,7 +103,7 @@ class AttributeChange {
   SecondNames _names{_wanted};
 };
 
-/// Gives the attributes to what a walk meets. Every entry is tried, whatever became of the others.
+/// Sets the attributes of the entries of a walk. Every entry is tried, even after failures.
 class AttributeVisitor : public FolderVisitor {
  public:
   AttributeVisitor(AttributeChange& change, RepairOutcome& outcome) : _change(change), _outcome(outcome) {}
@@ -112,13 +112,13 @@ class AttributeVisitor : public FolderVisitor {
     return note(_change.applyTo(folder, name), folder.path, name);
   }
 
-  /// After its content: as long as a folder is still root's, nobody else can exchange what is in it.
+  /// After its content: as long as root owns a folder, nobody else can replace its entries.
   bool leaveFolder(const WalkedFolder& folder, const WalkedFolder& parent, const char* name) override {
     return note(_change.applyTo(folder), parent.path, name);
   }
 
   bool visitUnreadableFolder(const WalkedFolder& parent, const char* name, bool* retry) override {
-    // The new mode may be what opens it to its owner.
+    // The new mode may give its owner access.
     *retry = errno == EACCES && _change.changeHeld(parent.descriptor, name);
     return note(*retry ? AttributeChange::Effect::Changed : AttributeChange::Effect::Failed, parent.path, name);
   }

@@ -12,7 +12,7 @@ namespace hotfix::platform {
 
 namespace {
 
-/// Removes what a walk meets; the first failure ends the walk.
+/// Removes the entries of a walk. The first failure ends the walk.
 class Remover : public FolderVisitor {
  public:
   bool visitEntry(const WalkedFolder& folder, const char* name) override {
@@ -20,12 +20,12 @@ class Remover : public FolderVisitor {
   }
 
   bool leaveFolder(const WalkedFolder&, const WalkedFolder& parent, const char* name) override {
-    // One that still holds something is left for the next round.
+    // A folder that is not empty is left for the next round.
     return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0 || isNotEmpty(errno);
   }
 
   bool visitUnreadableFolder(const WalkedFolder& parent, const char* name, bool*) override {
-    return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0;  // an empty one need not be read
+    return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0;  // an empty folder does not have to be read
   }
 
   bool onIncomplete(const std::string&) override { return false; }
@@ -33,7 +33,7 @@ class Remover : public FolderVisitor {
   static bool isNotEmpty(int error) { return error == ENOTEMPTY || error == EEXIST; }
 };
 
-/// Removes what is at a path. \return 0, or the number of the error.
+/// Removes the entry at a path. \return 0, or the number of the error.
 int errorOfRemoval(const std::string& path) {
   const std::string item = path::appending(path, "");  // with a slash at its end a link would be followed
   if (item.empty()) return ENOENT;
@@ -45,7 +45,7 @@ int errorOfRemoval(const std::string& path) {
     return errno == ENOTDIR ? error : errno;
   }
   Remover remover;
-  // Some file systems skip entries of a folder that is changed while it is read: look again, but not for ever.
+  // Some file systems skip entries of a folder that changes while it is read. So read it again, but not endlessly.
   constexpr int kRounds = 8;
   for (int round = 0; round < kRounds; ++round) {
     ScopedFd again = openExisting(folder.get(), ".", O_RDONLY | O_DIRECTORY);

@@ -23,14 +23,14 @@ namespace {
 
 constexpr char kProtected[] = "it is a folder of the system or of a user";
 
-/// Whether no folder that has been opened can lie at a path that gives this error: there is none, it is closed to us,
-/// or its volume does not answer.
+/// Whether a path with this error cannot be the path of an opened folder: there is no folder, there is no access to it,
+/// or its volume does not respond.
 bool provesAbsence(int error) {
   constexpr int kErrors[] = {ENOENT, ENOTDIR, ELOOP, EACCES, ENOTCONN, ESTALE, ETIMEDOUT, EHOSTDOWN};
   return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
 }
 
-/// Also true for a path that cannot be looked at, when there is no telling what is there.
+/// Also true for a path that cannot be examined, unless the error proves that the folder is not there.
 bool mayBeSameFolder(const struct stat& folder, const std::string& path) {
   if (path.empty()) return false;
   struct stat status;
@@ -42,16 +42,16 @@ bool isHomeOf(const std::optional<Account>& account, const struct stat& folder) 
   return account && mayBeSameFolder(folder, account->home);
 }
 
-/// Whether a folder is the one around an account's home, which holds the homes of others too. A home that is a link
-/// lies in two; one that is not there, or no path at all, as daemons have it, lies in none.
+/// Whether a folder is the parent folder of an account's home, which contains other users' homes too. A home that is a
+/// link has two parent folders. A home that is missing or not a path, like those of daemons, has none.
 bool holdsHomeOf(const std::optional<Account>& account, const struct stat& folder) {
   if (!account || account->home.compare(0, 1, "/") != 0) return false;
   return mayBeSameFolder(folder, account->home + "/..") ||
          (exists(account->home) && mayBeSameFolder(folder, path::deletingLastComponent(account->home)));
 }
 
-/// Whether an open folder holds the home of an account that owns a folder in it: then homes lie here, whoever calls.
-/// True also when it cannot be read.
+/// Whether an open folder contains the home of an account that owns a folder in it: then it is a folder of homes,
+/// whoever the caller is. Also true if it cannot be read.
 bool containsHomes(const ScopedFd& openFolder, const struct stat& folder) {
   ScopedFolder read(openExisting(openFolder.get(), ".", O_RDONLY | O_DIRECTORY));
   const auto entries = entriesIn(read);
@@ -67,8 +67,8 @@ bool containsHomes(const ScopedFd& openFolder, const struct stat& folder) {
                      [&folder](uid_t owner) { return holdsHomeOf(accountWithId(owner), folder); });
 }
 
-// hier(7) of Linux and of macOS, where /etc, /tmp and /var are links into /private, and where what is not the
-// system's own lies on a volume of its own from 10.15 on.
+// hier(7) of Linux and of macOS. On macOS, /etc, /tmp and /var are links into /private, and since 10.15 everything that
+// is not part of the system is on a separate volume.
 constexpr char kDataVolume[] = "/System/Volumes/Data";
 constexpr const char* kTops[] = {"/", "/private/", "/System/Volumes/Data/"};
 
@@ -92,7 +92,8 @@ bool isSystemFolder(const struct stat& folder) {
   return isOneOf(kSystemFolders, folder);
 }
 
-/// Whether a folder lies in one where nothing is but the system, however deep. \a place of \a folder leads to it.
+/// Whether a folder is, at any depth, inside a folder that contains only the system. Its path is \a place relative to
+/// \a folder.
 bool isInsideSystem(int folder, std::string place) {
   static constexpr const char* kSystemAlone[] = {"Library/Apple", "System", "bin",    "boot", "dev",  "etc", "lib",
                                                  "lib32",         "lib64",  "libx32", "proc", "sbin", "sys", "usr"};
@@ -106,14 +107,14 @@ bool isInsideSystem(int folder, std::string place) {
     struct stat status;
     if (fstatat(folder, place.c_str(), &status, 0) != 0) return true;
     if (!isFirst && isSame(status, below)) return false;    // at the top
-    if (hasVolume && isSame(status, volume)) return false;  // what is not the system's own, though it lies in /System
+    if (hasVolume && isSame(status, volume)) return false;  // not part of the system, although inside /System
     if (isOneOf(kSystemAlone, status)) return true;
     below = status;
     place += "/..";
   }
 }
 
-/// \param path where the folder was found: homes that an account of that name has are homes whoever owns them.
+/// \param path the path of the folder: the home of an account with its last name is protected, whoever owns it.
 bool isProtected(const struct stat& folder, const std::string& path) {
   if (isSystemFolder(folder)) return true;
   const std::string name = path::lastComponent(resolvedPath(path).value_or(path));
@@ -126,23 +127,24 @@ bool isProtected(const struct stat& folder, const std::string& path) {
   return false;
 }
 
-/// What a path leads to.
+/// The folder at the end of a path, and the users who control the links in the path.
 struct Destination {
-  ScopedFd folder;             // held, not open for reading
-  std::vector<uid_t> leaders;  // who, besides root, can have chosen where a link on the way leads
-  std::optional<gid_t> group;  // or the members of a group
-  bool isAnybodys = false;     // or everybody
+  ScopedFd folder;             // a handle, not open for reading
+  std::vector<uid_t> leaders;  // users, except root, who can have chosen the target of a link in the path
+  std::optional<gid_t> group;  // a group that can
+  bool isAnybodys = false;     // whether everybody can
 };
 
-/// Notes who can have chosen where a link leads that lies in a folder which is not root's alone: who made it, and who
-/// can write to the folder. He can put any link there that he can move, root's too; it leads elsewhere then.
+/// Records who can have chosen the target of a link in a folder that others than root can write to: the maker of the
+/// link, and everybody who can write to the folder. They can move any link there, even one of root, which then leads
+/// elsewhere.
 void noteLeaders(const struct stat& link, const struct stat& holder, std::optional<gid_t> trustedGroup,
                  Destination& at) {
   for (const uid_t leader : {link.st_uid, holder.st_uid}) {
     if (leader != 0) at.leaders.push_back(leader);
   }
-  // Where everybody can write, and the sticky bit does not keep others' entries in place, so can everybody; and with it
-  // as well where links of others can get a second name.
+  // Everybody can do so if everybody can write to the folder and the sticky bit does not prevent moving others'
+  // entries. With the sticky bit, everybody can do so if the link has a second name.
   const bool isMovable = (holder.st_mode & S_ISVTX) == 0 || link.st_nlink > 1;
   if ((holder.st_mode & S_IWOTH) != 0 && isMovable) at.isAnybodys = true;
   if ((holder.st_mode & S_IWGRP) == 0 || !isMovable || holder.st_gid == trustedGroup) return;
@@ -151,9 +153,9 @@ void noteLeaders(const struct stat& link, const struct stat& holder, std::option
   if (member.value_or(0) != 0) at.leaders.push_back(*member);
 }
 
-/// Goes from component to component, so that each link on the way is seen. \return none when no folder is reached.
+/// Follows the path component by component, to examine each link. \return none if no folder is reached.
 std::optional<Destination> follow(const std::string& path, std::optional<gid_t> trustedGroup) {
-  constexpr int kMostLinks = 40;  // as the kernel
+  constexpr int kMostLinks = 40;  // like the kernel
   Destination at;
   at.folder = openExisting(AT_FDCWD, path.compare(0, 1, "/") == 0 ? "/" : ".", O_RDONLY | O_DIRECTORY);
   std::string rest = path;
@@ -180,7 +182,7 @@ std::optional<Destination> follow(const std::string& path, std::optional<gid_t> 
   return at;
 }
 
-/// Why the links on the way to a folder are not trusted; empty when they are.
+/// Why the links in the path of a folder are not trusted; empty if they are.
 std::string refusalOfLinks(const Destination& destination, const struct stat& folder) {
   const auto refusal = [](const std::string& leader) {
     return "a link that leads there is in the hands of " + leader + ", not of root, its owner or the caller of sudo";

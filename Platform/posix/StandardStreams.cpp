@@ -12,7 +12,8 @@
 namespace hotfix::platform {
 
 void printLine(const std::string& line) {
-  // Past the buffer of stdio, which would try again at exit what cannot be written now; but after what it holds.
+  // Bypasses the buffer of stdio, which would try to write failed text again at exit. Writes the buffer's content
+  // first.
   withoutWriteSignals(STDOUT_FILENO, [] { (void)std::fflush(stdout); });
   (void)writeAll(STDOUT_FILENO, (isatty(STDOUT_FILENO) == 1 ? text::sanitized(line) : line) + "\n");
 }
@@ -22,7 +23,7 @@ void writeToStandardError(const std::string& text) { (void)writeAll(STDERR_FILEN
 ScopedStandardDescriptors::ScopedStandardDescriptors() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) != -1) continue;
-    // The lowest free number is this one, unless another thread was quicker.
+    // The lowest free number is this one, unless another thread was faster.
     const int opened = open("/dev/null", O_RDWR | O_CLOEXEC);
     if (opened == descriptor) {
       _opened[descriptor] = true;

@@ -45,7 +45,7 @@ const char* levelName(LogLevel level) {
   return "Info";
 }
 
-/// The "safe" encoding of Apple System Log: nothing in a message can look like the start of another one, or move the
+/// The "safe" encoding of Apple System Log: no part of a message can look like the start of another one, or move the
 /// cursor back over it.
 std::string encoded(const std::string& message) {
   std::string result;
@@ -128,11 +128,11 @@ int openTraceFile(const std::string& path) {
     ScopedFd existing = openRegular(AT_FDCWD, path.c_str(), O_WRONLY);
     if (existing && isUnderThisNameOnly(existing, AT_FDCWD, path.c_str(), status) && isOwnTraceFile(status) &&
         ftruncate(existing.get(), 0) == 0) {
-      (void)fcntl(existing.get(), F_SETFL, O_APPEND);  // blocking again; and a second opening adds to the same text
+      (void)fcntl(existing.get(), F_SETFL, O_APPEND);  // blocking again; a second opening appends too
       return existing.release();
     }
   }
-  // Anything else that has the name was put there by somebody else.
+  // Any other entry of that name was created by another user.
   (void)unlink(path.c_str());
   return retried(
       [&] { return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_APPEND | O_CLOEXEC, 0644); });

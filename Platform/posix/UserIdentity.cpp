@@ -76,8 +76,8 @@ std::vector<std::string> partsOf(const std::string& text, char separator) {
   return parts;
 }
 
-/// Whether the machine's own files (passwd(5), group(5)) have somebody else than the user in a group: an account whose
-/// primary group it is, or a member of another group of the same number.
+/// Whether the machine's own files (passwd(5), group(5)) have another user in a group: an account with this primary
+/// group, or a member of another group with the same number.
 bool isGroupOfOthers(gid_t groupId, const Account& user) {
   const auto isNumber = [](const std::vector<std::string>& fields, size_t index, unsigned long number) {
     return fields.size() > index && !fields[index].empty() &&
@@ -98,7 +98,7 @@ bool isGroupOfOthers(gid_t groupId, const Account& user) {
   return false;
 }
 
-/// The user that the process works for: the effective one, under root's rights the real one.
+/// The user that the process works for: the effective user, or the real user if the effective one is root.
 uid_t workingUser() { return geteuid() != 0 ? geteuid() : getuid(); }
 
 }  // namespace
@@ -121,7 +121,7 @@ std::optional<uid_t> sudoCallerId() {
   const OptionalString number = environmentVariable("SUDO_UID");
   if (!number) return std::nullopt;
   const auto userId = static_cast<uid_t>(std::strtoul(number->c_str(), nullptr, 10));
-  if (*number != std::to_string(userId)) return std::nullopt;  // no number, or not in the form that sudo writes
+  if (*number != std::to_string(userId)) return std::nullopt;  // not a number, or not in the form that sudo writes
   return userId;
 }
 
@@ -232,7 +232,7 @@ bool isTrustedOwner(uid_t owner) {
 ScopedEffectiveUser::ScopedEffectiveUser(const OptionalString& name) : _before(geteuid()) {
   if (!name) return;
   const std::optional<Account> account = accountNamed(*name);
-  if (account) (void)!seteuid(account->userId);  // without the right to switch, the settings read are the caller's own
+  if (account) (void)!seteuid(account->userId);  // without the permission to switch, the caller's own settings are read
 }
 
 ScopedEffectiveUser::~ScopedEffectiveUser() {

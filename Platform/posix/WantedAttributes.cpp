@@ -9,7 +9,7 @@
 namespace hotfix::platform {
 
 WantedAttributes::WantedAttributes(const Attributes& attributes) : _mode(attributes.mode) {
-  // An unknown name stays -1, which leaves the attribute as it is.
+  // An unknown name stays -1, which does not change the attribute.
   if (attributes.owner) {
     if (const std::optional<Account> account = accountNamed(*attributes.owner)) _owner = account->userId;
   }
@@ -41,8 +41,8 @@ void WantedAttributes::applyModeTo(struct stat* status) const {
 
 // ----- Entries with several names -----
 
-/// Nobody but this user, root, and the members of the group that all entries get: they are administrators, and may
-/// write to every folder that has been treated.
+/// Only this user, root, and the members of the requested group: they are administrators, and may write to every
+/// changed folder.
 bool SecondNames::isOwnersName(const WalkedFolder& folder, uid_t owner) {
   const mode_t mode = folder.status.st_mode;
   return (folder.status.st_uid == owner || folder.status.st_uid == 0) && (mode & S_IWOTH) == 0 &&
@@ -50,8 +50,8 @@ bool SecondNames::isOwnersName(const WalkedFolder& folder, uid_t owner) {
          !hasHiddenAccessList(folder.descriptor, mode);
 }
 
-/// Also true for the private group of a user, as all his folders have it on systems where they are group-writable by
-/// default, and where the group that was to be given does not exist: a folder keeps its own there.
+/// Also true for the private group of a user. On systems with group-writable folders by default, all folders of the
+/// user have it. They also keep it if the requested group does not exist.
 bool SecondNames::isGroupAlone(gid_t group, uid_t user) {
   if (group == _wanted.group()) return true;
   const auto [known, isNew] = _onlyMembers.try_emplace(group);
