@@ -479,7 +479,7 @@ TEST_F(HotfixUninstallLibraryTest, CallsFromSeveralThreadsDoNotOverlapAndLeaveTh
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 8; ++thread) {
     threads.emplace_back([&] {
-      for (int call = 0; call < 100; ++call) {
+      for (int call = 0; call < 50; ++call) {
         const char* const homes[] = {nullptr, "", missing.c_str(), "/A=B"};
         const bool isWhole = call % 25 == 0;
         const std::int32_t status = isWhole ? RCPUninstallHotfixEx(home().c_str(), data().c_str())

@@ -390,7 +390,7 @@ TEST_F(JavaPropertiesTest, AllBytesAreRead) {
 }
 
 TEST_F(JavaPropertiesTest, LinesOfTheSameKeyTakeNoMemoryOfTheirOwn) {
-  constexpr size_t kSize = size_t{32} << 20U;
+  constexpr size_t kSize = size_t{8} << 20U;
   const std::string file = folder.makeFile("many lines", std::string(kSize, '\n') + "a=b");
   const size_t before = host::peakMemory();
   const JavaProperties properties(file);
@@ -404,9 +404,9 @@ TEST_F(JavaPropertiesTest, LineOfTenMegabytes) {
   EXPECT_EQ(savedAgain("k=" + value), "k=" + value + "\n");
 }
 
-TEST_F(JavaPropertiesTest, FileOfTwentyMegabytes) {
+TEST_F(JavaPropertiesTest, FileOfFiveMegabytes) {
   std::string text;
-  for (int line = 0; text.size() < 20000000; ++line) {
+  for (int line = 0; text.size() < 5000000; ++line) {
     text += "key." + std::to_string(line % 1000) + " = value number " + std::to_string(line) + "\n";
   }
   const Entries entries = read(text);

@@ -165,22 +165,6 @@ TEST_F(RemoveItemTest, NothingOutsideIsRemovedWhileFoldersAreExchangedForLinks) 
   }
 }
 
-TEST_F(RemoveItemTest, NothingOutsideIsRemovedWhileTheItemIsExchangedForALink) {
-  makeBystander();
-  for (int attempt = 0; attempt < 500 && !HasFailure(); ++attempt) {
-    folder.makeFile("tree/file");
-    folder.makeLink("link", folder / "bystander");
-    if (!canExchange(folder / "tree", folder / "link")) GTEST_SKIP() << "needs atomic exchanges";
-    {
-      const Exchanger exchanger(folder / "tree", folder / "link");
-      while (exchanger.rounds() < 5) std::this_thread::yield();
-      (void)removeItem(folder / "tree");
-    }
-    for (const char* rest : {"tree", "link"}) (void)removeItem(folder / rest);
-    expectBystanderUnharmed();
-  }
-}
-
 }  // namespace
 
 }  // namespace hotfix
