@@ -44,19 +44,25 @@ DIR* ScopedFolder::stream() {
   return _stream.get();
 }
 
-std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder) {
+bool visitEntries(ScopedFolder& folder, const std::function<bool(const char* name, mode_t type)>& visit) {
   DIR* stream = folder.stream();
-  if (stream == nullptr) return std::nullopt;
-  std::vector<NamedEntry> entries;
+  if (stream == nullptr) return false;
   for (;;) {
     errno = 0;
     const dirent* entry = readdir(stream);
-    if (entry == nullptr) break;
+    if (entry == nullptr) return errno == 0;
     // DT_UNKNOWN gives 0.
-    if (!isDotName(entry->d_name)) entries.push_back({entry->d_name, static_cast<mode_t>(DTTOIF(entry->d_type))});
+    if (!isDotName(entry->d_name) && !visit(entry->d_name, static_cast<mode_t>(DTTOIF(entry->d_type)))) return true;
   }
-  if (errno != 0) return std::nullopt;
-  return entries;
+}
+
+std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder) {
+  std::vector<NamedEntry> entries;
+  const bool isRead = visitEntries(folder, [&entries](const char* name, mode_t type) {
+    entries.push_back({name, type});
+    return true;
+  });
+  return isRead ? std::optional<std::vector<NamedEntry>>(std::move(entries)) : std::nullopt;
 }
 
 OptionalString readToEnd(int descriptor, size_t limit, size_t expected) try {

@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <cerrno>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -75,7 +76,10 @@ struct NamedEntry {
   mode_t type;
 };
 
-/// The entries of an open folder without "." and "..", or none after an error.
+/// Visits the entries of an open folder without "." and "..", until \a visit answers false. \return false after an error.
+bool visitEntries(ScopedFolder& folder, const std::function<bool(const char* name, mode_t type)>& visit);
+
+/// All entries of an open folder without "." and "..", or none after an error.
 std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder);
 
 /// Opens an existing file or folder, closed on exec; never waits for the other end of a FIFO.

@@ -92,9 +92,7 @@ class AttributeChange {
 
   bool holdsOthersNames(const WalkedFolder& folder) {
     ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
-    const auto entries = entriesIn(read);
-    if (!entries) return true;
-    return _names.areOthersIn(folder, *entries, [&read](const char* name, struct stat* status) {
+    return _names.areOthersIn(folder, read, [&read](const char* name, struct stat* status) {
       return fstatat(read.get(), name, status, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
     });
   }

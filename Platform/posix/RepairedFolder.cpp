@@ -54,17 +54,17 @@ bool holdsHomeOf(const std::optional<Account>& account, const struct stat& folde
 /// whoever the caller is. Also true if it cannot be read.
 bool containsHomes(const ScopedFd& openFolder, const struct stat& folder) {
   ScopedFolder read(openExisting(openFolder.get(), ".", O_RDONLY | O_DIRECTORY));
-  const auto entries = entriesIn(read);
-  if (!entries) return true;
   std::set<uid_t> owners;
-  for (const NamedEntry& entry : *entries) {
+  const bool isRead = visitEntries(read, [&](const char* name, mode_t type) {
     struct stat status;
-    if (entry.type != 0 && !S_ISDIR(entry.type)) continue;
-    if (fstatat(read.get(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
-    if (S_ISDIR(status.st_mode)) owners.insert(status.st_uid);
-  }
-  return std::any_of(owners.begin(), owners.end(),
-                     [&folder](uid_t owner) { return holdsHomeOf(accountWithId(owner), folder); });
+    const bool canBeFolder = type == 0 || S_ISDIR(type);
+    if (canBeFolder && fstatat(read.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode)) {
+      owners.insert(status.st_uid);
+    }
+    return true;
+  });
+  return !isRead || std::any_of(owners.begin(), owners.end(),
+                                [&folder](uid_t owner) { return holdsHomeOf(accountWithId(owner), folder); });
 }
 
 // hier(7) of Linux and of macOS. On macOS, /etc, /tmp and /var are links into /private, and since 10.15 everything that

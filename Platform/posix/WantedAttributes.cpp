@@ -1,6 +1,5 @@
 #include "Platform/posix/WantedAttributes.h"
 
-#include <algorithm>
 #include <cerrno>
 
 #include "Platform/posix/Accounts.h"
@@ -72,13 +71,16 @@ uid_t SecondNames::formerOwner(const struct stat& status) const {
   return former != _formerOwners.end() && _wanted.isRight(status) ? former->second : status.st_uid;
 }
 
-bool SecondNames::areOthersIn(const WalkedFolder& folder, const std::vector<NamedEntry>& entries, const Look& look) {
-  return std::any_of(entries.begin(), entries.end(), [&](const NamedEntry& entry) {
+bool SecondNames::areOthersIn(const WalkedFolder& folder, ScopedFolder& entries, const Look& look) {
+  bool areOthers = false;
+  const bool isRead = visitEntries(entries, [&](const char* name, mode_t type) {
     struct stat status;
-    if (S_ISDIR(entry.type)) return false;
-    if (const int error = look(entry.name.c_str(), &status)) return error != ENOENT;
-    return areIn(status) && !isOwnersName(folder, formerOwner(status));
+    if (S_ISDIR(type)) return true;
+    const int error = look(name, &status);
+    areOthers = error != 0 ? error != ENOENT : areIn(status) && !isOwnersName(folder, formerOwner(status));
+    return !areOthers;
   });
+  return !isRead || areOthers;
 }
 
 }  // namespace hotfix::platform

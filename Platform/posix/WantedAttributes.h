@@ -7,7 +7,6 @@
 #include <map>
 #include <optional>
 #include <utility>
-#include <vector>
 
 #include "Platform/Ownership.h"
 #include "Platform/posix/Descriptors.h"
@@ -75,8 +74,8 @@ class SecondNames {
   using Look = std::function<int(const char* name, struct stat* status)>;
 
   /// Whether one of the entries of a folder, or an entry that cannot be examined, has a name that a user other than its
-  /// owner can have created. \a folder has the attributes before its change.
-  bool areOthersIn(const WalkedFolder& folder, const std::vector<NamedEntry>& entries, const Look& look);
+  /// owner can have created. \a folder has the attributes before its change, and \a entries is open for reading.
+  bool areOthersIn(const WalkedFolder& folder, ScopedFolder& entries, const Look& look);
 
  private:
   bool isGroupAlone(gid_t group, uid_t user);

@@ -61,14 +61,7 @@ bool isOneOfOurGroups(gid_t group) {
 /// Visits the names in a folder of the machine until \a visit answers false. \return false when it cannot be read.
 bool visitNamesOnMachine(const std::string& path, const Layer::NameVisitor& visit) {
   ScopedFolder open(openExisting(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY));
-  DIR* const stream = open.stream();
-  if (stream == nullptr) return false;
-  for (;;) {
-    errno = 0;
-    const dirent* const entry = readdir(stream);
-    if (entry == nullptr) return errno == 0;
-    if (!isDotName(entry->d_name) && !visit(entry->d_name)) return true;
-  }
+  return visitEntries(open, [&visit](const char* name, mode_t) { return visit(name); });
 }
 
 /// The name in \a folder on the way to \a path; empty when that is not below it.

@@ -169,9 +169,7 @@ class PreviewVisitor : public FolderVisitor {
 
   bool holdsOthersNames(const WalkedFolder& folder) {
     ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
-    const auto entries = entriesIn(read);
-    if (!entries) return true;
-    return _names.areOthersIn(folder, *entries, [&](const char* name, struct stat* status) {
+    return _names.areOthersIn(folder, read, [&](const char* name, struct stat* status) {
       if (isOurs(folder.status, name)) return ENOENT;  // new, or gone: without a second name
       if (fstatat(read.get(), name, status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
       applyEarlierChanges(pathOf(folder), status);
