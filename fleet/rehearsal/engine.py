@@ -19,7 +19,7 @@ class Engine:
         self.work = work
         self.forks = forks
         self.environment = {
-            'PATH': '/usr/bin:/bin:/usr/sbin:/sbin', 'HOME': str(work), 'LC_ALL': 'C.UTF-8',
+            'PATH': '/usr/bin:/bin:/usr/sbin:/sbin', 'HOME': str(work), 'PWD': str(work), 'LC_ALL': 'C.UTF-8',
             'ANSIBLE_COLLECTIONS_PATH': f'{collections}:/usr/lib/python3/dist-packages',
             'ANSIBLE_STDOUT_CALLBACK': 'ansible.posix.json', 'ANSIBLE_REMOTE_TMP': '/var/tmp/ansible',
             'ANSIBLE_LOCAL_TEMP': f'{work}/ansible-tmp', 'ANSIBLE_RETRY_FILES_ENABLED': 'false',
@@ -34,8 +34,7 @@ class Engine:
         hosts = {machine.name: dict(machine.variables, ansible_host=str(machine.root)) for machine in machines}
         inventory = {'all': {'hosts': hosts, 'vars': {
             'ansible_connection': 'community.general.chroot', 'ansible_user': 'operator',
-            'ansible_python_interpreter': '/usr/bin/python3', 'home': HOME, 'data': DATA,
-            'hotfix_remove_evidence': str(self.evidence)}}}
+            'ansible_python_interpreter': '/usr/bin/python3', 'home': HOME, 'data': DATA}}}
         if is_told:
             inventory['all']['vars']['hotfix_remove_instances'] = [{'home': HOME, 'data': DATA}]
         file = self.work / 'inventory.json'

@@ -244,6 +244,8 @@ class Rehearsal:
         print(f'     remove: {", ".join(outcomes)}')
         if outcomes != ['ok', 'ok', 'changed', 'failed: platform-failed']:
             wrong.append(f'remove: {outcomes}')
+        if not list((self.engine.evidence / machines[-1].name).glob('*.tar.gz')):
+            wrong.append('there is no evidence where Ansible was started')
         self.check('the playbooks find the instances, tell the states and remove', wrong)
 
     def management(self):
