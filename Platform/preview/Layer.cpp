@@ -214,8 +214,8 @@ int Layer::findCopied(const Entry& folder, const std::string& name, Entry* found
   Entry before = folder;
   before.status = folder.whileCopied;
   if (copyOf(source, before, &copy) != 0) return ENOENT;
-  const auto device =
-      _devices.try_emplace({folder.tree->number, source.status.st_dev}, kLayerDevice - 1 - _devices.size());
+  const auto device = _devices.try_emplace({folder.tree->number, source.status.st_dev},
+                                           kLayerDevice - 1 - static_cast<dev_t>(_devices.size()));
   copy.status.st_dev = device.first->second;
   copy.status.st_ino = source.status.st_ino;
   copy.path = joined(folder.path, name);
