@@ -18,11 +18,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-unsigned numberFrom(const char* name, unsigned otherwise) {
-  const char* text = std::getenv(name);
-  return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
-}
-
 std::string textOf(const Json& json) {
   if (json.is_string()) return json.get<std::string>();
   std::string bytes;

@@ -19,11 +19,6 @@ namespace {
 
 constexpr char kCalls[] = "/stand-ins/calls";
 
-unsigned numberFrom(const char* name, unsigned otherwise) {
-  const char* text = std::getenv(name);
-  return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
-}
-
 std::string timeOf(const struct timespec& time) {
   return std::to_string(time.tv_sec) + "." + std::to_string(time.tv_nsec);
 }

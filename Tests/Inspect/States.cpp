@@ -387,4 +387,9 @@ void GeneratedMachine::changeCaller() {
   if (ThrowAwayRoot::hasAccounts()) user = pick(2) == 0 ? ThrowAwayRoot::alice() : ThrowAwayRoot::bob();
 }
 
+unsigned numberFrom(const char* name, unsigned otherwise) {
+  const char* text = std::getenv(name);
+  return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
+}
+
 }  // namespace hotfix

@@ -9,6 +9,9 @@
 
 namespace hotfix {
 
+/// The number in an environment variable, with which scripts choose how much is tried.
+unsigned numberFrom(const char* name, unsigned otherwise);
+
 /// Keeps a document in the folder that HOTFIX_DOCUMENTS names, if it names one, for a test of all of them.
 void keepDocument(const std::string& text);
 

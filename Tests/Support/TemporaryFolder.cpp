@@ -15,7 +15,7 @@ namespace hotfix {
 
 namespace {
 
-std::string reason(const std::string& what) { return what + ": " + std::strerror(errno); }
+std::string failed(const std::string& what) { return what + ": " + std::strerror(errno); }
 
 /// Removes a tree that the tests made themselves: nobody else writes to it meanwhile.
 void removeTree(const std::string& path) {
@@ -39,7 +39,7 @@ void removeTree(const std::string& path) {
 void makeParents(const std::string& path) {
   for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
     if (mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST) {
-      ADD_FAILURE() << reason("mkdir " + path.substr(0, slash));
+      ADD_FAILURE() << failed("mkdir " + path.substr(0, slash));
       return;
     }
   }
@@ -51,7 +51,7 @@ TemporaryFolder::TemporaryFolder() {
   const char* base = std::getenv("TMPDIR");
   std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/hotfixTest.XXXXXX";
   if (mkdtemp(pattern.data()) == nullptr) {
-    ADD_FAILURE() << reason("mkdtemp " + pattern);
+    ADD_FAILURE() << failed("mkdtemp " + pattern);
     std::abort();  // a test must not go on at the top of the disk
   }
   chmod(pattern.c_str(), 0755);
@@ -69,8 +69,8 @@ std::string TemporaryFolder::operator/(const std::string& relativePath) const {
 std::string TemporaryFolder::makeFolder(const std::string& relativePath, mode_t mode) const {
   const std::string path = *this / relativePath;
   makeParents(path);
-  if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST) ADD_FAILURE() << reason("mkdir " + path);
-  if (chmod(path.c_str(), mode) != 0) ADD_FAILURE() << reason("chmod " + path);
+  if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST) ADD_FAILURE() << failed("mkdir " + path);
+  if (chmod(path.c_str(), mode) != 0) ADD_FAILURE() << failed("chmod " + path);
   return path;
 }
 
@@ -80,8 +80,8 @@ std::string TemporaryFolder::makeFile(const std::string& relativePath, const std
   std::ofstream stream(path, std::ios::binary | std::ios::trunc);
   stream << contents;
   stream.close();
-  if (!stream) ADD_FAILURE() << reason("write " + path);
-  if (chmod(path.c_str(), mode) != 0) ADD_FAILURE() << reason("chmod " + path);
+  if (!stream) ADD_FAILURE() << failed("write " + path);
+  if (chmod(path.c_str(), mode) != 0) ADD_FAILURE() << failed("chmod " + path);
   return path;
 }
 
@@ -92,14 +92,14 @@ std::string TemporaryFolder::makeScript(const std::string& relativePath, const s
 std::string TemporaryFolder::makeLink(const std::string& relativePath, const std::string& target) const {
   const std::string path = *this / relativePath;
   makeParents(path);
-  if (symlink(target.c_str(), path.c_str()) != 0) ADD_FAILURE() << reason("symlink " + path);
+  if (symlink(target.c_str(), path.c_str()) != 0) ADD_FAILURE() << failed("symlink " + path);
   return path;
 }
 
 std::string TemporaryFolder::makeFifo(const std::string& relativePath) const {
   const std::string path = *this / relativePath;
   makeParents(path);
-  if (mkfifo(path.c_str(), 0644) != 0) ADD_FAILURE() << reason("mkfifo " + path);
+  if (mkfifo(path.c_str(), 0644) != 0) ADD_FAILURE() << failed("mkfifo " + path);
   return path;
 }
 
@@ -125,7 +125,7 @@ bool TemporaryFolder::has(const std::string& relativePath) const {
 
 struct stat TemporaryFolder::attributes(const std::string& relativePath) const {
   struct stat status = {};
-  if (lstat((*this / relativePath).c_str(), &status) != 0) ADD_FAILURE() << reason("lstat " + (*this / relativePath));
+  if (lstat((*this / relativePath).c_str(), &status) != 0) ADD_FAILURE() << failed("lstat " + (*this / relativePath));
   return status;
 }
 
@@ -133,7 +133,7 @@ std::vector<std::string> TemporaryFolder::names(const std::string& relativePath)
   std::vector<std::string> result;
   DIR* stream = opendir((*this / relativePath).c_str());
   if (stream == nullptr) {
-    ADD_FAILURE() << reason("opendir " + (*this / relativePath));
+    ADD_FAILURE() << failed("opendir " + (*this / relativePath));
     return result;
   }
   while (const dirent* entry = readdir(stream)) {
