@@ -76,7 +76,8 @@ struct NamedEntry {
   mode_t type;
 };
 
-/// Visits the entries of an open folder without "." and "..", until \a visit answers false. \return false after an error.
+/// Visits the entries of an open folder without "." and "..", until \a visit answers false. \return false after an
+/// error.
 bool visitEntries(ScopedFolder& folder, const std::function<bool(const char* name, mode_t type)>& visit);
 
 /// All entries of an open folder without "." and "..", or none after an error.
