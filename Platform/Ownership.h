@@ -57,25 +57,23 @@ bool setAttributes(const std::string& path, const Attributes& attributes);
 /// An entry that already has the attributes costs one system call. After a failed entry, the walk continues; a folder
 /// that cannot be opened is skipped with everything below it.
 ///
-/// A folder is refused, with nothing changed, if it belongs to the machine or to a user instead of an instance. That is
-/// a protected folder (see isProtectedFolder), or one reached through a link, anywhere in the path, that is controlled
-/// by a user other than root, the owner of the folder and the caller of sudo(8). A link is controlled by its maker. If
-/// others than root and the effective user can write to the folder that contains it, it is also controlled by the owner
-/// of that folder, who can move links there, and by a group or everybody, if they can move it; the requested group is
-/// excepted. The decision is made about the opened folder, even if the path leads elsewhere by then.
+/// A folder is refused, with nothing changed, if it belongs to the machine or to a user instead of an instance:
+/// - "/", a system folder at the top of the disk (/etc, /usr, /Library ...), or any folder below those that contain
+/// only
+///   the system (/usr, /etc, /bin, /dev, /System ...)
+/// - a user's home folder, or a folder of homes: /Users, /home, and a folder that contains the home of the invoking
+/// user,
+///   of the caller of sudo(8), of the effective user, or of the owner of a folder directly in it
+/// - a folder reached through a link, anywhere in the path, that is controlled by a user other than root, the owner of
+///   the folder and the caller of sudo(8). A link is controlled by its maker. If others than root and the effective
+///   user can write to the folder that contains it, it is also controlled by the owner of that folder, who can move
+///   links there, and by a group or everybody, if they can move it; the requested group is excepted.
+///
+/// The decision is made about the opened folder, even if the path leads elsewhere by then.
 ///
 /// \return the outcome: true when \a folder is a folder (or a link to one) and every entry below it has the attributes
 ///     now. An empty folder gives true.
 RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes);
-
-/// Whether a folder belongs to the machine, or is a whole home: "/", a system folder at the top of the disk (/etc,
-/// /usr, /Library …), any folder below those that contain only the system (/usr, /etc, /bin, /dev, /System …), a folder
-/// of users' homes, or a user's home folder itself. Links are followed. False for any other folder, even a missing one;
-/// true for one that cannot be examined.
-///
-/// Folders of homes are /Users and /home, and the folders that contain the home of the invoking user, of the caller of
-/// sudo(8), of the effective user, or of the owner of a folder directly in the folder.
-bool isProtectedFolder(const std::string& folder);
 
 }  // namespace hotfix::platform
 

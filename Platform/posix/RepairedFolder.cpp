@@ -219,12 +219,4 @@ ScopedFd openForRepair(const std::string& path, std::optional<gid_t> trustedGrou
   return refusal->empty() ? std::move(folder) : ScopedFd();
 }
 
-bool isProtectedFolder(const std::string& folder) {
-  struct stat status;
-  if (stat(folder.c_str(), &status) != 0) return errno != ENOENT && errno != ENOTDIR;
-  if (!S_ISDIR(status.st_mode)) return false;
-  const ScopedFd open = openExisting(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
-  return isProtected(status, folder) || isInsideSystem(AT_FDCWD, folder) || (open && containsHomes(open, status));
-}
-
 }  // namespace hotfix::platform

@@ -1,6 +1,7 @@
 #include "Platform/FileManager.h"
 #include "Platform/Ownership.h"
 #include "Platform/UserIdentity.h"
+#include "Platform/posix/RepairedFolder.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/FakeHost.h"
 
@@ -9,7 +10,6 @@ namespace hotfix {
 namespace {
 
 using platform::Attributes;
-using platform::isProtectedFolder;
 using platform::setAttributes;
 using platform::setAttributesBelow;
 
@@ -637,6 +637,12 @@ TEST_F(OwnershipByRootTest, DeepTreeChangesHands) {
 }
 
 // ----- Folders that are never walked -----
+
+bool isProtectedFolder(const std::string& path) {
+  std::string refusal;
+  const platform::ScopedFd open = platform::openForRepair(path, std::nullopt, &refusal);
+  return !open && refusal == "it is a folder of the system or of a user";
+}
 
 TEST_F(OwnershipTest, SystemFoldersAreProtected) {
   int found = 0;

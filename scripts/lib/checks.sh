@@ -31,8 +31,18 @@ check_scripts() { scripts_among | xargs -r -d '\n' shellcheck -x; }
 # of another compiler.
 configure_for_tidy() { (quietly cmake --preset release -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -B "$@"); }
 
-# Several sources as one, in the build folder $1 that CMake has configured so, for targets whose folders match $2: the
-# headers that they share are read once, which takes a third of the time.
+# The same with several sources joined to one, of which the headers are read once: a third of the time. The analyser looks
+# into sources that another one includes only if the name of that one begins with "UnifiedSource".
+configure_joined_for_tidy() {
+  local folder=$1 file
+  configure_for_tidy "$folder" -DCMAKE_UNITY_BUILD=ON || return
+  find "$folder" -name 'unity_*_cxx.cxx' | while read -r file; do
+    mv "$file" "$(sed -E 's/unity_([0-9]+)_cxx\.cxx$/UnifiedSource\1.cxx/' <<<"$file")"
+  done
+  sed -i -E 's/unity_([0-9]+)_cxx\.cxx\b/UnifiedSource\1.cxx/g' "$folder/compile_commands.json"
+}
+
+# The joined sources of the build folder $1 whose paths below it match $2, and those that are alone.
 joined_sources_of() {
   # shellcheck disable=SC2154 # from common.sh
   sed -n 's/^ *"file": "\(.*\)",*$/\1/p' "$1/compile_commands.json" | grep "^$top/\($1/$2.*\.cxx\|$2.*\.cpp\)$" | sort -u
