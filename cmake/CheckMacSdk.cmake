@@ -1,8 +1,8 @@
-# Refuses at once, with the reason, what the Xcode or the SDK at hand cannot build; the compiler or the linker would say it
-# later and less clearly, or not at all. Sets the oldest system where a preset leaves that to the Xcode. To be included
-# before project(). Which Xcode can do what: docs/building-on-a-mac.md.
+# Refuses, with the reason, a build that the installed Xcode or SDK cannot do. The compiler or the linker would report it
+# later and less clearly, or not at all. Sets the oldest system if the preset does not. Include it before project().
+# docs/building-on-a-mac.md shows which Xcode can build which part.
 
-# The version of Xcode, or of its command line tools; empty where neither tells.
+# The version of Xcode, or of its command line tools; empty if it is unknown.
 function(hotfix_xcode_version result)
   set(version "")
   execute_process(COMMAND xcodebuild -version OUTPUT_VARIABLE text ERROR_QUIET RESULT_VARIABLE status)
@@ -18,7 +18,7 @@ function(hotfix_xcode_version result)
   set(${result} "${version}" PARENT_SCOPE)
 endfunction()
 
-# The folder of an SDK that is given as a folder or as a name, or not at all.
+# The folder of an SDK that is given as a folder or as a name; of the default SDK if none is given.
 function(hotfix_sdk_folder given result)
   if(NOT IS_ABSOLUTE "${given}")
     if(given STREQUAL "")
@@ -30,7 +30,7 @@ function(hotfix_sdk_folder given result)
   set(${result} "${given}" PARENT_SCOPE)
 endfunction()
 
-# Whether the SDK's stub of the system library is for this architecture too.
+# Whether the SDK's stub of the system library supports this architecture.
 function(hotfix_sdk_has sdk architecture result)
   set(${result} FALSE PARENT_SCOPE)
   foreach(stub libSystem.tbd libSystem.B.tbd)
@@ -84,8 +84,8 @@ if(CMAKE_OSX_ARCHITECTURES AND NOT CMAKE_TOOLCHAIN_FILE)
     endif()
   endif()
 
-  # What each line of Xcode builds for at least. Its compiler takes an older system too, and then silently uses functions
-  # of the C++ library that are not there.
+  # The oldest system of each line of Xcode. The compiler accepts an older system too, but then silently uses functions of
+  # the C++ library that do not exist there.
   set(hotfix_oldest 10.9)
   foreach(line "14 10.13" "26 11.0" "27 12.0")
     string(REPLACE " " ";" line "${line}")

@@ -1,7 +1,7 @@
-# Finds the libraries that the system links: libxml2 for manifests; on Linux also utf8proc for letter case and
-# canonical forms (the C library knows neither full case mappings nor decomposition). Those that are missing are told all at once, in hotfix_missing.
+# Finds the libraries that the system links: libxml2 for manifests; on Linux also utf8proc for letter case and canonical
+# forms (the C library has neither full case mappings nor decomposition). hotfix_missing names all missing ones together.
 #
-# Installed with the CMake package too: who links the library needs the same.
+# Also installed with the CMake package, because programs that link the library need the same libraries.
 
 list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})  # FindUtf8Proc
 

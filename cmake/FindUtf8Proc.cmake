@@ -1,4 +1,4 @@
-# Utf8Proc::Utf8Proc, letter case and canonical forms on Linux. Debian ships no package description of it for CMake.
+# Utf8Proc::Utf8Proc: letter case and canonical forms on Linux. Debian's package has no description for CMake.
 
 find_path(Utf8Proc_INCLUDE_DIR utf8proc.h)
 find_library(Utf8Proc_LIBRARY NAMES utf8proc libutf8proc.so.2)

@@ -1,6 +1,7 @@
-# Gives the tools and the library more architectures than one build can have: each of them may need an SDK and an oldest
-# system of its own. The further ones are built by presets of their own, in build/, and joined with what this build has
-# linked; the tools are signed last, as a join ends a signature. Tests and demo are of this build's architecture alone.
+# Adds further architectures to the tools and the library. One build cannot have them all, because each may need a separate
+# SDK and oldest system. Separate presets build the further architectures, in build/, and they are joined with the results
+# of this build. The tools are signed last, because joining invalidates a signature. Tests and demo have only this build's
+# architecture.
 
 set(HOTFIX_FURTHER_SLICES "" CACHE STRING "Presets that build the programs and the library for one more architecture each")
 if(HOTFIX_FURTHER_SLICES STREQUAL "")
@@ -19,7 +20,7 @@ set(slice_folders "")
 set(build_slices "")
 set(made_slices "")
 foreach(preset IN LISTS HOTFIX_FURTHER_SLICES)
-  # Configured at once: what cannot be built is refused here and now.
+  # Configured immediately, so that an architecture that cannot be built is refused here.
   execute_process(COMMAND ${CMAKE_COMMAND} --preset ${preset}
       -DNLOHMANN_JSON_INCLUDE_FOLDER=${NLOHMANN_JSON_INCLUDE_FOLDER}
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}

@@ -1,5 +1,5 @@
-# What `cmake --install` puts in place: the tool, the static library, its headers, a CMake package, a pkg-config file, the
-# manual pages, documents and completions for shells. The tree that it makes can be moved. The components are Debian's
+# The files that `cmake --install` installs: the tool, the static library, its headers, a CMake package, a pkg-config file,
+# the manual pages, documents and completions for shells. The installed tree can be moved. The components are Debian's
 # packages: "tool" for administrators, "development" for authors of installers.
 
 include(GNUInstallDirs)
@@ -13,8 +13,8 @@ set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/hotfixUninstall)
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tool)
 
-# A library that lies where the system does not look for it is found there by the installed tool too. On a Mac each library
-# says itself where it lies, and the folder that it was linked in is that of an SDK.
+# The installed tool also finds a library in a folder that the system does not search. On a Mac, each library contains its
+# own path, and the folder at link time is that of an SDK.
 if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
   set_target_properties(hotfixUninstall hotfixInspect PROPERTIES SKIP_BUILD_RPATH ON)
 else()
@@ -25,7 +25,7 @@ install(TARGETS hotfixUninstall hotfixInspect RUNTIME DESTINATION ${CMAKE_INSTAL
 install(FILES docs/man/hotfixUninstall.8 docs/man/hotfixInspect.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES docs/man/hotfixUninstall.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 
-# Completions, where the shells look for them below the prefix.
+# Completions, in the folders below the prefix that the shells search.
 foreach(program hotfixUninstall hotfixInspect)
   install(FILES completions/${program}.bash RENAME ${program}
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
@@ -33,7 +33,7 @@ foreach(program hotfixUninstall hotfixInspect)
   install(FILES completions/${program}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endforeach()
 
-# In one folder, with the links between them made to fit.
+# All documents are in one folder, and the links between them are adapted.
 set(installed_documents CHANGELOG.md SECURITY.md docs/file-formats.md docs/inspect.md docs/sequence.md
   docs/sequence.svg docs/sequence.txt docs/troubleshooting.md)
 foreach(document IN LISTS installed_documents)
@@ -53,14 +53,14 @@ set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 install(TARGETS hotfixUninstallLibrary EXPORT hotfixUninstallTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${header_folder})
 
-# What a C compiler does not link by itself: the runtime of this C++ compiler, mathematics included.
+# The libraries that a C compiler does not link by default: the runtime of this C++ compiler, including mathematics.
 set(cxx_runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
 list(FILTER cxx_runtime INCLUDE REGEX "^((std)?c\\+\\+|m)$")
 list(REMOVE_DUPLICATES cxx_runtime)
 target_link_libraries(hotfixUninstallLibrary INTERFACE "$<INSTALL_INTERFACE:${cxx_runtime}>")
 
-# Programs include the C entries as "hotifxUninstallLibrary.h" and the classes as in this tree,
-# "MacInstaller/InstanceService.h". Of the lower layers there is only what the classes' headers include.
+# Programs include the C entries as "hotifxUninstallLibrary.h" and the classes as in this tree, for example
+# "MacInstaller/InstanceService.h". Of the lower layers, only the headers that the classes' headers include are installed.
 install(FILES MacInstaller/hotifxUninstallLibrary.h DESTINATION ${header_folder})
 install(FILES
   MacInstaller/Configuration.h
@@ -94,15 +94,15 @@ install(FILES
   cmake/FindUtf8Proc.cmake
   DESTINATION ${package_folder})
 
-# For pkg-config, with the folders relative to the file itself. Requires names what the archive links, Libs what has no
-# such file: nothing is private, so that a program which links the archive, and shared libraries for the rest, needs no
-# --static.
+# For pkg-config, with the folders relative to the file itself. Requires names the libraries that the archive links; Libs
+# names those without such a file. Nothing is private, so that a program that links the archive, and shared libraries for
+# the rest, does not need --static.
 file(RELATIVE_PATH pc_prefix /${pkg_config_folder} /)
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
 set(pc_requires ${hotfix_pkg_config_names})
 list(TRANSFORM cxx_runtime PREPEND -l OUTPUT_VARIABLE pc_libraries)
 if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
-  set(pc_requires "")  # the system has the library, but no such file for it
+  set(pc_requires "")  # the system has the library, but no pkg-config file for it
   list(PREPEND pc_libraries -lxml2 "-framework ApplicationServices" "-framework CoreFoundation")
 endif()
 string(REPLACE ";" " " pc_requires "${pc_requires}")
@@ -110,7 +110,7 @@ string(REPLACE ";" " " pc_libraries "${pc_libraries}")
 configure_file(cmake/hotfixUninstall.pc.in ${PROJECT_BINARY_DIR}/hotfixUninstall.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/hotfixUninstall.pc DESTINATION ${pkg_config_folder})
 
-# ----- For fleets: the Ansible collection, where Ansible looks for it below /usr, and the scripts for Mac administrators -----
+# ----- For fleets: the Ansible collection, in the folder below /usr that Ansible searches, and scripts for Mac administrators -----
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME fleet)
 install(DIRECTORY fleet/ansible/ DESTINATION ${CMAKE_INSTALL_DATADIR}/ansible/collections/ansible_collections/hotfix/removal

@@ -1,7 +1,8 @@
-# Finds nlohmann/json, headers only, for the documents of hotfixInspect: the target nlohmannJson. Nothing that is
-# installed needs it.
+# Finds nlohmann/json (only headers) for the documents of hotfixInspect: the target nlohmannJson. No installed file needs
+# it.
 #
-# Where no system has it, scripts/fetch-sources puts it into build/sources. Alone in a folder: a cross build must not find the machine's other headers beside it.
+# For a system that does not have it, scripts/fetch-sources puts it into build/sources. It is alone in its folder, because a
+# cross build must not find the machine's other headers there.
 find_path(NLOHMANN_JSON_INCLUDE_FOLDER nlohmann/json.hpp 
   PATHS /usr/include /usr/local/include /opt/homebrew/include ${PROJECT_SOURCE_DIR}/build/sources/json/include
   NO_CMAKE_FIND_ROOT_PATH)

@@ -1,6 +1,6 @@
-# What `cpack` makes of the installed tree: an archive of all of it, and on Linux three Debian packages, hotfixuninstall for
-# administrators, libhotfixuninstall-dev for authors of installers and hotfixuninstall-fleet for administrators of many
-# machines. scripts/package runs it; for macOS there is scripts/package-mac.
+# The packages that `cpack` makes of the installed tree: an archive of all of it, and on Linux three Debian packages,
+# hotfixuninstall for administrators, libhotfixuninstall-dev for authors of installers and hotfixuninstall-fleet for
+# administrators of many machines. scripts/package runs it; for macOS there is scripts/package-mac.
 
 set(CPACK_GENERATOR TGZ)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
@@ -18,7 +18,7 @@ set(CPACK_VERBATIM_VARIABLES ON)
 # ----- Debian -----
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_GROUPING IGNORE)  # a package a component
+set(CPACK_COMPONENTS_GROUPING IGNORE)  # one package for each component
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME hotfixuninstall)
@@ -29,7 +29,8 @@ hotfixUninstall has the platform's own launcher remove an installed hotfix,
 and clears what the hotfix's installer recorded. hotfixInspect shows
 beforehand what it would do, and afterwards whether it worked.")
 
-# A program that links the archive needs what the archive links, and the C++ runtime, which a C compiler does not bring.
+# A program that links the archive needs the libraries that the archive links, and the C++ runtime, which a C compiler does
+# not include.
 string(REGEX MATCH "^[0-9]+" compiler_version "${CMAKE_CXX_COMPILER_VERSION}")
 string(REPLACE ";" ", " library_packages "${hotfix_debian_packages}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libhotfixuninstall-dev)

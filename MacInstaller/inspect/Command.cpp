@@ -43,7 +43,7 @@ constexpr std::uint64_t kLargestDocument = std::uint64_t{16} << 20;  // a status
 
 struct Arguments {
   std::string verb;
-  std::vector<std::string> options;  ///< that were given and have a meaning for one verb only
+  std::vector<std::string> options;  ///< given options that only one verb has
   std::vector<std::string> operands;
   std::vector<std::string> homes;
   OptionalString home;
@@ -63,7 +63,7 @@ struct Verb {
 
 Arguments read(const std::vector<std::string>& words) {
   Arguments arguments;
-  // Also where something before it is wrong: the error is a document then.
+  // Searched before the other arguments are parsed: even if one of them is wrong, the error is a document.
   const auto end = std::find(words.begin(), words.end(), "--");
   arguments.isJson = std::find(words.begin(), end, "--json") != end;
   bool areOptions = true;
@@ -74,7 +74,7 @@ Arguments read(const std::vector<std::string>& words) {
         arguments.error = word + " needs a value";
       } else {
         const std::string& text = words[++at];
-        if (!to) to = text;  // the first one counts, as for the tool
+        if (!to) to = text;  // the first one counts, as in the tool
       }
     };
     if (!areOptions || word.empty() || word.front() != '-') {

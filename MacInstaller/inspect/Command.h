@@ -6,10 +6,10 @@
 
 namespace hotfix {
 
-/// What the command does with its arguments, its own name first. \return its exit status, see ExitStatus.
+/// Runs the command with its arguments; the first is its own name. \return its exit status, see ExitStatus.
 int inspect(const std::vector<std::string>& arguments);
 
-/// Tells that there was no memory for that. \return the exit status.
+/// Reports that there was not enough memory for that. \return the exit status.
 int withoutMemory(const std::vector<std::string>& arguments);
 
 }  // namespace hotfix

@@ -115,7 +115,7 @@ std::string toString(const Json& document) {
 }
 
 Json parsed(const std::string& bytes) {
-  // Deeper than any of ours: it would be copied and compared by functions that call themselves.
+  // Deeper than any document of ours. Recursive functions copy and compare the values, so the depth must be limited.
   const auto isTooDeep = [](int depth, Json::parse_event_t, Json&) { return depth <= kDeepest; };
   Json document = Json::parse(bytes, isTooDeep, /*allow_exceptions=*/false);
   return document.is_discarded() ? Json() : document;

@@ -9,22 +9,22 @@
 
 #include "Support/OptionalString.h"
 
-/// The documents that hotfixInspect writes, and what the program makes of one that it is given.
+/// The documents that hotfixInspect writes, and the reading of a document that it is given.
 namespace hotfix::document {
 
-/// Keeps the order in which fields were added: it is the order in which a person reads them.
+/// Keeps the fields in the order in which they were added, which is the order for a reader.
 using Json = nlohmann::ordered_json;
 
-/// A text from outside. One that is UTF-8 is a string; any other is {"shown": with U+FFFD for what is no UTF-8,
-/// "bytes": all of its bytes, in hexadecimal}, as JSON has no form for it.
+/// A text from outside. UTF-8 becomes a string. Any other text becomes an object, because JSON cannot represent it:
+/// {"shown": the text with U+FFFD for invalid bytes, "bytes": all of its bytes in hexadecimal}.
 Json fromText(const std::string& text);
-Json fromText(const OptionalString& text);  ///< null for an absent one
+Json fromText(const OptionalString& text);  ///< null for an absent text
 Json fromTexts(const std::vector<std::string>& texts);
 
-/// The text again; none for anything that fromText does not make.
+/// The text from which fromText made the value; none for a value that fromText never makes.
 OptionalString toText(const Json& json);
 
-/// A field of an object, or null (also of what is no object).
+/// A field of an object; null if it is missing or if the value is not an object.
 const Json& field(const Json& object, const char* name);
 
 /// Kind, owner, group and mode of a file: {"kind", "uid", "user", "gid", "group", "mode": "0644", "size"}.
@@ -33,17 +33,17 @@ Json fromStatus(const struct stat& status);
 /// Permission bits as text: "0644".
 std::string octal(mode_t mode);
 
-/// "2026-11-22T02:43:00Z"; the epoch's seconds.
+/// "2026-11-22T02:43:00Z"; \a seconds since the epoch.
 std::string isoTime(long long seconds);
 std::string isoNow();
 
-/// What every document begins with.
+/// The fields with which every document begins.
 Json newDocument(const char* kind);
 
 /// One document as text: UTF-8, indented, with a newline at the end.
 std::string toString(const Json& document);
 
-/// Nothing when the bytes are no JSON, or nested so deep that no document of ours can be.
+/// Null when the bytes are not JSON, or are nested more deeply than any document of ours.
 Json parsed(const std::string& bytes);
 
 }  // namespace hotfix::document

@@ -3,14 +3,14 @@
 
 namespace hotfix {
 
-/// The exit statuses of hotfixInspect: a script needs no more.
+/// The exit statuses of hotfixInspect. They are sufficient for a script.
 enum ExitStatus {
-  kGood = 0,         ///< preview: the hotfix would be removed; verify: it was; several instances: all were looked at
-  kWouldFail = 1,    ///< preview: it would not be removed
+  kGood = 0,         ///< preview: the hotfix would be removed; verify: it was removed; several instances: all examined
+  kWouldFail = 1,    ///< preview: the hotfix would not be removed
   kNotVerified = 3,  ///< verify: a point contradicts a removal
-  kUndecided = 4,    ///< verify: nothing contradicts it, but not every point could be decided
+  kUndecided = 4,    ///< verify: nothing contradicts a removal, but not every point could be decided
 
-  // status of one instance, by its state
+  // the status of one instance, for each state
   kNone = 10,
   kRemovable = 11,
   kRemoved = 12,
@@ -19,7 +19,7 @@ enum ExitStatus {
   kInconsistent = 15,
   kNoInstance = 16,
 
-  kWrongUsage = 64,  // as sysexits(3) has them
+  kWrongUsage = 64,  // this value and those below are those of sysexits(3)
   kWrongInput = 65,  ///< verify: the earlier document cannot be used
   kNoMemory = 71,
   kNoOutput = 74

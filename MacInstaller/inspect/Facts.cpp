@@ -21,7 +21,7 @@ constexpr size_t kLongestAnswer = size_t{1} << 16;
 constexpr size_t kStampLength = 10;
 constexpr char kTemporaryPrefix[] = ".tmp.";
 
-/// A record as text: a string as it is, "true" or "false" for a boolean, "?" for what is neither.
+/// A record as text: a string unchanged, "true" or "false" for a boolean, "?" for any other type.
 OptionalString recordText(const Properties& records, const char* key) {
   const std::optional<PropertyListValue> value = records.getPropertyForKey(OptionalString(key));
   if (!value) return std::nullopt;
@@ -30,12 +30,12 @@ OptionalString recordText(const Properties& records, const char* key) {
   return std::string("?");
 }
 
-/// A path that means the same wherever the commands are carried out that name it.
+/// The path in absolute form, so that commands with it can be run in any folder.
 std::string absolute(const std::string& path) {
   return path.empty() || path.front() == '/' ? path : platform::resolvedPath(path).value_or(path);
 }
 
-/// Notes a path of which the system does not tell whether anything is there.
+/// Notes a path if the system does not say whether it exists.
 void noteReach(Facts& facts, const std::string& path) {
   const std::optional<platform::FileError> error = platform::lookUpError(path);
   if (error && !platform::isKnownMissing(path)) {
@@ -88,7 +88,7 @@ void readFeatures(Facts& facts) {
   facts.isUpdateOnly = !features.empty() && facts.features.empty();
 }
 
-/// A stamp "DDMMYYHHMM" in the order of time; the text itself when it is none.
+/// A stamp "DDMMYYHHMM" in a form that sorts by time; any other text unchanged.
 std::string sortable(const std::string& stamp) {
   if (stamp.size() != kStampLength || stamp.find_first_not_of("0123456789") != std::string::npos) return stamp;
   return stamp.substr(4, 2) + stamp.substr(2, 2) + stamp.substr(0, 2) + stamp.substr(6);
@@ -97,7 +97,7 @@ std::string sortable(const std::string& stamp) {
 void readLauncherProperties(Facts& facts) {
   const std::string file = path::appending(facts.home, "rcplauncher.properties");
   if (!platform::exists(file)) {
-    facts.isIdOfLastRun = true;  // a run stamps nothing then
+    facts.isIdOfLastRun = true;  // without the file, a run sets no stamp
     return;
   }
   const JavaProperties properties{OptionalString(file)};
@@ -137,7 +137,7 @@ void readProcesses(Facts& facts) {
 void readTemporaryFiles(Facts& facts) {
   for (const std::string& folder : {facts.home, facts.deploy}) {
     for (const std::string& name : platform::namesInFolder(folder).value_or(std::vector<std::string>())) {
-      // ".tmp." and sixteen letters: see the writing of files.
+      // ".tmp." and sixteen letters: the names that writing a file uses.
       if (name.rfind(kTemporaryPrefix, 0) == 0 && name.size() == sizeof kTemporaryPrefix - 1 + 16) {
         facts.temporaryFiles.push_back(path::appending(folder, name));
       }
@@ -148,7 +148,7 @@ void readTemporaryFiles(Facts& facts) {
 }  // namespace
 
 std::optional<bool> isReceiptKnown(const std::string& package) {
-  // A record may say anything: nothing that could be an option.
+  // A record may contain any text. A text that pkgutil could take for an option is not passed to it.
   if (package.empty() || package.front() == '-') return std::nullopt;
   const platform::preview::Answer answer =
       platform::preview::ask({platform::onDisk(platform::kPkgutil), "--pkg-info", package}, kLongestAnswer);

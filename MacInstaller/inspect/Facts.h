@@ -10,7 +10,7 @@
 
 namespace hotfix {
 
-/// What is known of one instance: read afresh, nothing concluded.
+/// The facts about one instance, read from the machine, without conclusions.
 struct Facts {
   struct Feature {
     std::string folder;
@@ -22,18 +22,18 @@ struct Facts {
   OptionalString bundle;
   std::string deploy;
   std::string recordsFile;
-  std::string resultFile;  ///< the platform's
+  std::string resultFile;  ///< of the platform
   std::string traceFile;
   std::string historyFolder;
 
-  std::vector<std::string> outOfReach;  ///< what cannot be looked at or read, a sentence each
+  std::vector<std::string> outOfReach;  ///< one sentence for each entry that cannot be examined or read
 
   bool hasHome = false;
   bool hasInstallManifest = false;
   bool hasUninstallManifest = false;
   bool hasUpdateManifest = false;
-  bool isUpdateOnly = false;      ///< the update manifest names features, and none to be uninstalled
-  std::vector<Feature> features;  ///< that the uninstall manifest removes, or the update manifest made of it
+  bool isUpdateOnly = false;      ///< the update manifest names features, but none to be uninstalled
+  std::vector<Feature> features;  ///< removed by the uninstall manifest, or by the update manifest made of it
 
   bool hasRecords = false;
   bool areRecordsDamaged = false;
@@ -45,18 +45,18 @@ struct Facts {
 
   OptionalString manifestVersion;
   OptionalString installId;
-  bool isIdOfLastRun = false;  ///< the ID is as young as the manifest's version
+  bool isIdOfLastRun = false;  ///< the ID is not older than the manifest's version
 
   OptionalString resultCode;
   bool isGoodResult = false;
-  std::optional<bool> isReceiptKnown;  ///< none: there is none to ask for, or nobody to ask
+  std::optional<bool> isReceiptKnown;  ///< none: no receipt is recorded, or the system cannot answer
   std::vector<platform::RunningProcess> processes;
-  std::vector<std::string> temporaryFiles;  ///< that a run which was killed has left
+  std::vector<std::string> temporaryFiles;  ///< left by a run that was killed
 
   std::string inDeploy(const std::string& name) const { return path::appending(deploy, name); }
 };
 
-/// Whether the system knows a package; none when there is nobody to ask, or it is no name of a package.
+/// Whether the system knows a package; none when the system cannot answer, or the name is not that of a package.
 std::optional<bool> isReceiptKnown(const std::string& package);
 
 Facts readFacts(const std::string& home, const OptionalString& data);

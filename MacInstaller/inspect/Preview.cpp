@@ -35,10 +35,10 @@ namespace {
 constexpr char kTool[] = "hotfixUninstall";
 constexpr char kLauncher[] = "rcplauncher";
 constexpr char kResultFile[] = ".provisioning_rc";
-constexpr size_t kMostFiles = 1000;  // that are listed
+constexpr size_t kMostFiles = 1000;  // that a document lists
 constexpr size_t kLongestContent = size_t{1} << 16;
 
-/// Keeps what the tool says while it runs.
+/// Keeps what the tool reports while it runs.
 class Listener : public ToolListener {
  public:
   Listener() { progress::setListener(this); }
@@ -123,11 +123,11 @@ Json fromDifference(const Difference& difference, const std::map<std::string, st
   return json;
 }
 
-/// What is told of the files: all figures, and the first ones by path.
+/// The files in the document: the figures of all of them, and the first ones by path.
 struct Files {
   size_t count = 0;
   std::uint64_t newBytes =
-      0;  ///< of all that are made or changed: they lie beside each other until the last is written
+      0;  ///< of all files that are made or changed: they exist side by side until the last is written
   std::map<std::string, Difference> first;
   std::map<std::string, std::string> movedTo;  ///< by the old path: a copy whose source is gone
 
@@ -255,7 +255,7 @@ Json previewDocument(const PreviewArguments& arguments) {
            "The owner below " + repair.folder + " will not be repaired: " + repair.refusal + ".");
     }
   }
-  // The one thing that the tool itself warns of.
+  // The only warning that the tool itself gives.
   for (const std::string& sentence : listener.warnings) warn("no-process-list", sentence);
   const std::optional<std::uint64_t> free = home ? platform::preview::freeBytes(*home) : std::nullopt;
   if (free && *free < files.newBytes) {

@@ -8,14 +8,14 @@
 
 namespace hotfix {
 
-/// What a run of hotfixUninstall is previewed with.
+/// The arguments of a preview of hotfixUninstall.
 struct PreviewArguments {
-  OptionalString home;    ///< "-rcphome", as the tool is given it
+  OptionalString home;    ///< "-rcphome", as given to the tool
   OptionalString data;    ///< "-rcpdata"
   OptionalString result;  ///< the code that the platform would leave; none: it leaves no result
 };
 
-/// Runs the tool on the preview platform and tells what it did there. Once in the life of a process.
+/// Runs the tool on the preview platform and reports what it did there. A process can call this only once.
 document::Json previewDocument(const PreviewArguments& arguments);
 
 }  // namespace hotfix

@@ -33,7 +33,7 @@ std::string coloured(const std::string& text, Colour colour) {
   return code + text + "\x1B[0m";
 }
 
-/// A text of a document, which may be one that is no UTF-8.
+/// A text of a document, which may stand for a text that is not UTF-8.
 std::string shownText(const Json& json) {
   const Json& shown = json.is_object() ? field(json, "shown") : json;
   const auto* text = shown.get_ptr<const std::string*>();
@@ -44,7 +44,7 @@ std::string padded(const std::string& text, size_t width) {
   return text.size() < width ? text + std::string(width - text.size(), ' ') : text;
 }
 
-/// Control characters, and bytes that no terminal should get, as the $'...' of the shells has them.
+/// The text with control characters, and bytes that no terminal should get, in the escapes of the shells' $'...'.
 std::string escaped(const std::string& word) {
   std::string result = "$'";
   for (const char c : word) {
@@ -62,7 +62,7 @@ std::string escaped(const std::string& word) {
   return result + "'";
 }
 
-/// A word as a shell takes it.
+/// A word quoted for a shell.
 std::string quoted(const std::string& word) {
   if (text::sanitized(word) != word) return escaped(word);
   static constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-./:=@_";

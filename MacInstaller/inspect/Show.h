@@ -5,11 +5,11 @@
 
 #include "MacInstaller/inspect/Document.h"
 
-/// The documents for a person.
+/// The documents as text for a person.
 namespace hotfix::show {
 
-/// A document as text for standard output, with colours where that is a terminal that has them and NO_COLOR is not set.
-/// No name in it can control a terminal.
+/// A document as text for standard output. It has colours if standard output is a terminal with colours and NO_COLOR is
+/// not set. No name in it can control a terminal.
 std::string shown(const document::Json& document);
 
 void toStandardError(const std::string& text);

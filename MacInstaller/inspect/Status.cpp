@@ -33,7 +33,7 @@ constexpr StateName kStates[] = {{"none", kNone},
                                  {"inconsistent", kInconsistent},
                                  {"no-instance", kNoInstance}};
 
-/// A state and what shows it.
+/// A state and the facts behind it.
 struct Judgement {
   const char* state = "none";
   std::vector<std::string> evidence;
@@ -74,7 +74,7 @@ Judgement judge(const Facts& facts) {
   }
   const bool isBadResult = facts.resultCode && !facts.isGoodResult;
   if (areRecordsLeft) {
-    // Every run that ends has given the instance a new ID last, also after a failure.
+    // Every completed run, also a failed one, gives the instance a new ID as its last step.
     if (facts.isIdOfLastRun) {
       is("failed", "the uninstall manifest is consumed, and the records that a removal clears last are still there");
       if (isBadResult) judgement.evidence.push_back("the platform's last result is " + *facts.resultCode);
@@ -94,7 +94,7 @@ Judgement judge(const Facts& facts) {
   return is("removed", "the uninstall manifest is consumed, and no hotfix is recorded");
 }
 
-/// How far a run came, in the order in which it works.
+/// The steps that a run completed, in the order in which it works.
 Json progressOf(const Facts& facts) {
   const auto step = [](const char* name, bool isDone) { return Json{{"step", name}, {"done", isDone}}; };
   return Json::array({step("uninstall manifest consumed", !facts.hasUninstallManifest && facts.hasUpdateManifest),
@@ -116,12 +116,12 @@ Json uninstallCommand(const Facts& facts) {
   return fromTexts(words);
 }
 
-/// The commands that lead out of a state, in order.
+/// The commands for the recovery from a state, in order.
 Json wayOut(const std::string& state, const Facts& facts) {
   Json commands = Json::array();
   const auto add = [&commands](const std::vector<std::string>& words) { commands.push_back(fromTexts(words)); };
   if (!facts.outOfReach.empty()) {
-    // Nothing is known as long as that cannot be seen.
+    // Nothing can be concluded as long as these entries cannot be examined.
     if (platform::hasRootRights()) return commands;
     std::vector<std::string> words{"sudo", "hotfixInspect", "status", facts.home};
     if (facts.data) words.push_back(*facts.data);
@@ -136,7 +136,7 @@ Json wayOut(const std::string& state, const Facts& facts) {
     add({"sudo", "cp", "--", facts.inDeploy("install.update.xml"), facts.inDeploy("uninstall.hotfix.xml")});
   }
   const bool isInstance = state != "no-instance";
-  // Out of the way: the tool saves over no file that it cannot read.
+  // The file is moved away, because the tool does not overwrite a file that it cannot read.
   if (isInstance && facts.areRecordsDamaged)
     add({"sudo", "mv", "--", facts.recordsFile, facts.recordsFile + ".damaged"});
   if (isToBeRepeated || (facts.hasUninstallManifest && isInstance)) commands.push_back(uninstallCommand(facts));

@@ -60,7 +60,7 @@ void addReceipt(Points& points, const Json& before) {
 void addWorkspace(Points& points, const OptionalString& data) {
   constexpr char kPoint[] = "workspace owned";
   if (!data) return points.addUnknown(kPoint, "the data folder is not known");
-  (void)InstallUtil::changeAttributesForDirectory(data);  // on a platform that only tells what is left to do
+  (void)InstallUtil::changeAttributesForDirectory(data);  // the preview platform only records what is left to do
   const auto& repairs = platform::preview::recording().repairs;
   if (repairs.empty()) return points.addUnknown(kPoint, "there is no folder " + *data);
   const auto& repair = repairs.back();

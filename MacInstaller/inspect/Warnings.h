@@ -6,9 +6,10 @@
 
 namespace hotfix {
 
-/// What somebody should know before a run on this instance: an array of {"warning": a name, "text": a sentence}.
+/// The warnings before a run on this instance: an array of {"warning": a name, "text": a sentence}.
 ///
-/// \param home the home folder that the run would use, and \a data its data folder.
+/// \param home the home folder that the run would use.
+/// \param data the data folder that it would use.
 document::Json previewWarnings(const OptionalString& home, const OptionalString& data);
 
 }  // namespace hotfix

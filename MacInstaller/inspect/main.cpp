@@ -14,7 +14,7 @@ int main(int argc, char* argv[]) {
     try {
       return hotfix::inspect(arguments);
     } catch (const std::exception&) {
-      return hotfix::withoutMemory(arguments);  // what it took is free again
+      return hotfix::withoutMemory(arguments);  // the memory that it used is free again
     }
   } catch (const std::exception&) {
     return hotfix::kNoMemory;

@@ -7,7 +7,8 @@
 
 namespace hotfix::platform {
 
-// Asked of the kernel, whose release is not a matter of the SDK that the program was built with: 22 is macOS 13.
+// The release comes from the kernel, because its answer does not depend on the SDK of the build. Release 22 is
+// macOS 13.
 bool protectsBundles() {
   char release[32] = {};
   size_t size = sizeof release - 1;

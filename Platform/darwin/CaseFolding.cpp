@@ -8,10 +8,11 @@ namespace hotfix::platform {
 
 namespace {
 
-/// A byte that is no part of UTF-8 stands in a string as half a surrogate pair, which has no case: this plus the byte.
+/// A string represents a byte that is not part of UTF-8 as half a surrogate pair, which has no case: this value plus
+/// the byte.
 constexpr char16_t kStrayByte = 0xDC00;
 
-/// How many bytes a character takes by its first one; 1 also for a byte that begins none.
+/// The number of bytes of a character, from its first byte; 1 for a byte that begins no character.
 size_t lengthOfCharacter(char first) {
   const auto byte = static_cast<unsigned char>(first);
   if (byte < 0xC2) return 1;
@@ -19,7 +20,7 @@ size_t lengthOfCharacter(char first) {
   return byte < 0xF0 ? 3 : 4;
 }
 
-/// The character at a place of a text, or the one byte there that is no part of UTF-8.
+/// The character at a position of a text, or the single byte there that is not part of UTF-8.
 std::string characterAt(const std::string& text, size_t at) {
   std::string character = text.substr(at, lengthOfCharacter(text[at]));
   return text::isValidUtf8(character) ? character : text.substr(at, 1);
@@ -68,7 +69,7 @@ std::u16string unitsOf(const Scoped<CFMutableStringRef>& string) {
   return units;
 }
 
-/// What two texts that differ in case only have in common.
+/// The folded form of a text. Texts that differ only in case have the same folded form.
 std::u16string folded(const std::string& text) {
   const Scoped<CFMutableStringRef> string = mutableString(text);
   CFStringNormalize(string.get(), kCFStringNormalizationFormD);
@@ -77,7 +78,7 @@ std::u16string folded(const std::string& text) {
   return unitsOf(string);
 }
 
-/// Whether the character is an accent, or another mark that belongs to the letter before it.
+/// Whether the character is a mark that belongs to the letter before it, such as an accent.
 bool isMark(const std::u16string& character) {
   const char16_t unit = character[0];
   const UTF32Char number =
@@ -85,7 +86,7 @@ bool isMark(const std::u16string& character) {
   return CFCharacterSetIsLongCharacterMember(CFCharacterSetGetPredefined(kCFCharacterSetNonBase), number) != 0;
 }
 
-/// Whether a character of the text ends where its folded form has so many units.
+/// Whether a character of the text ends after \a foldedLength units of the text's folded form.
 bool endsCharacter(const std::string& text, const std::u16string& whole, size_t foldedLength) {
   size_t folding = 0;
   size_t at = 0;

@@ -7,8 +7,8 @@ namespace hotfix::platform {
 
 static_assert(sizeof(UniChar) == sizeof(char16_t));
 
-// Texts pass by way of UTF-16: CoreFoundation's own conversions stop at half a surrogate pair and lose a leading
-// U+FEFF.
+// Texts are converted through UTF-16, because CoreFoundation's own conversions stop at half a surrogate pair and lose a
+// leading U+FEFF.
 
 Scoped<CFStringRef> stringObject(const std::string& utf8) {
   if (!text::isValidUtf8(utf8)) return nullptr;

@@ -12,24 +12,24 @@
 #include "Support/OptionalString.h"
 #include "Support/PropertyListValue.h"
 
-/// CoreFoundation objects with an owner, and the values of this system that they stand for.
+/// CoreFoundation objects with an owner, and their conversion to and from our values.
 namespace hotfix::platform {
 
 struct Releaser {
   void operator()(CFTypeRef object) const { CFRelease(object); }
 };
 
-/// Owns an object that a function with "Create" or "Copy" in its name gave; empty after a failure of it.
+/// Owns an object from a function with "Create" or "Copy" in its name; empty if the function failed.
 template <typename Reference>
 using Scoped = std::unique_ptr<std::remove_pointer_t<Reference>, Releaser>;
 
-/// The text as a string object; empty when it is no UTF-8.
+/// The text as a string object; empty when it is not UTF-8.
 Scoped<CFStringRef> stringObject(const std::string& utf8);
 
-/// The string object as UTF-8; half a surrogate pair becomes U+FFFD.
+/// The string object as UTF-8. Half a surrogate pair becomes U+FFFD.
 std::string utf8From(CFStringRef string);
 
-/// The same for an object of any type: none when it is no string, or none at all.
+/// The same for an object of any type; none when it is null or not a string.
 OptionalString textFrom(CFTypeRef object);
 
 /// The bytes as a data object.
@@ -38,8 +38,8 @@ Scoped<CFDataRef> dataObject(const std::string& bytes);
 /// The bytes of a data object.
 std::string bytesFrom(CFDataRef data);
 
-/// A property list object as a value; none for one that no property list can hold, or of more than \a mostBytes in
-/// binary form.
+/// A property list object as a value; none when a property list cannot contain it, or when its binary form is larger
+/// than \a mostBytes.
 std::optional<PropertyListValue> valueFrom(CFTypeRef object, std::uint64_t mostBytes);
 
 }  // namespace hotfix::platform

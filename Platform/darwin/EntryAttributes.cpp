@@ -8,8 +8,8 @@
 
 namespace hotfix::platform {
 
-// macOS has no descriptor that holds an entry without opening it. A file or folder is opened for reading, a link by
-// O_SYMLINK as what it is (open(2)); a device, FIFO or socket cannot be held.
+// macOS has no descriptor that refers to an entry without opening it. A file or folder is opened for reading, a link
+// itself with O_SYMLINK (open(2)). No handle is opened for a device, FIFO or socket.
 ScopedFd openHandle(int folder, const char* name) {
   struct stat status;
   if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return ScopedFd();
@@ -17,12 +17,13 @@ ScopedFd openHandle(int folder, const char* name) {
     errno = ENOTSUP;
     return ScopedFd();
   }
-  // Exchanged for a FIFO in this moment it is opened all the same, which does no harm: nobody is waited for.
+  // If a FIFO replaces the entry at this moment, it is opened. That is harmless: the call does not block.
   return openExisting(folder, name, O_RDONLY | O_SYMLINK);
 }
 
 OptionalString heldLinkText(int held, int folder, const char* name) {
-  // freadlink(2) came with macOS 13. By name, and the name has to mean the link that is held before and after.
+  // freadlink(2) exists only since macOS 13. The text is read by name; before and after, the name must refer to the
+  // link of the handle.
   const auto isHeld = [&] {
     struct stat link;
     struct stat named;
@@ -37,7 +38,7 @@ OptionalString heldLinkText(int held, int folder, const char* name) {
 bool hasHiddenAccessList(int folder, mode_t) {
   errno = 0;
   const acl_t list = acl_get_fd_np(folder, ACL_TYPE_EXTENDED);
-  if (list == nullptr) return errno != ENOENT && errno != ENOTSUP;  // not to be had is not the same as none
+  if (list == nullptr) return errno != ENOENT && errno != ENOTSUP;  // after another error there may be a list
   acl_free(list);
   return true;
 }

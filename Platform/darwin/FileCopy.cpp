@@ -16,17 +16,17 @@ namespace hotfix::platform {
 
 namespace {
 
-/// With their nanoseconds, and for a link as well: setattrlist(2). utimensat(2) and futimens(2) are not in every macOS
-/// that we run on.
+/// Uses setattrlist(2), which sets nanoseconds and works for links too. utimensat(2) and futimens(2) do not exist in
+/// every supported release of macOS.
 void copyTimes(int to, const struct stat& source) {
   struct attrlist attributes = {};
   attributes.bitmapcount = ATTR_BIT_MAP_COUNT;
   attributes.commonattr = ATTR_CMN_MODTIME | ATTR_CMN_ACCTIME;
-  struct timespec times[] = {source.st_mtimespec, source.st_atimespec};  // in the order of their bits
+  struct timespec times[] = {source.st_mtimespec, source.st_atimespec};  // in the order of the attribute bits
   (void)fsetattrlist(to, &attributes, times, sizeof times, 0);
 }
 
-/// The one extended attribute that may have any size, and that can be read and written in parts.
+/// The only extended attribute that may have any size and that can be read and written in parts.
 bool isResourceFork(const std::string& name) { return name == XATTR_RESOURCEFORK_NAME; }
 
 void copyExtendedAttribute(int from, int to, const std::string& name) {
@@ -43,11 +43,11 @@ void copyExtendedAttribute(int from, int to, const std::string& name) {
   }
 }
 
-/// Each apart, and beside those that the copy has. fcopyfile's COPYFILE_XATTR would first remove the copy's own, and
-/// end at the first that the system keeps for itself, such as com.apple.provenance.
+/// Copies each attribute separately and keeps the existing attributes of the copy. fcopyfile's COPYFILE_XATTR would
+/// first remove them, and would stop at the first attribute that only the system may set, such as com.apple.provenance.
 void copyExtendedAttributes(int from, int to) {
   const ssize_t room = flistxattr(from, nullptr, 0, 0);
-  if (room <= 0) return;  // nearly always
+  if (room <= 0) return;  // the most frequent case
   std::string names(static_cast<size_t>(room), '\0');
   const ssize_t length = flistxattr(from, names.data(), names.size(), 0);
   for (ssize_t at = 0; at < length;) {
@@ -66,20 +66,21 @@ int copyFileAndAttributes(int from, int to, const struct stat& source) {
   return 0;
 }
 
-int renameIfFree(int, const char*, const char*) { return ENOTSUP; }  // renameatx_np(2) came with macOS 10.12
+int renameIfFree(int, const char*, const char*) { return ENOTSUP; }  // renameatx_np(2) exists only since macOS 10.12
 
 void copyAttributes(int from, int to, const struct stat& source) {
-  // Not by fcopyfile's COPYFILE_STAT: it takes the mode over whatever became of the owner, it asks for the mode again
-  // (which may be another one by now), and it begins with the flags, which may lock the copy.
+  // fcopyfile's COPYFILE_STAT is not suitable. It copies the mode even if the owner could not be copied. It reads the
+  // mode again, which may have changed. And it copies the flags first, which may lock the copy.
   const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
   if (!isOwnerKept) (void)fchown(to, static_cast<uid_t>(-1), source.st_gid);
   copyExtendedAttributes(from, to);
-  (void)fcopyfile(from, to, nullptr, COPYFILE_ACL);  // apart: what comes of the attributes is nothing to the rights
+  // A separate call, so that a failure with an extended attribute does not affect the access list.
+  (void)fcopyfile(from, to, nullptr, COPYFILE_ACL);
   (void)fchmod(to, adoptedMode(source, isOwnerKept));
   copyTimes(to, source);
 }
 
-// Those that a user or an administrator sets; the others tell how a file is stored.
+// Copies only the flags that a user or an administrator sets. The other flags describe how a file is stored.
 void copyFlags(int to, const struct stat& source) {
   constexpr unsigned kUserFlags = UF_NODUMP | UF_IMMUTABLE | UF_APPEND | UF_OPAQUE | UF_HIDDEN;
   constexpr unsigned kSystemFlags = SF_ARCHIVED | SF_IMMUTABLE | SF_APPEND;
@@ -90,7 +91,7 @@ void copyFlags(int to, const struct stat& source) {
 }
 
 void copyLinkAttributes(int folder, const char* name, const struct stat& source) {
-  // Held, and looked at again: in a shared folder somebody may have put another entry in its place.
+  // The entry is examined again through a handle: in a shared folder, somebody may have replaced it.
   const ScopedFd held = openHandle(folder, name);
   struct stat status;
   if (!held || fstat(held.get(), &status) != 0 || !S_ISLNK(status.st_mode) || status.st_nlink != 1) return;

@@ -6,7 +6,7 @@ namespace hotfix::platform {
 
 namespace {
 
-// Not by time(3), whose seconds have 32 bits in a 32-bit process.
+// time(3) is not suitable: its seconds have 32 bits in a 32-bit process.
 LocalTime currentTimeIn(const Scoped<CFCalendarRef>& calendar) {
   LocalTime time;
   CFCalendarDecomposeAbsoluteTime(calendar.get(), CFAbsoluteTimeGetCurrent(), "yMdHms", &time.year, &time.month,

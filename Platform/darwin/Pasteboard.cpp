@@ -14,21 +14,22 @@ namespace hotfix::platform {
 
 namespace {
 
-/// A pasteboard that this process has declared a type for. Only its owner may fill it: the process that was the last to
-/// clear it. The reference is kept for the life of the process, as nothing says that the content outlives the last one.
+/// A pasteboard for which this process has declared a type. Only its owner, the process that cleared it last, may fill
+/// it. The reference is kept for the life of the process, because no document guarantees that the content outlives the
+/// last reference.
 struct OwnedPasteboard {
   Scoped<CFTypeRef> reference;
   std::string type;
 };
 
 struct OwnedPasteboards {
-  /// For every call to the Pasteboard Manager too, which does not say that it may be called by two threads.
+  /// Also protects every call of the Pasteboard Manager, which is not documented to be thread-safe.
   std::mutex mutex;
   std::map<std::string, OwnedPasteboard> byName;
 };
 
 OwnedPasteboards& ownedPasteboards() {
-  static auto* pasteboards = new OwnedPasteboards;  // outlives threads that are still running
+  static auto* pasteboards = new OwnedPasteboards;  // never destroyed: threads may still run at the exit of the process
   return *pasteboards;
 }
 
@@ -36,7 +37,7 @@ PasteboardRef pasteboardOf(const Scoped<CFTypeRef>& reference) {
   return static_cast<PasteboardRef>(const_cast<void*>(reference.get()));
 }
 
-/// The pasteboard of that name, made if need be; empty where there is no pasteboard server.
+/// The pasteboard of that name, created if necessary; empty if there is no pasteboard server.
 Scoped<CFTypeRef> pasteboardNamed(const std::string& name) {
   const Scoped<CFStringRef> nameObject = stringObject(name);
   PasteboardRef pasteboard = nullptr;
@@ -61,7 +62,8 @@ void setPasteboardPropertyList(const std::string& pasteboard, const std::string&
   const auto owned = ownedPasteboards().byName.find(pasteboard);
   if (!list || owned == ownedPasteboards().byName.end() || owned->second.type != type) return;
   PasteboardRef reference = pasteboardOf(owned->second.reference);
-  // Somebody else may have cleared it since. Cleared again by its owner, as a type is filled only once.
+  // Another process may have cleared it since; then this one is no longer the owner. The owner clears it again, because
+  // a type can be filled only once.
   const bool isOwner = (PasteboardSynchronize(reference) & kPasteboardClientIsOwner) != 0;
   if (!isOwner || PasteboardClear(reference) != noErr) return;
   const auto item = reinterpret_cast<PasteboardItemID>(1);

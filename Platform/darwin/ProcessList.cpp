@@ -7,7 +7,7 @@
 #include "Platform/darwin/CoreFoundationValue.h"
 #include "Platform/posix/Accounts.h"
 
-// Process Manager is deprecated from macOS 10.9 on; nothing else in C tells the applications of the login session.
+// Process Manager is deprecated since macOS 10.9, but no other C interface lists the applications of the login session.
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
 
 namespace hotfix::platform {
@@ -18,14 +18,14 @@ namespace {
 bool goToNextProcess(ProcessSerialNumber& process) {
   const ProcessSerialNumber before = process;
   if (GetNextProcess(&process) == procNotFound) return false;
-  // Any other result still leads to a process. The walk ends only where it would stand still or begin again.
+  // After any other result there is still a process. The walk ends only when it would not advance or would start again.
   const bool isNone = process.highLongOfPSN == 0 && process.lowLongOfPSN == kNoProcess;
   const bool isSame = process.highLongOfPSN == before.highLongOfPSN && process.lowLongOfPSN == before.lowLongOfPSN;
   return !isNone && !isSame;
 }
 
-/// Calls \a visit with the id of one process after the other (-1 when that is not known) and the text that it has under
-/// \a key, until that answers false. Processes without such a text are left out.
+/// Calls \a visit for each process with its ID (-1 if unknown) and its text for \a key, until \a visit returns false.
+/// Processes without such a text are omitted.
 void visitProcesses(const std::string& key, const std::function<bool(pid_t id, const std::string& value)>& visit) {
   const Scoped<CFStringRef> name = stringObject(key);
   if (!name) return;
@@ -35,7 +35,7 @@ void visitProcesses(const std::string& key, const std::function<bool(pid_t id, c
     if (GetProcessPID(&process, &pid) == noErr && pid == getpid()) continue;
     const Scoped<CFDictionaryRef> information(
         ProcessInformationCopyDictionary(&process, static_cast<UInt32>(kProcessDictionaryIncludeAllInformationMask)));
-    if (!information) continue;  // it has just ended
+    if (!information) continue;  // the process has just ended
     const OptionalString value = textFrom(CFDictionaryGetValue(information.get(), name.get()));
     if (value && !visit(pid, *value)) return;
   }
@@ -58,7 +58,7 @@ std::vector<std::string> processInformation(const std::string& key) {
   return values;
 }
 
-// Outside a login session, as over ssh, none is listed.
+// Outside a login session, for example over ssh, no process is listed.
 bool canListProcesses() {
   ProcessSerialNumber process = {0, kNoProcess};
   return goToNextProcess(process);

@@ -6,7 +6,7 @@ namespace hotfix::platform {
 
 namespace {
 
-/// Forgets what was read before: that may have been for another effective user.
+/// Discards values that were read before, because they may be those of another effective user.
 void reread(CFStringRef domain, CFStringRef user, CFStringRef host) {
   (void)CFPreferencesSynchronize(domain, user, host);
 }
@@ -23,7 +23,7 @@ std::optional<PropertyListValue> globalDefault(const std::string& key) {
   const Scoped<CFStringRef> name = stringObject(key);
   if (!name) return std::nullopt;
   auto value = globalValue(name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
-  // All users' settings in /Library are those of "any user" on this host; "any host" would be the network's.
+  // The settings for all users in /Library are those of "any user" on this host. "Any host" would be the network's.
   return value ? value : globalValue(name.get(), kCFPreferencesAnyUser, kCFPreferencesCurrentHost);
 }
 
@@ -33,7 +33,7 @@ std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string&
   reread(name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
   const Scoped<CFDictionaryRef> settings(
       CFPreferencesCopyMultiple(nullptr, name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
-  // A domain that does not exist comes as an empty one.
+  // For a domain that does not exist, the result is an empty dictionary.
   if (!settings || CFDictionaryGetCount(settings.get()) == 0) return std::nullopt;
   std::optional<PropertyListValue> value = valueFrom(settings.get(), kLargestSettings);
   if (!value || value->asDictionary() == nullptr) return std::nullopt;

@@ -16,18 +16,17 @@ bool canRaisePipeSignal(int descriptor) {
 
 }  // namespace
 
-// macOS sends both signals to the process, where any thread that does not block them may get them, and not to the
-// writing thread.
+// macOS sends both signals to the process, not to the writing thread. Any thread that does not block them can get them.
 void withoutWriteSignals(int descriptor, const std::function<void()>& write) {
   if (!canRaisePipeSignal(descriptor)) {
-    // There is nothing better for SIGXFSZ. It is right in the command, which has one thread; an installer that has
-    // several and a limit must ignore the signal itself.
+    // macOS offers nothing better for SIGXFSZ. It is correct in the command, which has one thread. An installer with
+    // several threads and a limit must ignore the signal itself.
     const ScopedHeldSignals held({SIGXFSZ});
     return write();
   }
-  // What can be had for SIGPIPE is an open file that makes none; one at a time, as two descriptors can be the same open
-  // file.
-  static auto* mutex = new std::mutex;  // outlives threads that are still running
+  // SIGPIPE can be turned off for an open file. Only one thread at a time does this, because two descriptors can refer
+  // to the same open file.
+  static auto* mutex = new std::mutex;  // never destroyed: threads may still be running at the exit of the process
   const std::lock_guard<std::mutex> lock(*mutex);
   const int before = fcntl(descriptor, F_GETNOSIGPIPE);
   (void)fcntl(descriptor, F_SETNOSIGPIPE, 1);

@@ -14,7 +14,7 @@ std::atomic<CopyPolicy> theCopyPolicy{nullptr};
 
 bool createFile(const std::string& path, const std::string& contents, const Attributes& attributes) {
   if (!writeFileAtomically(path, contents)) return false;
-  (void)setAttributes(path, attributes);  // not a fatal error: the file is there
+  (void)setAttributes(path, attributes);  // an error here is not fatal: the file exists
   return true;
 }
 

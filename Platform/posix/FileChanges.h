@@ -6,24 +6,25 @@
 
 #include "Platform/FileManager.h"
 
-/// The changes of which the services in FileManager.h are made: in earnest, or in a preview's memory.
+/// The basic changes on which the services of FileManager.h are built: on the disk, or in a preview's memory.
 namespace hotfix::platform {
 
 /// Makes the one folder \a path with mode 0777 less the umask. \return 0 or the number of the error.
 int makeFolder(const std::string& path);
 
-/// Which files hand their owner, group and mode on to the one that replaces them.
+/// The files whose owner, group and mode the file that replaces them adopts.
 enum class Adopted { FromAnyFile, FromTrustedFile };
 
-/// As writeFileAtomically, or as writeTrustedFile.
+/// Like writeFileAtomically, or like writeTrustedFile.
 bool writeAtomically(const std::string& path, Adopted adopted,
                      const std::function<bool(const PartWriter& write)>& produce);
 
-/// As copyItem, or as copyTrustedFolder when \a isTrustNeeded. \a isDistrusted stays as it is when there is no source.
+/// Like copyItem, or like copyTrustedFolder when \a isTrustNeeded. \a isDistrusted is not changed when there is no
+/// source.
 bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, bool* isDistrusted,
               FileError* error);
 
-/// What setCopyPolicy has set; null when it has not.
+/// The policy set by setCopyPolicy; null when none is set.
 CopyPolicy copyPolicy();
 
 }  // namespace hotfix::platform

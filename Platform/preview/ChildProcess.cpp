@@ -46,7 +46,7 @@ Recording& recording() {
 namespace {
 
 constexpr char kShell[] = "/bin/sh";
-constexpr int kMostInterpreters = 5;  // as Linux: a script may be the interpreter of another
+constexpr int kMostInterpreters = 5;  // as on Linux: the interpreter of a script may be a script too
 constexpr size_t kLongestFirstLine = 256;
 
 bool mayExecute(const struct stat& status) {
@@ -56,7 +56,7 @@ bool mayExecute(const struct stat& status) {
   return (mode & (status.st_gid == getegid() ? S_IXGRP : S_IXOTH)) != 0;
 }
 
-/// The program that the first line of a script names; none when it names none.
+/// The program that the first line of a script names, if any.
 OptionalString interpreterIn(std::string_view beginning) {
   std::string_view line = beginning.substr(2, beginning.substr(2).find('\n'));
   const size_t start = line.find_first_not_of(" \t");
@@ -65,7 +65,7 @@ OptionalString interpreterIn(std::string_view beginning) {
   return std::string(line.substr(0, line.find_first_of(" \t\r")));
 }
 
-/// The error of starting a program, as the system would give it: by what execve(2) looks at first.
+/// The error that the system would give for starting a program. The checks have the order of execve(2).
 int launchError(const std::string& path, int interpreters = 0) {
   Place place;
   if (const int error = layer().find(path, Layer::Links::Followed, &place)) return error;
@@ -73,7 +73,7 @@ int launchError(const std::string& path, int interpreters = 0) {
   if (!file.isFile() || !mayExecute(file.status)) return EACCES;
   if (!file.machinePath.empty() && !file.content &&
       faccessat(AT_FDCWD, file.machinePath.c_str(), X_OK, AT_EACCESS) != 0)
-    return errno;  // also a volume that programs may not be started from
+    return errno;  // also for a volume from which programs may not be started
   const std::string beginning = layer().beginning(file, kLongestFirstLine);
   if (isSystemProgram(beginning)) return 0;
   if (beginning.compare(0, 2, "#!") != 0) return ENOEXEC;
@@ -87,7 +87,7 @@ bool isUpdate(const std::vector<std::string>& arguments) {
   return operation != arguments.end() && operation + 1 != arguments.end() && *(operation + 1) == "update";
 }
 
-/// Writes a file as a program does that opens it, empties it and writes: an old one stays the same file.
+/// Writes a file like a program that opens, empties and writes it: an existing file keeps its identity and attributes.
 void overwrite(const std::string& path, const std::string& text) {
   Place place;
   const int error = layer().find(path, Layer::Links::Followed, &place);

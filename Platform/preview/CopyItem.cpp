@@ -27,12 +27,12 @@ struct Target {
   std::string path;
 };
 
-/// One copy into the layer, with the outcomes of the copy on disk: see Platform/posix/CopyItem.cpp.
+/// One copy into the layer, with the same outcomes as the copy on disk: see Platform/posix/CopyItem.cpp.
 class Copy {
  public:
   explicit Copy(bool isTrustNeeded) : _isTrustNeeded(isTrustNeeded) {}
 
-  /// \return whether the copy goes on with the next item.
+  /// \return whether the copy continues with the next item.
   bool copyEntry(const Entry& source, const std::string& path, const Target& target, bool isTop) {
     if (source.isFolder()) return copyFolder(source, path, target, isTop);
     if (isTop && _isTrustNeeded) return distrust(path);
@@ -51,7 +51,7 @@ class Copy {
   bool isDistrusted() const { return _isDistrusted; }
 
  private:
-  /// \return 0 when the name is free and can be given.
+  /// \return 0 when the name is free and an entry can be added under it; otherwise the number of the error.
   static int nameError(const Target& target) {
     if (target.name.empty()) return ENOENT;
     Entry inTheWay;
@@ -125,15 +125,15 @@ class Copy {
     return isDone;
   }
 
-  /// Whether the copy can be remembered as one rule: every entry of the source is as the machine has it, and so is what
-  /// the target has.
+  /// Whether the copy can be stored as one rule: nothing in the source and nothing in the target differs from the
+  /// machine.
   static bool canBeOneRule(const Entry& source, const Entry& folder) {
     return !source.tree && source.machinePath == source.path && source.path != "/" &&
            layer().isUntouched(source.path) && !folder.tree && folder.path != "/" && layer().isUntouched(folder.path);
   }
 
-  /// Remembers what a folder has become. \param source whose attributes it gets; null when the copy has not come so
-  /// far.
+  /// Stores the new state of a folder. \param source the folder whose attributes it gets; null when the copy ended
+  /// earlier.
   void finish(const Entry& folder, const Entry* source) {
     Place place;
     if (layer().find(folder.path, Layer::Links::Kept, &place) != 0 || !place.folder) return;
@@ -150,7 +150,8 @@ class Copy {
     layer().put(*place.folder, place.name, copy);
   }
 
-  /// The place that was asked for may be a link to a folder; below it a link would lead out of it.
+  /// Finds the folder of the target. The top of the copy may be a link to a folder. Links below it are not followed,
+  /// because they could lead out of the target.
   static bool openFolder(const Target& target, bool isTop, Entry* folder) {
     if (!isTop) return layer().find(*target.folder, target.name, folder) == 0 && folder->isFolder();
     Place place;
@@ -163,9 +164,9 @@ class Copy {
   bool _isTrustNeeded;
   bool _isDistrusted = false;
   Layer::Id _target{};
-  bool _isOneRule = false;  // whether nothing is remembered of what is in the folder that is copied
-  std::string _source;      // that folder
-  std::string _stop;        // the entry with which the copy ends; empty as long as it goes on
+  bool _isOneRule = false;  // whether the copy is stored as one rule, without the entries of the copied folder
+  std::string _source;      // the copied folder
+  std::string _stop;        // the entry with which the copy ends; empty while it continues
 };
 
 }  // namespace

@@ -25,7 +25,7 @@ namespace {
 constexpr Layer::Links kFollowed = Layer::Links::Followed;
 constexpr Layer::Links kKept = Layer::Links::Kept;
 
-/// Finds the folder that a new name comes into, as one that is opened.
+/// Finds the folder for a new name, with the errors of opening it.
 int findFolder(const std::string& path, Entry* folder) {
   Place place;
   const std::string text = path.empty() ? "." : path;
@@ -35,9 +35,9 @@ int findFolder(const std::string& path, Entry* folder) {
   return layer().readError(*folder);
 }
 
-/// Puts a new file in a folder, see Platform/posix/FileManager.cpp.
+/// Puts a new file into a folder, see Platform/posix/FileManager.cpp.
 ///
-/// \param replaced whose owner, group and mode it gets; null when it gets \a newMode.
+/// \param replaced the file whose owner, group and mode the new one gets; null when it gets \a newMode.
 bool writeAtomically(const Entry& folder, const std::string& name, const Entry* replaced, mode_t newMode,
                      const std::function<bool(const PartWriter& write)>& produce) {
   if (layer().writeError(folder) != 0) return false;
@@ -197,7 +197,7 @@ OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
   return layer().contents(*place.entry, kLargestFile);
 }
 
-// ----- Files where others can put anything -----
+// ----- Files in folders that others can write to -----
 
 struct FileBelow::Place {
   std::string path;

@@ -20,10 +20,11 @@ namespace hotfix::platform::preview {
 
 namespace {
 
-constexpr int kMostLinks = 40;  // as the kernel
+constexpr int kMostLinks = 40;  // as in the kernel
 
-/// A device number that no file system has: of entries that only the layer has.
-constexpr dev_t kLayerDevice = static_cast<dev_t>(-1);  // and those below it: of entries of copied trees
+/// The device number of entries that exist only in the layer. No file system has it. The numbers below it are used for
+/// the entries of copied trees.
+constexpr dev_t kLayerDevice = static_cast<dev_t>(-1);
 
 std::string joined(const std::string& folder, const std::string& name) {
   return folder == "/" ? "/" + name : folder + "/" + name;
@@ -64,15 +65,15 @@ bool visitNamesOnMachine(const std::string& path, const Layer::NameVisitor& visi
   return visitEntries(open, [&visit](const char* name, mode_t) { return visit(name); });
 }
 
-/// The name in \a folder on the way to \a path; empty when that is not below it.
+/// The entry of \a folder that \a path is or lies below; empty when \a path is not below \a folder.
 std::string nameBelow(const std::string& path, const std::string& folder) {
   if (path.empty() || path == folder || !isBelow(path, folder)) return "";
   const size_t begin = folder == "/" ? 1 : folder.size() + 1;
   return path.substr(begin, path.find('/', begin) - begin);
 }
 
-/// Whether a copy that ended with the entry \a stop has copied an entry of a folder that it came to, as a whole or in
-/// part: it goes by the order of the listing.
+/// Whether a copy that ended with the entry \a stop has copied an entry of a folder that it reached, completely or
+/// partly. The order of the listing decides.
 bool isCopiedBefore(const std::string& folder, const std::string& name, const std::string& stop) {
   const std::string last = nameBelow(stop, folder);
   if (last.empty()) return true;
@@ -96,7 +97,7 @@ std::optional<Entry> onMachine(const std::string& path, const std::string& machi
 int accessError(const std::string& path, int mode) {
   if (faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0) return 0;
   const int error = errno;
-  // Who writes is told of a read-only volume before the rights are looked at.
+  // A writer gets the error of a read-only volume before the rights are checked.
   struct statvfs volume;
   const bool isReadOnly = (mode & W_OK) != 0 && statvfs(path.c_str(), &volume) == 0 && (volume.f_flag & ST_RDONLY) != 0;
   return isReadOnly && error == EACCES ? EROFS : error;
@@ -115,7 +116,7 @@ Layer::Layer() : _umask(umask(0)) { umask(_umask); }
 
 int Layer::find(const std::string& path, Links links, Place* place) const {
   *place = Place();
-  const std::string text = path.substr(0, path.find('\0'));  // as the system takes it
+  const std::string text = path.substr(0, path.find('\0'));  // a path ends there for the system
   if (text.empty()) return ENOENT;
   if (text.size() >= PATH_MAX) return ENAMETOOLONG;
 
@@ -198,14 +199,14 @@ int Layer::findOnMachine(const Entry& folder, const std::string& name, Entry* fo
     entry.tree = folder.tree;
     entry.copySource = source.machinePath;
     entry.whileCopied = entry.status;
-    // It gets the attributes last.
+    // A folder gets the attributes of its source after its content, so only if the copy has completed it.
     if (!isBelow(folder.tree->stop, source.machinePath)) copyAttributes(source.status, &entry);
   }
   *found = std::move(entry);
   return 0;
 }
 
-/// Finds what a copied tree has put at a name that the machine does not have.
+/// Finds the entry of a copied tree for a name that does not exist on the machine.
 int Layer::findCopied(const Entry& folder, const std::string& name, Entry* found) const {
   Entry source;
   source.machinePath = joined(folder.copySource, name);
@@ -382,8 +383,8 @@ void Layer::remove(const Entry& folder, const std::string& name) {
 
 namespace {
 
-/// Whether a file keeps its set-id bits in a copy: it has none, or lies where only we can have put it: somebody else
-/// may have put a second name of a program there.
+/// Whether a file keeps its set-id bits in a copy: it has none, or only we can write to its folder. Somebody else could
+/// put a second name of a program into any other folder.
 bool keepsSetIdBits(const Entry& source) {
   if ((source.status.st_mode & (S_ISUID | S_ISGID)) == 0 || source.machinePath.empty()) return true;
   const ScopedFd folder =
@@ -410,11 +411,11 @@ int Layer::copyOf(const Entry& source, const Entry& folder, Entry* copy) const {
   } else {
     copy->status = statusOfNew(folder, S_IFREG | 0600);
     copy->status.st_size = source.status.st_size;
-    copy->machinePath = source.machinePath;  // its bytes stay where they are
+    copy->machinePath = source.machinePath;  // the content is not copied
     copy->content = source.content;
   }
   if (const int error = writeError(folder)) return error;
-  if (source.isFolder()) return 0;  // it gets its attributes last
+  if (source.isFolder()) return 0;  // it gets its attributes after its content
   struct stat given = source.status;
   if (source.isFile() && !keepsSetIdBits(source)) given.st_mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
   copyAttributes(given, copy);
@@ -440,7 +441,7 @@ bool Layer::isUntouched(const std::string& path) const {
          });
 }
 
-/// Visits what a copied tree has made or changed below a folder, each folder before its content.
+/// Visits the entries that a copied tree has made or changed below a folder, each folder before its content.
 void Layer::visitCopies(const Entry& folder, const CopyVisitor& visit) const {
   if (!folder.tree) return;
   const std::string stop = nameBelow(folder.tree->stop, folder.copySource);
@@ -508,7 +509,7 @@ bool Layer::isReadOnly(const std::string& folder) const {
   return _askedFolder.second;
 }
 
-// ----- All that was done -----
+// ----- All changes -----
 
 void Layer::visitDifferences(const DifferenceVisitor& visit) const {
   const auto visitCopy = [&visit](const Entry&, const std::string&, const Entry& entry) {

@@ -22,74 +22,74 @@ struct CopiedTree;
 
 /// A file, folder or link as a run of the tool would find it now.
 struct Entry {
-  struct stat status = {};  ///< with all that was done to it; of one that only the layer has, a number of the layer's
+  struct stat status = {};  ///< with all changes; an entry that exists only in the layer has a number of the layer
   std::string path;         ///< absolute, without links
-  std::string machinePath;  ///< where the machine has its content; empty when it has none
+  std::string machinePath;  ///< the path of its content on the machine; empty when it has none there
   std::shared_ptr<const std::string> content;  ///< of a file that was written, or the text of a new link
 
-  // Of a folder in a tree that was copied: beside what it has itself, it has copies of what a folder of the machine
-  // has.
+  // Only for a folder in a copied tree. In addition to its own entries, the folder contains copies of the entries of a
+  // folder of the machine.
   std::shared_ptr<const CopiedTree> tree;
-  std::string copySource;        ///< that folder
-  struct stat whileCopied = {};  ///< its own attributes then, of which new entries get their group
+  std::string copySource;        ///< that folder of the machine
+  struct stat whileCopied = {};  ///< the folder's own attributes during the copy; new entries get their group from them
 
   bool isFolder() const { return S_ISDIR(status.st_mode); }
   bool isFile() const { return S_ISREG(status.st_mode); }
   bool isLink() const { return S_ISLNK(status.st_mode); }
 };
 
-/// Which entry of the machine, whatever its name.
+/// Identifies an entry of the machine, independently of its names.
 using Id = std::pair<dev_t, ino_t>;
 
-/// The copy of a whole tree of the machine. What it made is looked up in the source, so that a large tree takes no
+/// The copy of a whole tree of the machine. Its entries are looked up in the source, so that a large tree takes no
 /// memory.
 struct CopiedTree {
-  ino_t number;      ///< the layer's
-  Id target;         ///< the folder that it was copied into, which is not copied into itself
-  std::string stop;  ///< the entry of the source with which the copy ended; empty when it came to its end
+  ino_t number;      ///< given by the layer
+  Id target;         ///< the folder that it was copied into; it is not copied into itself
+  std::string stop;  ///< the entry of the source with which the copy ended; empty when the copy is complete
 };
 
-/// Where a path leads to.
+/// The place to which a path leads.
 struct Place {
-  std::optional<Entry> folder;  ///< that holds the name; none when there is no such folder
-  std::string name;             ///< in that folder, and no link when links are followed
-  std::optional<Entry> entry;   ///< what has the name; none when it is free
+  std::optional<Entry> folder;  ///< the folder that contains the name; none when it does not exist
+  std::string name;             ///< the name in that folder; not that of a link if links are followed
+  std::optional<Entry> entry;   ///< the entry with that name; none when the name is free
 };
 
-/// What became of a name: what the machine has under it, and what it would be.
+/// The change of a name: its entry on the machine, and its entry after the run.
 struct Difference {
   std::string path;
   std::optional<Entry> before;
   std::optional<Entry> after;
 };
 
-/// The machine's files, and on top of them, in memory, what a run of the tool would have done to them. Nothing on the
-/// machine is changed.
+/// The machine's files, together with the changes that a run of the tool would have made to them, in memory. Nothing on
+/// the machine is changed.
 ///
-/// Operations answer 0 or the number of the error that the system would give. They know of permissions, read-only
-/// volumes and sticky folders, not of access control lists, quotas and free space.
+/// Operations return 0 or the number of the error that the system would give. They take permissions, read-only volumes
+/// and sticky folders into account, but not access control lists, quotas and free space.
 class Layer {
  public:
   Layer();
 
-  /// Whether nothing was done yet: the machine itself tells all then, with fewer questions.
+  /// Whether there is no change yet. The machine alone then has the answers, which takes fewer calls.
   bool isUntouched() const { return _folders.empty() && _repairs.empty(); }
 
   // ----- Reading -----
 
   enum class Links { Followed, Kept };
 
-  /// Finds what is at a path; \a links says what a link as the last component is. \a place is filled as far as it is
-  /// known, also when the answer is ENOENT.
+  /// Finds the entry at a path. \a links says whether a link as the last component is followed. \a place is filled as
+  /// far as it is known, also when the result is ENOENT.
   int find(const std::string& path, Links links, Place* place) const;
 
-  /// Finds a name in a folder; a link is found itself.
+  /// Finds a name in a folder. A link is not followed.
   int find(const Entry& folder, const std::string& name, Entry* found) const;
 
-  /// The names in a folder, those that the machine has in its order.
+  /// The names in a folder. Those of the machine are in the machine's order.
   std::optional<std::vector<std::string>> names(const Entry& folder) const;
 
-  /// The same one by one, until \a visit answers false. \return false when the folder cannot be read.
+  /// The same one by one, until \a visit returns false. \return false when the folder cannot be read.
   using NameVisitor = std::function<bool(const std::string& name)>;
   bool visitNames(const Entry& folder, const NameVisitor& visit) const;
 
@@ -111,7 +111,7 @@ class Layer {
   /// The error of adding a name to a folder.
   int writeError(const Entry& folder) const;
 
-  /// The error of taking a name from its folder.
+  /// The error of removing a name from its folder.
   int removeError(const Entry& folder, const Entry& entry) const;
 
   /// Whether we could change a file's mode.
@@ -125,71 +125,72 @@ class Layer {
 
   // ----- Changing -----
 
-  /// The attributes of a new entry of a folder; \a mode is taken less the umask.
+  /// The attributes of a new entry of a folder. The umask is removed from \a mode.
   struct stat newStatus(const Entry& folder, mode_t mode);
 
-  /// Puts an entry into a folder, in place of what has the name. Its paths need not be set.
+  /// Puts an entry into a folder. It replaces an entry with the same name. Its paths need not be set.
   void put(const Entry& folder, const std::string& name, Entry entry);
 
-  /// Takes a name from a folder, with all below it.
+  /// Removes a name from a folder, with everything below it.
   void remove(const Entry& folder, const std::string& name);
 
-  /// What becomes of \a source when it is copied to a free name in \a folder; of a folder without its content. \a copy
-  /// gets no path and no number. \return 0 or the number of the error.
+  /// Makes \a copy the entry that results when \a source is copied to a free name in \a folder; for a folder, without
+  /// its content. \a copy gets no path and no number. \return 0 or the number of the error.
   int copyOf(const Entry& source, const Entry& folder, Entry* copy) const;
 
   /// Gives a copy the attributes of its source, as far as permitted.
   void copyAttributes(const struct stat& source, Entry* copy) const;
 
-  /// What is said of a copy once it has ended.
+  /// The description of a copy that has ended.
   std::shared_ptr<const CopiedTree> newTree(const Id& target, const std::string& stop);
 
-  /// Whether nothing at or below a path was changed, by a repair neither.
+  /// Whether nothing at or below a path was changed, not even by a repair.
   bool isUntouched(const std::string& path) const;
 
-  /// Remembers what trees that were copied have at, below or around a folder entry by entry, as a rule for all below
-  /// it comes to hold.
+  /// Stores the copied trees at, below and above a folder entry by entry. This is necessary before a repair of the
+  /// folder is added.
   void unfoldCopies(const std::string& folder);
 
   using Id = preview::Id;
   static Id id(const struct stat& status) { return {status.st_dev, status.st_ino}; }
 
-  /// A change of everything below a folder: a rule, so that it takes no memory for what it treats.
+  /// A change of everything below a folder. It is a rule, so that the changed entries take no memory.
   struct Repair {
     std::string folder;
     WantedAttributes attributes;
-    /// What it could not treat, but for what can be seen again: missing rights, and a volume that is read-only.
+    /// The entries that it could not change. Missing rights and a read-only volume are not stored, because they can be
+    /// determined again.
     std::vector<Id> failed;
   };
 
-  /// Remembers a repair. It holds for what is below the folder now, not for what comes to be there.
+  /// Stores a repair. It applies to the entries that are below the folder now, not to later ones.
   void addRepair(Repair repair);
 
-  /// Gives the attributes of an entry of the machine in \a folder those that the repairs have given it.
+  /// Changes the attributes of an entry of the machine in \a folder to those that the repairs have given it.
   void applyRepairs(const std::string& folder, struct stat* status) const { applyRepairsFrom(0, folder, status); }
 
-  /// Whether names of a folder were changed here, and the names that were.
+  /// Whether names of a folder were changed in the layer, and these names.
   bool hasChangesIn(const struct stat& folder) const { return _folders.count(id(folder)) != 0; }
   std::vector<std::string> changedNames(const struct stat& folder) const;
 
   bool hasRepairs() const { return !_repairs.empty(); }
 
-  // ----- All that was done -----
+  // ----- All changes -----
 
-  /// Visits all names of which something became. Entries that repairs alone have changed are left out.
+  /// Visits all names whose entries were changed. Entries that only repairs have changed are omitted.
   using DifferenceVisitor = std::function<void(Difference difference)>;
   void visitDifferences(const DifferenceVisitor& visit) const;
 
-  /// The paths that are gone, without what was below them.
+  /// The paths that were removed, without the entries below them.
   std::set<std::string> removedPaths() const;
 
-  /// How many names are remembered, each of which takes memory.
+  /// The number of stored names. Each one takes memory.
   size_t size() const;
 
  private:
   struct Node {
-    std::shared_ptr<const Entry> entry;  // null: the name is gone
-    size_t repairs = 0;                  // how many were done before it came to be
+    std::shared_ptr<const Entry> entry;  // null: the name was removed
+    size_t repairs = 0;                  // the number of repairs before the entry was made
   };
   struct Folder {
     Entry folder;
@@ -208,9 +209,9 @@ class Layer {
 
   std::map<Id, Folder> _folders;
   std::vector<Repair> _repairs;
-  /// A device number of our own for each device that the source of a copied tree lies on.
+  /// A device number of our own for each device of the source of a copied tree.
   mutable std::map<std::pair<ino_t, dev_t>, dev_t> _devices;
-  mutable std::pair<std::string, bool> _askedFolder;  // and whether its volume is read-only
+  mutable std::pair<std::string, bool> _askedFolder;  // the last folder checked, and whether its volume is read-only
   mode_t _umask;
   ino_t _nextNumber = 1;
 };

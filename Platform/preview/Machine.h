@@ -9,17 +9,17 @@
 
 #include "Support/OptionalString.h"
 
-/// The machine as it is, without what a preview has put on top of it.
+/// The real machine, without the changes of a preview.
 namespace hotfix::platform::preview {
 
-/// What is at a path, a link itself; none when nothing is there or it cannot be looked at.
+/// The attributes of the entry at a path; a link is not followed. None when there is no entry or it cannot be examined.
 std::optional<struct stat> statusOf(const std::string& path);
 
-/// The innermost of an entry and the folders above it that somebody else can change than root, the caller, and the
-/// members of a group of administrators; none when only they can.
+/// Of an entry and the folders above it, the innermost that can be changed by anybody other than root, the caller and
+/// the members of the group \a administrators; none when only they can.
 OptionalString changeableByOthers(std::string path, const std::string& administrators);
 
-/// The bytes that are free for us on the volume of a path; none when that is not known.
+/// The number of bytes that are free for us on the volume of a path; none when it is not known.
 std::optional<std::uint64_t> freeBytes(const std::string& path);
 
 }  // namespace hotfix::platform::preview

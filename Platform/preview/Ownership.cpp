@@ -42,7 +42,7 @@ const char* missingRight(const WantedAttributes& wanted, const struct stat& stat
   return nullptr;
 }
 
-/// Foresees what a repair does to what a walk meets: see Platform/posix/Ownership.cpp.
+/// Predicts the changes by a repair to the entries that a walk visits: see Platform/posix/Ownership.cpp.
 class PreviewVisitor : public FolderVisitor {
  public:
   PreviewVisitor(const WantedAttributes& wanted, std::string top, RecordedRepair& record, RepairOutcome& outcome)
@@ -76,7 +76,7 @@ class PreviewVisitor : public FolderVisitor {
     const bool isClosed = errno == EACCES;
     struct stat status;
     if (isClosed && fstatat(parent.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
-      // Its new mode would open it. What is below it cannot be foreseen.
+      // Its new mode would make it readable. The changes below it cannot be predicted.
       judge(parent, name, status, [&] { return missingRight(_wanted, status); });
     } else {
       fail(parent.path, name, kUnreadable, nullptr);
@@ -89,7 +89,7 @@ class PreviewVisitor : public FolderVisitor {
     return true;
   }
 
-  /// What only the layer has in a folder.
+  /// Visits the entries of a folder that exist only in the layer.
   void visitChanges(const struct stat& folder, const std::string& folderPath, const std::string& relativePath) {
     for (const std::string& name : layer().changedNames(folder)) {
       Entry holder;
@@ -105,7 +105,7 @@ class PreviewVisitor : public FolderVisitor {
     }
   }
 
-  /// What the repair could not treat, as Layer::Repair has it.
+  /// The entries that the repair could not change, for Layer::Repair.
   std::vector<Layer::Id> takeFailed() {
     _failed.erase(std::remove_if(_failed.begin(), _failed.end(),
                                  [this](const Layer::Id& id) { return _changedUnderAName.count(id) != 0; }),
@@ -122,13 +122,13 @@ class PreviewVisitor : public FolderVisitor {
     return std::find(names.begin(), names.end(), name) != names.end();
   }
 
-  /// Gives the attributes of an entry of the machine those that it has by now.
+  /// Applies the earlier changes to the attributes of an entry of the machine.
   void applyEarlierChanges(const std::string& folder, struct stat* status) const {
     if (layer().hasRepairs()) layer().applyRepairs(folder, status);
     if (SecondNames::areIn(*status) && _changedUnderAName.count(Layer::id(*status)) != 0) _wanted.applyTo(status);
   }
 
-  /// The change of an entry with several names shows under each, and counts once.
+  /// The change of an entry with several names is listed under each name, but counted once.
   void noteFurtherName(const WalkedFolder& folder, const char* name, const struct stat& status) {
     if (!SecondNames::areIn(status)) return;
     const auto before = _changedUnderAName.find(Layer::id(status));
@@ -170,14 +170,14 @@ class PreviewVisitor : public FolderVisitor {
   bool holdsOthersNames(const WalkedFolder& folder) {
     ScopedFolder read(openExisting(folder.descriptor, ".", O_RDONLY | O_DIRECTORY));
     return _names.areOthersIn(folder, read, [&](const char* name, struct stat* status) {
-      if (isOurs(folder.status, name)) return ENOENT;  // new, or gone: without a second name
+      if (isOurs(folder.status, name)) return ENOENT;  // new or removed, so it has no second name
       if (fstatat(read.get(), name, status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
       applyEarlierChanges(pathOf(folder), status);
       return 0;
     });
   }
 
-  /// \param obstacle gives the reason why the entry cannot be changed, or null; called when it has to be.
+  /// \param obstacle returns the reason why the entry cannot be changed, or null; called only if it needs a change.
   template <typename Obstacle>
   void judge(const WalkedFolder& folder, const char* name, const struct stat& status, Obstacle obstacle) {
     ++_record.entries;
@@ -225,7 +225,7 @@ class PreviewVisitor : public FolderVisitor {
   std::string _top;
   RecordedRepair& _record;
   RepairOutcome& _outcome;
-  std::map<Layer::Id, struct stat> _changedUnderAName;  // entries with several names, as they were
+  std::map<Layer::Id, struct stat> _changedUnderAName;  // entries with several names, with their old attributes
   std::vector<Layer::Id> _failed;
   Layer::Id _askedFolder{};
   bool _isReadOnly = false;
@@ -269,7 +269,7 @@ RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& at
     }
   }
   outcome.isTreated = true;
-  if (top) (void)walkBelow(std::move(top), visitor);  // this visitor never ends it
+  if (top) (void)walkBelow(std::move(top), visitor);  // this visitor never ends the walk
   visitor.visitChanges(place.entry->status, place.entry->path, "");
   layer().addRepair({place.entry->path, wanted, visitor.takeFailed()});
   preview::recording().repairs.push_back(std::move(record));

@@ -6,7 +6,7 @@ namespace hotfix::platform {
 
 namespace {
 
-/// One type each, as on disk: no value until one is stored.
+/// One type for each pasteboard, as on disk. It has no value until one is stored.
 std::map<std::string, std::pair<std::string, std::optional<PropertyListValue>>>& pasteboards() {
   static auto* boards = new std::map<std::string, std::pair<std::string, std::optional<PropertyListValue>>>;
   return *boards;

@@ -10,11 +10,11 @@
 #include "Platform/SystemLog.h"
 #include "Support/OptionalString.h"
 
-/// What a preview is told and what it tells. One process makes one preview: this platform has no way back.
+/// The input and the results of a preview. A process can make only one preview: this platform cannot be reset.
 namespace hotfix::platform::preview {
 
-/// The result code that the platform would leave, in the file \a resultFile, each time it is run to update; absent: it
-/// leaves none.
+/// The result code that the platform would write to \a file each time \a launcher runs an update; absent: it writes
+/// none.
 struct PlatformResult {
   std::string launcher;
   std::string file;
@@ -30,7 +30,7 @@ struct LoggedLine {
 struct RecordedChild {
   std::vector<std::string> commandLine;
   OptionalString error;  ///< why it could not be started
-  bool isAsked = false;  ///< it only answers a question, and was really started
+  bool isAsked = false;  ///< it only answers a question, and was actually started
 };
 
 struct RepairedEntry {
@@ -40,13 +40,13 @@ struct RepairedEntry {
   mode_t oldMode, newMode;
 };
 
-/// What a repair of owners would do below a folder. Of entries the first ones are listed, all are counted.
+/// The changes by a repair of owners below a folder. The first entries are listed, all are counted.
 struct RecordedRepair {
   static constexpr size_t kMostListed = 20;
 
   std::string folder;
-  std::string refusal;        ///< why it is refused as a whole; empty when it is not
-  std::uint64_t entries = 0;  ///< all below the folder
+  std::string refusal;        ///< why the whole repair is refused; empty when it is not refused
+  std::uint64_t entries = 0;  ///< all entries below the folder
   std::uint64_t changed = 0;
   std::uint64_t ownersChanged = 0;  ///< or groups
   std::uint64_t modesChanged = 0;
@@ -68,8 +68,7 @@ struct Recording {
 };
 Recording& recording();
 
-/// Writes to this process's own standard output. \return false when that cannot be done; a reader that has gone is no
-/// signal.
+/// Writes to this process's own standard output. \return false when that fails. A closed pipe causes no signal.
 bool writeOutput(const std::string& text);
 
 }  // namespace hotfix::platform::preview

@@ -67,7 +67,7 @@ Answer ask(const std::vector<std::string>& commandLine, size_t limit) {
   for (;;) {
     const ssize_t count = retried([&] { return read(readEnd.get(), buffer, sizeof buffer); });
     if (count <= 0) break;
-    // What is too much is read all the same: the program is to come to its end.
+    // Output past the limit is read too, so that the program can exit.
     answer.output.append(buffer, std::min(static_cast<size_t>(count), limit - answer.output.size()));
   }
   int status = 0;

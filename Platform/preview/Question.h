@@ -9,7 +9,7 @@
 
 namespace hotfix::platform::preview {
 
-/// What a program answered.
+/// The answer of a program.
 struct Answer {
   OptionalString error;  ///< why it could not be started
   std::string output;    ///< the beginning of its standard output

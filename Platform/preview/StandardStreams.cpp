@@ -13,7 +13,8 @@ void writeToStandardError(const std::string& text) { preview::recording().standa
 
 bool preview::writeOutput(const std::string& text) { return writeAll(STDOUT_FILENO, text); }
 
-// Nothing is opened that could become standard input or output of a child: the questions have pipes of their own.
+// No descriptor that a preview opens can become standard input or output of a child: the questions have pipes of their
+// own.
 ScopedStandardDescriptors::ScopedStandardDescriptors() = default;
 
 ScopedStandardDescriptors::~ScopedStandardDescriptors() { _opened[0] = false; }

@@ -37,7 +37,7 @@ int openTraceFile(const std::string& path) {
   Entry trace;
   if (error == 0 && place.entry->status.st_nlink == 1 && isOwnTraceFile(place.entry->status) &&
       layer().openError(*place.entry) == 0) {
-    trace = *place.entry;  // emptied and used
+    trace = *place.entry;  // an existing file is emptied and used
     trace.machinePath.clear();
   } else {
     if (error == 0 && (place.entry->isFolder() || layer().removeError(*place.folder, *place.entry) != 0)) return -1;
@@ -45,7 +45,7 @@ int openTraceFile(const std::string& path) {
     trace.status = layer().newStatus(*place.folder, S_IFREG | 0644);
   }
   layer().put(*place.folder, place.name, std::move(trace));
-  // The caller closes what it gets.
+  // The caller closes the descriptor that it gets.
   return openExisting(AT_FDCWD, "/dev/null", O_RDONLY).release();
 }
 

@@ -17,13 +17,13 @@ namespace hotfix {
 
 using Lines = std::vector<std::string>;
 
-/// Several lists, one after the other.
+/// The concatenation of several lists.
 Lines joined(std::initializer_list<Lines> parts);
 
-/// Arguments of a program, its own path first.
+/// The arguments of a program. The first is its path.
 using CommandLine = std::vector<std::string>;
 
-/// A text that a test is repeated for, with a name for the test.
+/// A text with which a test is repeated, and a name for the test.
 struct NamedText {
   std::string name;
   std::string text;
@@ -35,32 +35,32 @@ inline std::string nameOf(const ::testing::TestParamInfo<NamedText>& instance) {
 /// A call of the tool.
 struct Call {
   CommandLine commandLine;
-  std::string program;  ///< what is run, normally as the command line calls it
+  std::string program;  ///< the program to run, normally that of the command line
   std::map<std::string, std::string> environment;
   std::string folder = "/";
   uid_t user = 0;
-  /// Last changes in the process that becomes the tool: of descriptors, of signals.
+  /// The last changes in the process before it executes the tool, for example of descriptors and signals.
   std::function<void()> prepare = [] {};
 };
 
-/// A child that was started, as the stand-in for its program noted it down.
+/// A child that was started, as noted by the stand-in for its program.
 struct Child {
   CommandLine commandLine;
-  /// Folder with what the child found when it began, in the root's files: copies of the bundle, the data folder, the
-  /// trace file and what the tool had printed ("output"), and its own "fd", "stat", "status", "environ" and "cwd".
+  /// The folder, in the root's files, with the state at the child's start: copies of the bundle, the data folder, the
+  /// trace file and the tool's output so far ("output"), and its own "fd", "stat", "status", "environ" and "cwd".
   std::string seen;
 };
 
-/// All that came of a call.
+/// All results of a call.
 struct Outcome {
   std::string ending;         ///< "exit 0", "signal 9", "hung"
   std::string output;         ///< standard output
   std::string standardError;  ///< all of it
   std::string errors;         ///< standard error, without the two closing lines
-  std::string reason;         ///< of the closing lines: why the hotfix was not removed; empty without them
+  std::string reason;         ///< from the closing lines: why the hotfix was not removed; empty without them
   std::vector<Child> children;
-  Lines trace;          ///< "<Info>: text"; a line with anything wrong in front of that begins with "?"
-  std::string process;  ///< the tool's process id, as the trace has it
+  Lines trace;          ///< "<Info>: text"; begins with "?" if the part before that is wrong
+  std::string process;  ///< the tool's process ID, from the trace
   std::vector<CommandLine> commandLines() const;
 };
 
@@ -71,7 +71,7 @@ struct Outcome {
 ///   /Users/alice/Client Data                            the data folder
 ///   /usr/sbin/pkgutil, /usr/libexec/java_home           Java home: "/Library/Java/Home 1"
 ///
-/// Every stand-in notes its command line and what it finds; the launcher then writes its result file, "rc=0".
+/// Every stand-in notes its command line and the state at its start. The launcher then writes its result file, "rc=0".
 class MachineTest : public ::testing::Test {
  protected:
   void SetUp() override;
@@ -98,66 +98,68 @@ class MachineTest : public ::testing::Test {
 
   // ----- The machine -----
 
-  std::string bundle, home, data;  ///< of the instance that calls and expectations are about
+  std::string bundle, home, data;  ///< of the instance to which calls and expectations refer
 
-  /// Makes an instance and is about it from now on. It differs from the one above in its place only.
+  /// Makes an instance; calls and expectations then refer to it. It differs from the one above only in its paths.
   void makeInstance(const std::string& bundlePath, const std::string& dataPath);
 
-  /// Path in the root, for the file helpers of `files`.
+  /// The path of an entry of the root, for the file helpers of `files`.
   static std::string inside(const std::string& path) { return ThrowAwayRoot::inside(path); }
   ThrowAwayRoot& root() { return *_root; }
   const TemporaryFolder& files() { return _root->files(); }
   std::string inHome(const std::string& path) { return inside(home + "/" + path); }
 
-  /// Gives an entry (a link itself) to an account.
+  /// Makes an account the owner of an entry. A link is not followed.
   void giveTo(uid_t user, gid_t group, const std::string& path);
 
-  /// A program that notes its call and then does what the shell text says.
+  /// Makes a program that notes its call and then runs the shell text.
   void makeStandIn(const std::string& path, const std::string& shellText = "");
-  /// A java that looks around only when the trace has told of its success, which happens while it already runs.
+  /// Makes a java that notes the state only after the trace reports its success. The tool logs that while java still
+  /// runs.
   void makePatientJava();
-  /// Starts a copy of a program that does nothing, at a path of the root, and waits until it runs there. Answers its id
-  /// outside.
+  /// Starts a copy of a program that does nothing, at a path of the root, and waits until it runs there. Returns its
+  /// process ID outside the root.
   pid_t startProgram(const std::string& path, uid_t user = 0);
-  /// Whether the tool looks for leaks when it ends, which takes a /proc.
+  /// Whether the tool checks for leaks when it ends, which needs /proc.
 #ifdef HOTFIX_SANITIZED
   static constexpr bool kNeedsProcesses = true;
 #else
   static constexpr bool kNeedsProcesses = false;
 #endif
-  /// What the launcher does at each start.
+  /// Sets the actions of the launcher at each start.
   void setLauncher(const std::string& shellText);
-  /// The records of the instance, and the file that holds just these.
+  /// The records of the instance, and the text of a file with only these.
   using Records = std::map<std::string, std::string>;
   void setRecords(const Records& records);
   static std::string recordsText(const Records& records);
 
-  /// All that differs from the machine, the notes of the stand-ins and the text of the trace left out. The version
-  /// stamps of calls show as "<now>".
+  /// All differences from the machine, without the notes of the stand-ins and the text of the trace. The version stamps
+  /// of calls are shown as "<now>".
   Snapshot state();
-  /// A text with the version stamps of calls as "<now>".
+  /// A text with the version stamps of calls replaced by "<now>".
   std::string withoutStamps(std::string text) const;
-  /// Whether a text is the version stamp of a moment of a call.
+  /// Whether a text is the version stamp of a moment during a call.
   bool isStampOfNow(const std::string& text) const;
 
-  /// What a child found when it began, in short: records and files of the instance, owner of the data, and how much
-  /// had been printed and traced.
+  /// A summary of the state at a child's start: records and files of the instance, the owner of the data, and the
+  /// amount of output and trace so far.
   std::string found(const Child& child);
   Lines found(const Outcome& outcome);
 
   // ----- Calls -----
 
-  /// `hotfixUninstall -rcphome <home> -rcpdata <data>`, by root on behalf of alice.
+  /// `hotfixUninstall -rcphome <home> -rcpdata <data>`, run by root on behalf of alice.
   Call uninstall();
   /// The tool with any arguments.
   Call call(const CommandLine& arguments);
   Outcome run(const Call& call);
 
-  /// The socket of the system log, of a type, and its address outside. Stays open, and the caller's.
+  /// Makes the socket of the system log, of a type. The caller owns it. systemLogAddress is its address outside the
+  /// root.
   int makeSystemLog(int type);
   struct sockaddr_un systemLogAddress();
 
-  /// Sees to it that syslog has a reader during a call, and collects the messages.
+  /// Gives syslog a reader during a call, and collects the messages.
   void listenToSystemLog();
   Lines systemLog;
 
@@ -184,8 +186,8 @@ class MachineTest : public ::testing::Test {
     return "<Error>: Failed to launch " + path + ": " + reason + ".";
   }
 
-  /// Expects what a run prints and how it ends: after a success, after a refusal or a failure; and what it starts and
-  /// traces.
+  /// Expect the output and the ending of a run after a success, or after a refusal or failure; and its children and its
+  /// trace.
   static void expectSucceeded(const Outcome& outcome);
   static void expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children);
   static void expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children, const Lines& trace);
@@ -194,9 +196,9 @@ class MachineTest : public ::testing::Test {
   static void expectFailed(const Outcome& outcome, const std::string& output, const std::vector<CommandLine>& children,
                            const Lines& trace);
 
-  /// Expects the outcome of a successful run in every point, what changed on the machine included.
+  /// Expects every part of the outcome of a successful run, including the changes on the machine.
   void expectSuccess(const Outcome& outcome, const Snapshot& before);
-  /// What a successful run changes on the machine.
+  /// The changes of a successful run on the machine.
   Lines successChanges(const Snapshot& before);
 
  private:

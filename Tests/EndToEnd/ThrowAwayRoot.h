@@ -11,13 +11,13 @@
 
 namespace hotfix {
 
-/// A copy of the machine's root, to be changed as a test likes, with processes of its own.
+/// A copy of the machine's root that a test can change freely, with processes of its own.
 ///
-/// It is an overlay of "/" whose changes lie in memory, with a fresh /tmp, /dev and /proc, and with the project's
-/// folders visible where they are. What it shares with the machine is read only: the project, the devices, and /proc,
-/// whose files have the same owner and mode in every place where it is mounted. The first object takes the test program
-/// into a mount namespace of its own, so no other program sees any of it; it goes away with the object, at the latest
-/// with the test program.
+/// It is an overlay of "/" whose changes are in memory, with a new /tmp, /dev and /proc. The project's folders are
+/// visible at their paths. The parts that it shares with the machine are read-only: the project, the devices, and
+/// /proc, whose files have the same owner and mode wherever it is mounted. The first object moves the test program into
+/// a mount namespace of its own, so that no other program sees any of it. The copy is removed with the object, at the
+/// latest with the test program.
 ///
 /// Accounts "alice" (home /Users/alice) and "bob" and a group "admin" are known in it.
 class ThrowAwayRoot {
@@ -26,14 +26,14 @@ class ThrowAwayRoot {
   ThrowAwayRoot(const ThrowAwayRoot&) = delete;
   ThrowAwayRoot& operator=(const ThrowAwayRoot&) = delete;
 
-  /// Kills all that runs in the root, then removes it.
+  /// Kills all processes in the root, then removes it.
   ~ThrowAwayRoot();
 
-  /// Why the machine does not allow it; empty when it does. Nothing else may be called then.
+  /// Why the machine does not allow such a root; empty when it does. If it is not empty, nothing else may be called.
   const std::string& obstacle() const { return _obstacle; }
 
-  /// Whether files can belong to several accounts. An ordinary user has but one in a user namespace: alice, bob and
-  /// root, admin and root's group are the same then.
+  /// Whether files can belong to several accounts. An ordinary user has only one account in a user namespace: then
+  /// alice, bob and root are the same, and so are admin and root's group.
   static bool hasAccounts();
 
   static uid_t alice() { return hasAccounts() ? 4711 : 0; }
@@ -44,24 +44,24 @@ class ThrowAwayRoot {
   const TemporaryFolder& files() const { return _folder; }
   static std::string inside(const std::string& path) { return "root" + path; }
 
-  /// Folder with all entries that were added to the copy or changed in it, apart from those in /tmp and /dev and on
-  /// mounts of the test's own.
+  /// The folder with all entries that were added to the copy or changed in it, except for those in /tmp and /dev and on
+  /// the test's own mounts.
   std::string changedEntries() const { return _folder / "upper"; }
 
   /// Mounts an empty file system in memory at a folder of the root.
   void mountMemory(const std::string& path, const std::string& options);
 
-  /// Mounts a volume at a folder of the root whose server has gone: the folder cannot be looked at any more. False
-  /// where the machine does not allow it.
+  /// Mounts a volume whose server has died at a folder of the root, so that the folder can no longer be examined.
+  /// Returns false if the machine does not allow it.
   bool mountDeadVolume(const std::string& path);
 
-  /// Makes all below a folder of the root impossible to change, for root too.
+  /// Makes everything below a folder of the root read-only, also for root.
   void makeReadOnly(const std::string& path);
 
-  /// A process of the root begins with \a program, which ends in exec. Answers its id outside.
+  /// Starts a process in the root with \a program, which must end with exec. Returns its process ID outside the root.
   pid_t start(const std::function<void()>& program);
 
-  /// The one process that is always there, and is the first in the process list.
+  /// The only process that always runs. It is the first one in the process list.
   static constexpr char kFirstProcess[] = "/usr/sbin/firstProcess";
 
  private:
@@ -77,7 +77,7 @@ class ThrowAwayRoot {
 
   TemporaryFolder _folder;
   std::string _obstacle;
-  std::vector<pid_t> _processes;  // the first one ends all others with it
+  std::vector<pid_t> _processes;  // the end of the first one ends all others
   int _processNamespace = -1;
 };
 

@@ -10,7 +10,7 @@
 
 namespace hotfix {
 
-/// A pseudo-terminal, and all that reaches it, byte by byte.
+/// A pseudo-terminal, and everything that is written to it, byte by byte.
 class Terminal {
  public:
   explicit Terminal(unsigned short columns = 80);
@@ -18,17 +18,17 @@ class Terminal {
   Terminal& operator=(const Terminal&) = delete;
   ~Terminal();
 
-  /// The end that a program gets.
+  /// The program's end.
   int descriptor() const { return _program; }
 
-  /// Begins to read. Once it has read \a text it calls \a act, if there is one.
+  /// Starts reading. Calls \a act, if any, once it has read \a text.
   void begin(
       const std::string& text = "", const std::function<void()>& act = [] {});
 
-  /// Takes the terminal away from the program. For \a act.
+  /// Closes the terminal while the program uses it. For \a act.
   void hangUp();
 
-  /// What came, when nobody has it open any more.
+  /// Waits until no process has the terminal open, and returns everything that was written to it.
   const std::string& text();
 
  private:
@@ -38,17 +38,17 @@ class Terminal {
   std::string _text;
 };
 
-/// A machine where a person watches the tool at a terminal.
+/// A machine on which the tool runs at a terminal.
 class WatchedTest : public MachineTest {
  protected:
-  /// The tool with a terminal as standard error: `uninstall()` with TERM=xterm, or another call.
+  /// A call of the tool with a terminal as standard error: `uninstall()` with TERM=xterm, or another call.
   Call watched(const Terminal& terminal) { return watched(terminal, uninstall()); }
   static Call watched(const Terminal& terminal, Call call);
-  /// Runs `uninstall()` at a terminal of its own. \param[out] text what came there.
+  /// Runs `uninstall()` at a terminal of its own. \param[out] text everything that was written there.
   Outcome watch(std::string& text) { return watch(text, uninstall()); }
   Outcome watch(std::string& text, Call call);
 
-  /// The lines that a person is left with: each as it was written last, without colours and seconds.
+  /// The lines that remain on the terminal: each in its last version, without colours and seconds.
   static Lines screen(const std::string& text);
 
   // ----- Ways to each failure, in the order of their rows in docs/troubleshooting.md -----
@@ -56,21 +56,21 @@ class WatchedTest : public MachineTest {
   struct Way {
     std::string name;
     std::function<Call(WatchedTest&)> prepare;
-    /// What capitals in the document stand for, beside HOME, after the run.
+    /// The values of the words in capitals in the document, in addition to HOME, after the run.
     std::map<std::string, std::string> values;
     bool needsAccounts = false;
   };
   static const std::vector<Way>& ways();
-  /// Prepares one. \param[out] values all that capitals stand for.
+  /// Prepares a way to a failure. \param[out] values the values of all words in capitals.
   Call prepare(const Way& way, std::map<std::string, std::string>& values);
 
-  /// `uninstall()` by an ordinary user.
+  /// `uninstall()`, run by an ordinary user.
   Call byBob();
   void removeFile(const std::string& pathInHome);
-  /// A process's id as those in the root see it.
+  /// The ID of a process inside the root.
   static std::string idInside(pid_t process);
 
-  std::string runningProcess;  ///< its id, of the way with a process
+  std::string runningProcess;  ///< the process ID, for the way with a running process
 };
 
 }  // namespace hotfix

@@ -12,11 +12,11 @@
 
 namespace hotfix {
 
-/// What lies at a path.
+/// The entry at a path.
 struct Entry {
   enum class Kind { File, Folder, Link };
   Kind kind = Kind::Folder;
-  std::string text;  ///< of a file; where a link leads
+  std::string text;  ///< the content of a file, or the target of a link
   mode_t mode = 0755;
   uid_t owner = 0;
   gid_t group = 0;
@@ -24,13 +24,13 @@ struct Entry {
 
 using Tree = std::map<std::string, Entry>;
 
-/// A fault, as the preloaded library is told of it.
+/// A fault, as it is passed to the preloaded library.
 struct Fault {
-  std::string how;  ///< empty: none, the tool runs as it does for its user
+  std::string how;  ///< empty: no fault, the tool runs as usual
   long at = 0;
 };
 
-/// A call that the library has noted.
+/// A call that the library noted.
 struct NotedCall {
   long number = 0;
   std::string name;
@@ -38,54 +38,54 @@ struct NotedCall {
   bool needsRoom = false;
 };
 
-/// What came of a run of the tool.
+/// The results of a run of the tool.
 struct Run {
   bool hasHung = false;
-  int status = 0;  ///< as waitpid answers it
+  int status = 0;  ///< as waitpid returns it
   std::string output;
   std::string errors;
   std::vector<std::string> children;  ///< name and arguments, in the order of their starts
   std::vector<NotedCall> calls;       ///< of a run with a fault
 };
 
-/// The machine on which the tool runs: this process's own root, which therefore must be a throw-away one.
+/// The machine on which the tool runs: the root of this process, which therefore must be a throw-away root.
 ///
-/// An instance, its data folder and what the tool reads in /Users and /tmp. It is small, so that it is put back quickly
-/// and a run makes few calls; but every kind of call that the tool makes is among them.
+/// It contains an instance, its data folder and the files that the tool reads in /Users and /tmp. It is small, so that
+/// it is restored quickly and a run makes few calls. Still, a run makes every kind of call that the tool can make.
 namespace machine {
 
 constexpr char kBundle[] = "/Applications/Product.app";
 constexpr char kHome[] = "/Applications/Product.app/Contents/MacOS/rcp";
 constexpr char kUserHome[] = "/Users/alice";
 constexpr char kData[] = "/Users/alice/Client Data";
-/// Where the tool is started: a folder that looks like a home and is not the one that is meant. There is also a folder
-/// at the place that the tool takes for a home when it knows none.
+/// The folder in which the tool is started. It looks like a home folder, but is not the one of the instance. There is
+/// also a folder at the path that the tool uses as home folder when none is given.
 constexpr char kElsewhere[] = "/Applications/Elsewhere";
 constexpr char kStaged[] = "/Applications/Staged";
 constexpr char kOldStamp[] = "0101010000";
 constexpr char kNow[] = "<now>";
-/// Takes the room of a file system; no part of what is looked at.
+/// A file that fills a file system. It is not part of the examined tree.
 constexpr char kFiller[] = "filler";
 
-/// Puts in place what stays for all runs: accounts, programs, file systems of its own for what changes, so that the
-/// process should be in a mount namespace of its own. \return what hinders it, or nothing.
+/// Makes everything that all runs share: accounts, programs, and separate file systems for the entries that change. So
+/// the process should be in a mount namespace of its own. \return the obstacle, or an empty text.
 std::string setUp();
 
-uid_t alice();  ///< root's, where the machine knows only one account
+uid_t alice();  ///< root's ID, if the machine has only one account
 gid_t admin();
 
 /// The machine before the first run.
 Tree original();
-/// The records of the instance as the tool writes them.
+/// The records of the instance, as the tool writes them.
 std::string recordsText(const std::map<std::string, std::string>& records);
 
-/// Makes the machine hold this and nothing else.
+/// Changes the machine so that it contains exactly this tree.
 void restore(const Tree& tree);
-/// Puts one entry in place.
+/// Makes one entry.
 void make(const std::string& path, const Entry& entry);
-/// What it holds, with the version stamps of all runs until now written as kNow, in names too.
+/// The present tree, with the version stamps of all runs so far replaced by kNow, also in names.
 Tree look();
-/// Removes what is below a folder, and it too unless something is mounted there.
+/// Removes everything below a folder, and the folder itself unless it is a mount point.
 void removeAll(const std::string& folder);
 
 /// Runs the tool on the instance. \a whenStopped is called when the fault has stopped it.

@@ -8,7 +8,7 @@
 
 namespace hotfix {
 
-/// A machine on which hotfixInspect is called beside the tool.
+/// A machine on which hotfixInspect is called in addition to the tool.
 class InspectTest : public WatchedTest {
  protected:
   using Environment = std::map<std::string, std::string>;
@@ -23,7 +23,7 @@ class InspectTest : public WatchedTest {
 
   Outcome inspect(const CommandLine& words) { return run(inspectCall(words)); }
 
-  /// A hotfix with one feature and a receipt, which the launcher and pkgutil take away when they succeed.
+  /// Makes a hotfix with one feature and a receipt, which the launcher and pkgutil remove if they succeed.
   void makeRemovableHotfix() {
     files().makeFile(inHome("deploy/uninstall.hotfix.xml"),
                      "<install><domain-object><object-data><install><installfeature><requirements>"

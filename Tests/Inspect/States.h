@@ -9,21 +9,21 @@
 
 namespace hotfix {
 
-/// The number in an environment variable, with which scripts choose how much is tried.
+/// The number in an environment variable, with which scripts set the number of tries.
 unsigned numberFrom(const char* name, unsigned otherwise);
 
-/// Keeps a document in the folder that HOTFIX_DOCUMENTS names, if it names one, for a test of all of them.
+/// Stores a document in the folder that HOTFIX_DOCUMENTS names, if it is set, for a test of all documents.
 void keepDocument(const std::string& text);
 
-/// A machine in a state that depends on a number alone: an instance and its surroundings, changed in one to three ways.
+/// A machine in a state that depends only on a number: an instance and its environment, changed in one to three ways.
 class GeneratedMachine : public InspectTest {
  protected:
   /// Makes the state. \return what was changed.
   std::string makeState(unsigned number);
 
   CommandLine arguments;                                          ///< of the tool in this state
-  std::optional<std::string> result;                              ///< that the launcher leaves
-  std::map<std::string, std::optional<std::string>> environment;  ///< changes to that of a call
+  std::optional<std::string> result;                              ///< written by the launcher
+  std::map<std::string, std::optional<std::string>> environment;  ///< changes to the environment of a call
   uid_t user = 0;
 
  private:
@@ -40,7 +40,7 @@ class GeneratedMachine : public InspectTest {
   void replace(const std::string& path, const std::string& kind);
   void makeLauncher();
 
-  // One kind of change each.
+  // Each makes one kind of change.
   void changeHome();
   void changePlace();
   void changeInstallManifest();

@@ -9,41 +9,42 @@
 
 namespace hotfix {
 
-/// Stand-ins for the world outside an instance: fixed paths lie below the test's own folder, messages to the system
-/// log are kept instead of sent, the clock stands still, and no bundle is protected. Everything else is real.
+/// Stand-ins for the host outside an instance: fixed paths are redirected below the test's own folder, messages to the
+/// system log are stored instead of sent, the clock does not advance, and no bundle is protected. Everything else is
+/// real.
 
-/// A message that went to the system log: level as in platform::LogLevel, and the finished text.
+/// A message to the system log: its level as in platform::LogLevel, and its complete text.
 using LogLine = std::pair<int, std::string>;
 using LogLines = std::vector<LogLine>;
 
-/// Base of the fixtures. Each test starts with an empty folder, an empty log, the clock at 15 November 2026, 21:25:07,
-/// and the environment variable USER set to the account that runs the tests.
+/// The base of the fixtures. Each test starts with an empty folder, an empty log, the clock at 15 November 2026,
+/// 21:25:07, and the environment variable USER set to the account that runs the tests.
 class FakeHostTest : public ::testing::Test {
  protected:
   FakeHostTest();
   ~FakeHostTest() override;
 
-  /// The test's folder. Instances and other files of a test go here.
+  /// The test's folder, for instances and other files of the test.
   TemporaryFolder folder;
 
-  /// Where the fixed path \a path lies for this test (the same answer as platform::onDisk), for folder's helpers:
-  /// relative to the test's folder.
+  /// The place of the fixed path \a path for this test (the same as platform::onDisk returns), relative to the test's
+  /// folder, for the helpers of `folder`.
   static std::string outside(const std::string& path) { return "outside" + path; }
 
-  /// All messages logged so far, in order; those of one level; and their removal.
+  /// Return all messages logged so far, in order, or those of one level. clearLog removes them.
   static const LogLines& log();
   static std::vector<std::string> log(platform::LogLevel level);
   static void clearLog();
 
   static void setClock(const platform::LocalTime& moment);
 
-  /// Lets the system be one that may protect application bundles, as platform::protectsBundles tells.
+  /// Sets the result of platform::protectsBundles: whether the system may protect application bundles.
   static void protectBundles(bool areProtected);
 
-  /// Sets an environment variable for this test, or removes it (absent value); put back afterwards.
+  /// Sets an environment variable for this test, or removes it (absent value). It is restored after the test.
   void setEnvironment(const std::string& name, const OptionalString& value);
 
-  /// Lets a process with this executable path run, as far as the process list can see.
+  /// Adds a process with this executable path to the process list.
   void runProcess(int pid, const std::string& executable) const;
 
   /// A setting of the invoking user: the property list of a domain, or ".GlobalPreferences", as text.

@@ -13,13 +13,13 @@
 
 namespace hotfix {
 
-/// What stands for an absent argument.
+/// An absent argument.
 inline const OptionalString kNone;
 
-using Tree = std::map<std::string, std::string>;         // as treeSnapshot answers it
-using Children = std::vector<std::vector<std::string>>;  // as InstanceTest::children answers them
+using Tree = std::map<std::string, std::string>;         // as treeSnapshot returns it
+using Children = std::vector<std::vector<std::string>>;  // as InstanceTest::children returns them
 
-/// While it lives, the process works in another folder, which relative paths then start from.
+/// Changes the working folder of the process during the lifetime of the object.
 class ScopedWorkingFolder {
  public:
   explicit ScopedWorkingFolder(const std::string& path);
@@ -43,8 +43,8 @@ class ScopedWorkingFolder {
 ///   - eclipse/plugins/com.qor.rcp.base_6.2.1.20260101/
 /// - data/, the data folder: .config/rcpinstall.properties
 ///
-/// pkgutil and java_home stand at their fixed paths, pkgutil a noting program; java_home names a runtime whose bin/java
-/// is one too.
+/// pkgutil and java_home are at their fixed paths. pkgutil is a noting program; java_home names a runtime whose
+/// bin/java is also one.
 class InstanceTest : public FakeHostTest {
  protected:
   InstanceTest();
@@ -59,67 +59,67 @@ class InstanceTest : public FakeHostTest {
   std::string data() const { return folder / kData; }
   static std::string inHome(const std::string& path) { return std::string(kHome) + "/" + path; }
 
-  /// Contents of deploy/uninstall.hotfix.xml.
+  /// The content of deploy/uninstall.hotfix.xml.
   static const std::string& uninstallManifest();
 
-  /// A home folder that nobody can make: it would lie in a file.
+  /// A home folder that cannot be made, because its parent is a file.
   std::string impossibleHome() const { return folder.makeFile("plain file") + "/rcp"; }
 
   // ----- Instance services -----
 
-  /// The service of the instance, whose own lines are gone from the log.
+  /// The service of the instance. Its own lines are removed from the log.
   class QuietInstance : public InstanceService {
    public:
     explicit QuietInstance(const InstanceTest& test) : InstanceService(test.home(), test.data()) { clearLog(); }
   };
 
-  /// One whose home has gone since.
+  /// A service whose home folder has been removed since.
   class GoneHome : public InstanceService {
    public:
     explicit GoneHome(const TemporaryFolder& folder);
   };
 
-  /// One whose home is a plain file.
+  /// A service whose home folder is a plain file.
   InstanceService fileHome() const { return InstanceService(folder.makeFile("file home", "text"), std::nullopt); }
 
-  /// Expects an operation to answer no, and to change and log nothing, where there is no home folder: it was never
-  /// known, it is a plain file, or it has gone.
+  /// Expects an operation to return false, and to change and log nothing, if there is no home folder: it was never
+  /// known, it is a plain file, or it has been removed.
   void expectRefusedWithoutHome(const std::function<bool(InstanceService&)>& operation) const;
 
-  /// What every making of an instance service for \a home logs, as nobody set a new install location.
+  /// The lines that each creation of an instance service for \a home logs if no new install location is set.
   static LogLines creationLines(const std::string& home);
 
-  /// What a save logs that would replace a file that cannot be read.
+  /// The line that a save logs if it would replace a file that cannot be read.
   LogLine notSaved(const std::string& pathInHome) const {
     return {3, "Not saved: " + home() + "/" + pathInHome + " exists, but cannot be read."};
   }
 
   // ----- Noting programs -----
 
-  /// A program that notes its start for the functions below, then runs \a shellText.
+  /// Makes a program that notes its start for the functions below, then runs \a shellText.
   std::string makeNotingProgram(const std::string& relativePath, const std::string& shellText = "") const;
 
-  /// Makes each launch of the launcher write "rc=<code>"; an empty code means that it writes no result file.
+  /// Makes the launcher write "rc=<code>" at each start. With an empty code it writes no result file.
   void setLauncherResult(const std::string& code) const;
 
-  /// Every noting program started so far, in order: the path it was started by, then its arguments.
+  /// All starts of noting programs so far, in order: the path of the program, then its arguments.
   Children children() const;
 
-  /// What a provisioning run of the launcher in the home folder is started with.
+  /// The command line of a provisioning run of the launcher in the home folder.
   std::vector<std::string> launch(const std::string& operation, const OptionalString& dataFolder,
                                   const std::string& locale = "en_US") const;
 
-  /// Where the copy of something that lies in Apps or data is, made when the child of this number (from 0) started.
-  /// Relative to the test's folder, like \a path.
+  /// The path of the copy of an entry in Apps or data, made when the child of this number (from 0) started. It is
+  /// relative to the test's folder, like \a path.
   static std::string atStart(size_t child, const std::string& path) {
     return "at start/" + std::to_string(child) + "/" + path;
   }
 
-  /// What happened, in order: log lines as "Info: text", starts of noting programs as "started <name>", and, while a
-  /// PrintsToHistory lives, what was printed as "printed <line>".
+  /// The events in order: log lines as "Info: text", starts of noting programs as "started <name>", and, during the
+  /// lifetime of a PrintsToHistory, printed lines as "printed <line>".
   std::vector<std::string> history() const;
 
-  /// While it lives, standard output goes to the history.
+  /// Adds standard output to the history during the lifetime of the object.
   class PrintsToHistory {
    public:
     explicit PrintsToHistory(const InstanceTest& test);
@@ -134,26 +134,27 @@ class InstanceTest : public FakeHostTest {
   // ----- Files of the instance -----
 
   Tree homeTree() const { return treeSnapshot(home()); }
-  /// The home folder as it is, but for one entry.
+  /// The present home folder, except for one entry.
   Tree homeWith(const std::string& pathInHome, const std::string& entry) const;
-  /// The whole test folder, but for the fixture's own history of log lines.
+  /// The whole test folder, except for the fixture's own history of log lines.
   Tree everything() const;
-  /// Expects the home folder, or the whole test folder, to be like this, and no line in the log.
+  /// Expects the home folder, or the whole test folder, to be equal to \a expected, and no line in the log.
   void expectHome(const Tree& expected) const;
   void expectEverything(const Tree& expected) const;
   Tree homeTreeAtStart(size_t child) const { return treeSnapshot(folder / atStart(child, kHome)); }
 
-  /// The properties file at a path relative to the home folder, sorted lines.
+  /// The sorted lines of the properties file at a path relative to the home folder.
   std::vector<std::string> propertiesLines(const std::string& pathInHome) const;
 
-  /// The text of a record of an installInfo.plist, by default that of the instance; "<none>" when there is none,
-  /// "<no dictionary>" when the file has none.
+  /// The text of a record of an installInfo.plist, by default that of the instance; "<none>" when there is no such
+  /// record,
+  /// "<no dictionary>" when the file has no dictionary.
   std::string installRecord(const std::string& key, const std::string& file = inHome("installInfo.plist")) const;
 
-  /// Replaces installInfo.plist by one that holds just these texts.
+  /// Replaces installInfo.plist with a file that contains only these texts.
   void writeInstallInfo(const std::vector<std::pair<std::string, std::string>>& records) const;
 
-  /// The text of a property list of just these texts, as it is written by the system; keys must be sorted.
+  /// The text of a property list that contains only these texts, as the system writes it. The keys must be sorted.
   static std::string xmlRecords(const std::vector<std::pair<std::string, std::string>>& records);
 
  private:

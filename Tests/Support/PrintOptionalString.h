@@ -9,7 +9,7 @@
 
 namespace hotfix {
 
-/// Shows an optional text in the messages of tests. Part of the precompiled header, so that all of them see it.
+/// Shows an optional text in the messages of tests. It is part of the precompiled header, so that all tests use it.
 template <typename Char>
 void PrintTo(const BasicOptionalString<Char>& text, std::ostream* stream) {
   *stream << (text ? ::testing::PrintToString(*text) : "(absent)");

@@ -8,25 +8,25 @@
 
 #include "Support/PropertyListValue.h"
 
-/// Property lists and their values, in forms that fit on a line of a test.
+/// Property lists and their values, in forms that fit on one line of a test.
 namespace hotfix {
 
-/// A value as 'text', true, 42, real 1.5, date 0, <0fbd>, [an, array], {'key': value}; and none.
+/// A value as text: 'text', true, 42, real 1.5, date 0, <0fbd>, [an, array], {'key': value}; or none.
 std::string shown(const std::optional<PropertyListValue>& value);
 
-/// A list, and what it is read as, shown.
+/// A list, and its expected value as shown() returns it.
 struct ListRow {
   std::string list;
   std::string value;
 };
 
-/// Expects of each list that it is read as the value; a failure shows the list.
+/// Expects that each list is read as its value. A failure shows the list.
 void expectRows(const std::vector<ListRow>& rows);
 
 /// The same, each list within `<plist>` and `</plist>`.
 void expectXmlRows(const std::vector<ListRow>& rows);
 
-/// Expects of each list that it is read as none.
+/// Expects that each list is refused.
 void expectRefused(const std::vector<std::string>& lists);
 void expectXmlRefused(const std::vector<std::string>& lists);
 
@@ -36,7 +36,7 @@ std::string repeated(const std::string& text, size_t count);
 std::string bigEndian(std::uint64_t number, size_t size);
 std::string bigEndian(double number);
 
-/// A binary list, put together of its objects. Any part of it can be made wrong.
+/// A binary list, composed of its objects. A test can damage any part of it.
 struct BinaryList {
   std::vector<std::string> objects;
   unsigned offsetSize = 1;
@@ -57,7 +57,7 @@ struct BinaryList {
   std::string withTrailer(const std::string& head, const std::string& table, std::uint64_t count) const;
 };
 
-/// A binary list with an object of each kind, and what it is.
+/// A binary list with an object of each kind, and its value.
 std::string richBinaryList();
 PropertyListValue richList();
 

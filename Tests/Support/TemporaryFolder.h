@@ -8,8 +8,8 @@
 
 namespace hotfix {
 
-/// A fresh folder, below TMPDIR or /tmp, that goes away with all it holds. The helpers take paths relative to it and
-/// make missing parents; each of them fails the running test when it cannot do its work.
+/// A new folder below TMPDIR or /tmp. Its destructor removes it with all its content. The helpers take paths relative
+/// to it and make missing parents. A helper that fails makes the running test fail.
 class TemporaryFolder {
  public:
   TemporaryFolder();
@@ -19,7 +19,7 @@ class TemporaryFolder {
 
   const std::string& path() const { return _path; }
 
-  /// Absolute path of something in the folder.
+  /// The absolute path of an entry in the folder.
   std::string operator/(const std::string& relativePath) const;
 
   std::string makeFolder(const std::string& relativePath, mode_t mode = 0755) const;
@@ -28,16 +28,16 @@ class TemporaryFolder {
   std::string makeLink(const std::string& relativePath, const std::string& target) const;
   std::string makeFifo(const std::string& relativePath) const;
 
-  /// Contents of a file; fails the test when it cannot be read.
+  /// The content of a file. The test fails if the file cannot be read.
   std::string read(const std::string& relativePath) const;
-  /// Lines of a file without their newlines; empty for a missing file.
+  /// The lines of a file without their newlines; empty for a missing file.
   std::vector<std::string> lines(const std::string& relativePath) const;
-  /// Whether anything is there, a broken link too.
+  /// Whether an entry exists; a broken link counts too.
   bool has(const std::string& relativePath) const;
-  /// Attributes of the entry itself, a link not followed.
+  /// The attributes of an entry. A link is not followed.
   struct stat attributes(const std::string& relativePath) const;
   mode_t mode(const std::string& relativePath) const { return attributes(relativePath).st_mode & 07777U; }
-  /// Sorted names in a folder.
+  /// The sorted names in a folder.
   std::vector<std::string> names(const std::string& relativePath = "") const;
 
  private:

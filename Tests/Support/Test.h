@@ -1,7 +1,7 @@
 #ifndef TESTS_SUPPORT_TEST_H_
 #define TESTS_SUPPORT_TEST_H_
 
-// What nearly every test is written with, so that a test file names only what is its own.
+// The headers that nearly every test needs, so that a test file includes only its own.
 
 // IWYU pragma: begin_exports
 #include <fcntl.h>

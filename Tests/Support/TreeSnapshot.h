@@ -6,8 +6,9 @@
 
 namespace hotfix {
 
-/// What lies below a folder: relative path to "folder", "file: <contents>" or "link: <target>" or "other", for
-/// comparing whole trees before and after an operation. Owner, group, mode and times are not part of it.
+/// The entries below a folder: maps each relative path to "folder", "file: <contents>", "link: <target>" or "other".
+/// Tests compare whole trees with it before and after an operation. It does not contain owners, groups, modes and
+/// times.
 std::map<std::string, std::string> treeSnapshot(const std::string& folder);
 
 }  // namespace hotfix

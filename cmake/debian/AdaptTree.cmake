@@ -1,5 +1,5 @@
-# Run by CPack on the trees that go into packages. In Debian's, documents are compressed and lie in the package's own
-# folder, each package has a changelog, and lintian is given the reasons for what it would find.
+# CPack runs this on the trees of the packages. In Debian's packages, documents are compressed and are in the package's own
+# folder, each package has a changelog, and lintian gets the reasons for its findings.
 
 if(NOT CPACK_GENERATOR STREQUAL "DEB")
   return()
@@ -19,7 +19,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   set(tree ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}/usr)
   set(documents ${tree}/share/doc/${package})
 
-  # What is written here gets the modes of scripts/package's umask.
+  # The files written here get the modes of scripts/package's umask.
   file(RENAME ${tree}/share/doc/hotfixUninstall ${documents})
   file(WRITE ${documents}/changelog "${changelog_text}")
   compress(${documents}/changelog)

@@ -1,12 +1,12 @@
 # shellcheck shell=bash
-# The checks of sources, for scripts/check and .ci/run. To be sourced after common.sh, with the tree as working folder.
-# Where a check reads names of files, it reads them from standard input, one a line, and passes when there are none.
+# The checks of sources, for scripts/check and .ci/run. Source it after common.sh, with the tree as working folder. Checks
+# that need names of files read them from standard input, one per line, and pass if there are none.
 
 all_files() {
   find . \( -name build -o -name node_modules -o -name .git \) -prune -o -type f -printf '%P\n' | sort
 }
 
-# What differs, committed or not, from main as it was last fetched or pushed; without such a branch, from the last
+# The files that differ, committed or not, from main as it was last fetched or pushed; without such a branch, from the last
 # commit.
 changed_files() {
   local start base=HEAD
@@ -27,12 +27,12 @@ check_scripts() { scripts_among | xargs -r -d '\n' shellcheck -x; }
 
 # ----- clang-tidy -----
 
-# Configures the build folder $1 for clang-tidy; further arguments are CMake's. clang cannot read the precompiled headers
-# of another compiler.
+# Configures the build folder $1 for clang-tidy; further arguments are CMake's. There are no precompiled headers, because
+# clang cannot read those of another compiler.
 configure_for_tidy() { (quietly cmake --preset release -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -B "$@"); }
 
-# The same with several sources joined to one, of which the headers are read once: a third of the time. The analyser looks
-# into sources that another one includes only if the name of that one begins with "UnifiedSource".
+# The same with several sources joined to one. Shared headers are then read only once, which takes a third of the time.
+# The analyser checks included sources only if the name of the including one begins with "UnifiedSource".
 configure_joined_for_tidy() {
   local folder=$1 file
   configure_for_tidy "$folder" -DCMAKE_UNITY_BUILD=ON || return
@@ -48,13 +48,14 @@ joined_sources_of() {
   sed -n 's/^ *"file": "\(.*\)",*$/\1/p' "$1/compile_commands.json" | grep "^$top/\($1/$2.*\.cxx\|$2.*\.cpp\)$" | sort -u
 }
 
-# The sources, by their whole paths, that the build folder $1 compiles and whose paths in the tree match $2.
+# The full paths of the sources that the build folder $1 compiles and whose paths in the tree match $2.
 sources_of() {
   # shellcheck disable=SC2154 # from common.sh
   sed -n 's/^ *"file": "\(.*\)",*$/\1/p' "$1/compile_commands.json" | grep "^$top/$2.*\.cpp$" | sort -u
 }
 
-# Of these sources, those that are in the file $1 (names of files in the tree) or include a header that is.
+# Of the sources on standard input, those that are listed in the file $1 (names of files in the tree) or include a header
+# that is listed there.
 concerned_by() {
   local source names
   names=$(sed 's,^.*\.h$,#include "&",' "$1")
@@ -65,8 +66,8 @@ concerned_by() {
   done
 }
 
-# A pattern, for CTest's -R, of the tests that belong to the files named in $1: those in a source that is one of them or
-# includes one, those in the test source named after such a source, and what tries scripts, documents and packages.
+# A pattern, for CTest's -R, of the tests that belong to the files named in $1: the tests in a source that is one of them
+# or includes one, the tests in the test source named after such a source, and the tests of scripts, documents and packages.
 tests_of() {
   local source suites
   suites=$(
@@ -84,7 +85,7 @@ tests_of() {
   sort -u <<<"$suites" | paste -sd '|' | sed 's/.*/(^|\/)(&)\\./'
 }
 
-# A file a process: the analyser mistakes the variable arguments of one file for those of the one before.
+# One process per file, because the analyser confuses the variable arguments of a file with those of the previous one.
 tidy() {
   local folder=$1
   shift
@@ -96,7 +97,7 @@ tidy() {
 summary=()
 failures=()
 
-# Runs a check under a headline. A failure is kept for finish and stops nothing.
+# Runs a check under a headline. A failure is stored for finish and does not stop the other checks.
 stage() {
   local headline=$1 start=$SECONDS outcome=passed
   shift
@@ -107,7 +108,7 @@ stage() {
   printf '\n%s\n' "${summary[-1]}"
 }
 
-# Ends with what came of the stages; the last line tells what failed.
+# Prints the outcome of each stage and exits. The last line names the failed stages.
 finish() {
   local all=passed
   if [ ${#failures[@]} != 0 ]; then all=FAILED; fi

@@ -1,10 +1,10 @@
 # shellcheck shell=bash
-# Shared by the scripts: where the tree is, installing what is missing, building. To be sourced by bash.
+# Shared by the scripts: the path of the tree, installing packages, building. For bash.
 
 # shellcheck disable=SC2034 # used by the scripts
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 
-# Every Debian package that the scripts need, by what needs it. The one place where they are named.
+# All Debian packages that the scripts need, grouped by purpose. They are named only here.
 packages_libraries="libxml2-dev libutf8proc-dev"
 packages_build="g++ cmake ninja-build pkg-config $packages_libraries googletest nlohmann-json3-dev"
 packages_package="dpkg-dev file"
@@ -27,7 +27,7 @@ fail() {
   exit 1
 }
 
-# Runs a command without its output, which is shown only when it fails.
+# Runs a command and shows its output only if it fails.
 quietly() {
   local output status=0
   output=$("$@" 2>&1 </dev/null) || status=$?
@@ -42,7 +42,7 @@ as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo -n "$@"; fi
 }
 
-# Installs those of the named packages that are missing. Does nothing, and needs no network, when all are there.
+# Installs those of the named packages that are missing. Does nothing, and needs no network, if none is missing.
 install_packages() {
   local package missing=()
   for package in "$@"; do
@@ -57,20 +57,20 @@ install_packages() {
     fail "run this as root or with sudo, or install first: apt-get install ${missing[*]}"
   fi
   echo "Installing ${missing[*]} ..."
-  # A source that cannot be reached matters only if a package is then not found.
+  # An unreachable package source matters only if a package is not found.
   as_root apt-get -qq update >/dev/null 2>&1 </dev/null || true
   quietly as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq -y -o DPkg::Lock::Timeout=300 --no-install-recommends install "${missing[@]}"
 }
 
-# The same for npm, which may also be there from elsewhere, with a runtime that Debian's does not go with.
+# The same for npm, which may be installed from another source, with a runtime that is incompatible with Debian's npm.
 install_npm() {
   # shellcheck disable=SC2086 # list of words
   command -v npm >/dev/null || install_packages $packages_npm
 }
 
-# Reads the output of Ninja or CTest and shows how far they are: a counter at a terminal, a line now and then elsewhere.
-# All other lines, and tests that failed, go to descriptor 3.
+# Reads the output of Ninja or CTest and shows the progress: a counter at a terminal, otherwise a line at intervals. All
+# other lines, and failed tests, go to descriptor 3.
 progress_interval=30 # seconds
 show_progress() {
   local line step shown=$SECONDS
@@ -92,7 +92,7 @@ show_progress() {
   if [ -n "${step-}" ] && [ -t 1 ]; then printf '\r\e[K'; fi
 }
 
-# Configures a preset and builds it, or only the named targets of it. What compilers say is shown when the build fails.
+# Configures a preset and builds it, or only the named targets of it. Shows the output of the compilers if the build fails.
 build() {
   local preset=$1 targets=() log
   shift
@@ -110,7 +110,7 @@ build() {
   rm -f "$log"
 }
 
-# Runs the tests of a preset; further arguments are CTest's options. Shown are failures and CTest's summary.
+# Runs the tests of a preset; further arguments are CTest's options. Shows failures and CTest's summary.
 run_tests() {
   local preset=$1
   shift
