@@ -327,13 +327,11 @@ int Layer::removeError(const Entry& folder, const Entry& entry) const {
   return we != 0 && isSticky && entry.status.st_uid != we && folder.status.st_uid != we ? EPERM : 0;
 }
 
-bool Layer::mayChangeMode(const struct stat& file) { return geteuid() == 0 || file.st_uid == geteuid(); }
-
-bool Layer::mayGive(const struct stat& file, uid_t owner, gid_t group) const {
-  if (geteuid() == 0) return true;
+bool Layer::mayGive(const struct stat& file, uid_t owner, gid_t group, uid_t user) {
+  if (user == 0) return true;
   const bool isOwnerKept = owner == WantedAttributes::kUnchangedOwner || owner == file.st_uid;
   const bool isGroupKept = group == WantedAttributes::kUnchangedGroup || group == file.st_gid;
-  return file.st_uid == geteuid() && isOwnerKept && (isGroupKept || isOneOfOurGroups(group));
+  return file.st_uid == user && isOwnerKept && (isGroupKept || isOneOfOurGroups(group));
 }
 
 bool Layer::haveSameAttributes(const struct stat& one, const struct stat& other) {
@@ -493,8 +491,8 @@ void Layer::applyRepairsFrom(size_t first, const std::string& folder, struct sta
     const WantedAttributes& wanted = repair.attributes;
     if (wanted.isRight(*status) || !isBelow(folder, repair.folder) || isReadOnly(folder)) continue;
     if (std::binary_search(repair.failed.begin(), repair.failed.end(), id(*status))) continue;
-    if (wanted.needsMode(*status) && !mayChangeMode(*status)) continue;
-    if (wanted.needsOwner(*status) && !mayGive(*status, wanted.owner(), wanted.group())) {
+    if (wanted.needsMode(*status) && !mayChangeMode(*status, repair.user)) continue;
+    if (wanted.needsOwner(*status) && !mayGive(*status, wanted.owner(), wanted.group(), repair.user)) {
       wanted.applyModeTo(status);
     } else {
       wanted.applyTo(status);

@@ -2,6 +2,7 @@
 #define PLATFORM_PREVIEW_LAYER_H_
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <functional>
@@ -114,11 +115,11 @@ class Layer {
   /// The error of removing a name from its folder.
   int removeError(const Entry& folder, const Entry& entry) const;
 
-  /// Whether we could change a file's mode.
-  static bool mayChangeMode(const struct stat& file);
+  /// Whether this user could change a file's mode.
+  static bool mayChangeMode(const struct stat& file, uid_t user) { return user == 0 || file.st_uid == user; }
 
-  /// Whether we could give a file this owner and group.
-  bool mayGive(const struct stat& file, uid_t owner, gid_t group) const;
+  /// Whether this user, if it is ours, could give a file this owner and group.
+  static bool mayGive(const struct stat& file, uid_t owner, gid_t group, uid_t user = geteuid());
 
   /// Whether two entries have the same owner, group and mode.
   static bool haveSameAttributes(const struct stat& one, const struct stat& other);
@@ -161,6 +162,7 @@ class Layer {
     /// The entries that it could not change. Missing rights and a read-only volume are not stored, because they can be
     /// determined again.
     std::vector<Id> failed;
+    uid_t user = geteuid();  ///< who made it; asking again for each entry would take as long as examining it
   };
 
   /// Stores a repair. It applies to the entries that are below the folder now, not to later ones.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
+#include <optional>
 #include <string_view>
 
 #include "Platform/posix/EntryAttributes.h"
@@ -35,10 +36,12 @@ constexpr char kReadOnly[] = "its volume is read-only";
 constexpr char kUnreadable[] = "it cannot be opened";
 constexpr char kNotHeld[] = "it cannot be held on to in a folder that others can write to";
 
-/// Why we may not give an entry the attributes; null when we may.
-const char* missingRight(const WantedAttributes& wanted, const struct stat& status) {
-  if (wanted.needsMode(status) && !Layer::mayChangeMode(status)) return kNotPermitted;
-  if (wanted.needsOwner(status) && !layer().mayGive(status, wanted.owner(), wanted.group())) return kOwnerNotPermitted;
+/// Why this user, who is ours, may not give an entry the attributes; null when it may.
+const char* missingRight(const WantedAttributes& wanted, const struct stat& status, uid_t user) {
+  if (wanted.needsMode(status) && !Layer::mayChangeMode(status, user)) return kNotPermitted;
+  if (wanted.needsOwner(status) && !Layer::mayGive(status, wanted.owner(), wanted.group(), user)) {
+    return kOwnerNotPermitted;
+  }
   return nullptr;
 }
 
@@ -54,7 +57,7 @@ class PreviewVisitor : public FolderVisitor {
       fail(folder.path, name, kUnreadable, nullptr);
     } else if (!isOurs(folder.status, name)) {
       noteFurtherName(folder, name, status);
-      applyEarlierChanges(pathOf(folder), &status);
+      applyEarlierChanges(folder, &status);
       judge(folder, name, status, [&] { return obstacle(folder, name, status); });
     }
     return true;
@@ -66,7 +69,7 @@ class PreviewVisitor : public FolderVisitor {
     const WalkedFolder before = asLeft(folder);
     judge(parent, name, before.status, [&]() -> const char* {
       if (isReadOnly(parent)) return kReadOnly;
-      if (const char* reason = missingRight(_wanted, before.status)) return reason;
+      if (const char* reason = missingRight(before.status)) return reason;
       return _names.isNewOwnersAlone(before) || !holdsOthersNames(before) ? nullptr : kOthersNames;
     });
     return true;
@@ -77,7 +80,7 @@ class PreviewVisitor : public FolderVisitor {
     struct stat status;
     if (isClosed && fstatat(parent.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
       // Its new mode would make it readable. The changes below it cannot be predicted.
-      judge(parent, name, status, [&] { return missingRight(_wanted, status); });
+      judge(parent, name, status, [&] { return missingRight(status); });
     } else {
       fail(parent.path, name, kUnreadable, nullptr);
     }
@@ -100,8 +103,7 @@ class PreviewVisitor : public FolderVisitor {
       if (entry.isFolder() && entry.machinePath.empty()) {
         visitChanges(entry.status, entry.path, relativePath + "/" + name);
       }
-      judge({-1, folder, relativePath}, name.c_str(), entry.status,
-            [&] { return missingRight(_wanted, entry.status); });
+      judge({-1, folder, relativePath}, name.c_str(), entry.status, [&] { return missingRight(entry.status); });
     }
   }
 
@@ -114,6 +116,8 @@ class PreviewVisitor : public FolderVisitor {
   }
 
  private:
+  const char* missingRight(const struct stat& status) const { return platform::missingRight(_wanted, status, _user); }
+
   std::string pathOf(const WalkedFolder& folder) const { return _top + std::string(folder.path); }
 
   static bool isOurs(const struct stat& folder, const char* name) {
@@ -123,8 +127,8 @@ class PreviewVisitor : public FolderVisitor {
   }
 
   /// Applies the earlier changes to the attributes of an entry of the machine.
-  void applyEarlierChanges(const std::string& folder, struct stat* status) const {
-    if (layer().hasRepairs()) layer().applyRepairs(folder, status);
+  void applyEarlierChanges(const WalkedFolder& folder, struct stat* status) {
+    if (layer().hasRepairs()) layer().applyRepairs(recent(folder).path, status);
     if (SecondNames::areIn(*status) && _changedUnderAName.count(Layer::id(*status)) != 0) _wanted.applyTo(status);
   }
 
@@ -160,9 +164,9 @@ class PreviewVisitor : public FolderVisitor {
   const char* obstacle(const WalkedFolder& folder, const char* name, const struct stat& status) {
     if (isReadOnly(folder)) return kReadOnly;
     if (SecondNames::areIn(status) && !_names.isOwnersName(asLeft(folder), status.st_uid)) return kSecondName;
-    if (const char* reason = missingRight(_wanted, status)) return reason;
+    if (const char* reason = missingRight(status)) return reason;
     const bool isOrdinary = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
-    const bool isHeld = (isOrdinary && geteuid() == 0) || onlyWeCanWrite(folder.descriptor, asLeft(folder).status) ||
+    const bool isHeld = (isOrdinary && _user == 0) || onlyWeCanWrite(folder.descriptor, asLeft(folder).status) ||
                         openHandle(folder.descriptor, name);
     return isHeld ? nullptr : kNotHeld;
   }
@@ -172,7 +176,7 @@ class PreviewVisitor : public FolderVisitor {
     return _names.areOthersIn(folder, read, [&](const char* name, struct stat* status) {
       if (isOurs(folder.status, name)) return ENOENT;  // new or removed, so it has no second name
       if (fstatat(read.get(), name, status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
-      applyEarlierChanges(pathOf(folder), status);
+      applyEarlierChanges(folder, status);
       return 0;
     });
   }
@@ -211,24 +215,33 @@ class PreviewVisitor : public FolderVisitor {
     }
   }
 
-  /// Looked up once for each folder in which anything needs a change.
   bool isReadOnly(const WalkedFolder& folder) {
-    if (_askedFolder != Layer::id(folder.status)) {
-      _askedFolder = Layer::id(folder.status);
-      _isReadOnly = faccessat(folder.descriptor, ".", W_OK, AT_EACCESS) != 0 && errno == EROFS;
-    }
-    return _isReadOnly;
+    std::optional<bool>& isReadOnly = recent(folder).isReadOnly;
+    if (!isReadOnly) isReadOnly = faccessat(folder.descriptor, ".", W_OK, AT_EACCESS) != 0 && errno == EROFS;
+    return *isReadOnly;
+  }
+
+  /// What was found out about the folder of the last entry, for its next one.
+  struct RecentFolder {
+    std::string path;
+    std::optional<bool> isReadOnly;
+  };
+
+  RecentFolder& recent(const WalkedFolder& folder) {
+    const std::string_view known = _recent ? std::string_view(_recent->path).substr(_top.size()) : std::string_view();
+    if (!_recent || known != folder.path) _recent = {pathOf(folder), std::nullopt};
+    return *_recent;
   }
 
   const WantedAttributes& _wanted;
+  const uid_t _user = geteuid();
   SecondNames _names;
   std::string _top;
   RecordedRepair& _record;
   RepairOutcome& _outcome;
   std::map<Layer::Id, struct stat> _changedUnderAName;  // entries with several names, with their old attributes
   std::vector<Layer::Id> _failed;
-  Layer::Id _askedFolder{};
-  bool _isReadOnly = false;
+  std::optional<RecentFolder> _recent;
 };
 
 }  // namespace
@@ -239,7 +252,7 @@ bool setAttributes(const std::string& path, const Attributes& attributes) {
   const WantedAttributes wanted(attributes);
   const struct stat& status = place.entry->status;
   if (wanted.isRight(status)) return true;
-  if (SecondNames::areIn(status) || missingRight(wanted, status) != nullptr) return false;
+  if (SecondNames::areIn(status) || missingRight(wanted, status, geteuid()) != nullptr) return false;
   wanted.applyTo(&place.entry->status);
   layer().put(*place.folder, place.name, *place.entry);
   return true;
