@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""The rehearsal: Ansible removes a hotfix from an estate of throw-away machines, and each is held against the truth.
+"""The rehearsal: Ansible removes a hotfix from throw-away machines, and each is compared with its expected outcome.
 
-scripts/fleet-rehearsal starts it, in namespaces of its own.
+scripts/fleet-rehearsal starts it in separate namespaces.
 """
 
 import argparse
@@ -32,10 +32,10 @@ class Rehearsal:
         self.runs = []
         self.began = time.monotonic()
 
-    # ----- What is proved -----
+    # ----- Checks -----
 
     def check(self, text, wrong):
-        """wrong: what contradicts it, a list."""
+        """wrong: the findings against it, a list."""
         self.checks.append({'check': text, 'passed': not wrong, 'wrong': wrong[:20]})
         print(f'{"yes" if not wrong else "NO ":3}  {text}', flush=True)
         for line in wrong[:20]:
@@ -171,7 +171,7 @@ class Rehearsal:
         self.check('what a planted link leads to was left alone', kept)
 
     def killed(self):
-        """The engine is killed in the middle, and one machine loses its power; then it is run again."""
+        """Kills the engine during removals, cuts the power of one machine, and runs the engine again."""
         self.section('The engine killed in the middle')
         machines = self.make('k', ['ready'] * max(4, self.options.hosts // 5))
         for machine in machines:
@@ -205,7 +205,7 @@ class Rehearsal:
         self.kill_machines = machines
 
     def naive(self):
-        """What a shell task with "removes:" says of a failed removal."""
+        """A shell task with "removes:" reports a failed removal as done."""
         self.section('A shell task instead of the role')
         machine, = self.make('n', ['failing'])
         first = self.engine.run([machine], playbook=HERE / 'naive.yml')
@@ -224,7 +224,7 @@ class Rehearsal:
                    [] if says == ['failed', 'ok', 'failed', 'failed: state-failed'] else says)
 
     def administrator(self):
-        """What is in the collection, by its names, on machines of which nothing is known: the instances are searched."""
+        """The playbooks of the collection, on machines where the instances are searched."""
         self.section('The playbooks of the collection')
         machines = self.make('a', ['ready', 'none', 'ready', 'failing'])
         look = self.engine.run(machines, playbook='hotfix.removal.look', is_told=False)
@@ -238,7 +238,7 @@ class Rehearsal:
         scenario = self.engine.run(machines[:1], playbook=file, is_told=False)
         if scenario.status != 0:
             wrong.append(f'the scenario: {scenario.text[-1000:]}')
-        # In batches of one, one and all; the first failure ends it.
+        # In batches of one, one and all. The first failure ends the run.
         roll = self.engine.run(machines, playbook='hotfix.removal.remove', is_told=False)
         outcomes = [roll.outcome(machine.name) for machine in machines]
         print(f'     remove: {", ".join(outcomes)}')
@@ -249,7 +249,7 @@ class Rehearsal:
         self.check('the playbooks find the instances, tell the states and remove', wrong)
 
     def management(self):
-        """The scripts for Munki and Jamf Pro, with the real programs, called as those call them."""
+        """The scripts for Munki and Jamf Pro, with the real programs, called as these engines call them."""
         self.section('Munki and Jamf Pro')
         ready, failing, busy = self.make('s', ['ready', 'failing', 'ready'])
         made = self.work / 'made'
@@ -289,7 +289,7 @@ class Rehearsal:
         self.two_engines(busy, [*environment, *policy])
 
     def two_engines(self, machine, policy):
-        """Ansible comes while Jamf Pro removes."""
+        """Ansible starts during a removal by Jamf Pro."""
         hold = machine.path('etc/rehearsal/hold')
         hold.touch()
         other = machine.start(*policy)

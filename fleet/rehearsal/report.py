@@ -1,8 +1,8 @@
-"""The report of a rehearsal as one page: no script, no other file, the same bytes for the same document."""
+"""The report of a rehearsal as one page without scripts and other files. Equal documents give equal bytes."""
 
 import html
 
-# What the colour of a word says. The word itself, or a sign that the legend explains, always stands with the colour.
+# The meaning of a colour. Each coloured element also shows the word, or a sign that the legend explains.
 TONES = {'removed': 'good', 'changed': 'good', 'done': 'good', 'passed': 'good',
          'none': 'calm', 'ok': 'calm', 'before': 'calm', 'removable': 'todo',
          'interrupted': 'warn', 'inconsistent': 'warn', 'unreachable': 'warn'}
@@ -102,7 +102,7 @@ footer { color: var(--soft); padding-bottom: 3rem; margin-top: 2.5rem; }
 
 
 def text(value):
-    """A value from a machine: nothing in it is markup, and control characters are seen."""
+    """A value from a machine, escaped, with visible control characters."""
     shown = ''.join(c if c.isprintable() else '\\x%02x' % ord(c) for c in str(value).replace('\n', ' '))
     return html.escape(shown, quote=True)
 
@@ -141,11 +141,11 @@ def outcome(machine, step):
 # ----- The estate -----
 
 def flow(machines):
-    """How many machines went from which state through which outcome of the first run to which state, as a drawing."""
+    """A drawing of the numbers of machines: the state before, the outcome of the first run, the state at the end."""
     roads = [(machine['before'], outcome(machine, 'first run'), machine['after']) for machine in machines]
     heads = ('Before', 'First run', 'At the end')
     lefts, unit, width = (190, 480, 800), 240 / len(machines), 14
-    # In each column in the order of where most come from, so that few roads cross.
+    # Each column is sorted by the places in the previous column, so that few paths cross.
     orders = [STATES]
     for at in (1, 2):
         places = {}
@@ -188,7 +188,7 @@ def flow(machines):
 
 
 def wall(title, machines, word_of):
-    """A tile for each machine; the same place in each wall is the same machine."""
+    """A tile for each machine. A machine has the same place in each wall."""
     tiles = ''.join(f'<li><a href="#{text(machine["machine"])}" class="{tone(word_of(machine))}" '
                     f'title="{text(machine["machine"])}: {text(word_of(machine))}" '
                     f'aria-label="{text(machine["machine"])}: {text(word_of(machine))}">{sign(word_of(machine))}</a></li>'
@@ -269,7 +269,7 @@ def naive(document):
 
 
 def story(machine):
-    # The id is within what folds: a browser opens it for a link.
+    # The id is inside the folded part, so a browser opens the part for a link.
     steps = ''
     for step in machine['story']:
         took = f' <span class="soft">{seconds(step["seconds"])}</span>' if step.get('seconds') is not None else ''
