@@ -89,11 +89,11 @@ KINDS = {
     'failing': Kind('the platform fails', 'changed', 'failed: platform-failed', 'failed: state-failed',
                     prepare=write('etc/rehearsal/result', '1\n'),
                     cure=lambda machine: machine.path('etc/rehearsal/result').unlink(),
-                    cured_by='the platform was mended; the role was told to lead out'),
+                    cured_by='the platform was repaired; the role recovered from the failed removal'),
     'interrupted': Kind('power lost during an earlier removal', 'failed: state-interrupted',
                         'failed: state-interrupted', 'failed: state-interrupted',
                         prepare=lambda machine: machine.interrupt_a_removal(),
-                        cured_by='the role was told to lead out'),
+                        cured_by='the role recovered from the interrupted removal'),
     'linked': Kind('a link in the workspace leads to a file of root', 'changed', 'changed', 'ok', 'ok',
                    prepare=planted_link),
     'no-java': Kind('no Java runtime', 'changed', 'changed', 'ok', 'ok', prepare=no_java),
@@ -103,12 +103,12 @@ KINDS = {
                       cured_by='the volume was mounted for writing'),
     'inconsistent': Kind('a manifest without a record', 'failed: state-inconsistent', 'failed: state-inconsistent',
                          'failed: state-inconsistent', third='ok', prepare=unrecorded, cure=way_out,
-                         cured_by='a person looked, and ran the printed commands'),
+                         cured_by='a person examined it, and ran the printed commands'),
     # Without pipelining, the engine first makes a folder. With it, it reports a machine that does not answer as one that
     # lacks the module.
     'off': Kind('switched off', 'unreachable', 'unreachable', 'unreachable', variables={'ansible_pipelining': False},
                 prepare=lambda machine: machine.switch_off(), cure=lambda machine: machine.switch_on(),
-                cured_by='somebody switched it on'),
+                cured_by='it was switched on'),
 }
 
 

@@ -108,7 +108,7 @@ def hostile(document):
 def title_of(document):
     failed = sum(not check['passed'] for check in document['checks'])
     checks = len(document['checks'])
-    verdict = f'{failed} of {checks} proofs failed' if failed else f'All {checks} proofs passed'
+    verdict = f'{failed} of {checks} checks failed' if failed else f'All {checks} checks passed'
     machines = len(document['machines'])
     return f'Rehearsal of a removal on {machines} machine{"s" if machines != 1 else ""}: {verdict}'
 

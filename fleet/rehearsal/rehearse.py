@@ -85,7 +85,7 @@ class Rehearsal:
                           'targetSeconds': round(run.target_seconds, 1), 'controllerMiB': run.controller_memory})
         print(f'     {title}: {run.seconds:.0f} s, '
               + ', '.join(f'{count} {outcome}' for outcome, count in sorted(outcomes.items())))
-        self.check(f'{title}: every outcome and every cause is the known one', wrong)
+        self.check(f'{title}: every outcome and every cause is the expected one', wrong)
         return run
 
     def digests(self):
@@ -126,7 +126,7 @@ class Rehearsal:
 
         self.section('First run')
         first = self.run('first', 'first run', self.machines)
-        self.check('a failed removal, also an earlier one, left its evidence with the controller', [
+        self.check('the controller has the evidence of every failed removal, including earlier ones', [
             machine.name for machine in self.machines
             if first.outcome(machine.name).startswith(('failed: platform', 'failed: state'))
             and not list((self.engine.evidence / machine.name).glob('*.tar.gz'))])
@@ -136,13 +136,13 @@ class Rehearsal:
         self.run('second', 'second run', self.machines)
         self.unchanged('the second run changed nothing on any machine', before)
 
-        self.section('The ways out, and a third run')
+        self.section('Remedies, and a third run')
         for machine in self.machines:
             kind = KINDS[machine.kind]
             if kind.cure:
                 kind.cure(machine)
             if kind.cured_by:
-                self.tell(machine, 'way out', 'done', kind.cured_by)
+                self.tell(machine, 'remedy', 'done', kind.cured_by)
         self.run('third', 'third run', self.machines, '-e', '{"hotfix_remove_leave_failed": true}')
 
     def final(self):
@@ -166,9 +166,9 @@ class Rehearsal:
             if list(machine.path(STATE_FOLDER).glob('*.before.json')):
                 wrong.append(f'{machine.name}: a removal was begun and never reported')
         self.check('no machine is in an unknown state', unknown)
-        self.check('every machine is in its known final state, and the plug-ins of the hotfix are gone', wrong)
+        self.check('every machine is in its expected final state, and the plug-ins of the hotfix are removed', wrong)
         self.check('every workspace belongs to its user', owners)
-        self.check('what a planted link leads to was left alone', kept)
+        self.check('the target of a planted link is unchanged', kept)
 
     def killed(self):
         """Kills the engine during removals, cuts the power of one machine, and runs the engine again."""
@@ -198,9 +198,9 @@ class Rehearsal:
             self.tell(machine, 'engine killed', states[machine.name],
                       'the machine lost its power too' if machine in lost else '')
             self.tell(machine, 'run again', outcome, run.reason(machine.name))
-        self.check('run again, it finished and reported every removal', wrong)
+        self.check('the next run completed and reported every removal', wrong)
         again = self.engine.run(machines)
-        self.check('and after that it changes nothing', [
+        self.check('a further run changes nothing', [
             machine.name for machine in machines if again.outcome(machine.name) != 'ok'])
         self.kill_machines = machines
 
@@ -220,7 +220,7 @@ class Rehearsal:
         for line in self.naive_story:
             print(f'     {line["run"]}: {line["says"]}')
         says = [line['says'] for line in self.naive_story]
-        self.check('a shell task calls a failed removal done; the role does not',
+        self.check('a shell task reports a failed removal as done; the role does not',
                    [] if says == ['failed', 'ok', 'failed', 'failed: state-failed'] else says)
 
     def administrator(self):
@@ -246,7 +246,7 @@ class Rehearsal:
             wrong.append(f'remove: {outcomes}')
         if not list((self.engine.evidence / machines[-1].name).glob('*.tar.gz')):
             wrong.append('there is no evidence where Ansible was started')
-        self.check('the playbooks find the instances, tell the states and remove', wrong)
+        self.check('the playbooks find the instances, show the states and remove the hotfix', wrong)
 
     def management(self):
         """The scripts for Munki and Jamf Pro, with the real programs, called as these engines call them."""
@@ -285,7 +285,7 @@ class Rehearsal:
         for machine in (ready, failing):
             if machine.state()['state'] != 'removed' or machine.wrong_owners():
                 wrong.append(f'{machine.name}: {machine.state()["state"]} {machine.wrong_owners()}')
-        self.check('the scripts for Munki and Jamf Pro remove, verify, and tell of a failure each time', wrong)
+        self.check('the scripts for Munki and Jamf Pro remove, verify, and report every failure', wrong)
         self.two_engines(busy, [*environment, *policy])
 
     def two_engines(self, machine, policy):
@@ -318,7 +318,7 @@ class Rehearsal:
                     cause = step['outcome'].replace('failed: ', '')
                     causes.setdefault(cause, []).append({
                         'machine': machine.name, 'kind': KINDS[machine.kind].title, 'reason': step['text'],
-                        'wayOut': KINDS[machine.kind].cured_by})
+                        'remedy': KINDS[machine.kind].cured_by})
         return {'document': 'fleetRehearsal', 'schemaVersion': '1.0', 'hosts': len(self.machines),
                 'forks': self.options.forks,
                 'time': time.strftime('%Y-%m-%dT%H:%M:%SZ', time.gmtime()),
@@ -355,7 +355,7 @@ def main():
     page.write_text(report.page(document), encoding='utf-8')
     if not options.only_rollout and not options.no_browser:
         rehearsal.section('The report in a browser')
-        rehearsal.check('the report is complete in itself, and readable in light, in dark and on a phone',
+        rehearsal.check('the report is self-contained, and readable in light, in dark and on a phone',
                         look(document, page, to / 'pictures'))
     failed = sum(not check['passed'] for check in rehearsal.checks)
     print(f'\nReport: {page}\n')
