@@ -160,7 +160,7 @@ class Programs(object):
         if words == ['cp', '--', os.path.join(deploy, 'install.update.xml'),
                      os.path.join(deploy, 'uninstall.hotfix.xml')]:
             return self._run(['/bin/cp'] + words[1:])
-        raise Failure('bad-answer', 'A command of the way out is not one that this module carries out: %s'
+        raise Failure('bad-answer', 'A command for the recovery is not one that this module runs: %s'
                       % words_for_shell(words))
 
 

@@ -243,7 +243,7 @@ class Removal(object):
     def from_none(self):
         if os.path.exists(self.folder.before_file):
             self.result['changed'] = True
-            self.result['msg'] = 'The hotfix was removed by a run that was ended before it could tell'
+            self.result['msg'] = 'An earlier run removed the hotfix and was ended before it reported this'
             if not self.module.check_mode:
                 self.verify()
         else:
@@ -310,7 +310,7 @@ class Removal(object):
                 return
             if status != 0:
                 raise Failure('not-possible', '%s failed: %s' % (words_for_shell(words), err.strip()), is_tried=True)
-        raise Failure('state-' + self.now['state'], reason + '. No command is known that leads out')
+        raise Failure('state-' + self.now['state'], reason + '. No command is known that repairs it')
 
     from_interrupted = from_failed
 
@@ -340,7 +340,7 @@ class Removal(object):
             if not self.now['processes']:
                 return
             if time.time() >= end:
-                raise Failure('running', 'The platform was not quit in %d s: %s'
+                raise Failure('running', 'The user did not quit the platform within %d s: %s'
                               % (self.parameters['running_timeout'], reason))
             time.sleep(self.parameters['running_interval'])
 
