@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Completion of hotfixUninstall for bash. After an option comes a folder, whatever it looks like.
+# Completion of hotfixUninstall for bash. A folder follows each option.
 
 _hotfixUninstall() {
   COMPREPLY=()

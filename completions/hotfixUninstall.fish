@@ -1,4 +1,4 @@
-# Completion of hotfixUninstall for fish. After an option comes a folder, whatever it looks like.
+# Completion of hotfixUninstall for fish. A folder follows each option.
 
 function __hotfixUninstall_wants_folder
     contains -- (commandline -opc)[-1] -rcphome -rcpdata

@@ -1,6 +1,6 @@
-"""A browser without a window and without a network, told what to do over its debugging pipe.
+"""A browser without a window and without a network, controlled through its debugging pipe.
 
-It is chromium-headless-shell as Debian packages it. Scripts of pages are off; what is asked of a page is still answered.
+Uses Debian's chromium-headless-shell. The scripts of pages are disabled. The rehearsal can still evaluate expressions.
 """
 
 import base64
@@ -29,7 +29,7 @@ class Browser:
             os.dup2(high[0], 3)
             os.dup2(high[1], 4)
 
-        # No sandbox: it wants namespaces of its own, or another user than root. The page is our own.
+        # No sandbox: it needs separate namespaces, or a user other than root. The page is our own.
         self._process = subprocess.Popen(
             ['timeout', '--kill-after=5', str(LONGEST_LIFE), 'unshare', '--net', '--', PROGRAM, '--remote-debugging-pipe',
              '--no-sandbox', '--disable-gpu', '--disable-dev-shm-usage', '--hide-scrollbars',
@@ -112,7 +112,7 @@ class Browser:
                 if event['method'] == 'Network.requestWillBeSent']
 
     def complaints(self):
-        """What stands in the console: messages, errors, things that the page's own policy refused."""
+        """The lines of the console: messages, errors, and what the page's own policy refused."""
         found = []
         for event in self.events:
             if event['method'] == 'Log.entryAdded':

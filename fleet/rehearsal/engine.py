@@ -1,4 +1,4 @@
-"""Runs Ansible on the machines, and reads what it says of each."""
+"""Runs Ansible on the machines, and reads its result for each."""
 
 import json
 import os
@@ -25,7 +25,7 @@ class Engine:
             'ANSIBLE_LOCAL_TEMP': f'{work}/ansible-tmp', 'ANSIBLE_RETRY_FILES_ENABLED': 'false',
             'ANSIBLE_HOST_KEY_CHECKING': 'false', 'ANSIBLE_LOCALHOST_WARNING': 'false', 'ANSIBLE_NOCOLOR': '1',
             'ANSIBLE_CHROOT_EXE': str(HERE / 'enter'), 'ANSIBLE_PIPELINING': 'true',
-            # The connection takes itself for root's; the account that it really comes in as needs sudo.
+            # Ansible assumes that the connection is root's. The account that it really uses needs sudo.
             'ANSIBLE_BECOME_ALLOW_SAME_USER': 'true',
         }
         self.evidence = work / 'evidence'
@@ -42,7 +42,7 @@ class Engine:
         return file
 
     def start(self, machines, *options, playbook=HERE / 'remove.yml', is_told=True, output=subprocess.PIPE):
-        """is_told: where the instances are, which otherwise are searched."""
+        """is_told: whether the inventory names the instances. Otherwise they are searched."""
         return subprocess.Popen(
             ['ansible-playbook', '--forks', str(self.forks), '-i', self._inventory(machines, is_told), *options,
              playbook], env=self.environment, cwd=self.work, stdin=subprocess.DEVNULL, stdout=output,
@@ -71,7 +71,7 @@ class Engine:
         return run
 
     def run_and_kill(self, machines, when, *options):
-        """Kills the engine with all its processes as soon as when() says so. Tells whether it came to that."""
+        """Kills the engine with all its processes as soon as when() is true. Returns whether it was still running."""
         process = self.start(machines, *options, output=subprocess.DEVNULL)
         while process.poll() is None and not when():
             time.sleep(0.02)
@@ -83,7 +83,7 @@ class Engine:
 
 
 class Memory(threading.Thread):
-    """The most memory that the engine and its forks have at a time: what they share is counted once."""
+    """The peak memory of the engine and its forks. Shared pages count once."""
 
     def __init__(self, session):
         super().__init__(daemon=True)
@@ -109,14 +109,14 @@ class Memory(threading.Thread):
         return total // 1024
 
     def most(self):
-        """MiB. Ends the looking."""
+        """The peak in MiB. Ends the sampling."""
         self._has_ended.set()
         self.join()
         return self._most
 
 
 class Run:
-    """What came of one run of the engine."""
+    """The results of one run of the engine."""
 
     def __init__(self, out, err, status):
         self.status = status

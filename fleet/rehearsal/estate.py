@@ -1,6 +1,6 @@
-"""The machines of a rehearsal: roots of their own on this machine, with their own processes, mounts and names.
+"""The machines of a rehearsal: separate roots on this machine, with their own processes, mounts and names.
 
-Needs root, and a mount namespace and a process namespace of its own to work in: whatever is made here goes with them.
+Needs root, a separate mount namespace and a separate process namespace. All mounts and processes end with these.
 """
 
 import hashlib
@@ -17,7 +17,7 @@ HOME = '/' + BUNDLE + '/Contents/MacOS/rcp'
 DATA = '/Users/alice/Vantelmor Data'
 JAVA = 'Library/Java/JavaVirtualMachines/demo.jdk'
 STATE_FOLDER = 'var/db/hotfixUninstall'
-# Not the machine's own, or what the engine itself leaves: its temporary files are in /var/tmp.
+# Folders that are not the machine's own, and /var/tmp, which contains the engine's temporary files.
 NOT_LOOKED_AT = {'usr', 'proc', 'dev', 'run', 'var/tmp'}
 
 
@@ -26,7 +26,7 @@ def call(*words, **options):
 
 
 class Base:
-    """What all machines have in common, laid below each."""
+    """The files that all machines share: the lower layer of each."""
 
     def __init__(self, work, build, checkout):
         self.work = pathlib.Path(work)
@@ -77,7 +77,7 @@ class Base:
         java.parent.mkdir(parents=True)
         shutil.copy(demo / 'java', java)
         java.chmod(0o755)
-        # The data folder is alice's, but files that were written by root lie in it, and a link that leads out of it.
+        # The data folder belongs to alice. It contains files that root has written, and a link to a folder outside.
         data = tree / DATA.lstrip('/')
         (data / 'mail/attachments').symlink_to('/Users/alice/Library')
         call('chown', '-R', 'root:root', tree / 'Applications')
@@ -88,7 +88,7 @@ class Base:
 
 
 class Machine:
-    """One machine. Its root can be looked at from outside; what happens on it happens in its namespaces."""
+    """One machine. Its root can be read from outside. Its programs run in its namespaces."""
 
     def __init__(self, base, name, kind):
         self.name = name
@@ -129,11 +129,11 @@ class Machine:
         pathlib.Path(f'{self.root}.pid').write_text(self._pid)
 
     def switch_off(self):
-        """Nobody reaches it any more; nothing on it changes."""
+        """Makes the machine unreachable. Nothing on it changes."""
         pathlib.Path(f'{self.root}.pid').unlink()
 
     def reboot(self):
-        """All its processes die at once."""
+        """Kills all processes of the machine at once, and boots it again."""
         self._process.kill()
         self._process.wait()
         shutil.rmtree(self.root / 'run', ignore_errors=True)
@@ -141,15 +141,15 @@ class Machine:
         self.boot()
 
     def discard(self):
-        """It is gone, with all that it had."""
+        """Removes the machine with all its files."""
         self._process.kill()
         self._process.wait()
-        # What others have mounted below a root of their own holds it a moment longer.
+        # A mount in another namespace keeps it busy a moment longer.
         call('umount', '--lazy', '--recursive', self.root)
         self.root.rmdir()
         shutil.rmtree(self._layer)
 
-    # ----- What a person at it does -----
+    # ----- Actions of a user -----
 
     def _words(self, words):
         return ['nsenter', '--target', self._pid, '--mount', '--pid', '--uts', '--ipc', '--net', '--wd=/', '--',
@@ -168,7 +168,7 @@ class Machine:
              self.root / 'Applications')
 
     def start_platform(self):
-        # Its number on the machine goes where its user finds it.
+        # The user finds the machine's own number of the process there.
         self.start('setpriv', '--reuid', '501', '--regid', '80', '--clear-groups', 'sh', '-c',
                    f'exec {HOME}/../Vantelmor 86400')
         end = time.monotonic() + 30
@@ -184,7 +184,7 @@ class Machine:
         self.run('sh', '-c', 'kill "$(cat /run/platform.pid)"')
 
     def interrupt_a_removal(self):
-        """Begins a removal, and lets the power go when the manifest is consumed."""
+        """Begins a removal, and cuts the power when the manifest is consumed."""
         self.path('etc/rehearsal/seconds').write_text('30\n')
         self.start('hotfixUninstall', '-rcphome', HOME, '-rcpdata', DATA)
         end = time.monotonic() + 60
@@ -196,10 +196,10 @@ class Machine:
         self.reboot()
         self.path('etc/rehearsal/seconds').unlink()
 
-    # ----- Looking at it -----
+    # ----- Inspection -----
 
     def state(self):
-        """Asked of the machine directly, not through the engine."""
+        """The state from hotfixInspect on the machine, without the engine."""
         import json
         answer = self.run('hotfixInspect', 'status', HOME, DATA, '--json')
         try:
@@ -208,7 +208,7 @@ class Machine:
             return {'state': 'unknown', 'evidence': [answer.stderr], 'wayOut': []}
 
     def digests(self):
-        """What every entry of its root is: kind, owner, mode, time, content."""
+        """Kind, owner, mode, time and content of every entry of its root."""
         entries = {}
         root = str(self.root)
         for parent, folders, files in os.walk(root):
@@ -224,13 +224,13 @@ class Machine:
                 elif stat.S_ISREG(facts.st_mode):
                     with open(path, 'rb') as file:
                         content = hashlib.sha256(file.read()).digest()
-                # The engine unpacks its modules in /tmp, and takes them away again.
+                # The engine unpacks its modules in /tmp, and removes them.
                 time_of = 0 if inner + name == 'tmp' else facts.st_mtime_ns
                 entries[inner + name] = (facts.st_mode, facts.st_uid, facts.st_gid, time_of, content)
         return entries
 
     def wrong_owners(self):
-        """Entries of the workspace that are not alice's."""
+        """Entries of the workspace that do not belong to alice."""
         wrong = []
         for parent, folders, files in os.walk(self.path(DATA)):
             for name in folders + files:

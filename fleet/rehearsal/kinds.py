@@ -1,4 +1,4 @@
-"""The kinds of machines of the estate: how each comes about, what is known to be true of it, and what leads out.
+"""The kinds of machines of the estate: how each is made, its expected outcomes, and the remedy.
 
 An outcome is ok, changed, unreachable, or failed with its cause.
 """
@@ -36,7 +36,7 @@ def no_java(machine):
 
 
 def planted_link(machine):
-    """A link in the workspace that leads to a file of root's outside it."""
+    """A link in the workspace to a file of root outside it."""
     target = machine.path('etc/rehearsal/of-root')
     target.write_text('not to be given away\n')
     target.chmod(0o600)
@@ -51,7 +51,7 @@ def read_only(machine):
 
 
 def unrecorded(machine):
-    """The manifest is there, and nothing says of which hotfix."""
+    """A manifest without a record of its hotfix."""
     records = machine.path(HOME + '/installInfo.plist')
     lines = records.read_text().splitlines(keepends=True)
     at = next(i for i, line in enumerate(lines) if 'hotfixVersion' in line)
@@ -69,7 +69,7 @@ def write(path, text):
 
 
 def way_out(machine):
-    """What the tool prints, done by a person: sudo as it is there, with the right user."""
+    """Runs the commands that the tool prints, as a person would with sudo."""
     for words in machine.state()['wayOut']:
         words = [word for word in words if word != 'sudo']
         machine.run(*words)
@@ -89,11 +89,11 @@ KINDS = {
     'failing': Kind('the platform fails', 'changed', 'failed: platform-failed', 'failed: state-failed',
                     prepare=write('etc/rehearsal/result', '1\n'),
                     cure=lambda machine: machine.path('etc/rehearsal/result').unlink(),
-                    cured_by='the platform was mended; the role was told to lead out'),
+                    cured_by='the platform was repaired; the role recovered from the failed removal'),
     'interrupted': Kind('power lost during an earlier removal', 'failed: state-interrupted',
                         'failed: state-interrupted', 'failed: state-interrupted',
                         prepare=lambda machine: machine.interrupt_a_removal(),
-                        cured_by='the role was told to lead out'),
+                        cured_by='the role recovered from the interrupted removal'),
     'linked': Kind('a link in the workspace leads to a file of root', 'changed', 'changed', 'ok', 'ok',
                    prepare=planted_link),
     'no-java': Kind('no Java runtime', 'changed', 'changed', 'ok', 'ok', prepare=no_java),
@@ -103,16 +103,17 @@ KINDS = {
                       cured_by='the volume was mounted for writing'),
     'inconsistent': Kind('a manifest without a record', 'failed: state-inconsistent', 'failed: state-inconsistent',
                          'failed: state-inconsistent', third='ok', prepare=unrecorded, cure=way_out,
-                         cured_by='a person looked, and ran the printed commands'),
-    # Without a folder to be made first, the engine takes a machine that does not answer for one without the module.
+                         cured_by='a person examined it, and ran the printed commands'),
+    # Without pipelining, the engine first makes a folder. With it, it reports a machine that does not answer as one that
+    # lacks the module.
     'off': Kind('switched off', 'unreachable', 'unreachable', 'unreachable', variables={'ansible_pipelining': False},
                 prepare=lambda machine: machine.switch_off(), cure=lambda machine: machine.switch_on(),
-                cured_by='somebody switched it on'),
+                cured_by='it was switched on'),
 }
 
 
 def mixed(count):
-    """The kinds of an estate: one of each that is not ready, two where there is room; the rest is ready."""
+    """The kinds of an estate: one of each special kind, more of some in a large estate. All others are ready."""
     special = ['running', 'failing', 'interrupted', 'linked', 'no-java', 'read-only', 'none', 'off', 'inconsistent',
                'asked']
     kinds = special[:max(0, count - 1)]

@@ -1,7 +1,7 @@
-"""Looks at a report as a browser shows it: look.py JSON HTML [PICTURES]
+"""Checks a report in a browser: look.py JSON HTML [PICTURES]
 
-Without scripts and network it must load alone and quietly, fit its window, be readable in light and dark, and lead where
-its links say. The same holds for a report of machines that lie about themselves. PICTURES gets what was seen.
+The page must load without scripts, network and messages, fit its window, and be readable in light and dark. Its links must
+have targets. The same applies to a report with hostile texts from machines. PICTURES is a folder for screenshots.
 """
 
 import copy
@@ -14,12 +14,12 @@ import tempfile
 import report
 from browser import Browser
 
-# Width, height, dark: a desk, a phone, the narrowest window that a page must fit.
+# Width, height, dark: a desktop, a phone, and the narrowest window that a page must fit.
 WINDOWS = {'desk-light': (1280, 900, False), 'desk-dark': (1280, 900, True), 'phone-light': (390, 844, False),
            'phone-dark': (390, 844, True), 'narrow': (320, 640, False)}
 HOSTILE = '</q></style><script>document.title = "taken over"</script><img src="http://198.51.100.1/x" onerror=x>"\'&\x07\u202e'
 
-# All text that is seen, with too little contrast to what is behind it.
+# Visible text with too little contrast to its background.
 FAINT = '''(() => {
   const numbers = color => color.match(/[0-9.]+/g).map(Number);
   const light = color => {
@@ -43,10 +43,10 @@ FAINT = '''(() => {
   }
   return faint;
 })()'''
-# Everything that reaches out of the window and cannot be scrolled to within a box of its own.
+# Elements that are wider than the window, outside boxes that scroll.
 WIDE = '''[...document.querySelectorAll('body *')].filter(element => !element.closest('.scroll, svg')
   && element.getBoundingClientRect().right > innerWidth + 1).map(element => element.textContent.slice(0, 40))'''
-# What a reader with a screen reader or without a mouse needs.
+# Requirements of readers with a screen reader or without a mouse.
 STRUCTURE = '''(() => {
   const wrong = [];
   const levels = [...document.querySelectorAll('h1, h2, h3, h4')].map(heading => +heading.tagName[1]);
@@ -73,12 +73,12 @@ def look_at(browser, file, title, pictures=None):
     for name, (width, height, is_dark) in WINDOWS.items():
         browser.load(file, width, height, is_dark)
         if len(browser.requests()) != 1:
-            wrong.append(f'{name}: it asks for more than itself: {browser.requests()[1:4]}')
-        wrong += [f'{name}: the console says: {line}' for line in browser.complaints()[:5]]
-        wrong += [f'{name}: too faint, {line}' for line in browser.ask(FAINT)[:5]]
-        wrong += [f'{name}: reaches out of the window: {line}' for line in browser.ask(WIDE)[:5]]
+            wrong.append(f'{name}: it loads other files: {browser.requests()[1:4]}')
+        wrong += [f'{name}: the console shows: {line}' for line in browser.complaints()[:5]]
+        wrong += [f'{name}: too little contrast, {line}' for line in browser.ask(FAINT)[:5]]
+        wrong += [f'{name}: wider than the window: {line}' for line in browser.ask(WIDE)[:5]]
         if browser.ask('document.documentElement.scrollWidth > innerWidth'):
-            wrong.append(f'{name}: it is to be scrolled sideways')
+            wrong.append(f'{name}: the page scrolls sideways')
         if pictures:
             browser.picture(pictures / f'{name}.png', whole=True)
     wrong += browser.ask(STRUCTURE)
@@ -92,7 +92,7 @@ def look_at(browser, file, title, pictures=None):
 
 
 def hostile(document):
-    """The same rehearsal, where all that machines and engine tell is meant to break the page."""
+    """The same rehearsal with hostile texts from the machines and the engine."""
     document = copy.deepcopy(document)
     for machine in document['machines'] + document['killed']:
         for step in machine['story']:
@@ -108,13 +108,13 @@ def hostile(document):
 def title_of(document):
     failed = sum(not check['passed'] for check in document['checks'])
     checks = len(document['checks'])
-    verdict = f'{failed} of {checks} proofs failed' if failed else f'All {checks} proofs passed'
+    verdict = f'{failed} of {checks} checks failed' if failed else f'All {checks} checks passed'
     machines = len(document['machines'])
     return f'Rehearsal of a removal on {machines} machine{"s" if machines != 1 else ""}: {verdict}'
 
 
 def look(document, file, pictures=None):
-    """What is wrong with the page, a list."""
+    """The faults of the page, as a list."""
     if pictures:
         os.makedirs(pictures, exist_ok=True)
         pictures = pathlib.Path(pictures)
@@ -124,7 +124,7 @@ def look(document, file, pictures=None):
         with tempfile.TemporaryDirectory() as folder:
             page = pathlib.Path(folder, 'hostile.html')
             page.write_text(report.page(hostile(document)), encoding='utf-8')
-            wrong += ['of machines that lie: ' + line for line in look_at(browser, page, title_of(hostile(document)))]
+            wrong += ['with hostile texts: ' + line for line in look_at(browser, page, title_of(hostile(document)))]
     finally:
         browser.close()
     return wrong

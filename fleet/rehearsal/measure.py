@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""What a removal takes of the controller and of the machines, and how that grows with the number of machines.
+"""Measures the cost of a removal on the controller and on the machines, and its growth with the number of machines.
 
-scripts/fleet-rehearsal --measure starts it, in namespaces of its own. All machines have the hotfix; their launcher ends
-after a moment, so that the figures are the kit's and the engine's.
+scripts/fleet-rehearsal --measure starts it in separate namespaces. All machines have the hotfix. Their launcher ends
+quickly, so the figures are those of the kit and the engine.
 """
 
 import argparse
@@ -18,11 +18,11 @@ from engine import Engine
 from estate import Base, Machine
 
 RUNS = (('check mode', ['--check'], 'changed'), ('removal', [], 'changed'))
-WAIT = 10  # seconds that a launcher takes, to see what the controller takes meanwhile
+WAIT = 10  # seconds that a launcher takes, to measure the controller while it waits
 
 
 def processor_of_all():
-    """Seconds of all processors: how many were worked, and how many there were."""
+    """Seconds of all processors: busy, and in total."""
     words = [int(word) for word in pathlib.Path('/proc/stat').read_text(encoding='ascii').split('\n', 1)[0].split()[1:9]]
     tick = os.sysconf('SC_CLK_TCK')
     return (sum(words) - words[3] - words[4]) / tick, sum(words) / tick
@@ -83,13 +83,13 @@ class Measurement:
         return kept
 
     def kept(self, machines):
-        """KiB that the last machine has of its own."""
+        """KiB of the last machine's own files."""
         out = subprocess.run(['du', '-sk', self.base.work / 'layers' / machines[-1].name / 'changes'],
                              check=True, capture_output=True, text=True).stdout
         return int(out.split()[0])
 
     def waiting(self):
-        """Seconds of a processor that the controller takes for each second that its forks wait."""
+        """Processor seconds of the controller per second that its forks wait."""
         machines = self.machines('w', self.options.forks)
         for machine in machines:
             machine.path('etc/rehearsal/seconds').write_text(f'{WAIT}\n')
@@ -103,7 +103,7 @@ class Measurement:
                    / (waited['seconds'] - quick['seconds']))
 
     def growth(self):
-        """The exponent of the growth between one size and the next: 1 is "twice the machines, twice of it"."""
+        """The exponent of the growth from one size to the next: 1 means that twice the machines cost twice as much."""
         rows = []
         for name, _, _ in RUNS:
             lines = [line for line in self.lines if line['run'] == name]

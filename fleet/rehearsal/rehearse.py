@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""The rehearsal: Ansible removes a hotfix from an estate of throw-away machines, and each is held against the truth.
+"""The rehearsal: Ansible removes a hotfix from throw-away machines, and each is compared with its expected outcome.
 
-scripts/fleet-rehearsal starts it, in namespaces of its own.
+scripts/fleet-rehearsal starts it in separate namespaces.
 """
 
 import argparse
@@ -32,10 +32,10 @@ class Rehearsal:
         self.runs = []
         self.began = time.monotonic()
 
-    # ----- What is proved -----
+    # ----- Checks -----
 
     def check(self, text, wrong):
-        """wrong: what contradicts it, a list."""
+        """wrong: the findings against it, a list."""
         self.checks.append({'check': text, 'passed': not wrong, 'wrong': wrong[:20]})
         print(f'{"yes" if not wrong else "NO ":3}  {text}', flush=True)
         for line in wrong[:20]:
@@ -85,7 +85,7 @@ class Rehearsal:
                           'targetSeconds': round(run.target_seconds, 1), 'controllerMiB': run.controller_memory})
         print(f'     {title}: {run.seconds:.0f} s, '
               + ', '.join(f'{count} {outcome}' for outcome, count in sorted(outcomes.items())))
-        self.check(f'{title}: every outcome and every cause is the known one', wrong)
+        self.check(f'{title}: every outcome and every cause is the expected one', wrong)
         return run
 
     def digests(self):
@@ -126,7 +126,7 @@ class Rehearsal:
 
         self.section('First run')
         first = self.run('first', 'first run', self.machines)
-        self.check('a failed removal, also an earlier one, left its evidence with the controller', [
+        self.check('the controller has the evidence of every failed removal, including earlier ones', [
             machine.name for machine in self.machines
             if first.outcome(machine.name).startswith(('failed: platform', 'failed: state'))
             and not list((self.engine.evidence / machine.name).glob('*.tar.gz'))])
@@ -136,13 +136,13 @@ class Rehearsal:
         self.run('second', 'second run', self.machines)
         self.unchanged('the second run changed nothing on any machine', before)
 
-        self.section('The ways out, and a third run')
+        self.section('Remedies, and a third run')
         for machine in self.machines:
             kind = KINDS[machine.kind]
             if kind.cure:
                 kind.cure(machine)
             if kind.cured_by:
-                self.tell(machine, 'way out', 'done', kind.cured_by)
+                self.tell(machine, 'remedy', 'done', kind.cured_by)
         self.run('third', 'third run', self.machines, '-e', '{"hotfix_remove_leave_failed": true}')
 
     def final(self):
@@ -166,12 +166,12 @@ class Rehearsal:
             if list(machine.path(STATE_FOLDER).glob('*.before.json')):
                 wrong.append(f'{machine.name}: a removal was begun and never reported')
         self.check('no machine is in an unknown state', unknown)
-        self.check('every machine is in its known final state, and the plug-ins of the hotfix are gone', wrong)
+        self.check('every machine is in its expected final state, and the plug-ins of the hotfix are removed', wrong)
         self.check('every workspace belongs to its user', owners)
-        self.check('what a planted link leads to was left alone', kept)
+        self.check('the target of a planted link is unchanged', kept)
 
     def killed(self):
-        """The engine is killed in the middle, and one machine loses its power; then it is run again."""
+        """Kills the engine during removals, cuts the power of one machine, and runs the engine again."""
         self.section('The engine killed in the middle')
         machines = self.make('k', ['ready'] * max(4, self.options.hosts // 5))
         for machine in machines:
@@ -198,14 +198,14 @@ class Rehearsal:
             self.tell(machine, 'engine killed', states[machine.name],
                       'the machine lost its power too' if machine in lost else '')
             self.tell(machine, 'run again', outcome, run.reason(machine.name))
-        self.check('run again, it finished and reported every removal', wrong)
+        self.check('the next run completed and reported every removal', wrong)
         again = self.engine.run(machines)
-        self.check('and after that it changes nothing', [
+        self.check('a further run changes nothing', [
             machine.name for machine in machines if again.outcome(machine.name) != 'ok'])
         self.kill_machines = machines
 
     def naive(self):
-        """What a shell task with "removes:" says of a failed removal."""
+        """A shell task with "removes:" reports a failed removal as done."""
         self.section('A shell task instead of the role')
         machine, = self.make('n', ['failing'])
         first = self.engine.run([machine], playbook=HERE / 'naive.yml')
@@ -220,11 +220,11 @@ class Rehearsal:
         for line in self.naive_story:
             print(f'     {line["run"]}: {line["says"]}')
         says = [line['says'] for line in self.naive_story]
-        self.check('a shell task calls a failed removal done; the role does not',
+        self.check('a shell task reports a failed removal as done; the role does not',
                    [] if says == ['failed', 'ok', 'failed', 'failed: state-failed'] else says)
 
     def administrator(self):
-        """What is in the collection, by its names, on machines of which nothing is known: the instances are searched."""
+        """The playbooks of the collection, on machines where the instances are searched."""
         self.section('The playbooks of the collection')
         machines = self.make('a', ['ready', 'none', 'ready', 'failing'])
         look = self.engine.run(machines, playbook='hotfix.removal.look', is_told=False)
@@ -238,7 +238,7 @@ class Rehearsal:
         scenario = self.engine.run(machines[:1], playbook=file, is_told=False)
         if scenario.status != 0:
             wrong.append(f'the scenario: {scenario.text[-1000:]}')
-        # In batches of one, one and all; the first failure ends it.
+        # In batches of one, one and all. The first failure ends the run.
         roll = self.engine.run(machines, playbook='hotfix.removal.remove', is_told=False)
         outcomes = [roll.outcome(machine.name) for machine in machines]
         print(f'     remove: {", ".join(outcomes)}')
@@ -246,10 +246,10 @@ class Rehearsal:
             wrong.append(f'remove: {outcomes}')
         if not list((self.engine.evidence / machines[-1].name).glob('*.tar.gz')):
             wrong.append('there is no evidence where Ansible was started')
-        self.check('the playbooks find the instances, tell the states and remove', wrong)
+        self.check('the playbooks find the instances, show the states and remove the hotfix', wrong)
 
     def management(self):
-        """The scripts for Munki and Jamf Pro, with the real programs, called as those call them."""
+        """The scripts for Munki and Jamf Pro, with the real programs, called as these engines call them."""
         self.section('Munki and Jamf Pro')
         ready, failing, busy = self.make('s', ['ready', 'failing', 'ready'])
         made = self.work / 'made'
@@ -285,11 +285,11 @@ class Rehearsal:
         for machine in (ready, failing):
             if machine.state()['state'] != 'removed' or machine.wrong_owners():
                 wrong.append(f'{machine.name}: {machine.state()["state"]} {machine.wrong_owners()}')
-        self.check('the scripts for Munki and Jamf Pro remove, verify, and tell of a failure each time', wrong)
+        self.check('the scripts for Munki and Jamf Pro remove, verify, and report every failure', wrong)
         self.two_engines(busy, [*environment, *policy])
 
     def two_engines(self, machine, policy):
-        """Ansible comes while Jamf Pro removes."""
+        """Ansible starts during a removal by Jamf Pro."""
         hold = machine.path('etc/rehearsal/hold')
         hold.touch()
         other = machine.start(*policy)
@@ -318,7 +318,7 @@ class Rehearsal:
                     cause = step['outcome'].replace('failed: ', '')
                     causes.setdefault(cause, []).append({
                         'machine': machine.name, 'kind': KINDS[machine.kind].title, 'reason': step['text'],
-                        'wayOut': KINDS[machine.kind].cured_by})
+                        'remedy': KINDS[machine.kind].cured_by})
         return {'document': 'fleetRehearsal', 'schemaVersion': '1.0', 'hosts': len(self.machines),
                 'forks': self.options.forks,
                 'time': time.strftime('%Y-%m-%dT%H:%M:%SZ', time.gmtime()),
@@ -355,7 +355,7 @@ def main():
     page.write_text(report.page(document), encoding='utf-8')
     if not options.only_rollout and not options.no_browser:
         rehearsal.section('The report in a browser')
-        rehearsal.check('the report is complete in itself, and readable in light, in dark and on a phone',
+        rehearsal.check('the report is self-contained, and readable in light, in dark and on a phone',
                         look(document, page, to / 'pictures'))
     failed = sum(not check['passed'] for check in rehearsal.checks)
     print(f'\nReport: {page}\n')

@@ -1,8 +1,8 @@
-"""The report of a rehearsal as one page: no script, no other file, the same bytes for the same document."""
+"""The report of a rehearsal as one page without scripts and other files. Equal documents give equal bytes."""
 
 import html
 
-# What the colour of a word says. The word itself, or a sign that the legend explains, always stands with the colour.
+# The meaning of a colour. Each coloured element also shows the word, or a sign that the legend explains.
 TONES = {'removed': 'good', 'changed': 'good', 'done': 'good', 'passed': 'good',
          'none': 'calm', 'ok': 'calm', 'before': 'calm', 'removable': 'todo',
          'interrupted': 'warn', 'inconsistent': 'warn', 'unreachable': 'warn'}
@@ -102,7 +102,7 @@ footer { color: var(--soft); padding-bottom: 3rem; margin-top: 2.5rem; }
 
 
 def text(value):
-    """A value from a machine: nothing in it is markup, and control characters are seen."""
+    """A value from a machine, escaped, with visible control characters."""
     shown = ''.join(c if c.isprintable() else '\\x%02x' % ord(c) for c in str(value).replace('\n', ' '))
     return html.escape(shown, quote=True)
 
@@ -141,11 +141,11 @@ def outcome(machine, step):
 # ----- The estate -----
 
 def flow(machines):
-    """How many machines went from which state through which outcome of the first run to which state, as a drawing."""
+    """A drawing of the numbers of machines: the state before, the outcome of the first run, the state at the end."""
     roads = [(machine['before'], outcome(machine, 'first run'), machine['after']) for machine in machines]
     heads = ('Before', 'First run', 'At the end')
     lefts, unit, width = (190, 480, 800), 240 / len(machines), 14
-    # In each column in the order of where most come from, so that few roads cross.
+    # Each column is sorted by the places in the previous column, so that few paths cross.
     orders = [STATES]
     for at in (1, 2):
         places = {}
@@ -188,7 +188,7 @@ def flow(machines):
 
 
 def wall(title, machines, word_of):
-    """A tile for each machine; the same place in each wall is the same machine."""
+    """A tile for each machine. A machine has the same place in each wall."""
     tiles = ''.join(f'<li><a href="#{text(machine["machine"])}" class="{tone(word_of(machine))}" '
                     f'title="{text(machine["machine"])}: {text(word_of(machine))}" '
                     f'aria-label="{text(machine["machine"])}: {text(word_of(machine))}">{sign(word_of(machine))}</a></li>'
@@ -204,7 +204,7 @@ def estate(document):
             + wall('Before', machines, lambda machine: machine['before'])
             + wall('After the first run', machines, lambda machine: outcome(machine, 'first run'))
             + wall('At the end', machines, lambda machine: machine['after'])
-            + '</div><p class="soft">A tile is a machine, in the same place each time, and leads to its story.</p>')
+            + '</div><p class="soft">Each tile is a machine, in the same place in each group, and links to its story.</p>')
 
 
 # ----- What happened -----
@@ -221,7 +221,7 @@ def causes(document):
         cards.append(f'<div class="card cause" style="--edge: var(--{tone(word)}-full)"><h3><span>{chip(word)}</span>'
                      f'<b title="machines">{len(hits)}</b></h3>'
                      f'<p>{text("; ".join(kind for kind, _ in kinds).capitalize())}</p>'
-                     f'<q>{text(hits[0]["reason"])}</q><p><b>Way out:</b> {text(hits[0]["wayOut"])}</p>'
+                     f'<q>{text(hits[0]["reason"])}</q><p><b>Remedy:</b> {text(hits[0]["remedy"])}</p>'
                      f'<p class="names">{names(hit["machine"] for hit in hits)}</p></div>')
     return f'<div class="causes">{"".join(cards)}</div>'
 
@@ -234,8 +234,8 @@ def times(document):
         f'<i style="width: {70 * run["seconds"] / longest:.1f}%"></i>{seconds(run["seconds"])}</span></div>'
         '<div class="more">' + ' '.join(chip(word, f'{number} {word}') for word, number in counted(
             (word for word, number in run['outcomes'].items() for _ in range(number)), ['changed', 'ok']))
-        + f'<p class="soft">Of a processor for each machine: {run["targetSeconds"] / machines:.2f} s there, '
-        f'{run["controllerSeconds"] / machines:.2f} s at the controller</p></div></li>' for run in document['runs'])
+        + f'<p class="soft">Processor time per machine: {run["targetSeconds"] / machines:.2f} s on the machine, '
+        f'{run["controllerSeconds"] / machines:.2f} s on the controller</p></div></li>' for run in document['runs'])
     taken = sorted(machine['seconds'] for machine in document['machines'] if machine['seconds'] is not None)
     chart = ''
     if taken:
@@ -263,13 +263,13 @@ def naive(document):
                    for line in document['naive'])
     return ('<p>A task with <code>removes:</code> on the manifest, on a machine whose platform fails. The manifest is consumed '
             'first, so its second run finds nothing to do, and reports success.</p><div class="card scroll" tabindex="0" '
-            'role="region" aria-label="A failed removal, and what is said of it"><table><caption>A failed removal, and what is '
-            f'said of it</caption><thead><tr><th scope="col">Who</th><th scope="col">Says</th></tr></thead><tbody>{rows}</tbody>'
+            'role="region" aria-label="A failed removal, and the reports of it"><table><caption>A failed removal, and the '
+            f'reports of it</caption><thead><tr><th scope="col">Run</th><th scope="col">Report</th></tr></thead><tbody>{rows}</tbody>'
             '</table></div>')
 
 
 def story(machine):
-    # The id is within what folds: a browser opens it for a link.
+    # The id is inside the folded part, so a browser opens the part for a link.
     steps = ''
     for step in machine['story']:
         took = f' <span class="soft">{seconds(step["seconds"])}</span>' if step.get('seconds') is not None else ''
@@ -291,15 +291,15 @@ def stories(machines):
 def page(document):
     machines = document['machines']
     failed = [check for check in document['checks'] if not check['passed']]
-    verdict = (f'All {len(document["checks"])} proofs passed' if not failed
-               else f'{len(failed)} of {len(document["checks"])} proofs failed')
+    verdict = (f'All {len(document["checks"])} checks passed' if not failed
+               else f'{len(failed)} of {len(document["checks"])} checks failed')
     removed = sum(machine['after'] == 'removed' for machine in machines)
     at_once = sum(outcome(machine, 'first run') == 'changed' for machine in machines)
     stopped = sum(map(len, document['causes'].values()))
     unknown = sum(machine['after'] not in ('none', 'removed') for machine in machines)
     taken = sorted(machine['seconds'] for machine in machines if machine['seconds'] is not None)
     lead = (f'The first run removed the hotfix from {at_once} of {several(len(machines), "machine")}, and stopped at {stopped}, '
-            f'each for a cause that it named. After the ways out it is gone from {removed}, and '
+            f'each with a named cause. After the remedies it is removed from {removed}, and '
             + ('no machine is' if not unknown else several(unknown, 'machine is', 'machines are')) + ' in an unknown state.')
     tiles = [(len(machines), 'machines'), (removed, 'removals, verified'), (stopped, 'stopped at first'),
              (unknown, 'in an unknown state'), (seconds(taken[len(taken) // 2]) if taken else '–', 'a removal, median'),
@@ -307,12 +307,12 @@ def page(document):
     sections = [('estate', 'The estate, before and after', estate(document))]
     if document['causes']:
         sections.append(('causes', 'Why some stopped at first', causes(document)))
-    sections += [('times', 'How long it took', times(document)), ('proofs', 'What was proved', proofs(document))]
+    sections += [('times', 'How long it took', times(document)), ('proofs', 'Checks', proofs(document))]
     if document['naive']:
         sections.append(('naive', 'Why not a shell task', naive(document)))
     sections.append(('machines', 'The story of each machine', stories(machines)))
     if document['killed']:
-        sections.append(('killed', 'The engine killed in the middle', '<p>Machines of their own. The engine was killed '
+        sections.append(('killed', 'The engine killed in the middle', '<p>These are additional machines. The engine was killed '
                          'with all its processes while removals ran, one machine lost its power, and the engine was run '
                          'again.</p>' + stories(document['killed'])))
     links = ''.join(f'<li><a href="#{name}">{title}</a></li>' for name, title, _ in sections)
@@ -340,7 +340,7 @@ def page(document):
 <div class="tiles">{boxes}</div>
 {body}
 </main>
-<footer><p>Made by scripts/fleet-rehearsal. The same as data: fleet-rehearsal.json.</p></footer>
+<footer><p>Made by scripts/fleet-rehearsal. fleet-rehearsal.json has the same data.</p></footer>
 </body>
 </html>
 '''

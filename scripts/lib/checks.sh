@@ -77,7 +77,9 @@ tests_of() {
         *) find "$top/Tests" -name "$(basename "$source" .cpp)Test.cpp" ;;
       esac
     done | sort -u | xargs -r -d '\n' sed -nE 's/^TEST(_F|_P)?\((\w+),.*/\2/p'
-    sed -nE -e 's,^(scripts|\.ci|\.devcontainer)/.*,Scripts,p' -e 's,.*\.md$,Documents,p' -e 's,^docs/man/.*,ManualPages,p' \
+    sed -nE -e 's,^(scripts|\.ci|\.devcontainer)/.*,Scripts,p' -e 's,^docs/.*\.md$,Documents\nManualPages,p' \
+      -e 's,.*\.md$,Documents,p' -e 's,^docs/man/.*,ManualPages,p' \
+      -e 's,^MacInstaller/hotifxUninstallLibrary\.h$,ManualPages,p' \
       -e 's,^completions/.*,Completions,p' -e 's,^fuzz/.*,Fuzz,p' -e 's,^examples/.*,Installed,p' \
       -e 's,^Tests/([A-Z]\w+)/[a-z-]*$,\1,p' "$1"
     if grep -qE '^(cmake/|CMakeLists\.txt)' "$1"; then printf '%s\n' Installed Packages; fi

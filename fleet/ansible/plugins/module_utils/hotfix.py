@@ -1,5 +1,5 @@
 # -*- coding: utf-8 -*-
-"""What the modules of this collection share: how hotfixInspect and hotfixUninstall are called and understood."""
+"""The common part of the modules: calls hotfixInspect and hotfixUninstall, and reads their answers."""
 
 from __future__ import (absolute_import, division, print_function)
 __metaclass__ = type
@@ -25,7 +25,7 @@ STATES = {
     16: 'no-instance',
 }
 
-# Where the packages put the programs. A PATH could be somebody else's.
+# The folders of the packages. PATH is not used, because another user can have set it.
 FOLDERS = ['/usr/local/sbin', '/usr/sbin', '/opt/local/sbin']
 
 _LONGEST_TEXT = 2000
@@ -35,7 +35,7 @@ _HOMES = '/Users'
 
 
 class Failure(Exception):
-    """Why an instance is not as it was asked to be. cause is one word for a report, reason is for a person."""
+    """The failure of a request. cause is one word for a report, reason is a text for a person."""
 
     def __init__(self, cause, reason, **details):
         super(Failure, self).__init__(reason)
@@ -45,14 +45,14 @@ class Failure(Exception):
 
 
 def shown(text):
-    """A text of a document for people. One that is no UTF-8 comes as an object that has a form to be shown."""
+    """A text of a document for people. A text that is not UTF-8 is an object with a form to show."""
     if isinstance(text, dict):
         return text.get('shown', '')
     return '' if text is None else str(text)
 
 
 def exact(text):
-    """A text of a document as an argument or a path: the very bytes."""
+    """A text of a document as an argument or a path: the exact bytes."""
     if isinstance(text, dict):
         return os.fsdecode(bytes(bytearray.fromhex(text['bytes'])))
     return text
@@ -83,7 +83,7 @@ def find_program(name, path=None):
 
 
 class Programs(object):
-    """Calls the two programs with an environment of their own, so that both see the same whoever the engine is."""
+    """Calls the two programs with a fixed environment, so that both see the same with every engine."""
 
     def __init__(self, module, inspect=None, tool=None):
         self._module = module
@@ -93,7 +93,7 @@ class Programs(object):
         self._home = None
 
     def act_for(self, user):
-        """From now on USER is this user, who gets the workspace, and HOME is theirs."""
+        """Sets USER to the future owner of the workspace, and HOME to that user's home folder."""
         try:
             entry = pwd.getpwnam(user)
         except KeyError:
@@ -105,7 +105,7 @@ class Programs(object):
         environment = ['PATH=/usr/bin:/bin:/usr/sbin:/sbin', 'LC_ALL=C']
         if self._user:
             environment += ['USER=' + self._user, 'LOGNAME=' + self._user, 'HOME=' + self._home]
-        # Of whom asked for the run: the tool trusts links of theirs.
+        # The invoking user, whose links the tool trusts.
         for name in ('SUDO_USER', 'SUDO_UID', 'SUDO_GID'):
             if name in os.environ:
                 environment.append(name + '=' + os.environ[name])
@@ -143,12 +143,12 @@ class Programs(object):
         return self._document(['verify', before_file], [0, 3, 4])
 
     def uninstall(self, home, data, lock):
-        """Runs the tool. It keeps the lock as long as it lives, also when this module has been killed."""
+        """Runs the tool, which holds the lock until it ends, even if this module is killed."""
         program = find_program('hotfixUninstall', self._tool_path)
         return self._run([program, '-rcphome', home, '-rcpdata', data], pass_fds=[lock.descriptor], close_fds=True)
 
     def carry_out(self, words, home, data, lock):
-        """Runs one command of a way out. Only those that are known to be printed are: anything else is refused."""
+        """Runs one of the commands that hotfixInspect prints. Refuses all other commands."""
         words = [exact(word) for word in words]
         if words[:1] == ['sudo']:
             words = words[1:]
@@ -160,20 +160,20 @@ class Programs(object):
         if words == ['cp', '--', os.path.join(deploy, 'install.update.xml'),
                      os.path.join(deploy, 'uninstall.hotfix.xml')]:
             return self._run(['/bin/cp'] + words[1:])
-        raise Failure('bad-answer', 'A command of the way out is not one that this module carries out: %s'
+        raise Failure('bad-answer', 'A command for the recovery is not one that this module runs: %s'
                       % words_for_shell(words))
 
 
 class StateFolder(object):
-    """A folder of root's that outlives a run: what the instance was like before a removal, the lock, the evidence.
+    """A permanent folder of root: the state before a removal, the lock, the evidence.
 
-    A kept document means that a removal was begun and has not been reported as verified yet.
+    A stored document means that a removal was begun and has not been reported as verified yet.
     """
 
     def __init__(self, path, home):
         self.path = path
         name = ''.join(c if c.isalnum() and ord(c) < 128 or c in '.-' else '_' for c in home.strip('/'))
-        # Names that would be equal, or too long, differ by a sum of the whole path.
+        # A checksum of the whole path distinguishes names that would be equal or too long.
         total = 0
         for byte in bytearray(home.encode('utf-8', 'surrogateescape')):
             total = (total * 131 + byte) % 0xffffffff
@@ -210,8 +210,8 @@ class StateFolder(object):
                           % (self.path, os.geteuid()))
 
     def lock(self, seconds):
-        """Lets one removal run at a time on the machine, whichever engine began it: the scripts for management systems
-        take the same lock. The kernel holds it, for as long as a process has the descriptor, which goes on to the tool.
+        """Lets one removal run at a time on the machine, by any engine: the scripts for management systems take the same
+        lock. The kernel keeps it while a process has the descriptor, which the tool inherits.
         """
         descriptor = os.open(os.path.join(self.path, 'lock'), os.O_RDWR | os.O_CREAT | os.O_NOFOLLOW, 0o600)
         end = time.time() + seconds
@@ -243,18 +243,18 @@ class StateFolder(object):
             return None
 
     def settle(self):
-        """The removal is verified: the document is kept for reading only, under another name."""
+        """Marks the removal as verified: the document gets another name, and is only for reading."""
         os.rename(self.before_file, self.file('.removed.json'))
         if os.path.exists(self.file('.failure.json')):
             os.unlink(self.file('.failure.json'))
 
     def pack(self, documents, files, folder):
-        """Packs what support needs into one file, with plain files only, and not more than fits into 64 MiB."""
+        """Packs the evidence for support into one file: only plain files, at most 64 MiB."""
         descriptor, temporary = tempfile.mkstemp(dir=self.path)
         room = [_MOST_EVIDENCE]
 
         def add(archive, path, member):
-            # The folders may be somebody else's, who exchanges a file while it is read.
+            # The folders can belong to a user who replaces a file while it is read.
             try:
                 handle = os.open(path, os.O_RDONLY | os.O_NOFOLLOW | os.O_NONBLOCK)
             except OSError:
@@ -289,7 +289,7 @@ class StateFolder(object):
 
 
 class _Exactly(object):
-    """Reads as many bytes as were announced, also when the file shrinks meanwhile."""
+    """Reads exactly the announced number of bytes, even if the file shrinks meanwhile."""
 
     def __init__(self, file, size):
         self._file = file
@@ -311,9 +311,9 @@ def owner_of(path):
 
 
 def users_with(recorded):
-    """The users who have the workspace that is recorded relative to their home folders, each with its path."""
+    """The users who have the workspace that is recorded relative to a home folder, each with its path."""
     homes = dict((entry.pw_dir, entry.pw_name) for entry in pwd.getpwall() if entry.pw_uid != 0)
-    # Those of a directory service are not always listed.
+    # Users of a directory service are not always listed.
     for name in os.listdir(_HOMES) if os.path.isdir(_HOMES) else []:
         home = os.path.join(_HOMES, name)
         user = owner_of(home)
@@ -328,10 +328,10 @@ def users_with(recorded):
 
 
 def resolve(programs, home, data, owner):
-    """Finds the data folder and its owner, who is to get the workspace. Guesses neither.
+    """Finds the data folder and the future owner of the workspace. Guesses neither.
 
-    The data folder is the given one, else the recorded one, else the platform's default. One that is recorded for any
-    user is that of the only user who has it. The owner is the given one, else the folder's.
+    The data folder is the given one, otherwise the recorded one, otherwise the platform's default. A folder that is
+    recorded for any user is that of the only user who has it. The owner is the given one, otherwise the folder's.
     """
     if not os.path.isabs(home):
         raise Failure('wrong-argument', 'The home folder is not an absolute path: %s' % home)

@@ -8,10 +8,10 @@ DOCUMENTATION = r'''
 module: instance
 short_description: Removes the hotfix from an instance of the client platform, and verifies that it is gone
 description:
-  - Reads the state of the instance with C(hotfixInspect), runs C(hotfixUninstall) where a hotfix can be removed, and
-    reports a change only for a removal that was verified afterwards.
-  - Does nothing where no hotfix is. Fails with the reason where the state of the instance needs a person.
-  - A run that was ended in the middle, at whatever point, is found and finished by the next one.
+  - Reads the state of the instance with C(hotfixInspect), and runs C(hotfixUninstall) if a hotfix can be removed. Reports
+    a change only for a removal that was verified afterwards.
+  - Does nothing if there is no hotfix. Fails with the reason if the state of the instance needs a person.
+  - The next run completes a run that was interrupted at any point.
 version_added: "1.0.0"
 author:
   - hotfixUninstall developers
@@ -23,59 +23,60 @@ options:
   data:
     description:
       - Data folder of the instance, the workspace.
-      - Without it, the folder that the instance has recorded, else C(systemdata) in the home folder. What is recorded for
-        any user is that of the only user who has such a folder; with several, it must be given, or the owner.
+      - The default is the folder that the instance has recorded, otherwise C(systemdata) in the home folder. A folder that
+        is recorded for any user is that of the only user who has such a folder. If several have one, the folder or the
+        owner must be given.
     type: str
   owner:
     description:
-      - The user who gets the workspace. Without it, the owner of the data folder.
-      - Must be given where that is root.
+      - The future owner of the workspace. The default is the owner of the data folder.
+      - Must be given if that is root.
     type: str
   leave_failed:
-    description: Whether a removal that failed or was interrupted is led out of, by the commands that the tool prints.
+    description: Whether to recover from a removal that failed or was interrupted, with the commands that the tool prints.
     type: bool
     default: false
   on_running:
     description:
-      - What is done when the platform is running. It is never ended.
-      - C(fail) fails at once, C(wait) waits until it has been quit, C(ask) asks its user to quit first.
+      - The action if the platform is running. The module never ends it.
+      - C(fail) fails at once, C(wait) waits until the user quits it, C(ask) asks its user to quit first.
     type: str
     choices: [fail, wait, ask]
     default: fail
   running_timeout:
-    description: How many seconds to wait for the platform to be quit.
+    description: Seconds to wait until the user quits the platform.
     type: int
     default: 600
   running_interval:
-    description: How many seconds are between two looks at it.
+    description: Seconds between two checks whether the platform is running.
     type: int
     default: 10
   ask_command:
     description:
-      - Program with arguments that asks the user to quit, run as root for each user, with the name, the user ID and the
+      - Program with arguments that asks the user to quit. It runs as root for each user, with the name, the user ID and the
         text in C(HOTFIX_USER), C(HOTFIX_UID) and C(HOTFIX_TEXT).
-      - Without it, a dialog of macOS in the session of the user.
+      - The default is a dialog of macOS in the session of the user.
     type: list
     elements: str
     default: []
   no_instance:
-    description: What it means that there is no such instance.
+    description: The result if there is no such instance.
     type: str
     choices: [fail, ok]
     default: fail
   undecided:
-    description: What it means when nothing contradicts the removal and not every point could be looked at.
+    description: The result if nothing contradicts the removal and some points could not be verified.
     type: str
     choices: [accept, fail]
     default: accept
   state_folder:
     description:
-      - Folder of root on the machine that keeps what the instance was like before a removal, the lock that other engines
-        take too, and the evidence of a failed removal.
+      - Folder of root on the machine for the state before a removal, the evidence of a failed removal, and the lock that
+        other engines take too.
     type: str
     default: /var/db/hotfixUninstall
   lock_timeout:
-    description: How many seconds to wait for another removal on the machine to end, by whatever engine.
+    description: Seconds to wait for the end of another removal on the machine, by any engine.
     type: int
     default: 600
   inspect_program:
@@ -86,7 +87,7 @@ options:
     type: str
 attributes:
   check_mode:
-    description: Runs a preview and reports what a removal would change. Touches nothing.
+    description: Runs a preview and reports what a removal would change. Changes nothing.
     support: full
   diff_mode:
     description: Shows the files and the workspace before and after.
@@ -110,40 +111,40 @@ EXAMPLES = r'''
 
 RETURN = r'''
 state_before:
-  description: The state that the instance was found in.
+  description: The state of the instance before the run.
   returned: always
   type: str
   sample: removable
 state:
-  description: The state that it is in now.
+  description: The state after the run.
   returned: always
   type: str
   sample: removed
 cause:
-  description: One word for why it failed.
+  description: One word for the cause of the failure.
   returned: failure
   type: str
   sample: running
 points:
-  description: What was verified, point by point.
+  description: The verified points.
   returned: when a removal was verified
   type: list
   elements: dict
 way_out:
-  description: The commands that lead out of the state, ready to paste.
+  description: The commands that repair the state, ready to paste.
   returned: always
   type: list
   elements: str
 evidence:
-  description: An archive on the machine with the trace, the gathered logs and the documents, for support.
+  description: An archive on the machine for support, with the trace, the collected logs and the documents.
   returned: when a removal was tried and failed, now or earlier
   type: str
 seconds:
-  description: How long it took on the machine.
+  description: The duration on the machine.
   returned: always
   type: float
 notes:
-  description: What a person should know all the same.
+  description: Remarks for a person.
   returned: always
   type: list
   elements: str
@@ -177,7 +178,7 @@ def entry_text(entry):
 
 
 def difference(preview):
-    """What a preview foretells, as Ansible shows differences."""
+    """The changes that a preview predicts, in the form of Ansible's differences."""
     before, after = [], []
     for file in preview['files']:
         path = shown(file['path'])
@@ -198,7 +199,7 @@ def difference(preview):
 
 
 class Removal(object):
-    """One instance, and all that is done to it."""
+    """The removal from one instance."""
 
     def __init__(self, module):
         self.module = module
@@ -219,7 +220,7 @@ class Removal(object):
         if text not in self.result['notes']:
             self.result['notes'].append(text)
 
-    # ----- The road -----
+    # ----- By state -----
 
     def run(self):
         self.now, self.data, owner = resolve(self.programs, self.home, self.parameters['data'],
@@ -242,7 +243,7 @@ class Removal(object):
     def from_none(self):
         if os.path.exists(self.folder.before_file):
             self.result['changed'] = True
-            self.result['msg'] = 'The hotfix was removed by a run that was ended before it could tell'
+            self.result['msg'] = 'An earlier run removed the hotfix and was ended before it reported this'
             if not self.module.check_mode:
                 self.verify()
         else:
@@ -279,7 +280,7 @@ class Removal(object):
         self.conclude(status, err)
 
     def from_failed(self):
-        """Leads out of a removal that is not complete, when told to."""
+        """Recovers from a removal that is not complete, if that is requested."""
         evidence = '; '.join(shown(text) for text in self.now['evidence'])
         reason = 'An earlier removal %s: %s' % ('failed' if self.now['state'] == 'failed' else 'was interrupted', evidence)
         last = self.folder.read('.failure.json')
@@ -299,7 +300,7 @@ class Removal(object):
             self.result['changed'] = True
             self.result['msg'] = 'The removal would be done again'
             return
-        # The oldest document has the most records: a removal that comes far clears them one by one.
+        # The oldest document has the most records, because a removal clears them one by one.
         if not os.path.exists(self.folder.before_file):
             self.folder.write('.before.json', self.now)
         for words in commands:
@@ -309,7 +310,7 @@ class Removal(object):
                 return
             if status != 0:
                 raise Failure('not-possible', '%s failed: %s' % (words_for_shell(words), err.strip()), is_tried=True)
-        raise Failure('state-' + self.now['state'], reason + '. No command is known that leads out')
+        raise Failure('state-' + self.now['state'], reason + '. No command is known that repairs it')
 
     from_interrupted = from_failed
 
@@ -322,7 +323,7 @@ class Removal(object):
         evidence = '; '.join(shown(text) for text in self.now['evidence'])
         raise Failure('state-inconsistent', 'The state of the instance needs a person: %s' % evidence)
 
-    # ----- Its steps -----
+    # ----- Steps -----
 
     def wait_until_quit(self, reason):
         policy = self.parameters['on_running']
@@ -339,7 +340,7 @@ class Removal(object):
             if not self.now['processes']:
                 return
             if time.time() >= end:
-                raise Failure('running', 'The platform was not quit in %d s: %s'
+                raise Failure('running', 'The user did not quit the platform within %d s: %s'
                               % (self.parameters['running_timeout'], reason))
             time.sleep(self.parameters['running_interval'])
 
@@ -361,7 +362,7 @@ class Removal(object):
                 self.note('%s could not be asked to quit: %s' % (user, err.strip()))
 
     def conclude(self, status, err):
-        """The tool has ended. What it says is not believed: the instance is looked at."""
+        """Inspects the instance after the tool has ended, whatever its exit status."""
         self.look()
         if status == 0 and self.now['state'] in ('removed', 'none'):
             self.verify()
@@ -388,13 +389,13 @@ class Removal(object):
         self.result.setdefault('msg', 'The hotfix was removed, and that was verified')
 
     def is_for_support(self, failure):
-        """Whether a removal has left something to look at, by this run or before. A check touches nothing."""
+        """Whether this run or an earlier one has left evidence. Changes nothing."""
         is_left = failure.cause in ('state-failed', 'state-interrupted', 'state-inconsistent')
         return (not self.module.check_mode and self.folder.descriptor is not None
                 and (is_left or failure.details.get('is_tried', False)))
 
     def evidence_of(self, failure):
-        """Keeps what support needs. Whatever goes wrong here must not hide the reason."""
+        """Stores the evidence for support. An error here must not hide the reason."""
         if not failure.details.get('is_tried') and self.folder.read('.failure.json') and self.folder.has_packed():
             # Nothing has happened since, and a run that does nothing changes nothing.
             self.result['evidence'] = self.folder.packed_file

@@ -6,26 +6,26 @@ __metaclass__ = type
 
 DOCUMENTATION = r'''
 module: instance_info
-short_description: Tells the state of instances of the client platform
+short_description: Shows the state of instances of the client platform
 description:
-  - Finds the instances in application bundles, or takes those that are named, and tells the state of each as
-    C(hotfixInspect status) does. Changes nothing.
+  - Finds the instances in application bundles, or uses the named ones, and returns the state of each from
+    C(hotfixInspect status). Changes nothing.
 version_added: "1.0.0"
 author:
   - hotfixUninstall developers
 options:
   homes:
-    description: Home folders of instances to look at.
+    description: Home folders of instances.
     type: list
     elements: str
     default: []
   folders:
-    description: Folders that hold application bundles to be searched, besides C(/Applications).
+    description: Folders with application bundles that are searched besides C(/Applications).
     type: list
     elements: str
     default: []
   search:
-    description: Whether instances are searched at all.
+    description: Whether to search for instances.
     type: bool
     default: true
   inspect_program:
@@ -36,7 +36,7 @@ attributes:
     description: Does the same in check mode.
     support: full
   diff_mode:
-    description: There is nothing to be compared.
+    description: There is nothing to compare.
     support: none
 '''
 
@@ -53,12 +53,12 @@ instances:
   type: list
   elements: dict
 homes:
-  description: The same instances as the role takes them, each with its home folder.
+  description: The same instances in the form that the role accepts, each with its home folder.
   returned: success
   type: list
   elements: dict
 states:
-  description: How many instances are in which state.
+  description: The number of instances in each state.
   returned: success
   type: dict
   sample: {"removable": 1}
