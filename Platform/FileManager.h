@@ -21,7 +21,7 @@ namespace hotfix::platform {
 
 /// Why a file operation failed.
 struct FileError {
-  int code = 0;              ///< the platform's error number; the relevant ones have names below
+  int code = 0;              ///< one of the numbers below, which the platform uses too
   std::string description;   ///< a sentence for a log line: the operation, the path and the system's reason
   std::string reason;        ///< only the system's reason
   bool isProtected = false;  ///< whether the system may protect the application
@@ -33,10 +33,7 @@ inline constexpr int kOtherReadingFailure = 256;
 inline constexpr int kNoReadPermission = 257;
 inline constexpr int kOtherWritingFailure = 512;
 inline constexpr int kNoWritePermission = 513;
-inline constexpr int kInvalidNameWhileWriting = 514;
 inline constexpr int kFileExists = 516;
-inline constexpr int kOutOfSpace = 640;
-inline constexpr int kReadOnlyVolume = 642;
 
 /// Whether an entry exists at \a path. Links are followed: false for a broken link and for the empty path.
 bool exists(const std::string& path);

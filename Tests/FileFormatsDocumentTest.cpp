@@ -8,7 +8,7 @@
 #include "MacInstaller/JavaProperties.h"
 #include "MacInstaller/Properties.h"
 #include "Platform/SystemLog.h"
-#include "Platform/posix/ProgramName.h"
+#include "Platform/posix/SystemHabits.h"
 #include "Tests/Support/InstanceFixture.h"
 #include "Tests/Support/Markdown.h"
 

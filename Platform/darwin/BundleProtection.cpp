@@ -1,9 +1,9 @@
-#include "Platform/posix/BundleProtection.h"
-
 #include <sys/sysctl.h>
 #include <sys/types.h>
 
 #include <cstdlib>
+
+#include "Platform/posix/SystemHabits.h"
 
 namespace hotfix::platform {
 

@@ -29,11 +29,6 @@ OptionalString textFrom(CFTypeRef object) {
   return utf8From(static_cast<CFStringRef>(object));
 }
 
-Scoped<CFDataRef> dataObject(const std::string& bytes) {
-  return Scoped<CFDataRef>(CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
-                                        static_cast<CFIndex>(bytes.size())));
-}
-
 std::string bytesFrom(CFDataRef data) {
   const auto size = static_cast<size_t>(CFDataGetLength(data));
   return size == 0 ? std::string() : std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data)), size);

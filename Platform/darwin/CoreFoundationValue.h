@@ -32,9 +32,6 @@ std::string utf8From(CFStringRef string);
 /// The same for an object of any type; none when it is null or not a string.
 OptionalString textFrom(CFTypeRef object);
 
-/// The bytes as a data object.
-Scoped<CFDataRef> dataObject(const std::string& bytes);
-
 /// The bytes of a data object.
 std::string bytesFrom(CFDataRef data);
 

@@ -10,7 +10,18 @@ namespace hotfix::platform {
 ///
 /// It consists of "dyn.a" and the base-32 form (most significant bit first, alphabet a-z0-9 without i, j, l and o) of
 /// the tag "?0=6:4=<name>". The form is not documented; it is the same in every release of macOS.
-std::string dynamicPasteboardType(const std::string& name);
+inline std::string dynamicPasteboardType(const std::string& name) {
+  static constexpr char kDigits[] = "abcdefghkmnpqrstuvwxyz0123456789";
+  std::string identifier = "dyn.a";
+  unsigned pending = 0;  // bits that do not fill a digit yet
+  unsigned count = 0;
+  for (const char c : "?0=6:4=" + name) {
+    pending = (pending << 8U | static_cast<unsigned char>(c)) & 0xFFFU;
+    for (count += 8; count >= 5; count -= 5) identifier += kDigits[pending >> (count - 5) & 31U];
+  }
+  if (count > 0) identifier += kDigits[pending << (5 - count) & 31U];
+  return identifier;
+}
 
 }  // namespace hotfix::platform
 

@@ -27,8 +27,7 @@ OptionalString heldLinkText(int held, int folder, const char* name) {
   const auto isHeld = [&] {
     struct stat link;
     struct stat named;
-    return fstat(held, &link) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-           link.st_dev == named.st_dev && link.st_ino == named.st_ino;
+    return fstat(held, &link) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && areSame(link, named);
   };
   char text[PATH_MAX] = {};
   if (!isHeld() || readlinkat(folder, name, text, sizeof text - 1) < 0 || !isHeld()) return std::nullopt;

@@ -67,8 +67,10 @@ void setPasteboardPropertyList(const std::string& pasteboard, const std::string&
   const bool isOwner = (PasteboardSynchronize(reference) & kPasteboardClientIsOwner) != 0;
   if (!isOwner || PasteboardClear(reference) != noErr) return;
   const auto item = reinterpret_cast<PasteboardItemID>(1);
-  (void)PasteboardPutItemFlavor(reference, item, stringObject(dynamicPasteboardType(type)).get(),
-                                dataObject(*list).get(), kPasteboardFlavorNoFlags);
+  const Scoped<CFDataRef> data(CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(list->data()),
+                                            static_cast<CFIndex>(list->size())));
+  (void)PasteboardPutItemFlavor(reference, item, stringObject(dynamicPasteboardType(type)).get(), data.get(),
+                                kPasteboardFlavorNoFlags);
 }
 
 std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type) {

@@ -6,13 +6,9 @@ namespace hotfix::platform {
 
 namespace {
 
-/// Discards values that were read before, because they may be those of another effective user.
-void reread(CFStringRef domain, CFStringRef user, CFStringRef host) {
-  (void)CFPreferencesSynchronize(domain, user, host);
-}
-
 std::optional<PropertyListValue> globalValue(CFStringRef key, CFStringRef user, CFStringRef host) {
-  reread(kCFPreferencesAnyApplication, user, host);
+  // Discards values that were read before, because they may be those of another effective user.
+  (void)CFPreferencesSynchronize(kCFPreferencesAnyApplication, user, host);
   const Scoped<CFTypeRef> value(CFPreferencesCopyValue(key, kCFPreferencesAnyApplication, user, host));
   return valueFrom(value.get(), kLargestSettings);
 }
@@ -30,7 +26,7 @@ std::optional<PropertyListValue> globalDefault(const std::string& key) {
 std::optional<PropertyListValue::Dictionary> persistentDomain(const std::string& domain) {
   const Scoped<CFStringRef> name = stringObject(domain);
   if (!name) return std::nullopt;
-  reread(name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+  (void)CFPreferencesSynchronize(name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost);  // as above
   const Scoped<CFDictionaryRef> settings(
       CFPreferencesCopyMultiple(nullptr, name.get(), kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
   // For a domain that does not exist, the result is an empty dictionary.

@@ -1,4 +1,4 @@
-#include "Platform/posix/BundleProtection.h"
+#include "Platform/posix/SystemHabits.h"
 
 namespace hotfix::platform {
 

@@ -9,6 +9,7 @@
 #include "Platform/FileManager.h"
 #include "Platform/SystemPaths.h"
 #include "Platform/posix/Accounts.h"
+#include "Platform/posix/Descriptors.h"
 #include "Support/OptionalString.h"
 #include "Support/TextNumber.h"
 
@@ -26,8 +27,7 @@ bool isNumber(const std::string& name) {
 bool isTruePath(const std::string& link, const std::string& text) {
   struct stat program;
   struct stat named;
-  return stat(link.c_str(), &program) == 0 && stat(text.c_str(), &named) == 0 && program.st_dev == named.st_dev &&
-         program.st_ino == named.st_ino;
+  return stat(link.c_str(), &program) == 0 && stat(text.c_str(), &named) == 0 && areSame(program, named);
 }
 
 /// Path of the program of a process; none for a kernel thread, for a process that has just ended, and for a process

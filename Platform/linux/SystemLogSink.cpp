@@ -11,7 +11,7 @@
 
 #include "Platform/SystemPaths.h"
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/ProgramName.h"
+#include "Platform/posix/SystemHabits.h"
 
 namespace hotfix::platform {
 

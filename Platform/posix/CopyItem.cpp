@@ -2,19 +2,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <iterator>
 
-#include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/Descriptors.h"
+#include "Platform/posix/EntryChanges.h"
 #include "Platform/posix/FileChanges.h"
-#include "Platform/posix/FileCopy.h"
-#include "Platform/posix/FileErrors.h"
 #include "Platform/posix/RepairedFolder.h"
-#include "Platform/posix/TemporaryFile.h"
 #include "Platform/posix/WriteSignals.h"
 #include "Support/Path.h"
 
@@ -28,59 +23,34 @@ struct Entry {
   std::string name;
   std::string path;
   bool isFolderNew = false;  // just created here, so it is known to be empty
-
-  Entry child(int openFolder, const std::string& childName, bool isNew = false) const {
-    return {openFolder, childName, path + "/" + childName, isNew};
-  }
 };
-
-/// Whether an error means that the file system supports no hard links, or no more for this file.
-bool isWithoutLinks(int error) {
-  constexpr int kErrors[] = {EPERM, ENOSYS, ENOTSUP, EOPNOTSUPP, EMLINK};  // two of them are one on Linux
-  return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
-}
 
 /// One copy, item by item in the order of the folders' listings. Both trees are walked through folder descriptors, so
 /// that the walk never leaves them through a link, even if entries are replaced during the copy.
 class Copy {
  public:
   /// \param isTrustNeeded whether the source must be a folder that only trusted users can write to.
-  explicit Copy(bool isTrustNeeded) : _isTrustNeeded(isTrustNeeded) {}
+  Copy(bool isTrustNeeded, CopyOutcome& outcome) : _isTrustNeeded(isTrustNeeded), _outcome(outcome) {}
 
   /// \return whether the copy continues with the next item; false after the policy has stopped it.
   /// \param type the type bits of the source's mode, if the folder listed them; 0 otherwise.
   bool copyEntry(const Entry& source, const Entry& target, bool isTop, mode_t type = 0) {
-    // The listed type; a later change of the entry is detected when it is open.
-    if (S_ISDIR(type)) return copyFolder(source, target, isTop);
-    if (S_ISREG(type)) return succeededOrAllowed(copyFile(source, target, isTop), source, target);
     struct stat status;
-    if (fstatat(source.folder, source.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-      return policyAllows(readingError("Copy", source.path, errno), source, target);
+    if (!S_ISDIR(type) && !S_ISREG(type)) {  // a later change of a listed type is detected when the entry is open
+      if (fstatat(source.folder, source.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        return _outcome.continuesUnread(errno, source.path, target.path);
+      }
+      type = status.st_mode;
     }
-    if (S_ISDIR(status.st_mode)) return copyFolder(source, target, isTop);
-    if (isTop && _isTrustNeeded) return distrust(source);
-    const int error = S_ISREG(status.st_mode)   ? copyFile(source, target, isTop)
-                      : S_ISLNK(status.st_mode) ? copyLink(source, target, status)
-                                                : ENOTSUP;
-    return succeededOrAllowed(error, source, target);
-  }
-
-  const FileError& error() const { return _error; }
-  bool isDistrusted() const { return _isDistrusted; }
-
-  /// Calls the policy for a failure, and keeps the failure if the policy stops the copy.
-  bool policyAllows(const FileError& error, const Entry& source, const Entry& target) {
-    const CopyPolicy policy = copyPolicy();
-    if (policy != nullptr && policy(error, source.path, target.path)) return true;
-    _error = error;
-    return false;
+    if (S_ISDIR(type)) return copyFolder(source, target, isTop);
+    if (isTop && _isTrustNeeded) return _outcome.distrust(source.path);
+    const int error = S_ISREG(type)   ? copyFile(source, target, isTop)
+                      : S_ISLNK(type) ? copyLink(source, target, status)
+                                      : ENOTSUP;
+    return error == 0 || _outcome.continuesUnwritten(error, source.path, target.path);
   }
 
  private:
-  bool succeededOrAllowed(int error, const Entry& source, const Entry& target) {
-    return error == 0 || policyAllows(writingError("Copy to", target.path, error), source, target);
-  }
-
   int copyFile(const Entry& source, const Entry& target, bool isDurable) {
     const ScopedFd from = openExisting(source.folder, source.name.c_str(), O_RDONLY | O_NOFOLLOW);
     struct stat status;
@@ -96,7 +66,10 @@ class Copy {
     const ScopedFd to = createTemporary(target.folder, 0600, _temporaryName);
     if (!to) return errno;
     int error = 0;
-    withoutWriteSignals(to.get(), [&] { error = copyFileAndAttributes(from.get(), to.get(), status); });
+    withoutWriteSignals(to.get(), [&] {
+      error = copyData(from.get(), to.get(), status.st_size);
+      if (error == 0) copyAttributes(from.get(), to.get(), status);
+    });
     if (error == 0 && isDurable && fsync(to.get()) != 0) error = errno;
     if (error == 0) error = giveName(target);
     if (error != 0) (void)unlinkat(target.folder, _temporaryName.c_str(), 0);
@@ -106,8 +79,8 @@ class Copy {
   }
 
   static bool isInAFolderOfOurs(const Entry& source) {
-    const std::string parent = source.folder == AT_FDCWD ? path::deletingLastComponent(source.path) : ".";
-    const ScopedFd folder = openExisting(source.folder, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
+    const std::string parent = source.folder == AT_FDCWD ? folderOf(source.path) : ".";
+    const ScopedFd folder = openExisting(source.folder, parent.c_str(), O_RDONLY | O_DIRECTORY);
     struct stat status;
     return folder && fstat(folder.get(), &status) == 0 && onlyWeCanWrite(folder.get(), status);
   }
@@ -122,8 +95,8 @@ class Copy {
       (void)unlinkat(target.folder, temporaryName, 0);
       return 0;
     }
-    if (!isWithoutLinks(errno)) return errno;
-    // A file system without links: an entry that gets the name at this moment would be replaced.
+    if (!isOneOf(errno, {EPERM, ENOSYS, ENOTSUP, EOPNOTSUPP, EMLINK})) return errno;
+    // The file system supports no links, or no more: an entry that gets the name at this moment would be replaced.
     return renameat(target.folder, temporaryName, target.folder, name) == 0 ? 0 : errno;
   }
 
@@ -135,38 +108,33 @@ class Copy {
     return 0;
   }
 
-  bool distrust(const Entry& source) {
-    _isDistrusted = true;
-    _error = readingError("Copy", source.path, EPERM);
-    return false;
-  }
-
   bool copyFolder(const Entry& source, const Entry& target, bool isTop) {
     ScopedFolder from(openExisting(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
     struct stat status;
-    if (!from || fstat(from.get(), &status) != 0)
-      return policyAllows(readingError("Copy", source.path, errno), source, target);
+    if (!from || fstat(from.get(), &status) != 0) {
+      return _outcome.continuesUnread(errno, source.path, target.path);
+    }
     const bool isTrusted = isTrustedOwner(status.st_uid) && (status.st_mode & S_IWOTH) == 0;
-    if (isTop && _isTrustNeeded && !isTrusted) return distrust(source);
+    if (isTop && _isTrustNeeded && !isTrusted) return _outcome.distrust(source.path);
 
     const bool isNew = mkdirat(target.folder, target.name.c_str(), 0700) == 0;
     if (!isNew) {
       const int error = errno;
-      if (!policyAllows(writingError("Copy to", target.path, error), source, target)) return false;
+      if (!_outcome.continuesUnwritten(error, source.path, target.path)) return false;
       if (error != EEXIST) return true;
     }
     // The requested target may be a link to a folder. Below it, a link would lead out of the target.
     const ScopedFd to =
         openExisting(target.folder, target.name.c_str(), O_RDONLY | O_DIRECTORY | (isTop ? 0 : O_NOFOLLOW));
-    if (!to) return policyAllows(writingError("Copy to", target.path, ENOTDIR), source, target);
-    if (isTop && !rememberTarget(to)) return policyAllows(writingError("Copy to", target.path, errno), source, target);
-    if (isTarget(status)) return true;  // a copy into its own source must not copy itself
+    if (!to) return _outcome.continuesUnwritten(ENOTDIR, source.path, target.path);
+    if (isTop && fstat(to.get(), &_target) != 0) return _outcome.continuesUnwritten(errno, source.path, target.path);
+    if (areSame(status, _target)) return true;  // a copy into its own source must not copy itself
 
     const auto entries = entriesIn(from);
-    if (!entries) return policyAllows(readingError("Copy", source.path, errno), source, target);
+    if (!entries) return _outcome.continuesUnread(errno, source.path, target.path);
     for (const auto& [name, type] : *entries) {
-      const bool isDone =
-          copyEntry(source.child(from.get(), name), target.child(to.get(), name, isNew), /*isTop=*/false, type);
+      const bool isDone = copyEntry({from.get(), name, source.path + "/" + name},
+                                    {to.get(), name, target.path + "/" + name, isNew}, /*isTop=*/false, type);
       if (isDone) continue;
       if (isNew) copyAttributes(from.get(), to.get(), status);  // the copied part must be usable
       return false;
@@ -176,48 +144,24 @@ class Copy {
     return true;
   }
 
-  bool rememberTarget(const ScopedFd& folder) {
-    struct stat status;
-    if (fstat(folder.get(), &status) != 0) return false;
-    _targetDevice = status.st_dev;
-    _targetNode = status.st_ino;
-    return true;
-  }
-
-  bool isTarget(const struct stat& status) const {
-    return status.st_dev == _targetDevice && status.st_ino == _targetNode;
-  }
-
   std::string _temporaryName;  // of the last temporary file; free again once the file has its own name
-  FileError _error;
   bool _isTrustNeeded;
-  bool _isDistrusted = false;
-  dev_t _targetDevice = 0;
-  ino_t _targetNode = 0;
+  CopyOutcome& _outcome;
+  struct stat _target = {};
 };
 
 }  // namespace
 
-bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, bool* isDistrusted,
-              FileError* error) {
-  Copy copy(isTrustNeeded);
-  const std::string from = path::appending(source, "");  // drops a slash at the end
-  const std::string to = path::appending(target, "");
+bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, CopyOutcome& outcome) {
   struct stat status;
-  if (lstat(from.c_str(), &status) != 0) {
-    if (error != nullptr) *error = readingError("Copy", from, errno);
+  if (const int error = examine(source, Links::Kept, &status)) {
+    outcome.error = readingError("Copy", source, error);
     return false;
   }
-
-  const std::string parent = path::deletingLastComponent(to);
-  const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
-  const Entry sourceEntry{AT_FDCWD, from, from};
-  const Entry targetEntry{folder.get(), path::lastComponent(to), to};
-  const bool isDone = folder ? copy.copyEntry(sourceEntry, targetEntry, /*isTop=*/true)
-                             : copy.policyAllows(writingError("Copy to", to, errno), sourceEntry, targetEntry);
-  *isDistrusted = copy.isDistrusted();
-  if (!isDone && error != nullptr) *error = copy.error();
-  return isDone;
+  const ScopedFd folder = openExisting(AT_FDCWD, folderOf(target).c_str(), O_RDONLY | O_DIRECTORY);
+  if (!folder) return outcome.continuesUnwritten(errno, source, target);
+  return Copy(isTrustNeeded, outcome)
+      .copyEntry({AT_FDCWD, source, source}, {folder.get(), path::lastComponent(target), target}, /*isTop=*/true);
 }
 
 }  // namespace hotfix::platform

@@ -33,7 +33,7 @@ ScopedFd openRegular(int folder, const char* name, int flags) {
 bool isUnderThisNameOnly(const ScopedFd& file, int folder, const char* name, struct stat& status) {
   struct stat opened;
   return fstat(file.get(), &opened) == 0 && fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-         opened.st_dev == status.st_dev && opened.st_ino == status.st_ino && status.st_nlink == 1;
+         areSame(opened, status) && status.st_nlink == 1;
 }
 
 DIR* ScopedFolder::stream() {
@@ -51,8 +51,9 @@ bool visitEntries(ScopedFolder& folder, const std::function<bool(const char* nam
     errno = 0;
     const dirent* entry = readdir(stream);
     if (entry == nullptr) return errno == 0;
-    // DT_UNKNOWN gives 0.
-    if (!isDotName(entry->d_name) && !visit(entry->d_name, static_cast<mode_t>(DTTOIF(entry->d_type)))) return true;
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    if (!visit(entry->d_name, static_cast<mode_t>(DTTOIF(entry->d_type)))) return true;  // DT_UNKNOWN gives 0
   }
 }
 

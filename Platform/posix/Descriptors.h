@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -83,6 +85,11 @@ bool visitEntries(ScopedFolder& folder, const std::function<bool(const char* nam
 /// All entries of an open folder without "." and "..", or none after an error.
 std::optional<std::vector<NamedEntry>> entriesIn(ScopedFolder& folder);
 
+/// Whether the attributes are those of one entry, under any names.
+inline bool areSame(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 /// Opens an existing file or folder, closed on exec; never waits for the other end of a FIFO.
 ScopedFd openExisting(int folder, const char* path, int flags);
 
@@ -104,14 +111,16 @@ OptionalString readToEnd(int descriptor, size_t limit, size_t expected = 0);
 /// Writes all of \a bytes. A failure is an error and not a signal. \return false, with errno set, on failure.
 bool writeAll(int descriptor, std::string_view bytes);
 
+/// Whether a number is one of several.
+inline bool isOneOf(int number, std::initializer_list<int> numbers) {
+  return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+}
+
 /// The system's text for an error number, thread-safe.
 std::string errorText(int errorNumber);
 
 /// An unpredictable name for a temporary file in a shared folder.
 std::string randomName(const char* prefix);
-
-/// Whether a name from a folder's listing is "." or "..".
-inline bool isDotName(const char* name) { return std::string_view(name) == "." || std::string_view(name) == ".."; }
 
 }  // namespace hotfix::platform
 

@@ -5,8 +5,7 @@
 
 #include "Platform/posix/Descriptors.h"
 
-/// Owner and mode of one entry through a handle: a descriptor that always refers to this entry, even if another entry
-/// gets its name.
+/// One entry through a handle: a descriptor that always refers to this entry, even if another entry gets its name.
 namespace hotfix::platform {
 
 /// Opens a handle for an entry of an open folder. It gives no access to the content. For a link, it refers to the link
@@ -15,12 +14,6 @@ ScopedFd openHandle(int folder, const char* name);
 
 /// The text of a link through its handle; the link is \a name in \a folder. None if it cannot be read.
 OptionalString heldLinkText(int held, int folder, const char* name);
-
-/// Changes the mode of an entry through its handle. \return false, with errno set, on failure.
-bool setHandleMode(int held, mode_t mode);
-
-/// Changes owner and group (-1: unchanged) of an entry through its handle. \return false, with errno set, on failure.
-bool changeHeldOwner(int held, uid_t owner, gid_t group);
 
 /// Whether an open folder of this mode has an access control list that lets users change its entries whom the mode does
 /// not.

@@ -9,31 +9,18 @@
 #include <memory>
 
 #include "Platform/posix/Descriptors.h"
+#include "Platform/posix/EntryChanges.h"
 #include "Platform/posix/FileChanges.h"
-#include "Platform/posix/FileErrors.h"
-#include "Platform/posix/FileJudgements.h"
-#include "Platform/posix/TemporaryFile.h"
 #include "Support/Path.h"
 
 namespace hotfix::platform {
 
 namespace {
 
-bool isRegular(int descriptor, struct stat& status) {
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-}
-
 /// Contents of an open file; none unless it is a regular file within the size limit.
 OptionalString contentsOf(const ScopedFd& file, const struct stat& status, std::uint64_t mostBytes = kLargestFile) {
   if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > mostBytes) return std::nullopt;
   return readToEnd(file.get(), static_cast<size_t>(mostBytes), static_cast<size_t>(status.st_size));
-}
-
-/// Sets the owner, group and mode of a temporary file to those of the file that it will replace, if permitted.
-void adoptAttributes(int descriptor, const struct stat& replaced, bool isBehindLink) {
-  const bool isOwnerKept = fchown(descriptor, replaced.st_uid, replaced.st_gid) == 0;
-  if (!isOwnerKept) (void)!fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid);
-  (void)fchmod(descriptor, adoptedMode(replaced, isOwnerKept && !isBehindLink));
 }
 
 /// Creates a new file in an open folder.
@@ -50,12 +37,14 @@ bool writeAtomically(const ScopedFd& folder, const std::string& name, const stru
   try {
     isDone = produce([&file](std::string_view part) { return writeAll(file.get(), part); });
   } catch (const std::exception&) {  // not enough memory: the temporary file must still be removed
-    isDone = false;
   }
   struct stat link;
   const bool isBehindLink =
       fstatat(folder.get(), name.c_str(), &link, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(link.st_mode);
-  if (replaced != nullptr) adoptAttributes(file.get(), *replaced, isBehindLink);
+  if (replaced != nullptr) {
+    const bool isOwnerKept = adoptOwner(file.get(), *replaced);
+    (void)fchmod(file.get(), adoptedMode(*replaced, isOwnerKept && !isBehindLink));
+  }
   isDone = isDone && fsync(file.get()) == 0;
   isDone = isDone && renameat(folder.get(), temporaryName.c_str(), folder.get(), name.c_str()) == 0;
   if (!isDone) {
@@ -70,47 +59,24 @@ bool writeAtomically(const ScopedFd& folder, const std::string& name, const stru
 
 bool writeAtomically(const std::string& path, Adopted adopted,
                      const std::function<bool(const PartWriter& write)>& produce) {
-  // The folder stays open, so that all steps happen in the same folder even if its path changes.
-  const std::string parent = path::deletingLastComponent(path);
   const std::string name = path::lastComponent(path);
-  const ScopedFd folder = openExisting(AT_FDCWD, parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
+  // The folder stays open, so that all steps happen in the same folder even if its path changes.
+  const ScopedFd folder = openExisting(AT_FDCWD, folderOf(path).c_str(), O_RDONLY | O_DIRECTORY);
   if (!folder || name.empty()) return false;
 
   struct stat replaced;
   const bool isTrustNeeded = adopted == Adopted::FromTrustedFile;
   const bool isThere = fstatat(folder.get(), name.c_str(), &replaced, isTrustNeeded ? AT_SYMLINK_NOFOLLOW : 0) == 0;
-  if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
-    return false;  // its owner and mode are unknown
+  if (!isThere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP) return false;  // owner and mode are unknown
   const bool isReplacing = isThere && (isTrustNeeded ? isTrustedFile(replaced) : S_ISREG(replaced.st_mode));
   return writeAtomically(folder, name, isReplacing ? &replaced : nullptr, isTrustNeeded ? 0664 : 0666, produce);
 }
 
 // ----- Questions -----
 
-bool exists(const std::string& path) {
-  struct stat status;
-  return stat(path.c_str(), &status) == 0;
-}
-
-std::optional<FileError> lookUpError(const std::string& path) {
-  struct stat status;
-  if (stat(path.c_str(), &status) == 0) return std::nullopt;
-  return readingError("Look up", path, errno);
-}
-
-bool isKnownMissing(const std::string& path) {
-  struct stat status;
-  return stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
-}
-
-bool isUnused(const std::string& path) {
-  struct stat status;
-  return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
-}
-
-bool isFolder(const std::string& path) {
-  struct stat status;
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+int examine(const std::string& path, Links links, struct stat* status) {
+  const int result = links == Links::Followed ? stat(path.c_str(), status) : lstat(path.c_str(), status);
+  return result == 0 ? 0 : errno;
 }
 
 OptionalString resolvedPath(const std::string& path) {
@@ -140,22 +106,16 @@ OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
   // Opening a device can have an effect.
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   const ScopedFd file = openExisting(AT_FDCWD, path.c_str(), O_RDONLY);
-  if (!file || !isRegular(file.get(), status)) return std::nullopt;
+  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   return contentsOf(file, status, mostBytes);
 }
 
 OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
-  *isDistrusted = false;
   const ScopedFd file = openRegular(AT_FDCWD, path.c_str(), O_RDONLY);
   struct stat status;
-  if (!file) {
-    *isDistrusted = lstat(path.c_str(), &status) == 0;  // not a file, or no access
-    return std::nullopt;
-  }
-  if (!isUnderThisNameOnly(file, AT_FDCWD, path.c_str(), status) || !isTrustedFile(status)) {
-    *isDistrusted = true;
-    return std::nullopt;
-  }
+  *isDistrusted = file ? !isUnderThisNameOnly(file, AT_FDCWD, path.c_str(), status) || !isTrustedFile(status)
+                       : lstat(path.c_str(), &status) == 0;  // not a file, or no access
+  if (!file || *isDistrusted) return std::nullopt;
   return contentsOf(file, status);
 }
 

@@ -52,31 +52,25 @@ class Walk {
     level.name = name;
     level.pathLength = _path.size();
     if (fstat(level.open.get(), &level.status) != 0) return _visitor.onIncomplete(_path);
-    DIR* const stream = level.open.stream();
-    if (stream == nullptr && !_visitor.onIncomplete(_path)) return false;
     const WalkedFolder folder = asWalked(level);
-    while (stream != nullptr) {
-      errno = 0;
-      const dirent* entry = readdir(stream);
-      if (entry == nullptr) {
-        if (errno != 0 && !_visitor.onIncomplete(_path)) return false;
-        break;
+    bool continues = true;
+    const bool isRead = visitEntries(level.open, [&](const char* entry, mode_t type) {
+      if (isFolder(folder, entry, type)) {
+        level.subfolders.append(entry, std::strlen(entry) + 1);
+      } else {
+        continues = _visitor.visitEntry(folder, entry);
       }
-      if (isDotName(entry->d_name)) continue;
-      if (isFolder(folder, *entry)) {
-        level.subfolders.append(entry->d_name, std::strlen(entry->d_name) + 1);
-      } else if (!_visitor.visitEntry(folder, entry->d_name)) {
-        return false;
-      }
-    }
+      return continues;
+    });
+    if (!continues || (!isRead && !_visitor.onIncomplete(_path))) return false;
     _levels.push_back(std::move(level));
     return true;
   }
 
-  static bool isFolder(const WalkedFolder& folder, const dirent& entry) {
-    if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
+  static bool isFolder(const WalkedFolder& folder, const char* name, mode_t type) {
+    if (type != 0) return S_ISDIR(type);
     struct stat status;
-    return fstatat(folder.descriptor, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+    return fstatat(folder.descriptor, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
   }
 
   bool descend(Level& level, const std::string& name) {
@@ -114,8 +108,7 @@ class Walk {
     Level& level = _levels.back();
     ScopedFd parent = openExisting(below.open.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
     struct stat status;
-    if (parent && fstat(parent.get(), &status) == 0 && status.st_dev == level.status.st_dev &&
-        status.st_ino == level.status.st_ino) {
+    if (parent && fstat(parent.get(), &status) == 0 && areSame(status, level.status)) {
       level.open = ScopedFolder(std::move(parent));
       return true;
     }

@@ -4,7 +4,7 @@
 #include <cerrno>
 
 #include "Platform/FileManager.h"
-#include "Platform/posix/FileErrors.h"
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/FolderWalk.h"
 #include "Support/Path.h"
 
@@ -21,7 +21,7 @@ class Remover : public FolderVisitor {
 
   bool leaveFolder(const WalkedFolder&, const WalkedFolder& parent, const char* name) override {
     // A folder that is not empty is left for the next round.
-    return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0 || isNotEmpty(errno);
+    return unlinkat(parent.descriptor, name, AT_REMOVEDIR) == 0 || isOneOf(errno, {ENOTEMPTY, EEXIST});
   }
 
   bool visitUnreadableFolder(const WalkedFolder& parent, const char* name, bool*) override {
@@ -29,8 +29,6 @@ class Remover : public FolderVisitor {
   }
 
   bool onIncomplete(const std::string&) override { return false; }
-
-  static bool isNotEmpty(int error) { return error == ENOTEMPTY || error == EEXIST; }
 };
 
 /// Removes the entry at a path. \return 0, or the number of the error.
@@ -51,7 +49,7 @@ int errorOfRemoval(const std::string& path) {
     ScopedFd again = openExisting(folder.get(), ".", O_RDONLY | O_DIRECTORY);
     if (!again || !walkBelow(std::move(again), remover)) break;
     if (rmdir(item.c_str()) == 0) return 0;
-    if (!Remover::isNotEmpty(errno)) break;
+    if (!isOneOf(errno, {ENOTEMPTY, EEXIST})) break;
   }
   return errno;
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <initializer_list>
 #include <iterator>
 #include <optional>
 #include <set>
@@ -26,15 +27,14 @@ constexpr char kProtected[] = "it is a folder of the system or of a user";
 /// Whether a path with this error cannot be the path of an opened folder: there is no folder, there is no access to it,
 /// or its volume does not respond.
 bool provesAbsence(int error) {
-  constexpr int kErrors[] = {ENOENT, ENOTDIR, ELOOP, EACCES, ENOTCONN, ESTALE, ETIMEDOUT, EHOSTDOWN};
-  return std::find(std::begin(kErrors), std::end(kErrors), error) != std::end(kErrors);
+  return isOneOf(error, {ENOENT, ENOTDIR, ELOOP, EACCES, ENOTCONN, ESTALE, ETIMEDOUT, EHOSTDOWN});
 }
 
 /// Also true for a path that cannot be examined, unless the error proves that the folder is not there.
 bool mayBeSameFolder(const struct stat& folder, const std::string& path) {
   if (path.empty()) return false;
   struct stat status;
-  if (stat(path.c_str(), &status) == 0) return status.st_dev == folder.st_dev && status.st_ino == folder.st_ino;
+  if (stat(path.c_str(), &status) == 0) return areSame(status, folder);
   return !provesAbsence(errno);
 }
 
@@ -67,48 +67,42 @@ bool containsHomes(const ScopedFd& openFolder, const struct stat& folder) {
                                 [&folder](uid_t owner) { return holdsHomeOf(accountWithId(owner), folder); });
 }
 
-// hier(7) of Linux and of macOS. On macOS, /etc, /tmp and /var are links into /private, and since 10.15 everything that
-// is not part of the system is on a separate volume.
+// hier(7) of Linux and of macOS, on every system: a name too much costs nothing, and the disk of another system, or its
+// folders on a system that is not known here, are protected too. On macOS, /etc, /tmp and /var are links into /private,
+// and since 10.15 everything that is not part of the system is on a separate volume.
 constexpr char kDataVolume[] = "/System/Volumes/Data";
 constexpr const char* kTops[] = {"/", "/private/", "/System/Volumes/Data/"};
 
-template <size_t count>
-bool isOneOf(const char* const (&names)[count], const struct stat& folder) {
-  for (const std::string top : kTops) {
-    if (std::any_of(std::begin(names), std::end(names),
-                    [&](const char* name) { return mayBeSameFolder(folder, top + name); })) {
-      return true;
-    }
-  }
-  return false;
-}
+constexpr std::initializer_list<const char*> kSystemFolders = {
+    "",      "Applications", "Developer", "Library", "Network", "System",     "Users", "Volumes", "bin",
+    "boot",  "cores",        "dev",       "etc",     "home",    "lib",        "lib32", "lib64",   "libx32",
+    "media", "mnt",          "net",       "opt",     "private", "lost+found", "proc",  "root",    "run",
+    "sbin",  "snap",         "srv",       "sys",     "tmp",     "usr",        "var"};
 
-bool isSystemFolder(const struct stat& folder) {
-  static constexpr const char* kSystemFolders[] = {
-      "",      "Applications", "Developer", "Library", "Network", "System",     "Users", "Volumes", "bin",
-      "boot",  "cores",        "dev",       "etc",     "home",    "lib",        "lib32", "lib64",   "libx32",
-      "media", "mnt",          "net",       "opt",     "private", "lost+found", "proc",  "root",    "run",
-      "sbin",  "snap",         "srv",       "sys",     "tmp",     "usr",        "var"};
-  return isOneOf(kSystemFolders, folder);
+/// Folders that contain only the system.
+constexpr std::initializer_list<const char*> kSystemAlone = {"Library/Apple", "System", "bin",   "boot",  "dev",
+                                                             "etc",           "lib",    "lib32", "lib64", "libx32",
+                                                             "proc",          "sbin",   "sys",   "usr"};
+
+bool isAnyOf(std::initializer_list<const char*> names, const struct stat& folder) {
+  return std::any_of(std::begin(kTops), std::end(kTops), [&](const std::string& top) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](const char* name) { return mayBeSameFolder(folder, top + name); });
+  });
 }
 
 /// Whether a folder is, at any depth, inside a folder that contains only the system. Its path is \a place relative to
 /// \a folder.
 bool isInsideSystem(int folder, std::string place) {
-  static constexpr const char* kSystemAlone[] = {"Library/Apple", "System", "bin",    "boot", "dev",  "etc", "lib",
-                                                 "lib32",         "lib64",  "libx32", "proc", "sbin", "sys", "usr"};
   struct stat volume = {};
   const bool hasVolume = stat(kDataVolume, &volume) == 0;
-  const auto isSame = [](const struct stat& one, const struct stat& other) {
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-  };
   struct stat below = {};
   for (bool isFirst = true;; isFirst = false) {
     struct stat status;
     if (fstatat(folder, place.c_str(), &status, 0) != 0) return true;
-    if (!isFirst && isSame(status, below)) return false;    // at the top
-    if (hasVolume && isSame(status, volume)) return false;  // not part of the system, although inside /System
-    if (isOneOf(kSystemAlone, status)) return true;
+    if (!isFirst && areSame(status, below)) return false;    // at the top
+    if (hasVolume && areSame(status, volume)) return false;  // not part of the system, although inside /System
+    if (isAnyOf(kSystemAlone, status)) return true;
     below = status;
     place += "/..";
   }
@@ -116,7 +110,7 @@ bool isInsideSystem(int folder, std::string place) {
 
 /// \param path the path of the folder: the home of an account with its last name is protected, whoever owns it.
 bool isProtected(const struct stat& folder, const std::string& path) {
-  if (isSystemFolder(folder)) return true;
+  if (isAnyOf(kSystemFolders, folder)) return true;
   const std::string name = path::lastComponent(resolvedPath(path).value_or(path));
   if (isHomeOf(accountWithId(folder.st_uid), folder) || isHomeOf(accountNamed(name), folder)) return true;
   const OptionalString invokingUser = invokingUserName();

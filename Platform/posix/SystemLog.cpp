@@ -5,16 +5,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstdio>
 #include <mutex>
 #include <vector>
 
 #include "Platform/LocalTime.h"
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/FileJudgements.h"
-#include "Platform/posix/LogMessage.h"
-#include "Platform/posix/ProgramName.h"
+#include "Platform/posix/FileChanges.h"
+#include "Platform/posix/SystemHabits.h"
 #include "Platform/posix/SystemLogSink.h"
 
 namespace hotfix::platform {
@@ -32,17 +30,8 @@ LogFiles& logFiles() {
 }
 
 const char* levelName(LogLevel level) {
-  switch (level) {
-    case LogLevel::Error:
-      return "Error";
-    case LogLevel::Warning:
-      return "Warning";
-    case LogLevel::Notice:
-      return "Notice";
-    case LogLevel::Info:
-      return "Info";
-  }
-  return "Info";
+  static constexpr const char* kNames[] = {"Error", "Warning", "Notice", "Info"};
+  return kNames[static_cast<size_t>(level) - static_cast<size_t>(LogLevel::Error)];
 }
 
 /// The "safe" encoding of Apple System Log: no part of a message can look like the start of another one, or move the
@@ -69,14 +58,10 @@ std::string encoded(const std::string& message) {
   return result;
 }
 
-std::string hostName() {
-  char name[256] = {};
-  (void)gethostname(name, sizeof name - 1);
-  return name;
-}
-
 std::string traceLine(LogLevel level, const std::string& message) {
-  return logTime() + " " + encoded(hostName()) + " " + encoded(programName()) + "[" + std::to_string(getpid()) + "] <" +
+  char host[256] = {};
+  (void)gethostname(host, sizeof host - 1);
+  return logTime() + " " + encoded(host) + " " + encoded(programName()) + "[" + std::to_string(getpid()) + "] <" +
          levelName(level) + ">: " + encoded(message) + "\n";
 }
 
@@ -92,13 +77,7 @@ std::string logTime() {
   return text;
 }
 
-void log(LogLevel level, const char* format, ...) {
-  const int errorBefore = errno;
-  va_list arguments;
-  va_start(arguments, format);
-  const std::string message = formattedMessage(format, arguments);
-  va_end(arguments);
-
+void logMessage(LogLevel level, const std::string& message) {
   sendToSystemLog(level, message);
   const std::lock_guard<std::mutex> lock(logFiles().mutex);
   std::vector<int>& files = logFiles().descriptors;
@@ -107,7 +86,6 @@ void log(LogLevel level, const char* format, ...) {
     const auto fails = [&line](int file) { return !writeAll(file, line); };
     files.erase(std::remove_if(files.begin(), files.end(), fails), files.end());
   }
-  errno = errorBefore;
 }
 
 void addLogFile(int descriptor) {

@@ -11,6 +11,9 @@ namespace hotfix::platform {
 /// the log does not accept is dropped. The tests link a version that keeps it.
 void sendToSystemLog(LogLevel level, const std::string& message);
 
+/// Logs a finished message: like \a log, or into the recording of a preview.
+void logMessage(LogLevel level, const std::string& message);
+
 /// The current moment for a log line: "Nov  3 09:05:07", independent of the locale.
 std::string logTime();
 

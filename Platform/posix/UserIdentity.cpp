@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <sstream>
 #include <vector>
 
 #include "Platform/FileManager.h"
@@ -59,20 +60,13 @@ std::optional<Group> group(LookUp lookUp) {
 }
 
 std::optional<Group> groupWithId(gid_t groupId) {
-  return group([groupId](struct group* record, char* buffer, size_t size, struct group** found) {
-    return getgrgid_r(groupId, record, buffer, size, found);
-  });
+  return group([groupId](auto... rest) { return getgrgid_r(groupId, rest...); });
 }
 
 std::vector<std::string> partsOf(const std::string& text, char separator) {
-  std::vector<std::string> parts(1);
-  for (const char c : text) {
-    if (c == separator) {
-      parts.emplace_back();
-    } else {
-      parts.back() += c;
-    }
-  }
+  std::vector<std::string> parts;
+  std::istringstream rest(text);
+  for (std::string part; std::getline(rest, part, separator);) parts.push_back(part);
   return parts;
 }
 
@@ -83,13 +77,16 @@ bool isGroupOfOthers(gid_t groupId, const Account& user) {
     return fields.size() > index && !fields[index].empty() &&
            std::strtoul(fields[index].c_str(), nullptr, 10) == number;
   };
-  const auto linesOf = [](const char* file) { return partsOf(readFile(onDisk(file)).value_or(""), '\n'); };
-  for (const std::string& line : linesOf("/etc/passwd")) {
-    const std::vector<std::string> fields = partsOf(line, ':');
+  const auto recordsOf = [](const char* file) {
+    std::vector<std::vector<std::string>> records;
+    for (const std::string& line : partsOf(readFile(onDisk(file)).value_or(""), '\n'))
+      records.push_back(partsOf(line, ':'));
+    return records;
+  };
+  for (const auto& fields : recordsOf("/etc/passwd")) {
     if (isNumber(fields, 3, groupId) && !isNumber(fields, 2, user.userId)) return true;
   }
-  for (const std::string& line : linesOf("/etc/group")) {
-    const std::vector<std::string> fields = partsOf(line, ':');
+  for (const auto& fields : recordsOf("/etc/group")) {
     if (!isNumber(fields, 2, groupId) || fields.size() < 4) continue;
     for (const std::string& member : partsOf(fields[3], ',')) {
       if (!member.empty() && member != user.name) return true;
@@ -106,15 +103,11 @@ uid_t workingUser() { return geteuid() != 0 ? geteuid() : getuid(); }
 // ----- Accounts -----
 
 std::optional<Account> accountNamed(const std::string& name) {
-  return account([&name](struct passwd* record, char* buffer, size_t size, struct passwd** found) {
-    return getpwnam_r(name.c_str(), record, buffer, size, found);
-  });
+  return account([&name](auto... rest) { return getpwnam_r(name.c_str(), rest...); });
 }
 
 std::optional<Account> accountWithId(uid_t userId) {
-  return account([userId](struct passwd* record, char* buffer, size_t size, struct passwd** found) {
-    return getpwuid_r(userId, record, buffer, size, found);
-  });
+  return account([userId](auto... rest) { return getpwuid_r(userId, rest...); });
 }
 
 std::optional<uid_t> sudoCallerId() {
@@ -130,18 +123,11 @@ std::optional<Account> sudoCaller() {
   return userId ? accountWithId(*userId) : std::nullopt;
 }
 
-std::string accountText(uid_t userId) {
-  const std::optional<Account> account = accountWithId(userId);
-  return account ? account->name : std::to_string(userId);
-}
+std::string accountText(uid_t userId) { return accountName(userId).value_or(std::to_string(userId)); }
 
 std::optional<gid_t> groupNamed(const std::string& name) {
-  const std::optional<Group> found =
-      group([&name](struct group* record, char* buffer, size_t size, struct group** result) {
-        return getgrnam_r(name.c_str(), record, buffer, size, result);
-      });
-  if (!found) return std::nullopt;
-  return found->groupId;
+  const std::optional<Group> found = group([&name](auto... rest) { return getgrnam_r(name.c_str(), rest...); });
+  return found ? std::optional<gid_t>(found->groupId) : std::nullopt;
 }
 
 std::optional<uid_t> onlyMember(gid_t groupId) {
@@ -156,10 +142,7 @@ std::optional<uid_t> onlyMember(gid_t groupId) {
   return owner->userId;
 }
 
-std::string groupText(gid_t groupId) {
-  const std::optional<Group> group = groupWithId(groupId);
-  return group ? group->name : std::to_string(groupId);
-}
+std::string groupText(gid_t groupId) { return groupName(groupId).value_or(std::to_string(groupId)); }
 
 // ----- Users -----
 
@@ -220,10 +203,8 @@ std::string expandingTilde(const std::string& path) {
 
 bool isTrustedOwner(uid_t owner) {
   if (owner == 0 || owner == workingUser()) return true;
-  if (const OptionalString name = environmentVariable("USER")) {
-    const std::optional<Account> account = accountNamed(*name);
-    if (account && account->userId == owner) return true;
-  }
+  const std::optional<Account> account = accountNamed(environmentVariable("USER").value_or(""));
+  if (account && account->userId == owner) return true;
   return sudoCallerId() == owner;
 }
 

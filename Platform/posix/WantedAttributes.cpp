@@ -15,6 +15,14 @@ WantedAttributes::WantedAttributes(const Attributes& attributes) : _mode(attribu
   if (attributes.group) _group = groupNamed(*attributes.group).value_or(kUnchangedGroup);
 }
 
+RepairOutcome WantedAttributes::outcomeFor(const std::string& folder, const Attributes& attributes) const {
+  RepairOutcome outcome;
+  outcome.folder = folder;
+  if (hasOwner()) outcome.owner = attributes.owner;
+  if (hasGroup()) outcome.group = attributes.group;
+  return outcome;
+}
+
 bool WantedAttributes::needsMode(const struct stat& status) const {
   return _mode && !S_ISLNK(status.st_mode) && (status.st_mode & 07777U) != *_mode;
 }
@@ -22,10 +30,6 @@ bool WantedAttributes::needsMode(const struct stat& status) const {
 bool WantedAttributes::needsOwner(const struct stat& status) const {
   return (_owner != kUnchangedOwner && status.st_uid != _owner) ||
          (_group != kUnchangedGroup && status.st_gid != _group);
-}
-
-bool WantedAttributes::losesSetIdBits(const struct stat& status) const {
-  return _mode && (*_mode & (S_ISUID | S_ISGID)) != 0 && S_ISREG(status.st_mode);
 }
 
 void WantedAttributes::applyTo(struct stat* status) const {

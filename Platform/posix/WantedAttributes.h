@@ -31,13 +31,13 @@ class WantedAttributes {
   bool hasOwner() const { return _owner != kUnchangedOwner; }
   bool hasGroup() const { return _group != kUnchangedGroup; }
 
+  /// The outcome of a repair before anything was done.
+  RepairOutcome outcomeFor(const std::string& folder, const Attributes& attributes) const;
+
   /// Never true for a link, because its mode has no meaning.
   bool needsMode(const struct stat& status) const;
   bool needsOwner(const struct stat& status) const;
   bool isRight(const struct stat& status) const { return !needsMode(status) && !needsOwner(status); }
-
-  /// Whether a change of the owner clears wanted bits, as it does for a file.
-  bool losesSetIdBits(const struct stat& status) const;
 
   /// Sets \a status to the attributes of the entry after the change.
   void applyTo(struct stat* status) const;

@@ -7,10 +7,8 @@
 #include <cerrno>
 #include <string_view>
 
-#include "Platform/FileManager.h"
-#include "Platform/SystemLog.h"
 #include "Platform/SystemPaths.h"
-#include "Platform/posix/Descriptors.h"
+#include "Platform/posix/Spawn.h"
 #include "Platform/posix/SystemHabits.h"
 #include "Platform/preview/Layer.h"
 #include "Platform/preview/Preview.h"
@@ -20,32 +18,15 @@ namespace hotfix::platform {
 
 using preview::Entry;
 using preview::layer;
-using preview::Layer;
 using preview::Place;
-
-namespace preview {
 
 namespace {
 
-PlatformResult& platformResult() {
-  static auto* result = new PlatformResult;
+preview::PlatformResult& platformResult() {
+  static auto* result = new preview::PlatformResult;
   return *result;
 }
 
-}  // namespace
-
-void setPlatformResult(const PlatformResult& result) { platformResult() = result; }
-
-Recording& recording() {
-  static auto* theRecording = new Recording;
-  return *theRecording;
-}
-
-}  // namespace preview
-
-namespace {
-
-constexpr char kShell[] = "/bin/sh";
 constexpr int kMostInterpreters = 5;  // as on Linux: the interpreter of a script may be a script too
 constexpr size_t kLongestFirstLine = 256;
 
@@ -68,7 +49,7 @@ OptionalString interpreterIn(std::string_view beginning) {
 /// The error that the system would give for starting a program. The checks have the order of execve(2).
 int launchError(const std::string& path, int interpreters = 0) {
   Place place;
-  if (const int error = layer().find(path, Layer::Links::Followed, &place)) return error;
+  if (const int error = layer().find(path, Links::Followed, &place)) return error;
   const Entry& file = *place.entry;
   if (!file.isFile() || !mayExecute(file.status)) return EACCES;
   if (!file.machinePath.empty() && !file.content &&
@@ -90,7 +71,7 @@ bool isUpdate(const std::vector<std::string>& arguments) {
 /// Writes a file like a program that opens, empties and writes it: an existing file keeps its identity and attributes.
 void overwrite(const std::string& path, const std::string& text) {
   Place place;
-  const int error = layer().find(path, Layer::Links::Followed, &place);
+  const int error = layer().find(path, Links::Followed, &place);
   if (!place.folder || (error != 0 && error != ENOENT)) return;
   Entry file;
   if (error == 0) {
@@ -108,19 +89,24 @@ void overwrite(const std::string& path, const std::string& text) {
 
 }  // namespace
 
+void preview::setPlatformResult(const PlatformResult& result) { platformResult() = result; }
+
+preview::Recording& preview::recording() {
+  static auto* theRecording = new Recording;
+  return *theRecording;
+}
+
 ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<std::string>& arguments) {
-  preview::RecordedChild child;
   if (!executable) {
-    log(LogLevel::Error, "Failed to launch (null): no path given.");
-    _error = "no path given";
+    _error = logFailedLaunch(executable, 0);
     return;
   }
+  preview::RecordedChild child;
   child.commandLine = {*executable};
   child.commandLine.insert(child.commandLine.end(), arguments.begin(), arguments.end());
   if (const int error = launchError(*executable)) {
-    child.error = _error = errorText(error);
-    log(LogLevel::Error, "Failed to launch %s: %s.", executable->c_str(), child.error->c_str());
-  } else if (const preview::PlatformResult& result = preview::platformResult();
+    child.error = _error = logFailedLaunch(executable, error);
+  } else if (const preview::PlatformResult& result = platformResult();
              *executable == result.launcher && isUpdate(arguments) && result.code) {
     overwrite(result.file, "rc=" + *result.code + "\n");
   }
@@ -133,24 +119,17 @@ void ChildProcess::waitUntilExit() { _pid = -1; }  // nothing was started
 
 void ignoreTerminalStops() {}  // no child reads the terminal
 
-OptionalString runAndWait(const OptionalString& executable, const std::vector<std::string>& arguments) {
-  return ChildProcess(executable, arguments).error();
-}
-
 void runShellCommand(const std::string& commandLine) {
-  preview::recording().children.push_back({{kShell, "-c", commandLine}, std::nullopt, false});
+  preview::recording().children.push_back({shellCommand(commandLine), std::nullopt, false});
 }
 
 OptionalString firstLineOfShellCommand(const std::string& commandLine, size_t limit) {
-  preview::RecordedChild child{{kShell, "-c", commandLine}, std::nullopt, false};
+  preview::RecordedChild child{shellCommand(commandLine), std::nullopt, commandLine == onDisk(kJavaHomeFinder)};
   OptionalString line;
-  if (commandLine == onDisk(kJavaHomeFinder)) {
-    child.isAsked = true;
+  if (child.isAsked) {
     const preview::Answer answer = preview::ask(child.commandLine, limit);
     child.error = answer.error;
-    if (!answer.output.empty()) {
-      line = answer.output.substr(0, std::min(answer.output.find('\n'), answer.output.find('\0')));
-    }
+    if (!answer.output.empty()) line = firstLineOf(answer.output);
   }
   preview::recording().children.push_back(std::move(child));
   return line;

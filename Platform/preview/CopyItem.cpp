@@ -1,13 +1,7 @@
-#include <fcntl.h>
-
 #include <cerrno>
 
-#include "Platform/FileManager.h"
 #include "Platform/UserIdentity.h"
 #include "Platform/posix/FileChanges.h"
-#include "Platform/posix/FileErrors.h"
-#include "Platform/posix/FileJudgements.h"
-#include "Platform/posix/RepairedFolder.h"
 #include "Platform/preview/Layer.h"
 #include "Support/Path.h"
 
@@ -22,7 +16,7 @@ namespace {
 
 /// A name in a folder, and its path for the policy and for messages.
 struct Target {
-  std::optional<Entry> folder;
+  Entry folder;
   std::string name;
   std::string path;
 };
@@ -30,34 +24,24 @@ struct Target {
 /// One copy into the layer, with the same outcomes as the copy on disk: see Platform/posix/CopyItem.cpp.
 class Copy {
  public:
-  explicit Copy(bool isTrustNeeded) : _isTrustNeeded(isTrustNeeded) {}
+  Copy(bool isTrustNeeded, CopyOutcome& outcome) : _isTrustNeeded(isTrustNeeded), _outcome(outcome) {}
 
   /// \return whether the copy continues with the next item.
   bool copyEntry(const Entry& source, const std::string& path, const Target& target, bool isTop) {
     if (source.isFolder()) return copyFolder(source, path, target, isTop);
-    if (isTop && _isTrustNeeded) return distrust(path);
+    if (isTop && _isTrustNeeded) return _outcome.distrust(path);
     const int error = source.isFile() || source.isLink() ? copyPlain(source, target) : ENOTSUP;
-    return error == 0 || policyAllows(writingError("Copy to", target.path, error), path, target.path);
+    return error == 0 || _outcome.continuesUnwritten(error, path, target.path);
   }
-
-  bool policyAllows(const FileError& error, const std::string& source, const std::string& target) {
-    const CopyPolicy policy = copyPolicy();
-    if (policy != nullptr && policy(error, source, target)) return true;
-    _error = error;
-    return false;
-  }
-
-  const FileError& error() const { return _error; }
-  bool isDistrusted() const { return _isDistrusted; }
 
  private:
   /// \return 0 when the name is free and an entry can be added under it; otherwise the number of the error.
   static int nameError(const Target& target) {
     if (target.name.empty()) return ENOENT;
     Entry inTheWay;
-    const int error = layer().find(*target.folder, target.name, &inTheWay);
+    const int error = layer().find(target.folder, target.name, &inTheWay);
     if (error == 0) return EEXIST;
-    return error != ENOENT ? error : layer().writeError(*target.folder);
+    return error != ENOENT ? error : layer().writeError(target.folder);
   }
 
   int copyPlain(const Entry& source, const Target& target) {
@@ -66,41 +50,32 @@ class Copy {
     }
     if (const int error = nameError(target)) return error;
     Entry copy;
-    if (const int error = layer().copyOf(source, *target.folder, &copy)) return error;
+    if (const int error = layer().copyOf(source, target.folder, &copy)) return error;
     if (_isOneRule) return 0;
     const mode_t type = copy.status.st_mode & S_IFMT;
-    copy.status.st_ino = layer().newStatus(*target.folder, type).st_ino;
-    layer().put(*target.folder, target.name, std::move(copy));
+    copy.status.st_ino = layer().newStatus(target.folder, type).st_ino;
+    layer().put(target.folder, target.name, std::move(copy));
     return 0;
   }
 
-  bool distrust(const std::string& path) {
-    _isDistrusted = true;
-    _error = readingError("Copy", path, EPERM);
-    return false;
-  }
-
   bool copyFolder(const Entry& source, const std::string& path, const Target& target, bool isTop) {
-    if (const int error = layer().readError(source))
-      return policyAllows(readingError("Copy", path, error), path, target.path);
+    if (const int error = layer().readError(source)) return _outcome.continuesUnread(error, path, target.path);
     const bool isTrusted = isTrustedOwner(source.status.st_uid) && (source.status.st_mode & S_IWOTH) == 0;
-    if (isTop && _isTrustNeeded && !isTrusted) return distrust(path);
+    if (isTop && _isTrustNeeded && !isTrusted) return _outcome.distrust(path);
 
     Entry folder;
     const int error = nameError(target);
     const bool isNew = error == 0;
     if (isNew && _isOneRule) {
-      if (layer().copyOf(source, *target.folder, &folder) != 0) return false;
+      if (layer().copyOf(source, target.folder, &folder) != 0) return false;
     } else if (isNew) {
-      folder.status = layer().newStatus(*target.folder, S_IFDIR | 0700);
-      layer().put(*target.folder, target.name, folder);
-      if (layer().find(*target.folder, target.name, &folder) != 0) return false;
+      folder.status = layer().newStatus(target.folder, S_IFDIR | 0700);
+      layer().put(target.folder, target.name, folder);
+      if (layer().find(target.folder, target.name, &folder) != 0) return false;
     } else {
-      if (!policyAllows(writingError("Copy to", target.path, error), path, target.path)) return false;
+      if (!_outcome.continuesUnwritten(error, path, target.path)) return false;
       if (error != EEXIST) return true;
-      if (!openFolder(target, isTop, &folder)) {
-        return policyAllows(writingError("Copy to", target.path, ENOTDIR), path, target.path);
-      }
+      if (!openFolder(target, isTop, &folder)) return _outcome.continuesUnwritten(ENOTDIR, path, target.path);
     }
     if (isTop) {
       _target = Layer::id(folder.status);
@@ -116,11 +91,11 @@ class Copy {
       const std::string itemPath = path + "/" + name;
       const int findError = layer().find(source, name, &item);
       isDone = findError == 0 ? copyEntry(item, itemPath, itemTarget, /*isTop=*/false)
-                              : policyAllows(readingError("Copy", itemPath, findError), itemPath, itemTarget.path);
+                              : _outcome.continuesUnread(findError, itemPath, itemTarget.path);
       if (!isDone && _stop.empty()) _stop = source.machinePath + "/" + name;
       return isDone;
     });
-    if (!isRead) return policyAllows(readingError("Copy", path, EACCES), path, target.path);
+    if (!isRead) return _outcome.continuesUnread(EACCES, path, target.path);
     if (!_isOneRule || isTop) finish(folder, isDone || isNew ? &source : nullptr);
     return isDone;
   }
@@ -136,7 +111,7 @@ class Copy {
   /// earlier.
   void finish(const Entry& folder, const Entry* source) {
     Place place;
-    if (layer().find(folder.path, Layer::Links::Kept, &place) != 0 || !place.folder) return;
+    if (layer().find(folder.path, Links::Kept, &place) != 0 || !place.folder) return;
     Entry& copy = *place.entry;
     const struct stat before = copy.status;
     if (source != nullptr) layer().copyAttributes(source->status, &copy);
@@ -153,16 +128,15 @@ class Copy {
   /// Finds the folder of the target. The top of the copy may be a link to a folder. Links below it are not followed,
   /// because they could lead out of the target.
   static bool openFolder(const Target& target, bool isTop, Entry* folder) {
-    if (!isTop) return layer().find(*target.folder, target.name, folder) == 0 && folder->isFolder();
+    if (!isTop) return layer().find(target.folder, target.name, folder) == 0 && folder->isFolder();
     Place place;
-    if (layer().find(target.path, Layer::Links::Followed, &place) != 0 || !place.entry->isFolder()) return false;
+    if (layer().find(target.path, Links::Followed, &place) != 0 || !place.entry->isFolder()) return false;
     *folder = *place.entry;
     return true;
   }
 
-  FileError _error;
   bool _isTrustNeeded;
-  bool _isDistrusted = false;
+  CopyOutcome& _outcome;
   Layer::Id _target{};
   bool _isOneRule = false;  // whether the copy is stored as one rule, without the entries of the copied folder
   std::string _source;      // the copied folder
@@ -171,27 +145,18 @@ class Copy {
 
 }  // namespace
 
-bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, bool* isDistrusted,
-              FileError* error) {
-  Copy copy(isTrustNeeded);
-  const std::string from = path::appending(source, "");  // a slash at the end makes no difference
-  const std::string to = path::appending(target, "");
-  Place sourcePlace;
-  if (const int findError = layer().find(from, Layer::Links::Kept, &sourcePlace)) {
-    if (error != nullptr) *error = readingError("Copy", from, findError);
+bool copyFrom(const std::string& source, const std::string& target, bool isTrustNeeded, CopyOutcome& outcome) {
+  Place from;
+  if (const int error = layer().find(source, Links::Kept, &from)) {
+    outcome.error = readingError("Copy", source, error);
     return false;
   }
-  const std::string parent = path::deletingLastComponent(to);
-  Place parentPlace;
-  int openError = layer().find(parent.empty() ? "." : parent, Layer::Links::Followed, &parentPlace);
-  if (openError == 0 && !parentPlace.entry->isFolder()) openError = ENOTDIR;
-  if (openError == 0) openError = layer().readError(*parentPlace.entry);
-  const bool isDone = openError == 0 ? copy.copyEntry(*sourcePlace.entry, from,
-                                                      {parentPlace.entry, path::lastComponent(to), to}, /*isTop=*/true)
-                                     : copy.policyAllows(writingError("Copy to", to, openError), from, to);
-  *isDistrusted = copy.isDistrusted();
-  if (!isDone && error != nullptr) *error = copy.error();
-  return isDone;
+  Entry folder;
+  if (const int error = layer().openFolder(folderOf(target), &folder)) {
+    return outcome.continuesUnwritten(error, source, target);
+  }
+  return Copy(isTrustNeeded, outcome)
+      .copyEntry(*from.entry, source, {folder, path::lastComponent(target), target}, /*isTop=*/true);
 }
 
 }  // namespace hotfix::platform

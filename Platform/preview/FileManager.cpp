@@ -8,8 +8,6 @@
 #include <exception>
 
 #include "Platform/posix/FileChanges.h"
-#include "Platform/posix/FileErrors.h"
-#include "Platform/posix/FileJudgements.h"
 #include "Platform/preview/Layer.h"
 #include "Support/Path.h"
 
@@ -17,23 +15,9 @@ namespace hotfix::platform {
 
 using preview::Entry;
 using preview::layer;
-using preview::Layer;
 using preview::Place;
 
 namespace {
-
-constexpr Layer::Links kFollowed = Layer::Links::Followed;
-constexpr Layer::Links kKept = Layer::Links::Kept;
-
-/// Finds the folder for a new name, with the errors of opening it.
-int findFolder(const std::string& path, Entry* folder) {
-  Place place;
-  const std::string text = path.empty() ? "." : path;
-  if (const int error = layer().find(text, kFollowed, &place)) return error;
-  if (!place.entry->isFolder()) return ENOTDIR;
-  *folder = *place.entry;
-  return layer().readError(*folder);
-}
 
 /// Puts a new file into a folder, see Platform/posix/FileManager.cpp.
 ///
@@ -61,11 +45,9 @@ bool writeAtomically(const Entry& folder, const std::string& name, const Entry* 
   Entry file;
   file.status = layer().newStatus(folder, S_IFREG | newMode);
   if (replaced != nullptr) {
-    const struct stat& old = replaced->status;
-    const bool isOwnerKept = layer().mayGive(file.status, old.st_uid, old.st_gid);
-    if (isOwnerKept) file.status.st_uid = old.st_uid;
-    if (layer().mayGive(file.status, file.status.st_uid, old.st_gid)) file.status.st_gid = old.st_gid;
-    file.status.st_mode = S_IFREG | adoptedMode(old, isOwnerKept && !(isThere && inTheWay.isLink()));
+    struct stat old = replaced->status;
+    if (isThere && inTheWay.isLink()) old.st_mode &= 0777U;
+    layer().copyAttributes(old, &file);
   }
   file.status.st_size = static_cast<off_t>(bytes->size());
   file.content = std::move(bytes);
@@ -79,13 +61,13 @@ bool writeAtomically(const std::string& path, Adopted adopted,
                      const std::function<bool(const PartWriter& write)>& produce) {
   const std::string name = path::lastComponent(path);
   Entry folder;
-  if (name.empty() || findFolder(path::deletingLastComponent(path), &folder) != 0) return false;
+  if (name.empty() || layer().openFolder(folderOf(path), &folder) != 0) return false;
   Entry old;
   int error = layer().find(folder, name, &old);
   const bool isTrustNeeded = adopted == Adopted::FromTrustedFile;
   if (error == 0 && old.isLink() && !isTrustNeeded) {
     Place target;
-    error = layer().find(folder.path + "/" + name, kFollowed, &target);
+    error = layer().find(folder.path + "/" + name, Links::Followed, &target);
     if (error == 0) old = *target.entry;
   }
   if (error != 0 && error != ENOENT && error != ENOTDIR && error != ELOOP) return false;
@@ -95,57 +77,32 @@ bool writeAtomically(const std::string& path, Adopted adopted,
 
 // ----- Questions -----
 
-namespace {
-
-/// As stat(2). \return 0 or the number of the error.
-int look(const std::string& path, struct stat* status) {
-  if (layer().isUntouched()) return stat(path.c_str(), status) == 0 ? 0 : errno;
+int examine(const std::string& path, Links links, struct stat* status) {
+  if (layer().isUntouched()) {
+    const int result = links == Links::Followed ? stat(path.c_str(), status) : lstat(path.c_str(), status);
+    return result == 0 ? 0 : errno;
+  }
   Place place;
-  const int error = layer().find(path, kFollowed, &place);
+  const int error = layer().find(path, links, &place);
   if (error == 0) *status = place.entry->status;
   return error;
 }
 
-}  // namespace
-
-bool exists(const std::string& path) {
-  struct stat status;
-  return look(path, &status) == 0;
-}
-
-std::optional<FileError> lookUpError(const std::string& path) {
-  struct stat status;
-  const int error = look(path, &status);
-  if (error == 0) return std::nullopt;
-  return readingError("Look up", path, error);
-}
-
-bool isKnownMissing(const std::string& path) {
-  struct stat status;
-  const int error = look(path, &status);
-  return error == ENOENT || error == ENOTDIR;
-}
-
-bool isUnused(const std::string& path) {
-  Place place;
-  return layer().find(path, kKept, &place) == ENOENT;
-}
-
-bool isFolder(const std::string& path) {
-  struct stat status;
-  return look(path, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 OptionalString resolvedPath(const std::string& path) {
   Place place;
-  if (layer().find(path, kFollowed, &place) != 0) return std::nullopt;
+  if (layer().find(path, Links::Followed, &place) != 0) return std::nullopt;
   return place.entry->path;
 }
 
 std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {
-  Place place;
-  if (layer().find(path, kFollowed, &place) != 0 || !place.entry->isFolder()) return std::nullopt;
-  return layer().names(*place.entry);
+  std::vector<std::string> names;
+  Entry folder;
+  const bool isRead =
+      layer().openFolder(path, &folder) == 0 && layer().visitNames(folder, [&](const std::string& name) {
+        names.push_back(name);
+        return true;
+      });
+  return isRead ? std::optional<std::vector<std::string>>(std::move(names)) : std::nullopt;
 }
 
 // ----- Folders -----
@@ -153,7 +110,7 @@ std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {
 int makeFolder(const std::string& path) {
   Place place;
   const std::string item = path::appending(path, "");  // a slash at the end makes no difference
-  const int error = layer().find(item, kKept, &place);
+  const int error = layer().find(item, Links::Kept, &place);
   if (error == 0) return EEXIST;
   if (error != ENOENT || !place.folder) return error;
   if (const int writeError = layer().writeError(*place.folder)) return writeError;
@@ -166,7 +123,7 @@ int makeFolder(const std::string& path) {
 bool removeItem(const std::string& path, FileError* error) {
   const std::string item = path::appending(path, "");  // with a slash at its end a link would be followed
   Place place;
-  int errorNumber = item.empty() ? ENOENT : layer().find(item, kKept, &place);
+  int errorNumber = item.empty() ? ENOENT : layer().find(item, Links::Kept, &place);
   if (errorNumber == 0 && !place.folder) errorNumber = EBUSY;
   if (errorNumber == 0) errorNumber = layer().removeError(*place.folder, *place.entry);
   if (errorNumber == 0) {
@@ -181,7 +138,7 @@ bool removeItem(const std::string& path, FileError* error) {
 
 OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
   Place place;
-  if (layer().find(path, kFollowed, &place) != 0 || !place.entry->isFile()) return std::nullopt;
+  if (layer().find(path, Links::Followed, &place) != 0 || !place.entry->isFile()) return std::nullopt;
   if (layer().readError(*place.entry) != 0) return std::nullopt;
   return layer().contents(*place.entry, mostBytes);
 }
@@ -189,7 +146,7 @@ OptionalString readFile(const std::string& path, std::uint64_t mostBytes) {
 OptionalString readTrustedFile(const std::string& path, bool* isDistrusted) {
   *isDistrusted = false;
   Place place;
-  if (layer().find(path, kKept, &place) != 0) return std::nullopt;
+  if (layer().find(path, Links::Kept, &place) != 0) return std::nullopt;
   if (place.entry->isLink() || layer().readError(*place.entry) != 0 || !isTrustedFile(place.entry->status)) {
     *isDistrusted = true;
     return std::nullopt;
@@ -208,7 +165,7 @@ struct FileBelow::Place {
 
 FileBelow::FileBelow(const std::string& folder, const std::string& relativePath) : _place(std::make_unique<Place>()) {
   _place->path = path::appending(folder, relativePath);
-  if (findFolder(folder, &_place->folder) != 0) return;
+  if (layer().openFolder(folder, &_place->folder) != 0) return;
   std::string rest = relativePath;
   for (size_t slash = rest.find('/'); slash != std::string::npos; slash = rest.find('/')) {
     Entry below;

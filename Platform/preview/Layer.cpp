@@ -11,7 +11,7 @@
 #include <iterator>
 
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/FileJudgements.h"
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/RepairedFolder.h"
 #include "Platform/posix/SystemHabits.h"
 #include "Support/Path.h"
@@ -163,6 +163,14 @@ int Layer::find(const std::string& path, Links links, Place* place) const {
   return 0;
 }
 
+int Layer::openFolder(const std::string& path, Entry* folder) const {
+  Place place;
+  if (const int error = find(path, Links::Followed, &place)) return error;
+  if (!place.entry->isFolder()) return ENOTDIR;
+  *folder = *place.entry;
+  return readError(*folder);
+}
+
 const Layer::Node* Layer::nodeOf(const Entry& folder, const std::string& name) const {
   const auto changed = _folders.find(id(folder.status));
   if (changed == _folders.end()) return nullptr;
@@ -259,15 +267,6 @@ bool Layer::visitNames(const Entry& folder, const NameVisitor& visit) const {
     if (node.entry) goesOn = visit(name);
   }
   return true;
-}
-
-std::optional<std::vector<std::string>> Layer::names(const Entry& folder) const {
-  std::vector<std::string> result;
-  const bool isRead = visitNames(folder, [&result](const std::string& name) {
-    result.push_back(name);
-    return true;
-  });
-  return isRead ? std::optional<std::vector<std::string>>(std::move(result)) : std::nullopt;
 }
 
 std::vector<std::string> Layer::changedNames(const struct stat& folder) const {

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/posix/FileChanges.h"
 #include "Platform/posix/WantedAttributes.h"
 #include "Support/OptionalString.h"
 
@@ -78,19 +79,17 @@ class Layer {
 
   // ----- Reading -----
 
-  enum class Links { Followed, Kept };
-
-  /// Finds the entry at a path. \a links says whether a link as the last component is followed. \a place is filled as
-  /// far as it is known, also when the result is ENOENT.
+  /// Finds the entry at a path. \a place is filled as far as it is known, also when the result is ENOENT.
   int find(const std::string& path, Links links, Place* place) const;
 
   /// Finds a name in a folder. A link is not followed.
   int find(const Entry& folder, const std::string& name, Entry* found) const;
 
-  /// The names in a folder. Those of the machine are in the machine's order.
-  std::optional<std::vector<std::string>> names(const Entry& folder) const;
+  /// Finds a folder, with the errors of opening it.
+  int openFolder(const std::string& path, Entry* folder) const;
 
-  /// The same one by one, until \a visit returns false. \return false when the folder cannot be read.
+  /// Visits the names in a folder until \a visit returns false. Those of the machine are in the machine's order.
+  /// \return false when the folder cannot be read.
   using NameVisitor = std::function<bool(const std::string& name)>;
   bool visitNames(const Entry& folder, const NameVisitor& visit) const;
 

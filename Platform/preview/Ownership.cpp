@@ -248,7 +248,7 @@ class PreviewVisitor : public FolderVisitor {
 
 bool setAttributes(const std::string& path, const Attributes& attributes) {
   Place place;
-  if (layer().find(path, Layer::Links::Kept, &place) != 0 || !place.folder) return false;
+  if (layer().find(path, Links::Kept, &place) != 0 || !place.folder) return false;
   const WantedAttributes wanted(attributes);
   const struct stat& status = place.entry->status;
   if (wanted.isRight(status)) return true;
@@ -259,15 +259,12 @@ bool setAttributes(const std::string& path, const Attributes& attributes) {
 }
 
 RepairOutcome setAttributesBelow(const std::string& folder, const Attributes& attributes) {
-  RepairOutcome outcome;
-  outcome.folder = folder;
   const WantedAttributes wanted(attributes);
-  if (wanted.hasOwner()) outcome.owner = attributes.owner;
-  if (wanted.hasGroup()) outcome.group = attributes.group;
+  RepairOutcome outcome = wanted.outcomeFor(folder, attributes);
   Place place;
-  if (layer().find(folder, Layer::Links::Followed, &place) != 0 || !place.entry->isFolder()) return outcome;
+  if (layer().find(folder, Links::Followed, &place) != 0 || !place.entry->isFolder()) return outcome;
   layer().unfoldCopies(place.entry->path);
-  (void)layer().find(folder, Layer::Links::Followed, &place);
+  (void)layer().find(folder, Links::Followed, &place);
   RecordedRepair record;
   record.folder = folder;
   PreviewVisitor visitor(wanted, place.entry->path == "/" ? "" : place.entry->path, record, outcome);

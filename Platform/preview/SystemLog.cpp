@@ -1,30 +1,18 @@
-#include "Platform/SystemLog.h"
-
 #include <fcntl.h>
-#include <unistd.h>
-
-#include <cstdarg>
 
 #include "Platform/posix/Descriptors.h"
-#include "Platform/posix/FileJudgements.h"
-#include "Platform/posix/LogMessage.h"
+#include "Platform/posix/FileChanges.h"
+#include "Platform/posix/SystemLogSink.h"
 #include "Platform/preview/Layer.h"
 #include "Platform/preview/Preview.h"
-#include "Support/Path.h"
 
 namespace hotfix::platform {
 
 using preview::Entry;
 using preview::layer;
-using preview::Layer;
 using preview::Place;
 
-void log(LogLevel level, const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  preview::recording().log.push_back({level, formattedMessage(format, arguments)});
-  va_end(arguments);
-}
+void logMessage(LogLevel level, const std::string& message) { preview::recording().log.push_back({level, message}); }
 
 void addLogFile(int) {}
 
@@ -32,7 +20,7 @@ void removeLogFile(int) {}
 
 int openTraceFile(const std::string& path) {
   Place place;
-  const int error = layer().find(path, Layer::Links::Kept, &place);
+  const int error = layer().find(path, Links::Kept, &place);
   if ((error != 0 && error != ENOENT) || !place.folder) return -1;
   Entry trace;
   if (error == 0 && place.entry->status.st_nlink == 1 && isOwnTraceFile(place.entry->status) &&

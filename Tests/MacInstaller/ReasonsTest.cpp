@@ -66,7 +66,7 @@ TEST(ReasonsTest, SudoIsNamedOnlyWhereRootsRightsAreMissing) {
     EXPECT_EQ(absenceReason(path, ""), path + " cannot be reached: " + std::strerror(EACCES) + "; run it with sudo");
   });
   const platform::FileError refusal{platform::kNoWritePermission, "", "words"};
-  const platform::FileError other{platform::kReadOnlyVolume, "", "words"};
+  const platform::FileError other{platform::kOtherWritingFailure, "", "words"};
   const platform::FileError protection{platform::kNoWritePermission, "", "words", true};
   EXPECT_EQ(systemReason(refusal), isRoot() ? "words" : "words; run it with sudo");
   EXPECT_EQ(systemReason(other), "words");

@@ -247,7 +247,7 @@ TEST_F(CopyItemTest, FolderThatCannotBeMadeIsAskedOnce) {
   const std::string tooLong(300, 'n');
   answer = [](int) { return true; };
   EXPECT_EQ(codeOfCopy("source", tooLong), 0);
-  EXPECT_THAT(questions, ElementsAre(Question{platform::kInvalidNameWhileWriting, "source", tooLong}));
+  EXPECT_THAT(questions, ElementsAre(Question{platform::kOtherWritingFailure, "source", tooLong}));
 }
 
 TEST_F(CopyItemTest, FileInTheMiddleOfTheTargetIsAWritingFailure) {

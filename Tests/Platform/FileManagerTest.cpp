@@ -264,7 +264,7 @@ TEST_F(FileManagerTest, TildeIsAnOrdinaryCharacter) {
 }
 
 TEST_F(FileManagerTest, ParentsStayWhenTheFolderCannotBeMade) {
-  EXPECT_EQ(codeOfCreateFolder("a/b/" + kTooLongName, Parents::Created), platform::kInvalidNameWhileWriting);
+  EXPECT_EQ(codeOfCreateFolder("a/b/" + kTooLongName, Parents::Created), platform::kOtherWritingFailure);
   EXPECT_TRUE(platform::isFolder(folder / "a/b"));
 }
 

@@ -150,15 +150,6 @@ TEST_F(OwnershipByRootTest, OwnerOrGroupAloneLeavesTheRest) {
   EXPECT_EQ(has("file"), text(0, other.gid, 0640));
 }
 
-TEST_F(OwnershipByRootTest, SetIdBitsOfTheModeOutliveTheChangeOfOwner) {
-  folder.makeFile("tree/file", "", 0600);
-  folder.makeFile("single", "", 0600);
-  EXPECT_TRUE(setAttributes(folder / "single", ofOther(06755)));
-  EXPECT_EQ(has("single"), text(other.uid, other.gid, 06755));
-  EXPECT_TRUE(setAttributesBelow(folder / "tree", ofOther(06755)));
-  EXPECT_EQ(has("tree/file"), text(other.uid, other.gid, 06755));
-}
-
 TEST_F(OwnershipByRootTest, FirstFailedStepLeavesTheOwner) {
   folder.makeFile("file", "", 0600);
   own("file", other.uid, other.gid);

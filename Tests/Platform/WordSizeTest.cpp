@@ -6,14 +6,14 @@
 //                                        |                                  | LargeFileGetsItsAttributes
 // FileManager: writeFileAtomically       | what it replaces passes for new  | LargeFileIsReplacedAndItsModeKept
 // FileManager: contentsOf                | size cut to 32 bits              | LargeFileIsNotRead
-// FileCopy: copyData                     | offset past 2 GiB: an error      | LargeFileIsCopied
+// EntryChanges: copyData                 | offset past 2 GiB: an error      | LargeFileIsCopied
 // SystemLog: openTraceFile               | size, and offset from then on    | TraceOfLargeSizeIs...
 // Descriptors: writeAll                  | offset past 4 GiB                | LineIsPrintedBehindFourGibibytes
 // Descriptors: namesIn; FolderWalk       | place in a folder cut to 32 bits | EveryNameOfALargeFolderIsSeenOnce
 // readdir, stat; CopyItem: isTarget      | node cut to 32 bits              | NodesAboveThirtyTwoBitsAre...
 // chown, stat; UserIdentity: SUDO_UID    | id: 16 bits, or with a sign      | LargeOwnerAndGroupAreSeenAndKept
 // stat and all that ask it               | time past 2038: an error         | ...OfAnotherAge..., TimesBefore1902...
-// FileCopy: futimens, utimensat          | time: 1901 to 2038               | CopyKeepsFarTimes, TimesBefore1902...
+// EntryChanges: futimens, utimensat      | time: 1901 to 2038               | CopyKeepsFarTimes, TimesBefore1902...
 // LocalTime: time, localtime_r           | time: until 2038                 | SystemTimeGoesPast2038
 // InstallUtil, SystemLog: a time as text | nothing but what LocalTime has   | TraceLineAfter2038IsOfThatTime
 // PropertyList: reader and writer        | integer as a long                | IntegersAround...AreKept

@@ -7,7 +7,7 @@
 
 #include "Platform/SystemPaths.h"
 #include "Platform/UserIdentity.h"
-#include "Platform/posix/BundleProtection.h"
+#include "Platform/posix/SystemHabits.h"
 #include "Platform/posix/SystemLogSink.h"
 
 namespace hotfix {

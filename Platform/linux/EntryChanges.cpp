@@ -1,15 +1,12 @@
-#include "Platform/posix/FileCopy.h"
+#include "Platform/posix/EntryChanges.h"
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <string>
-
-#include "Platform/posix/Descriptors.h"
-#include "Platform/posix/EntryAttributes.h"
-#include "Platform/posix/FileJudgements.h"
 
 namespace hotfix::platform {
 
@@ -28,6 +25,13 @@ int copyByReading(int from, int to) {
   }
 }
 
+}  // namespace
+
+int renameIfFree(int folder, const char* name, const char* newName) {
+  if (renameat2(folder, name, folder, newName, RENAME_NOREPLACE) == 0) return 0;
+  return errno == EINVAL || errno == ENOSYS ? ENOTSUP : errno;  // EINVAL comes from a file system, see renameat2(2)
+}
+
 int copyData(int from, int to, off_t size) {
   if (size == 0) return copyByReading(from, to);  // may be a file below /proc, which is longer than its size
   for (off_t copied = 0;;) {
@@ -42,7 +46,7 @@ int copyData(int from, int to, off_t size) {
   }
 }
 
-/// Access control lists are extended attributes too.
+// Access control lists are extended attributes too.
 void copyExtendedAttributes(int from, int to) {
   if (flistxattr(from, nullptr, 0) <= 0) return;  // nearly always
   std::string names(kChunk / 16, '\0');           // more than the kernel ever lists
@@ -56,38 +60,26 @@ void copyExtendedAttributes(int from, int to) {
   }
 }
 
-}  // namespace
-
-int copyFileAndAttributes(int from, int to, const struct stat& source) {
-  const int error = copyData(from, to, source.st_size);
-  if (error == 0) copyAttributes(from, to, source);
-  return error;
-}
-
-int renameIfFree(int folder, const char* name, const char* newName) {
-  if (renameat2(folder, name, folder, newName, RENAME_NOREPLACE) == 0) return 0;
-  return errno == EINVAL || errno == ENOSYS ? ENOTSUP : errno;  // EINVAL comes from a file system, see renameat2(2)
-}
-
-void copyAttributes(int from, int to, const struct stat& source) {
-  const bool isOwnerKept = fchown(to, source.st_uid, source.st_gid) == 0;
-  if (!isOwnerKept) (void)!fchown(to, static_cast<uid_t>(-1), source.st_gid);
-  copyExtendedAttributes(from, to);  // after the owner, because a change of the owner removes a program's capabilities
-  (void)fchmod(to, adoptedMode(source, isOwnerKept));
+void copyTimes(int to, const struct stat& source) {
   const struct timespec times[] = {source.st_atim, source.st_mtim};
-  (void)futimens(to, times);
+  // futimens(3) refuses the handle of a link. Before Linux 5.8, utimensat(2) refuses other files without a path.
+  if (futimens(to, times) != 0) (void)utimensat(to, "", times, AT_EMPTY_PATH);
 }
 
 void copyFlags(int, const struct stat&) {}  // no flags that stat(2) tells of
 
-void copyLinkAttributes(int folder, const char* name, const struct stat& source) {
-  // Examined again through a handle: in a shared folder, another user may have replaced the entry.
-  const ScopedFd held = openHandle(folder, name);
-  struct stat status;
-  if (!held || fstat(held.get(), &status) != 0 || !S_ISLNK(status.st_mode) || status.st_nlink != 1) return;
-  (void)changeHeldOwner(held.get(), source.st_uid, source.st_gid);
-  const struct timespec times[] = {source.st_atim, source.st_mtim};
-  (void)utimensat(held.get(), "", times, AT_EMPTY_PATH);
+bool setHandleMode(int held, mode_t mode) {
+  // fchmod(2) refuses such a descriptor, but proc(5) gives the path of its entry. If /proc is not mounted,
+  // fchmodat2(2) (Linux 6.6) changes the mode.
+  const std::string path = "/proc/self/fd/" + std::to_string(held);
+  if (chmod(path.c_str(), mode) == 0) return true;
+  if (errno != ENOENT) return false;
+  constexpr long kFchmodat2 = 452;  // the same number on every architecture; too new for the C library's headers
+  return syscall(kFchmodat2, held, "", mode, AT_EMPTY_PATH) == 0;
+}
+
+bool changeHeldOwner(int held, uid_t owner, gid_t group) {
+  return fchownat(held, "", owner, group, AT_EMPTY_PATH) == 0;
 }
 
 }  // namespace hotfix::platform

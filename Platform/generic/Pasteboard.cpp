@@ -29,30 +29,20 @@ bool isPrivateFolder(const std::string& path) {
          (status.st_mode & 077U) == 0;
 }
 
-enum class IfMissing { MakeFolder, Leave };
-
-/// File of a pasteboard, in a private folder; none when there is no such folder.
-OptionalString storeFile(const std::string& pasteboard, IfMissing ifMissing) {
+/// File of a pasteboard, in a private folder; none when there is no such folder and it is not made.
+OptionalString storeFile(const std::string& pasteboard, bool isFolderMade = false) {
   const std::string name = path::lastComponent(pasteboard) + ".plist";
   const std::string runtimeFolder = onDisk("/run/user/" + std::to_string(geteuid()));
   if (isPrivateFolder(runtimeFolder)) return path::appending(runtimeFolder, name);
   const OptionalString home = homeFolder();
   if (!home) return std::nullopt;
   const std::string folder = onDisk(*home + "/Library/Pasteboards");
-  if (ifMissing == IfMissing::MakeFolder && !exists(folder)) {
+  if (isFolderMade && !exists(folder)) {
     (void)createFolder(path::deletingLastComponent(folder), Parents::Created);
     (void)mkdir(folder.c_str(), 0700);
   }
   if (!isPrivateFolder(folder)) return std::nullopt;
   return path::appending(folder, name);
-}
-
-/// The stored dictionary; none if there is none, or if the file does not belong to the user.
-std::optional<PropertyListValue::Dictionary> readStore(const OptionalString& file) {
-  if (!file) return std::nullopt;
-  struct stat status;
-  if (lstat(file->c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != geteuid()) return std::nullopt;
-  return readDictionary(*file);
 }
 
 /// The stores for which this process has declared a type, and its random text in each.
@@ -66,12 +56,13 @@ OwnedStores& ownedStores() {
   return *stores;
 }
 
-/// The content of the store under a type.
+/// The content of the store under a type; empty also if the file does not belong to the user.
 PropertyListValue::Array contentOf(const OptionalString& file, const std::string& type) {
-  const auto store = readStore(file);
-  if (!store) return {};
-  const auto content = store->find(type);
-  const PropertyListValue::Array* values = content != store->end() ? content->second.asArray() : nullptr;
+  struct stat status;
+  if (!file || lstat(file->c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != geteuid()) return {};
+  const auto store = readDictionary(*file);
+  if (!store || store->count(type) == 0) return {};
+  const PropertyListValue::Array* values = store->find(type)->second.asArray();
   return values != nullptr ? *values : PropertyListValue::Array();
 }
 
@@ -86,7 +77,7 @@ void writeStore(const std::string& file, const std::string& type, PropertyListVa
 }  // namespace
 
 void declarePasteboardType(const std::string& pasteboard, const std::string& type) {
-  const OptionalString file = storeFile(pasteboard, IfMissing::MakeFolder);
+  const OptionalString file = storeFile(pasteboard, /*isFolderMade=*/true);
   if (!file) return;
   const std::lock_guard<std::mutex> lock(ownedStores().mutex);
   const std::string owner = ownedStores().ownersByFile[*file] = randomName("");
@@ -94,7 +85,7 @@ void declarePasteboardType(const std::string& pasteboard, const std::string& typ
 }
 
 void setPasteboardPropertyList(const std::string& pasteboard, const std::string& type, const PropertyListValue& value) {
-  const OptionalString file = storeFile(pasteboard, IfMissing::Leave);
+  const OptionalString file = storeFile(pasteboard);
   if (!file) return;
   const std::lock_guard<std::mutex> lock(ownedStores().mutex);
   const auto owned = ownedStores().ownersByFile.find(*file);
@@ -107,7 +98,7 @@ void setPasteboardPropertyList(const std::string& pasteboard, const std::string&
 }
 
 std::optional<PropertyListValue> pasteboardPropertyList(const std::string& pasteboard, const std::string& type) {
-  const PropertyListValue::Array content = contentOf(storeFile(pasteboard, IfMissing::Leave), type);
+  const PropertyListValue::Array content = contentOf(storeFile(pasteboard), type);
   if (content.size() < 2) return std::nullopt;
   return content[1];
 }

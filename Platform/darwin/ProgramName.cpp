@@ -1,9 +1,0 @@
-#include "Platform/posix/ProgramName.h"
-
-#include <cstdlib>
-
-namespace hotfix::platform {
-
-std::string programName() { return getprogname(); }
-
-}  // namespace hotfix::platform
