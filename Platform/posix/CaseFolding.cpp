@@ -64,8 +64,7 @@ bool endsCharacter(const std::string& text, std::string_view start) {
   const std::string_view next = characterAt(text, at);
   if (next.empty()) return true;
   constexpr size_t kKoreanLetter = 3;  // bytes
-  const std::string_view before =
-      start.size() < kKoreanLetter ? std::string_view() : characterAt(start, start.size() - kKoreanLetter);
+  const std::string_view before = characterAt(start, std::max(start.size(), kKoreanLetter) - kKoreanLetter);
   return !isMark(numberOf(next)) &&
          (before.size() != kKoreanLetter || !continuesSyllable(numberOf(before), numberOf(next)));
 }

@@ -62,11 +62,8 @@ ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<s
   const ScopedBlockedSignals signals;
   int error = 0;
   if (executable) _pid = spawn(commandLine, Group::Own, kDiscarded, &error);
-  if (_pid > 0) {
-    progress::childStarted(*executable, _pid);
-  } else {
-    _error = logFailedLaunch(executable, error);
-  }
+  if (_pid <= 0) _error = logFailedLaunch(executable, error);
+  if (_pid > 0) progress::childStarted(*executable, _pid);
 }
 
 ChildProcess::~ChildProcess() { waitUntilExit(); }

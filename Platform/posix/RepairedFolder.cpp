@@ -67,9 +67,10 @@ bool containsHomes(const ScopedFd& openFolder, const struct stat& folder) {
                                 [&folder](uid_t owner) { return holdsHomeOf(accountWithId(owner), folder); });
 }
 
-// hier(7) of Linux and of macOS, on every system: a name too much costs nothing, and the disk of another system, or its
-// folders on a system that is not known here, are protected too. On macOS, /etc, /tmp and /var are links into /private,
-// and since 10.15 everything that is not part of the system is on a separate volume.
+// The names of hier(7) on Linux and on macOS, all of them on every system. A name that does not exist costs nothing. A
+// list for each system would protect less: a system that is not known here would begin without one. On macOS, /etc,
+// /tmp and /var are links into /private, and since 10.15 everything that is not part of the system is on a separate
+// volume.
 constexpr char kDataVolume[] = "/System/Volumes/Data";
 constexpr const char* kTops[] = {"/", "/private/", "/System/Volumes/Data/"};
 
