@@ -75,7 +75,7 @@ TEST_P(AttacksDataTest, DeviceFifoAndSocketAreNotOpened) {
   char event[4096];
   EXPECT_EQ(read(watch, event, sizeof event), -1) << "one of them was opened";
   close(watch);
-  EXPECT_EQ(state().at(folder + "/fifo"), kRepaired + " fifo");
+  EXPECT_EQ(state().at(folder + "/fifo"), kRepaired + " other");
   EXPECT_EQ(state().at(folder + "/socket"), kRepaired + " other");
   if (hasDevice) {
     EXPECT_EQ(state().at(folder + "/device"), kRepaired + " other");

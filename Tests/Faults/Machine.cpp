@@ -18,6 +18,7 @@
 #include <sstream>
 
 #include "Platform/SystemPaths.h"
+#include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix::machine {
 
@@ -70,35 +71,24 @@ void replaceStamps(std::string& text) {
 }
 
 void addTo(Tree& tree, const std::string& folder) {
-  DIR* const stream = opendir(folder.c_str());
-  if (stream == nullptr) return;
-  while (const dirent* found = readdir(stream)) {
-    const std::string name = found->d_name;
-    if (name == "." || name == ".." || name == kFiller) continue;
-    const std::string path = folder + "/" + name;
-    struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0) continue;
+  visitTree(folder, [&](const std::string& name, const struct stat& status) {
+    std::string path = folder + "/" + name;
+    if (path.substr(path.rfind('/') + 1) == kFiller) return false;
+    const std::string description = describeEntry(path, status);
+    const size_t content = description.find(": ");
     Entry entry;
     entry.mode = status.st_mode & 07777U;
     entry.owner = status.st_uid;
     entry.group = status.st_gid;
-    if (S_ISDIR(status.st_mode)) {
-      entry.kind = Entry::Kind::Folder;
-    } else if (S_ISLNK(status.st_mode)) {
-      char text[PATH_MAX] = {};
-      entry.kind = Entry::Kind::Link;
-      if (readlink(path.c_str(), text, sizeof text - 1) > 0) entry.text = text;
-    } else {
-      entry.kind = Entry::Kind::File;
-      entry.text = readText(path);
-      replaceStamps(entry.text);
-    }
-    std::string key = path;
-    replaceStamps(key);
-    tree[key] = entry;
-    if (entry.kind == Entry::Kind::Folder) addTo(tree, path);
-  }
-  closedir(stream);
+    entry.kind = S_ISDIR(status.st_mode)   ? Entry::Kind::Folder
+                 : S_ISLNK(status.st_mode) ? Entry::Kind::Link
+                                           : Entry::Kind::File;
+    if (content != std::string::npos) entry.text = description.substr(content + 2);
+    replaceStamps(entry.text);
+    replaceStamps(path);
+    tree[path] = entry;
+    return true;
+  });
 }
 
 void noteMinute(std::time_t moment) {
