@@ -167,7 +167,6 @@ class AttacksWalkTest : public AttacksDataTest {
     attackersPlace = "/Users/alice/place";
     root().mountMemory(attackersPlace, "mode=0755");
     makeInstance(bundle, attackersPlace + "/Client Data");
-    files().makeFile(inside("/stand-ins/note"), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> /stand-ins/record\n");
     giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), attackersPlace);
     giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), data);
     // Something to do before and after an exchanged entry.
@@ -404,7 +403,6 @@ class AttacksLinkTest : public AttacksForEachProtection {
   void SetUp() override {
     AttacksForEachProtection::SetUp();
     if (IsSkipped()) return;
-    files().makeFile(inside("/stand-ins/note"), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> /stand-ins/record\n");
     files().makeFolder(inside("/Applications"), 0775);
     giveTo(0, ThrowAwayRoot::admin(), "/Applications");
     data = "/Applications/Linked/sub";

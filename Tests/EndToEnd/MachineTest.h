@@ -47,7 +47,7 @@ struct Call {
 struct Child {
   CommandLine commandLine;
   /// The folder, in the root's files, with the state at the child's start: copies of the bundle, the data folder, the
-  /// trace file and the tool's output so far ("output"), and its own "fd", "stat", "status", "environ" and "cwd".
+  /// trace file and the tool's output so far ("output"), and its own "fd", "status" and "environ".
   std::string seen;
 };
 
@@ -99,6 +99,8 @@ class MachineTest : public ::testing::Test {
   // ----- The machine -----
 
   std::string bundle, home, data;  ///< of the instance to which calls and expectations refer
+
+  bool notesCallsOnly = false;  ///< set before SetUp: the stand-ins copy no state, which may be endless
 
   /// Makes an instance; calls and expectations then refer to it. It differs from the one above only in its paths.
   void makeInstance(const std::string& bundlePath, const std::string& dataPath);
@@ -182,22 +184,19 @@ class MachineTest : public ::testing::Test {
   Lines serviceMade();  ///< trace of a new instance service
   static Lines serviceMade(const std::string& home);
   Lines allTrace();  ///< trace of a successful run
-  static std::string cannotLaunch(const std::string& path, const std::string& reason) {
-    return "<Error>: Failed to launch " + path + ": " + reason + ".";
-  }
-
   /// Expect the output and the ending of a run after a success, or after a refusal or failure; and its children and its
-  /// trace.
-  static void expectSucceeded(const Outcome& outcome);
-  static void expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children);
-  static void expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children, const Lines& trace);
-  static void expectFailed(const Outcome& outcome, const std::string& output = kUsage);
-  static void expectFailed(const Outcome& outcome, const std::string& output, const std::vector<CommandLine>& children);
-  static void expectFailed(const Outcome& outcome, const std::string& output, const std::vector<CommandLine>& children,
-                           const Lines& trace);
+  /// trace, if given.
+  using Children = std::vector<CommandLine>;
+  static void expectSucceeded(const Outcome& outcome, const std::optional<Children>& children = std::nullopt,
+                              const std::optional<Lines>& trace = std::nullopt);
+  static void expectFailed(const Outcome& outcome, const std::string& output = kUsage,
+                           const std::optional<Children>& children = std::nullopt,
+                           const std::optional<Lines>& trace = std::nullopt);
 
   /// Expects every part of the outcome of a successful run, including the changes on the machine.
   void expectSuccess(const Outcome& outcome, const Snapshot& before);
+  /// Adds to a snapshot what every run changes: the trace file and the repaired data folder.
+  void addTraceAndRepair(Snapshot& after);
   /// The changes of a successful run on the machine.
   Lines successChanges(const Snapshot& before);
 
