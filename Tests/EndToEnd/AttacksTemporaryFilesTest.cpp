@@ -195,7 +195,7 @@ TEST_P(AttacksConfigurationTest, SudoCallerThatIsNoNumberOfHisIsNotTrusted) {
              std::to_string((1ULL << 32U) + ThrowAwayRoot::bob()), "99999999999999999999" + number, "-1",
              std::to_string(kNobodys), std::string(10000, '9')}) {
     SCOPED_TRACE(text.substr(0, 40));
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest, 0660);
+    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest, 0660);
     setRecords({{"SKIPRUNNINGCHECK", "false"}, {"installedHotfixBundleID", kPackage}});
     Call call = uninstall();
     call.environment["SUDO_UID"] = text;
@@ -274,7 +274,7 @@ TEST_P(AttacksStagingTest, FolderOfRootsThatEverybodyCanWriteIsIgnored) {
   for (const mode_t mode : {0777U, 01777U}) {
     files().makeFolder(inside(kStagingFolder), mode);
     plantFile(ThrowAwayRoot::bob(), std::string(kStagingFolder) + "/planted", "bob's\n", 04755);
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest, 0660);
+    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest, 0660);
     setRecords({{"SKIPRUNNINGCHECK", "false"}, {"installedHotfixBundleID", kPackage}});
     const Outcome outcome = expectHeld();
     const std::string warning = "<Warning>: Ignored " + std::string(kStagingFolder) +

@@ -22,9 +22,9 @@ TEST_F(ChecksTest, ProgramRunningFromTheBundleStopsTheUninstall) {
   const Snapshot before = state();
   expectFailed(run(uninstall()), kUsage, refusal(), joined({checked(), running(program), collected(), serviceMade()}));
   Snapshot after = before;  // with what the passes alone change
-  after[home + "/rcplauncher.properties"] =
-      "0664 " + owners("alice:admin") + " file: provisioning.manifest.version=" + kOldStamp +
-      "\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\n" + "vm=/opt/java\n";
+  after[home + "/rcplauncher.properties"] = "0664 " + owners("alice:admin") +
+                                            " file: provisioning.manifest.version=" + kOldStamp +
+                                            "\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\n";
   after[bundle + "/Contents/MacOS/.provisioning_rc"] = "0644 " + owners("root:root") + " file: rc=0\n";
   addTraceAndRepair(after);
   EXPECT_EQ(differences(before, state()), differences(before, after));

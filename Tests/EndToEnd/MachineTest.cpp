@@ -127,26 +127,17 @@ void MachineTest::makeInstance(const std::string& bundlePath, const std::string&
   }
   files().makeFile(inside(kNote), note);
 
-  files().makeFile(inside(bundle + "/Contents/Info.plist"),
-                   "{ CFBundleIdentifier = \"com.qor.product\"; CFBundleShortVersionString = \"6.2.1\"; }\n");
+  instance::makeFiles(bundle, data, [this](const std::string& path, const std::string& content) {
+    files().makeFile(inside(path), content);
+  });
   setLauncher("echo rc=0 > \"$result\"");
-  files().makeFile(inHome("rcplauncher.properties"),
-                   "# The platform's launcher\n\nprovisioning.manifest.version = " + std::string(kOldStamp) +
-                       "\nrcp.install.id=" + kOldStamp + "\nrcp.data=${env.HOME}/workspace\nvm=/opt/java\n",
-                   0664);
-  files().makeFile(inHome("installInfo.plist"), "", 0640);
-  setRecords({{"SKIPRUNNINGCHECK", "false"},
-              {"hotfixVersion", "6.2.1.1"},
-              {"installedHotfixBundleID", kPackage},
-              {"version", "6.2.1"}});
-  files().makeFile(inHome("collectionutility.jar"));
-  files().makeFile(inHome("deploy/install.xml"), kInstallManifest);
-  files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest, 0660);
-  for (const char* name : {"rcplauncher.properties", "installInfo.plist", "deploy/uninstall.hotfix.xml"}) {
+  const std::map<std::string, mode_t> ofAlice = {
+      {"rcplauncher.properties", 0664}, {"installInfo.plist", 0640}, {"deploy/uninstall.hotfix.xml", 0660}};
+  for (const auto& [name, mode] : ofAlice) {
+    files().makeFile(inHome(name), instance::inHome(name), mode);
     giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::admin(), home + "/" + name);
   }
-  files().makeFile(inside(data + "/.config/rcpinstall.properties"), "rcp.install.id=" + std::string(kOldStamp) + "\n",
-                   0600);
+  EXPECT_EQ(chmod((files() / inside(data + "/.config/rcpinstall.properties")).c_str(), 0600), 0);
   files().makeFile(inside(data + "/logs/one.log"), "one\n");
   files().makeFolder(inside(data + "/logs"), 0700);
 }
@@ -190,17 +181,6 @@ void MachineTest::setRecords(const Records& records) {
   files().makeFile(inHome("installInfo.plist"), recordsText(records), 0640);
 }
 
-std::string MachineTest::recordsText(const Records& records) {
-  std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-      "<plist version=\"1.0\">\n";
-  if (records.empty()) return text + "<dict/>\n</plist>\n";
-  text += "<dict>\n";
-  for (const auto& [key, value] : records) text += "\t<key>" + key + "</key>\n\t<string>" + value + "</string>\n";
-  return text + "</dict>\n</plist>\n";
-}
-
 Snapshot MachineTest::state() {
   Snapshot all = takeSnapshot(root().changedEntries());
   Snapshot result = takeSnapshot(files() / inside("/tmp"), "/tmp");
@@ -228,9 +208,7 @@ std::string MachineTest::found(const Child& child) {
   const std::string properties = files().read(foundHome + "/rcplauncher.properties");
   const std::string records = files().read(foundHome + "/installInfo.plist");
   const auto property = [&](const std::string& key) {
-    // The file of the beginning has blanks around "=".
-    std::string value = between("\n" + properties, "\n" + key, "\n");
-    value.erase(0, value.find_first_not_of(" ="));
+    const std::string value = between("\n" + properties, "\n" + key + "=", "\n");
     return isStampOfNow(value) ? "now" : value == kOldStamp ? "old" : value;
   };
   const auto recordOf = [&](const std::string& key) {
@@ -400,24 +378,6 @@ void MachineTest::listenToSystemLog() { _systemLogSocket = makeSystemLog(SOCK_DG
 
 // ----- What is expected -----
 
-CommandLine MachineTest::launch(const std::string& operation, const std::optional<std::string>& dataFolder,
-                                const std::string& locale) {
-  CommandLine line = {home + "/rcplauncher",
-                      "-rcpLauncherWait",
-                      "-provManifest",
-                      "-noSplash",
-                      "-provisioningOperation",
-                      operation,
-                      "-nl",
-                      locale,
-                      "-vmargs",
-                      "-Dfile.encoding=UTF-8",
-                      "-Xms32m",
-                      "-Xmx256m"};
-  if (dataFolder) line.insert(line.end(), {"-data", *dataFolder});
-  return line;
-}
-
 CommandLine MachineTest::collect(const std::string& workspace, const std::string& javaHome,
                                  const std::string& version) {
   const std::string name = lastComponent(bundle);
@@ -500,12 +460,11 @@ Lines MachineTest::successChanges(const Snapshot& before) {
   Snapshot after = before;
   const std::string ofAlice = owners("alice:admin"), ofRoot = owners("root:root");
   after.erase(home + "/deploy/uninstall.hotfix.xml");
-  after[home + "/deploy/install.update.xml"] = "0660 " + ofAlice + " file: " + kUninstallManifest;
-  after[home + "/deploy/install." + kOldStamp + ".xml"] = "0644 " + ofRoot + " file: " + kInstallManifest;
+  after[home + "/deploy/install.update.xml"] = "0660 " + ofAlice + " file: " + uninstallManifest;
+  after[home + "/deploy/install." + kOldStamp + ".xml"] = "0644 " + ofRoot + " file: " + installManifest;
   after[home + "/rcplauncher.properties"] =
       "0664 " + ofAlice +
-      " file: "
-      "provisioning.manifest.version=<now>\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\nvm=/opt/java\n";
+      " file: provisioning.manifest.version=<now>\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\n";
   after[home + "/installInfo.plist"] = "0640 " + ofAlice + " file: " + recordsText({{"version", "6.2.1"}});
   after[bundle + "/Contents/MacOS/.provisioning_rc"] = "0644 " + ofRoot + " file: rc=0\n";
   addTraceAndRepair(after);
@@ -517,8 +476,12 @@ void MachineTest::expectSucceeded(const Outcome& outcome, const std::optional<Ch
   EXPECT_EQ(outcome.ending, "exit 0");
   EXPECT_EQ(outcome.output, kSucceeded);
   EXPECT_EQ(outcome.errors, "");
-  if (children) EXPECT_EQ(outcome.commandLines(), *children);
-  if (trace) EXPECT_EQ(outcome.trace, *trace);
+  if (children) {
+    EXPECT_EQ(outcome.commandLines(), *children);
+  }
+  if (trace) {
+    EXPECT_EQ(outcome.trace, *trace);
+  }
 }
 
 void MachineTest::expectFailed(const Outcome& outcome, const std::string& output,
@@ -526,8 +489,12 @@ void MachineTest::expectFailed(const Outcome& outcome, const std::string& output
   EXPECT_EQ(outcome.ending, "exit 1");
   EXPECT_EQ(outcome.output, output);
   EXPECT_EQ(outcome.errors, "");
-  if (children) EXPECT_EQ(outcome.commandLines(), *children);
-  if (trace) EXPECT_EQ(outcome.trace, *trace);
+  if (children) {
+    EXPECT_EQ(outcome.commandLines(), *children);
+  }
+  if (trace) {
+    EXPECT_EQ(outcome.trace, *trace);
+  }
 }
 
 void MachineTest::expectSuccess(const Outcome& outcome, const Snapshot& before) {

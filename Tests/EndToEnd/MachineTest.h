@@ -11,6 +11,7 @@
 
 #include "Tests/EndToEnd/Snapshot.h"
 #include "Tests/EndToEnd/ThrowAwayRoot.h"
+#include "Tests/Support/Instance.h"
 #include "Tests/Support/Test.h"
 
 namespace hotfix {
@@ -64,12 +65,8 @@ struct Outcome {
   std::vector<CommandLine> commandLines() const;
 };
 
-/// A machine with an instance of the platform in it, and stand-ins for the programs around it:
-///
-///   /Applications/Product.app/Contents/Info.plist       CFBundleShortVersionString 6.2.1
-///   /Applications/Product.app/Contents/MacOS/rcp        the home folder, with an installed hotfix 6.2.1.1
-///   /Users/alice/Client Data                            the data folder
-///   /usr/sbin/pkgutil, /usr/libexec/java_home           Java home: "/Library/Java/Home 1"
+/// A machine with the ordinary instance in it, /Applications/Product.app with the data folder /Users/alice/Client Data,
+/// and stand-ins for the programs around it: /usr/sbin/pkgutil and /usr/libexec/java_home.
 ///
 /// Every stand-in notes its command line and the state at its start. The launcher then writes its result file, "rc=0".
 class MachineTest : public ::testing::Test {
@@ -92,9 +89,9 @@ class MachineTest : public ::testing::Test {
   static constexpr char kJavaHomeFinder[] = "/usr/libexec/java_home";
   static constexpr char kJavaHome[] = "/Library/Java/Home 1";
   static constexpr char kPackage[] = "com.qor.hotfix.pkg";
-  static constexpr char kOldStamp[] = "0101010000";
-  static constexpr char kUninstallManifest[] = "<install><old url=\"${installer.root}/x\"/></install>\n";
-  static constexpr char kInstallManifest[] = "<install/>\n";
+  static constexpr char kOldStamp[] = "0101260000";
+  const std::string uninstallManifest = instance::inHome("deploy/uninstall.hotfix.xml");
+  const std::string installManifest = instance::inHome("deploy/install.xml");
 
   // ----- The machine -----
 
@@ -102,7 +99,8 @@ class MachineTest : public ::testing::Test {
 
   bool notesCallsOnly = false;  ///< set before SetUp: the stand-ins copy no state, which may be endless
 
-  /// Makes an instance; calls and expectations then refer to it. It differs from the one above only in its paths.
+  /// Makes an instance; calls and expectations then refer to it. It differs from the ordinary one only in its paths,
+  /// owners and modes, and in a file with logs in the data folder.
   void makeInstance(const std::string& bundlePath, const std::string& dataPath);
 
   /// The path of an entry of the root, for the file helpers of `files`.
@@ -133,7 +131,7 @@ class MachineTest : public ::testing::Test {
   /// The records of the instance, and the text of a file with only these.
   using Records = std::map<std::string, std::string>;
   void setRecords(const Records& records);
-  static std::string recordsText(const Records& records);
+  static std::string recordsText(const Records& records) { return instance::recordsText(records); }
 
   /// All differences from the machine, without the notes of the stand-ins and the text of the trace. The version stamps
   /// of calls are shown as "<now>".
@@ -168,7 +166,9 @@ class MachineTest : public ::testing::Test {
   // ----- What is expected -----
 
   CommandLine launch(const std::string& operation, const std::optional<std::string>& dataFolder,
-                     const std::string& locale = "en_US");
+                     const std::string& locale = "en_US") {
+    return instance::launch(home, operation, dataFolder, locale);
+  }
   CommandLine uninstallLaunch() { return launch("update", data); }
   CommandLine forget() { return {kPkgutil, "--forget", kPackage}; }
   CommandLine findJava() { return {kJavaHomeFinder}; }

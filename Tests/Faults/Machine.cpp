@@ -18,6 +18,7 @@
 #include <sstream>
 
 #include "Platform/SystemPaths.h"
+#include "Tests/Support/Instance.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix::machine {
@@ -199,15 +200,6 @@ std::string setUp() {
   return "";
 }
 
-std::string recordsText(const std::map<std::string, std::string>& records) {
-  std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-      "<plist version=\"1.0\">\n<dict>\n";
-  for (const auto& [key, value] : records) text += "\t<key>" + key + "</key>\n\t<string>" + value + "</string>\n";
-  return text + "</dict>\n</plist>\n";
-}
-
 Tree original() {
   const std::string bundle = kBundle, home = kHome, data = kData;
   const uid_t owner = alice();
@@ -216,23 +208,17 @@ Tree original() {
   for (int line = 0; line < 40; ++line)
     manifest += "  <feature id=\"" + std::to_string(line) + "\" match=\"perfect\"/>\n";
   Tree tree;
-  tree[bundle + "/Contents/Info.plist"] = file("{ CFBundleShortVersionString = \"6.2.1\"; }\n");
+  instance::makeFiles(bundle, data, [&tree](const std::string& path, const std::string& content) {
+    tree[path] = file(content, path.find("rcpinstall") == std::string::npos ? 0644 : 0600);
+  });
   tree[bundle + "/Contents/MacOS/.provisioning_rc"] = file("rc=1\n");
   tree[home + "/rcplauncher"] = file(standIn, 0755);
-  tree[home + "/rcplauncher.properties"] =
-      file("# The platform's launcher\n\nprovisioning.manifest.version = " + std::string(kOldStamp) +
-               "\nrcp.install.id=" + kOldStamp + "\nvm=/opt/java\n",
-           0660, owner, group);
-  tree[home + "/installInfo.plist"] = file(recordsText({{"SKIPRUNNINGCHECK", "false"},
-                                                        {"hotfixVersion", "6.2.1.1"},
-                                                        {"installedHotfixBundleID", "com.qor.hotfix.pkg"},
-                                                        {"version", "6.2.1"}}),
-                                           0640, owner, group);
-  tree[home + "/collectionutility.jar"] = file("");
   tree[home + "/deploy/install.xml"] = file(manifest + "</install>\n");
   tree[home + "/deploy/install.update.xml"] = file("<older/>\n");
   tree[home + "/deploy/uninstall.hotfix.xml"] = file(manifest + "  <uninstall/>\n</install>\n", 0660, owner, group);
-  tree[data + "/.config/rcpinstall.properties"] = file("rcp.install.id=" + std::string(kOldStamp) + "\n", 0600);
+  for (const char* name : {"rcplauncher.properties", "installInfo.plist"}) {
+    tree[home + "/" + name] = file(instance::inHome(name), 0640, owner, group);
+  }
   tree[data + "/logs/one.log"] = file("one\n");
   tree[data + "/logs/attached"] = {Entry::Kind::Link, "/Users/alice/Library", 0777, 0, 0};
   tree[data + "/logs"] = {Entry::Kind::Folder, "", 0700, 0, 0};
