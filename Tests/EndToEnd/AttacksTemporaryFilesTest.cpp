@@ -190,8 +190,7 @@ TEST_P(AttacksConfigurationTest, SudoCallerThatIsNoNumberOfHisIsNotTrusted) {
              std::to_string((1ULL << 32U) + ThrowAwayRoot::bob()), "99999999999999999999" + number, "-1",
              std::to_string(kNobodys), std::string(10000, '9')}) {
     SCOPED_TRACE(text.substr(0, 40));
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest, 0660);
-    setRecords({{"SKIPRUNNINGCHECK", "false"}, {"installedHotfixBundleID", kPackage}});
+    installHotfixAgain();
     Call call = uninstall();
     call.environment["SUDO_UID"] = text;
     expectIgnored(call);
@@ -273,8 +272,7 @@ TEST_P(AttacksStagingTest, FolderOfRootsThatEverybodyCanWriteIsIgnored) {
   for (const mode_t mode : {0777U, 01777U}) {
     files().makeFolder(inside(kStagingFolder), mode);
     plantFile(ThrowAwayRoot::bob(), std::string(kStagingFolder) + "/planted", "bob's\n", 04755);
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest, 0660);
-    setRecords({{"SKIPRUNNINGCHECK", "false"}, {"installedHotfixBundleID", kPackage}});
+    installHotfixAgain();
     const Outcome outcome = expectHeld();
     const std::string warning = "<Warning>: Ignored " + std::string(kStagingFolder) +
                                 "/: it counts only as a folder that root or this user owns and that not everybody "

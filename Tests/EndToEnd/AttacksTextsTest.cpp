@@ -31,8 +31,7 @@ class AttacksEnvironmentTest : public AttacksForEachProtection {
     std::string shown;
     for (const auto& [name, value] : variables) shown += name + "=" + value.substr(0, 60) + " ";
     SCOPED_TRACE(shown);
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest, 0660);
-    setRecords({{"SKIPRUNNINGCHECK", "false"}, {"hotfixVersion", "6.2.1.1"}, {"installedHotfixBundleID", kPackage}});
+    installHotfixAgain();
     Call call = uninstall();
     for (const auto& [name, value] : variables) call.environment[name] = value;
     const Outcome outcome = expectHeld(call);

@@ -181,6 +181,11 @@ void MachineTest::setRecords(const Records& records) {
   files().makeFile(inHome("installInfo.plist"), recordsText(records), 0640);
 }
 
+void MachineTest::installHotfixAgain() {
+  files().makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest, 0660);
+  files().makeFile(inHome("installInfo.plist"), instance::inHome("installInfo.plist"), 0640);
+}
+
 Snapshot MachineTest::state() {
   Snapshot all = takeSnapshot(root().changedEntries());
   Snapshot result = takeSnapshot(files() / inside("/tmp"), "/tmp");
@@ -238,6 +243,17 @@ Lines MachineTest::found(const Outcome& outcome) {
 // ----- Calls -----
 
 Call MachineTest::uninstall() { return call({"-rcphome", home, "-rcpdata", data}); }
+
+Call MachineTest::uninstallWithFault(const std::string& how, size_t number) {
+  Call call = uninstall();
+  call.environment.insert({{"LD_PRELOAD", HOTFIX_FAIL_CALLS},
+                           {"FAIL_CALLS_PROGRAM", HOTFIX_TOOL},
+                           {"FAIL_CALLS_NOTES", kNotedCalls},
+                           {"FAIL_CALLS_AT", std::to_string(number)},
+                           {"FAIL_CALLS_HOW", how}});
+  call.environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
+  return call;
+}
 
 Call MachineTest::call(const CommandLine& arguments) {
   Call call;

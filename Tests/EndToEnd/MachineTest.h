@@ -133,6 +133,9 @@ class MachineTest : public ::testing::Test {
   void setRecords(const Records& records);
   static std::string recordsText(const Records& records) { return instance::recordsText(records); }
 
+  /// Puts back the manifest and the records that an uninstall has consumed.
+  void installHotfixAgain();
+
   /// All differences from the machine, without the notes of the stand-ins and the text of the trace. The version stamps
   /// of calls are shown as "<now>".
   Snapshot state();
@@ -150,6 +153,10 @@ class MachineTest : public ::testing::Test {
 
   /// `hotfixUninstall -rcphome <home> -rcpdata <data>`, run by root on behalf of alice.
   Call uninstall();
+  /// The same with the library of Tests/Faults, which notes the calls in kNotedCalls. What happens at the call of this
+  /// number is as failCalls.c tells.
+  Call uninstallWithFault(const std::string& how, size_t number);
+  static constexpr char kNotedCalls[] = "/stand-ins/calls.noted";
   /// The tool with any arguments.
   Call call(const CommandLine& arguments);
   Outcome run(const Call& call);
