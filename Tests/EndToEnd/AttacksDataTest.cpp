@@ -75,7 +75,7 @@ TEST_P(AttacksDataTest, DeviceFifoAndSocketAreNotOpened) {
   char event[4096];
   EXPECT_EQ(read(watch, event, sizeof event), -1) << "one of them was opened";
   close(watch);
-  EXPECT_EQ(state().at(folder + "/fifo"), kRepaired + " fifo");
+  EXPECT_EQ(state().at(folder + "/fifo"), kRepaired + " other");
   EXPECT_EQ(state().at(folder + "/socket"), kRepaired + " other");
   if (hasDevice) {
     EXPECT_EQ(state().at(folder + "/device"), kRepaired + " other");
@@ -167,7 +167,6 @@ class AttacksWalkTest : public AttacksDataTest {
     attackersPlace = "/Users/alice/place";
     root().mountMemory(attackersPlace, "mode=0755");
     makeInstance(bundle, attackersPlace + "/Client Data");
-    files().makeFile(inside("/stand-ins/note"), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> /stand-ins/record\n");
     giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), attackersPlace);
     giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), data);
     // Something to do before and after an exchanged entry.
@@ -183,24 +182,16 @@ class AttacksWalkTest : public AttacksDataTest {
 
   /// Races with exchanges of each entry for its spare one.
   void expectHeldWhileExchanged() {
-    unsigned rounds = 0;
-    race(
-        ThrowAwayRoot::alice(),
-        [this, next = 0]() mutable {
-          next = (next + 1) % kEntries;
-          return exchangeEntries(entry(next), spare(next));
-        },
-        &rounds);
-    EXPECT_GE(rounds, kRounds);
+    race(ThrowAwayRoot::alice(), [this, next = 0]() mutable {
+      next = (next + 1) % kEntries;
+      return exchangeEntries(entry(next), spare(next));
+    });
   }
 
   /// Races with exchanges of the data folder for a link.
   void expectHeldWhileDataIsExchangedForALinkTo(const std::string& target) {
     plantLink(ThrowAwayRoot::alice(), spare(0), target);
-    unsigned rounds = 0;
-    race(
-        ThrowAwayRoot::alice(), [this] { return exchangeEntries(data, spare(0)); }, &rounds);
-    EXPECT_GE(rounds, kRounds);
+    race(ThrowAwayRoot::alice(), [this] { return exchangeEntries(data, spare(0)); });
   }
 };
 
@@ -235,11 +226,8 @@ TEST_P(AttacksWalkTest, FileExchangedForASecondNameOfAFileOfRootsIsRefused) {
     return pwrite(file, bytes.data(), bytes.size(), 0) != -1 && fchmod(file, 0600) == 0 &&
            fchown(file, getuid(), getgid()) == 0;
   });
-  unsigned rounds = 0;
-  race(
-      ThrowAwayRoot::alice(), [this] { return exchangeEntries(entry(0), spare(0)); }, &rounds);
+  race(ThrowAwayRoot::alice(), [this] { return exchangeEntries(entry(0), spare(0)); });
   close(file);
-  EXPECT_GE(rounds, kRounds);
   const struct stat status = files().attributes(inside(precious));
   EXPECT_EQ(status.st_uid, 0U);
   EXPECT_EQ(status.st_gid, 0U);
@@ -404,7 +392,6 @@ class AttacksLinkTest : public AttacksForEachProtection {
   void SetUp() override {
     AttacksForEachProtection::SetUp();
     if (IsSkipped()) return;
-    files().makeFile(inside("/stand-ins/note"), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> /stand-ins/record\n");
     files().makeFolder(inside("/Applications"), 0775);
     giveTo(0, ThrowAwayRoot::admin(), "/Applications");
     data = "/Applications/Linked/sub";

@@ -75,9 +75,7 @@ class AttacksTest : public MachineTest {
   void expectUnchanged(const Snapshot& before);
 
   /// Runs the tool repeatedly while the attacker works, then expects that nothing outside has changed.
-  ///
-  /// \param[out] rounds the number of the attacker's rounds.
-  void race(uid_t user, const std::function<bool()>& step, unsigned* rounds);
+  void race(uid_t user, const std::function<bool()>& step);
 
   /// Removes the install manifest, so that the tool refuses the instance and starts no children, but still repairs the
   /// data folder. So the tool spends most of its time in the attacked part.

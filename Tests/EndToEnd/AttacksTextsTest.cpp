@@ -31,8 +31,7 @@ class AttacksEnvironmentTest : public AttacksForEachProtection {
     std::string shown;
     for (const auto& [name, value] : variables) shown += name + "=" + value.substr(0, 60) + " ";
     SCOPED_TRACE(shown);
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest, 0660);
-    setRecords({{"SKIPRUNNINGCHECK", "false"}, {"hotfixVersion", "6.2.1.1"}, {"installedHotfixBundleID", kPackage}});
+    installHotfixAgain();
     Call call = uninstall();
     for (const auto& [name, value] : variables) call.environment[name] = value;
     const Outcome outcome = expectHeld(call);
@@ -127,6 +126,7 @@ class AttacksLogTest : public AttacksForEachText {
  protected:
   /// What would be a line of its own. Without a colon, which a home folder must not have.
   static std::string forged() { return "Nov  3 09.05.07 host hotfixUninstall[1] <Info> forged"; }
+  static std::string forgedWithColon() { return "Nov  3 09.05.07 host hotfixUninstall[1] <Info>: forged"; }
 
   /// Expects every line of the trace to begin as one, or with the tab of a continued one.
   void expectNoForgedLine(const Outcome& outcome) {
@@ -146,7 +146,6 @@ class AttacksLogTest : public AttacksForEachText {
 
 TEST_P(AttacksLogTest, NameOfTheHomeFolderForgesNoLine) {
   makeInstance("/Applications/Pro" + text() + forged() + "duct.app", data);
-  files().makeFile(inside("/stand-ins/note"), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> /stand-ins/record\n");
   for (const char* path : {"", "/.config", "/.config/rcpinstall.properties", "/logs", "/logs/one.log"}) {
     giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::alice(), data + path);
   }
@@ -161,7 +160,7 @@ TEST_P(AttacksLogTest, NameOfTheDataFolderForgesNoLine) {
 
 TEST_P(AttacksLogTest, RefusedHomeForgesNoLine) {
   Call call = uninstall();
-  call.commandLine[2] = home = "/nowhere" + text() + "Nov  3 09.05.07 host hotfixUninstall[1] <Info>: forged";
+  call.commandLine[2] = home = "/nowhere" + text() + forgedWithColon();
   const Snapshot before = outside();
   const Outcome outcome = attacked(call);
   EXPECT_EQ(outcome.ending, "exit 1");
@@ -173,7 +172,7 @@ TEST_P(AttacksLogTest, RefusedHomeForgesNoLine) {
 }
 
 TEST_P(AttacksLogTest, VersionOfTheBundleForgesNoLine) {
-  const std::string version = text() + "Nov  3 09.05.07 host hotfixUninstall[1] <Info>: forged";
+  const std::string version = text() + forgedWithColon();
   files().makeFile(inside(bundle + "/Contents/Info.plist"),
                    "<plist><dict><key>CFBundleShortVersionString</key><string>" + xmlText(version) +
                        "</string><key>CFBundleIdentifier</key><string>" + xmlText(version) +
@@ -189,24 +188,13 @@ TEST_P(AttacksLogTest, VersionOfTheBundleForgesNoLine) {
 
 TEST_P(AttacksLogTest, ProgramOfAnotherUserForgesNoLine) {
   // Whose programs run is nobody's choice but theirs, and all of them are named in the trace.
-  const std::string program = "/tmp/" + text() + "Nov  3 09.05.07 host hotfixUninstall[1] <Info>: forged";
-  plantFile(ThrowAwayRoot::bob(), program, files().read(inside(ThrowAwayRoot::kFirstProcess)), 0755);
-  int started[2];
-  ASSERT_EQ(pipe(started), 0);
-  root().start([&] {
-    for (const int end : started) fcntl(end, F_SETFD, FD_CLOEXEC);
-    if (setgid(ThrowAwayRoot::bob()) != 0 || setuid(ThrowAwayRoot::bob()) != 0) _exit(1);
-    execl(program.c_str(), program.c_str(), "infinity", nullptr);
-  });
-  close(started[1]);
-  char byte;
-  EXPECT_EQ(read(started[0], &byte, 1), 0);
-  close(started[0]);
+  const std::string program = "/tmp/" + text() + forgedWithColon();
+  startProgram(program, ThrowAwayRoot::bob());
   expectNoForgedLine(expectHeld());
 }
 
 TEST_P(AttacksLogTest, RecordsOfTheHotfixAreNotLogged) {
-  const std::string hostile = text() + "Nov  3 09.05.07 host hotfixUninstall[1] <Info>: forged";
+  const std::string hostile = text() + forgedWithColon();
   setRecords({{"SKIPRUNNINGCHECK", "false"},
               {"hotfixVersion", xmlText(hostile)},
               {"installedHotfixBundleID", xmlText(hostile)},

@@ -7,19 +7,13 @@ namespace {
 /// The exported entries, called by a program in C that is linked with the library.
 class LibraryTest : public MachineTest {
  protected:
-  /// The program ends with 0 when each of its calls answers \a expected; data "-" is an absent data folder.
+  /// The program ends with 0 when each of its calls answers \a expected.
   Call callEntries(const std::string& dataFolder, const std::string& count, const std::string& expected,
                    const std::string& program = HOTFIX_C_PROGRAM) {
     Call result = call({home, dataFolder, count, expected});
     result.program = program;
     result.commandLine.front() = program;
     return result;
-  }
-
-  std::string resultsOf(int count, const std::string& result) {
-    std::string lines;
-    for (int call = 0; call < count; ++call) lines += result + "\n";
-    return lines;
   }
 };
 
@@ -30,30 +24,6 @@ TEST_F(LibraryTest, EntryRemovesTheHotfixAndMakesNoPasses) {
   EXPECT_EQ(outcome.commandLines(),
             (std::vector<CommandLine>{uninstallLaunch(), uninstallLaunch(), forget(), findJava(), collect(data)}));
   EXPECT_EQ(outcome.trace, Lines());  // the trace is the tool's
-}
-
-TEST_F(LibraryTest, EntryCanBeCalledAgainAndAgain) {
-  EXPECT_EQ(run(callEntries(data, "1", "0")).ending, "exit 0");
-  const Outcome outcome = run(callEntries(data, "3", "1"));
-  EXPECT_EQ(outcome.ending, "exit 0") << outcome.errors;
-  const std::string line = "File " + home +
-                           "/deploy/uninstall.hotfix.xml was not found. Provisioning process failed to launch or was "
-                           "terminated before status could be determined.";
-  EXPECT_EQ(outcome.output, resultsOf(3, line));
-  EXPECT_EQ(outcome.commandLines(), (std::vector<CommandLine>{findJava(), collect(data), findJava(), collect(data),
-                                                              findJava(), collect(data)}));
-}
-
-TEST_F(LibraryTest, BothEntriesTakeTheDefaultDataFolder) {
-  // A launcher that fails and leaves another manifest: the long entry with NULL, then the short one, do the same.
-  setLauncher("echo rc=1 > \"$result\"; echo '<m/>' > \"${0%/*}/deploy/uninstall.hotfix.xml\"");
-  const Outcome outcome = run(callEntries("-", "2", "1"));
-  EXPECT_EQ(outcome.ending, "exit 0") << outcome.errors;
-  EXPECT_EQ(outcome.output, std::string(kUnexpected) + kUnexpected);
-  const CommandLine launched = launch("update", home + "/systemdata");
-  const CommandLine collected = collect("/Users/alice/workspace");
-  EXPECT_EQ(outcome.commandLines(), (std::vector<CommandLine>{launched, launched, findJava(), collected, launched,
-                                                              launched, findJava(), collected}));
 }
 
 TEST_F(LibraryTest, AbsentHomeIsRefusedAndNothingIsStarted) {

@@ -116,34 +116,28 @@ void MachineTest::makeInstance(const std::string& bundlePath, const std::string&
   bundle = bundlePath;
   home = bundle + "/Contents/MacOS/rcp";
   data = dataPath;
-  files().makeFile(inside(kNote), "printf '%s\\0' $$ $# \"$0\" \"$@\" >> " + std::string(kRecord) +
-                                      "\nmkdir /stand-ins/seen/$$\ncp -a " + shellQuoted(bundle) + " " +
-                                      shellQuoted(data) + " " + kTraceFile + " " + kOutput +
-                                      " /proc/$$/fd /proc/$$/stat /proc/$$/environ /proc/$$/cwd /stand-ins/seen/$$\n"
-                                      // By the shell itself: while it waits for another program, it blocks signals.
-                                      "while IFS= read -r line; do printf '%s\\n' \"$line\"; done"
-                                      " < /proc/$$/status > /stand-ins/seen/$$/status\n");
+  std::string note = "printf '%s\\0' $$ $# \"$0\" \"$@\" >> " + std::string(kRecord) + "\n";
+  if (!notesCallsOnly) {
+    note += "mkdir /stand-ins/seen/$$\ncp -a " + shellQuoted(bundle) + " " + shellQuoted(data) + " " + kTraceFile +
+            " " + kOutput +
+            " /proc/$$/fd /proc/$$/environ /stand-ins/seen/$$\n"
+            // By the shell itself: while it waits for another program, it blocks signals.
+            "while IFS= read -r line; do printf '%s\\n' \"$line\"; done"
+            " < /proc/$$/status > /stand-ins/seen/$$/status\n";
+  }
+  files().makeFile(inside(kNote), note);
 
-  files().makeFile(inside(bundle + "/Contents/Info.plist"),
-                   "{ CFBundleIdentifier = \"com.qor.product\"; CFBundleShortVersionString = \"6.2.1\"; }\n");
+  instance::makeFiles(bundle, data, [this](const std::string& path, const std::string& content) {
+    files().makeFile(inside(path), content);
+  });
   setLauncher("echo rc=0 > \"$result\"");
-  files().makeFile(inHome("rcplauncher.properties"),
-                   "# The platform's launcher\n\nprovisioning.manifest.version = " + std::string(kOldStamp) +
-                       "\nrcp.install.id=" + kOldStamp + "\nrcp.data=${env.HOME}/workspace\nvm=/opt/java\n",
-                   0664);
-  files().makeFile(inHome("installInfo.plist"), "", 0640);
-  setRecords({{"SKIPRUNNINGCHECK", "false"},
-              {"hotfixVersion", "6.2.1.1"},
-              {"installedHotfixBundleID", kPackage},
-              {"version", "6.2.1"}});
-  files().makeFile(inHome("collectionutility.jar"));
-  files().makeFile(inHome("deploy/install.xml"), kInstallManifest);
-  files().makeFile(inHome("deploy/uninstall.hotfix.xml"), kUninstallManifest, 0660);
-  for (const char* name : {"rcplauncher.properties", "installInfo.plist", "deploy/uninstall.hotfix.xml"}) {
+  const std::map<std::string, mode_t> ofAlice = {
+      {"rcplauncher.properties", 0664}, {"installInfo.plist", 0640}, {"deploy/uninstall.hotfix.xml", 0660}};
+  for (const auto& [name, mode] : ofAlice) {
+    files().makeFile(inHome(name), instance::inHome(name), mode);
     giveTo(ThrowAwayRoot::alice(), ThrowAwayRoot::admin(), home + "/" + name);
   }
-  files().makeFile(inside(data + "/.config/rcpinstall.properties"), "rcp.install.id=" + std::string(kOldStamp) + "\n",
-                   0600);
+  EXPECT_EQ(chmod((files() / inside(data + "/.config/rcpinstall.properties")).c_str(), 0600), 0);
   files().makeFile(inside(data + "/logs/one.log"), "one\n");
   files().makeFolder(inside(data + "/logs"), 0700);
 }
@@ -187,15 +181,9 @@ void MachineTest::setRecords(const Records& records) {
   files().makeFile(inHome("installInfo.plist"), recordsText(records), 0640);
 }
 
-std::string MachineTest::recordsText(const Records& records) {
-  std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-      "<plist version=\"1.0\">\n";
-  if (records.empty()) return text + "<dict/>\n</plist>\n";
-  text += "<dict>\n";
-  for (const auto& [key, value] : records) text += "\t<key>" + key + "</key>\n\t<string>" + value + "</string>\n";
-  return text + "</dict>\n</plist>\n";
+void MachineTest::installHotfixAgain() {
+  files().makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest, 0660);
+  files().makeFile(inHome("installInfo.plist"), instance::inHome("installInfo.plist"), 0640);
 }
 
 Snapshot MachineTest::state() {
@@ -225,9 +213,7 @@ std::string MachineTest::found(const Child& child) {
   const std::string properties = files().read(foundHome + "/rcplauncher.properties");
   const std::string records = files().read(foundHome + "/installInfo.plist");
   const auto property = [&](const std::string& key) {
-    // The file of the beginning has blanks around "=".
-    std::string value = between("\n" + properties, "\n" + key, "\n");
-    value.erase(0, value.find_first_not_of(" ="));
+    const std::string value = between("\n" + properties, "\n" + key + "=", "\n");
     return isStampOfNow(value) ? "now" : value == kOldStamp ? "old" : value;
   };
   const auto recordOf = [&](const std::string& key) {
@@ -257,6 +243,17 @@ Lines MachineTest::found(const Outcome& outcome) {
 // ----- Calls -----
 
 Call MachineTest::uninstall() { return call({"-rcphome", home, "-rcpdata", data}); }
+
+Call MachineTest::uninstallWithFault(const std::string& how, size_t number) {
+  Call call = uninstall();
+  call.environment.insert({{"LD_PRELOAD", HOTFIX_FAIL_CALLS},
+                           {"FAIL_CALLS_PROGRAM", HOTFIX_TOOL},
+                           {"FAIL_CALLS_NOTES", kNotedCalls},
+                           {"FAIL_CALLS_AT", std::to_string(number)},
+                           {"FAIL_CALLS_HOW", how}});
+  call.environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
+  return call;
+}
 
 Call MachineTest::call(const CommandLine& arguments) {
   Call call;
@@ -397,24 +394,6 @@ void MachineTest::listenToSystemLog() { _systemLogSocket = makeSystemLog(SOCK_DG
 
 // ----- What is expected -----
 
-CommandLine MachineTest::launch(const std::string& operation, const std::optional<std::string>& dataFolder,
-                                const std::string& locale) {
-  CommandLine line = {home + "/rcplauncher",
-                      "-rcpLauncherWait",
-                      "-provManifest",
-                      "-noSplash",
-                      "-provisioningOperation",
-                      operation,
-                      "-nl",
-                      locale,
-                      "-vmargs",
-                      "-Dfile.encoding=UTF-8",
-                      "-Xms32m",
-                      "-Xmx256m"};
-  if (dataFolder) line.insert(line.end(), {"-data", *dataFolder});
-  return line;
-}
-
 CommandLine MachineTest::collect(const std::string& workspace, const std::string& javaHome,
                                  const std::string& version) {
   const std::string name = lastComponent(bundle);
@@ -485,59 +464,53 @@ Lines MachineTest::collected() {
 
 Lines MachineTest::allTrace() { return joined({checked(), uninstalled(), collected(), serviceMade()}); }
 
+void MachineTest::addTraceAndRepair(Snapshot& after) {
+  const std::string repaired = "0775 " + owners("alice:admin");
+  after[data + "/.config"] = after[data + "/logs"] = repaired + " folder";
+  after[data + "/.config/rcpinstall.properties"] = repaired + " file: rcp.install.id=" + kOldStamp + "\n";
+  after[data + "/logs/one.log"] = repaired + " file: one\n";
+  after[kTraceFile] = "0644 " + owners("root:root") + " file:";
+}
+
 Lines MachineTest::successChanges(const Snapshot& before) {
   Snapshot after = before;
   const std::string ofAlice = owners("alice:admin"), ofRoot = owners("root:root");
   after.erase(home + "/deploy/uninstall.hotfix.xml");
-  after[home + "/deploy/install.update.xml"] = "0660 " + ofAlice + " file: " + kUninstallManifest;
-  after[home + "/deploy/install." + kOldStamp + ".xml"] = "0644 " + ofRoot + " file: " + kInstallManifest;
+  after[home + "/deploy/install.update.xml"] = "0660 " + ofAlice + " file: " + uninstallManifest;
+  after[home + "/deploy/install." + kOldStamp + ".xml"] = "0644 " + ofRoot + " file: " + installManifest;
   after[home + "/rcplauncher.properties"] =
       "0664 " + ofAlice +
-      " file: "
-      "provisioning.manifest.version=<now>\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\nvm=/opt/java\n";
+      " file: provisioning.manifest.version=<now>\nrcp.data=${env.HOME}/workspace\nrcp.install.id=<now>\n";
   after[home + "/installInfo.plist"] = "0640 " + ofAlice + " file: " + recordsText({{"version", "6.2.1"}});
   after[bundle + "/Contents/MacOS/.provisioning_rc"] = "0644 " + ofRoot + " file: rc=0\n";
-  after[data + "/.config"] = "0775 " + ofAlice + " folder";
-  after[data + "/.config/rcpinstall.properties"] = "0775 " + ofAlice + " file: rcp.install.id=0101010000\n";
-  after[data + "/logs"] = "0775 " + ofAlice + " folder";
-  after[data + "/logs/one.log"] = "0775 " + ofAlice + " file: one\n";
-  after[kTraceFile] = "0644 " + ofRoot + " file:";
+  addTraceAndRepair(after);
   return differences(before, after);
 }
 
-void MachineTest::expectSucceeded(const Outcome& outcome) {
+void MachineTest::expectSucceeded(const Outcome& outcome, const std::optional<Children>& children,
+                                  const std::optional<Lines>& trace) {
   EXPECT_EQ(outcome.ending, "exit 0");
   EXPECT_EQ(outcome.output, kSucceeded);
   EXPECT_EQ(outcome.errors, "");
+  if (children) {
+    EXPECT_EQ(outcome.commandLines(), *children);
+  }
+  if (trace) {
+    EXPECT_EQ(outcome.trace, *trace);
+  }
 }
 
-void MachineTest::expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children) {
-  expectSucceeded(outcome);
-  EXPECT_EQ(outcome.commandLines(), children);
-}
-
-void MachineTest::expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children,
-                                  const Lines& trace) {
-  expectSucceeded(outcome, children);
-  EXPECT_EQ(outcome.trace, trace);
-}
-
-void MachineTest::expectFailed(const Outcome& outcome, const std::string& output) {
+void MachineTest::expectFailed(const Outcome& outcome, const std::string& output,
+                               const std::optional<Children>& children, const std::optional<Lines>& trace) {
   EXPECT_EQ(outcome.ending, "exit 1");
   EXPECT_EQ(outcome.output, output);
   EXPECT_EQ(outcome.errors, "");
-}
-
-void MachineTest::expectFailed(const Outcome& outcome, const std::string& output,
-                               const std::vector<CommandLine>& children) {
-  expectFailed(outcome, output);
-  EXPECT_EQ(outcome.commandLines(), children);
-}
-
-void MachineTest::expectFailed(const Outcome& outcome, const std::string& output,
-                               const std::vector<CommandLine>& children, const Lines& trace) {
-  expectFailed(outcome, output, children);
-  EXPECT_EQ(outcome.trace, trace);
+  if (children) {
+    EXPECT_EQ(outcome.commandLines(), *children);
+  }
+  if (trace) {
+    EXPECT_EQ(outcome.trace, *trace);
+  }
 }
 
 void MachineTest::expectSuccess(const Outcome& outcome, const Snapshot& before) {

@@ -11,6 +11,7 @@
 
 #include "Tests/EndToEnd/Snapshot.h"
 #include "Tests/EndToEnd/ThrowAwayRoot.h"
+#include "Tests/Support/Instance.h"
 #include "Tests/Support/Test.h"
 
 namespace hotfix {
@@ -47,7 +48,7 @@ struct Call {
 struct Child {
   CommandLine commandLine;
   /// The folder, in the root's files, with the state at the child's start: copies of the bundle, the data folder, the
-  /// trace file and the tool's output so far ("output"), and its own "fd", "stat", "status", "environ" and "cwd".
+  /// trace file and the tool's output so far ("output"), and its own "fd", "status" and "environ".
   std::string seen;
 };
 
@@ -64,12 +65,8 @@ struct Outcome {
   std::vector<CommandLine> commandLines() const;
 };
 
-/// A machine with an instance of the platform in it, and stand-ins for the programs around it:
-///
-///   /Applications/Product.app/Contents/Info.plist       CFBundleShortVersionString 6.2.1
-///   /Applications/Product.app/Contents/MacOS/rcp        the home folder, with an installed hotfix 6.2.1.1
-///   /Users/alice/Client Data                            the data folder
-///   /usr/sbin/pkgutil, /usr/libexec/java_home           Java home: "/Library/Java/Home 1"
+/// A machine with the ordinary instance in it, /Applications/Product.app with the data folder /Users/alice/Client Data,
+/// and stand-ins for the programs around it: /usr/sbin/pkgutil and /usr/libexec/java_home.
 ///
 /// Every stand-in notes its command line and the state at its start. The launcher then writes its result file, "rc=0".
 class MachineTest : public ::testing::Test {
@@ -92,15 +89,18 @@ class MachineTest : public ::testing::Test {
   static constexpr char kJavaHomeFinder[] = "/usr/libexec/java_home";
   static constexpr char kJavaHome[] = "/Library/Java/Home 1";
   static constexpr char kPackage[] = "com.qor.hotfix.pkg";
-  static constexpr char kOldStamp[] = "0101010000";
-  static constexpr char kUninstallManifest[] = "<install><old url=\"${installer.root}/x\"/></install>\n";
-  static constexpr char kInstallManifest[] = "<install/>\n";
+  static constexpr char kOldStamp[] = "0101260000";
+  const std::string uninstallManifest = instance::inHome("deploy/uninstall.hotfix.xml");
+  const std::string installManifest = instance::inHome("deploy/install.xml");
 
   // ----- The machine -----
 
   std::string bundle, home, data;  ///< of the instance to which calls and expectations refer
 
-  /// Makes an instance; calls and expectations then refer to it. It differs from the one above only in its paths.
+  bool notesCallsOnly = false;  ///< set before SetUp: the stand-ins copy no state, which may be endless
+
+  /// Makes an instance; calls and expectations then refer to it. It differs from the ordinary one only in its paths,
+  /// owners and modes, and in a file with logs in the data folder.
   void makeInstance(const std::string& bundlePath, const std::string& dataPath);
 
   /// The path of an entry of the root, for the file helpers of `files`.
@@ -131,7 +131,10 @@ class MachineTest : public ::testing::Test {
   /// The records of the instance, and the text of a file with only these.
   using Records = std::map<std::string, std::string>;
   void setRecords(const Records& records);
-  static std::string recordsText(const Records& records);
+  static std::string recordsText(const Records& records) { return instance::recordsText(records); }
+
+  /// Puts back the manifest and the records that an uninstall has consumed.
+  void installHotfixAgain();
 
   /// All differences from the machine, without the notes of the stand-ins and the text of the trace. The version stamps
   /// of calls are shown as "<now>".
@@ -150,6 +153,10 @@ class MachineTest : public ::testing::Test {
 
   /// `hotfixUninstall -rcphome <home> -rcpdata <data>`, run by root on behalf of alice.
   Call uninstall();
+  /// The same with the library of Tests/Faults, which notes the calls in kNotedCalls. What happens at the call of this
+  /// number is as failCalls.c tells.
+  Call uninstallWithFault(const std::string& how, size_t number);
+  static constexpr char kNotedCalls[] = "/stand-ins/calls.noted";
   /// The tool with any arguments.
   Call call(const CommandLine& arguments);
   Outcome run(const Call& call);
@@ -166,7 +173,9 @@ class MachineTest : public ::testing::Test {
   // ----- What is expected -----
 
   CommandLine launch(const std::string& operation, const std::optional<std::string>& dataFolder,
-                     const std::string& locale = "en_US");
+                     const std::string& locale = "en_US") {
+    return instance::launch(home, operation, dataFolder, locale);
+  }
   CommandLine uninstallLaunch() { return launch("update", data); }
   CommandLine forget() { return {kPkgutil, "--forget", kPackage}; }
   CommandLine findJava() { return {kJavaHomeFinder}; }
@@ -182,22 +191,19 @@ class MachineTest : public ::testing::Test {
   Lines serviceMade();  ///< trace of a new instance service
   static Lines serviceMade(const std::string& home);
   Lines allTrace();  ///< trace of a successful run
-  static std::string cannotLaunch(const std::string& path, const std::string& reason) {
-    return "<Error>: Failed to launch " + path + ": " + reason + ".";
-  }
-
   /// Expect the output and the ending of a run after a success, or after a refusal or failure; and its children and its
-  /// trace.
-  static void expectSucceeded(const Outcome& outcome);
-  static void expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children);
-  static void expectSucceeded(const Outcome& outcome, const std::vector<CommandLine>& children, const Lines& trace);
-  static void expectFailed(const Outcome& outcome, const std::string& output = kUsage);
-  static void expectFailed(const Outcome& outcome, const std::string& output, const std::vector<CommandLine>& children);
-  static void expectFailed(const Outcome& outcome, const std::string& output, const std::vector<CommandLine>& children,
-                           const Lines& trace);
+  /// trace, if given.
+  using Children = std::vector<CommandLine>;
+  static void expectSucceeded(const Outcome& outcome, const std::optional<Children>& children = std::nullopt,
+                              const std::optional<Lines>& trace = std::nullopt);
+  static void expectFailed(const Outcome& outcome, const std::string& output = kUsage,
+                           const std::optional<Children>& children = std::nullopt,
+                           const std::optional<Lines>& trace = std::nullopt);
 
   /// Expects every part of the outcome of a successful run, including the changes on the machine.
   void expectSuccess(const Outcome& outcome, const Snapshot& before);
+  /// Adds to a snapshot what every run changes: the trace file and the repaired data folder.
+  void addTraceAndRepair(Snapshot& after);
   /// The changes of a successful run on the machine.
   Lines successChanges(const Snapshot& before);
 

@@ -4,54 +4,19 @@ namespace hotfix {
 
 namespace {
 
-class OptionsTest : public MachineTest {
- protected:
-  /// Trace of a call without a home that could be used, and of passes whose launcher is not there.
-  Lines traceWithoutHome(const std::string& shown, const Lines& service, const std::string& failedLaunch) {
-    return joined({{"<Info>: RCP Home : " + shown + " .",  //
-                    "<Info>: pathToRCPHome is " + shown + ".",
-                    "<Error>: Error path value, please provide a valid path value for rcp home."},
-                   service,
-                   {failedLaunch, failedLaunch}});
-  }
-
-  void expectUsage(const Outcome& outcome, const Lines& trace) {
-    expectFailed(outcome);
-    EXPECT_TRUE(outcome.children.empty());
-    EXPECT_EQ(outcome.trace, trace);
-  }
-
-  Lines noHome() {
-    return traceWithoutHome("(null)", joined({serviceMade("(null)"), {"<Error>: No file at: (null)!"}}),
-                            "<Error>: Failed to launch (null): no path given.");
-  }
-
-  /// Only the trace file has come.
-  Lines traceFileOnly() { return {"+ " + std::string(kTraceFile) + ": 0644 " + owners("root:root") + " file:"}; }
-};
+class OptionsTest : public MachineTest {};
 
 TEST_F(OptionsTest, NoArgumentsGiveTheUsageLine) {
   const Snapshot before = state();
-  expectUsage(run(call({})), noHome());
-  EXPECT_EQ(differences(before, state()), traceFileOnly());
-}
-
-TEST_F(OptionsTest, OtherArgumentsArePassedOver) {
-  const Snapshot before = state();
-  expectSuccess(run(call({"-verbose", "x", "-rcpdata", data, "-rcphome", home, "-more"})), before);
-}
-
-TEST_F(OptionsTest, NextOptionAsValueAndNothingAfterItHasNoDataFolder) {
-  home = "-rcpdata/rcp";
-  Call odd = call({"-rcphome", "-rcpdata"});
-  odd.folder = "/Applications";
-  const Snapshot before = state();
-  expectUsage(run(odd), traceWithoutHome(home, serviceMade(),
-                                         cannotLaunch("-rcpdata/rcp/rcplauncher", "No such file or directory")));
+  expectFailed(run(call({})), kUsage, std::vector<CommandLine>{},
+               joined({{"<Info>: RCP Home : (null) .",  //
+                        "<Info>: pathToRCPHome is (null).",
+                        "<Error>: Error path value, please provide a valid path value for rcp home."},
+                       serviceMade("(null)"),
+                       {"<Error>: No file at: (null)!", "<Error>: Failed to launch (null): no path given.",
+                        "<Error>: Failed to launch (null): no path given."}}));
   EXPECT_EQ(differences(before, state()),
-            joined({{"+ /Applications/-rcpdata: 0755 " + owners("root:root") + " folder",
-                     "+ /Applications/-rcpdata/rcp: 0755 " + owners("root:root") + " folder"},
-                    traceFileOnly()}));
+            Lines{"+ " + std::string(kTraceFile) + ": 0644 " + owners("root:root") + " file:"});
 }
 
 TEST_F(OptionsTest, WithoutDataTheHomeIsTheFolderAroundRcp) {
@@ -76,42 +41,6 @@ TEST_F(OptionsTest, WithoutDataTheHomeIsTheFolderAroundRcp) {
   EXPECT_EQ(changes, expected);
 }
 
-TEST_F(OptionsTest, WithoutDataAndWithoutRecordedWorkspaceNothingIsRepairedAtTheEnd) {
-  makeInstance(bundle, home + "/systemdata");
-  files().makeFile(inHome("rcplauncher.properties"), "vm=/opt/java\n");
-  const Outcome outcome = run(call({"-rcphome", bundle + "/Contents/MacOS"}));
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.commandLines(),
-            (std::vector<CommandLine>{uninstallLaunch(), uninstallLaunch(), forget(), findJava(), collect(""),
-                                      launch("cleanup", std::nullopt), launch("update", std::nullopt)}));
-}
-
-TEST_F(OptionsTest, EmptyHomeIsRefused) {
-  const Snapshot before = state();
-  expectUsage(run(call({"-rcphome", "", "-rcpdata", data})),
-              traceWithoutHome("", joined({serviceMade(""), {"<Error>: No file at: !"}}),
-                               cannotLaunch("rcplauncher", "No such file or directory")));
-  EXPECT_EQ(differences(before, state()), traceFileOnly());
-}
-
-TEST_F(OptionsTest, RelativeHomeOutsideABundleNameIsRefused) {
-  const Snapshot before = state();
-  home = "rcp";
-  Call relative = uninstall();
-  relative.folder = bundle + "/Contents/MacOS";
-  const Outcome outcome = run(relative);
-  expectFailed(outcome);
-  ASSERT_EQ(outcome.children.size(), 4U);
-  const CommandLine collection = outcome.children[1].commandLine;
-  ASSERT_EQ(collection.size(), 14U);
-  EXPECT_TRUE(isStampOfNow(collection[6])) << collection[6];
-  CommandLine expected = collect(data, kJavaHome, collection[6]);
-  expected[4] = "/";
-  EXPECT_EQ(outcome.commandLines(),
-            (std::vector<CommandLine>{findJava(), expected, launch("cleanup", data), launch("update", data)}));
-  EXPECT_EQ(files().read(inside(bundle + "/Contents/MacOS/rcp/deploy/uninstall.hotfix.xml")), kUninstallManifest);
-}
-
 TEST_F(OptionsTest, RelativeHomeInABundleIsUninstalledFrom) {
   const std::string absolute = home;
   const Snapshot before = state();
@@ -122,37 +51,6 @@ TEST_F(OptionsTest, RelativeHomeInABundleIsUninstalledFrom) {
   expectSucceeded(outcome, allChildren(), allTrace());
   home = absolute;
   EXPECT_EQ(differences(before, state()), successChanges(before));
-}
-
-TEST_F(OptionsTest, SlashAtTheEndOfTheHomeMakesNoDifferenceToTheChildren) {
-  const Outcome outcome = run(call({"-rcphome", home + "/", "-rcpdata", data}));
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(outcome.output, kSucceeded);
-  EXPECT_EQ(outcome.commandLines(), allChildren());
-  ASSERT_FALSE(outcome.trace.empty());
-  EXPECT_EQ(outcome.trace.front(), "<Info>: RCP Home : " + home + "/ .");
-}
-
-TEST_F(OptionsTest, HomeThatIsAFileIsRefusedAndStays) {
-  home = "/Applications/File.app/Contents/MacOS/rcp";
-  files().makeFile(inside(home), "a file\n", 0600);
-  const Outcome outcome = run(uninstall());
-  expectFailed(outcome, kUsage, (std::vector<CommandLine>{findJava()}));
-  EXPECT_EQ(
-      outcome.trace,
-      joined({{"<Info>: RCP Home : " + home + " .", "<Info>: Check whether the unsupported characters are contained.",
-               "<Info>: Check whether the target platform is installed."},
-              serviceMade(),
-              {"<Info>: pathToRCPHome is " + home + ".", "<Info>: targetName is File.",
-               "<Notice>: Begin to call collection utility to gather log files for the HOTFIX_UNINSTALL operaton "
-               "of File project.",
-               "<Info>: _pathToRcphome is " + home + ".",
-               "<Info>: No log files are gathered as there is no collectionutility.jar under " + home + ". "},
-              serviceMade(),
-              {cannotLaunch(home + "/rcplauncher", "Not a directory"),
-               cannotLaunch(home + "/rcplauncher", "Not a directory")}}));
-  const Snapshot after = state();
-  EXPECT_EQ(after.at(home), "0600 " + owners("root:root") + " file: a file\n");
 }
 
 /// Names that a shell, a trace or a list of paths might stumble over, and that are not refused.
@@ -206,20 +104,6 @@ TEST_F(OptionsTest, HomeOfFourThousandCharacters) {
   EXPECT_EQ(files().names(inside(shortHome + "/deploy")),
             (Lines{"install." + std::string(kOldStamp) + ".xml", "install.update.xml", "install.xml"}));
   EXPECT_EQ(files().read(inside(shortHome + "/installInfo.plist")), recordsText({{"version", "6.2.1"}}));
-}
-
-TEST_F(OptionsTest, HomeLongerThanAnyPathIsRefused) {
-  home = "/Applications/" + std::string(5000, 'd') + ".app/Contents/MacOS/rcp";
-  const Snapshot before = state();
-  const Outcome outcome = run(call({"-rcphome", home, "-rcpdata", data}));
-  expectFailed(outcome);
-  EXPECT_EQ(outcome.trace,
-            joined({{"<Info>: RCP Home : " + home + " .",  //
-                     "<Info>: pathToRCPHome is " + home + ".", "<Info>: targetName is " + std::string(5000, 'd') + "."},
-                    serviceMade(),
-                    {"<Error>: No file at: " + home + "!", cannotLaunch(home + "/rcplauncher", "File name too long"),
-                     cannotLaunch(home + "/rcplauncher", "File name too long")}}));
-  EXPECT_EQ(differences(before, state()), traceFileOnly());
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Holds docs/sequence.txt and docs/sequence.md against runs of the tool.
 
-#include "Tests/EndToEnd/MachineTest.h"
+#include "Tests/EndToEnd/WatchedTest.h"
 #include "Tests/Support/Markdown.h"
 
 namespace hotfix {
@@ -40,10 +40,20 @@ std::vector<Lines> readRows(const std::string& heading) {
   return markdown::tablesOf(markdown::readDocument("docs/sequence.md"))[heading];
 }
 
+/// The stops, by their numbers in the table, and a way to each.
+const std::vector<NamedText> kWays = {{"1", "HomeIsMissing"},
+                                      {"2", "CharacterIsRefused"},
+                                      {"3", "NoInstanceIsThere"},
+                                      {"4", "HomeLiesInNoBundle"},
+                                      {"5", "PlatformIsRunning"},
+                                      {"6", "UninstallManifestIsMissing"},
+                                      {"7", "UninstallManifestCannotBeCopied"},
+                                      {"8", "ResultIsAFailure"}};
+
 constexpr char kStops[] = "What stops the uninstall";
 constexpr char kFailures[] = "What does not stop it";
 
-class SequenceDocumentTest : public MachineTest {
+class SequenceDocumentTest : public WatchedTest {
  protected:
   /// A text of the document with what the words in capitals stand for in this run.
   std::string filled(const std::string& text) const {
@@ -73,20 +83,6 @@ class SequenceDocumentTest : public MachineTest {
     }
     return result + "printed=" + std::to_string(printed) + " traced=" + std::to_string(traced);
   }
-
-  // ----- Ways to each stop -----
-
-  void removeFile(const std::string& pathInHome) { unlink((files() / inHome(pathInHome)).c_str()); }
-
-  const std::map<std::string, std::function<void()>> ways = {
-      {"1", [this] { home = "/Applications/Other.app/Contents/MacOS/rcp"; }},
-      {"2", [this] { makeInstance("/Applications/Product#.app", data); }},
-      {"3", [this] { removeFile("deploy/install.xml"); }},
-      {"4", [this] { makeInstance("/Applications/product", data); }},
-      {"5", [this] { startProgram(bundle + "/Contents/MacOS/product"); }},
-      {"6", [this] { removeFile("deploy/uninstall.hotfix.xml"); }},
-      {"7", [this] { root().makeReadOnly(home + "/deploy"); }},
-      {"8", [this] { setLauncher("echo rc=1 > \"$result\""); }}};
 
   // ----- Ways to each failure that is no stop, in the order of their table -----
 
@@ -187,7 +183,7 @@ TEST_F(SequenceDocumentTest, EveryStopHasItsRowInTheirOrder) {
   for (const Step& step : readSteps()) {
     if (step.kind == "stop") inPicture.push_back(step.text.substr(0, step.text.find(' ')));
   }
-  for (const auto& [stop, way] : ways) known.push_back(stop);
+  for (const NamedText& stop : kWays) known.push_back(stop.name);
   EXPECT_EQ(inTable, inPicture);
   EXPECT_EQ(inTable, known);
 }
@@ -224,10 +220,12 @@ INSTANTIATE_TEST_SUITE_P(Rows, FailureTest, ::testing::Range<size_t>(0, 14));
 class StopTest : public SequenceDocumentTest, public ForEachText {};
 
 TEST_P(StopTest, IsAsTheTableSays) {
-  ways.at(GetParam().text)();
-  const Outcome outcome = run(uninstall());
+  const auto way =
+      std::find_if(ways().begin(), ways().end(), [](const Way& each) { return each.name == GetParam().text; });
+  std::map<std::string, std::string> values;
+  const Outcome outcome = run(prepare(*way, values));
   for (const Lines& cells : readRows(kStops)) {
-    if (cells.front() != GetParam().text) continue;
+    if (cells.front() != GetParam().name) continue;
     ASSERT_EQ(cells.size(), 5U);
     EXPECT_EQ(outcome.ending, "exit 1");
     std::string output;
@@ -250,11 +248,7 @@ TEST_P(StopTest, IsAsTheTableSays) {
   FAIL() << "no row";
 }
 
-INSTANTIATE_TEST_SUITE_P(Stops, StopTest,
-                         ::testing::Values(NamedText{"1", "1"}, NamedText{"2", "2"}, NamedText{"3", "3"},
-                                           NamedText{"4", "4"}, NamedText{"5", "5"}, NamedText{"6", "6"},
-                                           NamedText{"7", "7"}, NamedText{"8", "8"}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Stops, StopTest, ::testing::ValuesIn(kWays), nameOf);
 
 }  // namespace
 

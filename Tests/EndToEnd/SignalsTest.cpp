@@ -55,30 +55,21 @@ class SignalsTest : public WatchedTest {
   }
 
   /// The number of the tool's call that is meant, in a run on a machine like this one.
-  std::string numberOfCall(const Moment& moment) {
-    run(failing("0", "list"));
+  size_t numberOfCall(const Moment& moment) {
+    run(failing(0, "list"));
     int count = 0;
-    for (const std::string& line : files().lines(inside("/tmp/calls"))) {
-      if (std::regex_search(line, std::regex(moment.place)) && ++count == moment.time) {
-        return line.substr(0, line.find(' '));
-      }
+    for (const std::string& line : files().lines(inside(kNotedCalls))) {
+      if (std::regex_search(line, std::regex(moment.place)) && ++count == moment.time) return std::stoul(line);
     }
-    ADD_FAILURE() << "no call matches " << moment.place << "\n" << files().read(inside("/tmp/calls"));
-    return "0";
+    ADD_FAILURE() << "no call matches " << moment.place << "\n" << files().read(inside(kNotedCalls));
+    return 0;
   }
 
   /// The uninstall, with its calls counted and one of them hit.
-  Call failing(const std::string& number, const std::string& how) {
+  Call failing(size_t number, const std::string& how) {
     // A file that only the last repair finds.
     setLauncher("[ $5 = cleanup ] && : > " + std::string("'") + data + "/late.log'\necho rc=0 > \"$result\"");
-    Call result = uninstall();
-    result.environment.insert({{"LD_PRELOAD", HOTFIX_FAIL_CALLS},
-                               {"FAIL_CALLS_PROGRAM", HOTFIX_TOOL},
-                               {"FAIL_CALLS_NOTES", "/tmp/calls"},
-                               {"FAIL_CALLS_AT", number},
-                               {"FAIL_CALLS_HOW", how}});
-    result.environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
-    return result;
+    return uninstallWithFault(how, number);
   }
 };
 
@@ -90,7 +81,7 @@ TEST_P(SignalMomentTest, IsToldWithStepChildAndManifestAndEndsTheTool) {
   static const std::tuple<int, std::string, std::string> kSignals[] = {
       {SIGINT, "SIGINT", "int"}, {SIGTERM, "SIGTERM", "term"}, {SIGHUP, "SIGHUP", "hup"}};
   const auto& [signal, name, how] = kSignals[GetParam() % 3];
-  std::string number;
+  size_t number = 0;
   if (!moment.isChild()) {
     number = numberOfCall(moment);
     SetUp();  // another machine

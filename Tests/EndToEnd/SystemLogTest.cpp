@@ -32,24 +32,6 @@ TEST_F(SystemLogTest, HoldsTheSameMessagesAsTheTrace) {
   expectSuccess(outcome, before);
 }
 
-TEST_F(SystemLogTest, HoldsFailuresAsErrors) {
-  ASSERT_NO_FATAL_FAILURE(listenToSystemLog());
-  unlink((files() / inHome("rcplauncher")).c_str());
-  const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 1");
-  EXPECT_EQ(asInTrace(), outcome.trace);
-  const std::string failure = cannotLaunch(home + "/rcplauncher", "No such file or directory");
-  EXPECT_EQ(std::count(outcome.trace.begin(), outcome.trace.end(), failure), 4);
-}
-
-TEST_F(SystemLogTest, HoldsMessagesAlsoWithoutTraceFile) {
-  ASSERT_NO_FATAL_FAILURE(listenToSystemLog());
-  files().makeFolder(inside(std::string(kTraceFile) + "/in the way"));
-  const Outcome outcome = run(uninstall());
-  EXPECT_EQ(outcome.ending, "exit 0");
-  EXPECT_EQ(systemLog.size(), allTrace().size());
-}
-
 TEST_F(SystemLogTest, HoldsTheMessagesAlsoWhereItIsAStream) {
   const int reader = makeSystemLog(SOCK_STREAM | SOCK_NONBLOCK);
   ASSERT_EQ(listen(reader, 100), 0);

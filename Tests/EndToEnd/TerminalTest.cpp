@@ -89,7 +89,7 @@ class TerminalFailureTest : public TerminalTest, public ::testing::WithParamInte
 
 TEST_P(TerminalFailureTest, StepsEndAsWhatHappened) {
   const Way& way = ways()[GetParam()];
-  if (way.needsAccounts && !ThrowAwayRoot::hasAccounts()) GTEST_SKIP() << "needs several accounts";
+  if (way.isByBob && !ThrowAwayRoot::hasAccounts()) GTEST_SKIP() << "needs several accounts";
   std::map<std::string, std::string> values;
   const Call call = prepare(way, values);
   const std::string launcher = ": " + home + "/rcplauncher could not be started: No such file or directory";
@@ -173,21 +173,6 @@ TEST_F(TerminalTest, FailureOfAPassIsSeenInASuccessfulRun) {
                                              "/rcplauncher could not be started: No such file or "
                                              "directory",
                                          kRepairedBefore)}));
-}
-
-TEST_F(TerminalTest, RecoveryEndsInASuccess) {
-  setLauncher("echo rc=1 > \"$result\"");
-  std::string text;
-  EXPECT_EQ(watch(text).ending, "exit 1");
-  setLauncher("echo rc=0 > \"$result\"");
-  // sudo cp install.update.xml uninstall.hotfix.xml
-  files().makeFile(inHome("deploy/uninstall.hotfix.xml"), files().read(inHome("deploy/install.update.xml")));
-  EXPECT_EQ(watch(text).ending, "exit 0");
-  // The first run has repaired the workspace.
-  EXPECT_EQ(screen(text), joined({uninstallSteps(),
-                                  {"Forgetting the installer's receipt ... done", kRepairedBefore},
-                                  collecting(),
-                                  passes("done", kRepairedBefore)}));
 }
 
 TEST_F(TerminalTest, ProcessesThatCannotBeListedAreToldOf) {

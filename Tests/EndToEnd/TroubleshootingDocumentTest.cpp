@@ -38,7 +38,7 @@ class ReasonRowTest : public TroubleshootingTest, public ::testing::WithParamInt
 
 TEST_P(ReasonRowTest, IsWhatARunShowsWithAndWithoutATerminal) {
   const Way& way = ways()[GetParam()];
-  if (way.needsAccounts && !ThrowAwayRoot::hasAccounts()) GTEST_SKIP() << "needs several accounts";
+  if (way.isByBob && !ThrowAwayRoot::hasAccounts()) GTEST_SKIP() << "needs several accounts";
   const std::vector<Lines> rows = rowsBelow(kReasons);
   ASSERT_GT(rows.size(), GetParam());
   const Call call = prepare(way, values);

@@ -89,102 +89,46 @@ std::string WatchedTest::idInside(pid_t process) {
 
 void WatchedTest::removeFile(const std::string& pathInHome) { unlink((files() / inHome(pathInHome)).c_str()); }
 
+void WatchedTest::runPlatform() {
+  runningProcess = idInside(startProgram(bundle + "/Contents/MacOS/product", ThrowAwayRoot::alice()));
+}
+
 const std::vector<WatchedTest::Way>& WatchedTest::ways() {
-  static const std::vector<Way> all = {{"NoHomeFolderIsGiven",
-                                        [](WatchedTest& test) {
-                                          return test.call({"-rcpdata", test.data});
-                                        },
-                                        {}},
-                                       {"HomeIsMissing",
-                                        [](WatchedTest& test) {
-                                          test.home = "/Applications/Other.app/Contents/MacOS/rcp";
-                                          return test.uninstall();
-                                        },
-                                        {}},
-                                       {"CharacterIsRefused",
-                                        [](WatchedTest& test) {
-                                          test.makeInstance("/Applications/Pr\xC3\xB6#duct.app", test.data);
-                                          return test.uninstall();
-                                        },
-                                        {{"CHARACTER", "#"}, {"POSITION", "18"}}},
-                                       {"HomeIsOutOfReach",
-                                        [](WatchedTest& test) {
-                                          test.files().makeFolder(inside(test.bundle), 0700);
-                                          return test.byBob();
-                                        },
-                                        {{"ERROR", "Permission denied; run it with sudo"}},
-                                        /*needsAccounts=*/true},
-                                       {"NoInstanceIsThere",
-                                        [](WatchedTest& test) {
-                                          test.removeFile("deploy/install.xml");
-                                          return test.uninstall();
-                                        },
-                                        {}},
-                                       {"HomeLiesInNoBundle",
-                                        [](WatchedTest& test) {
-                                          test.makeInstance("/Applications/product", test.data);
-                                          return test.uninstall();
-                                        },
-                                        {}},
-                                       {"PlatformIsRunning",
-                                        [](WatchedTest& test) {
-                                          const std::string program = test.bundle + "/Contents/MacOS/product";
-                                          test.runningProcess =
-                                              idInside(test.startProgram(program, ThrowAwayRoot::alice()));
-                                          return test.uninstall();
-                                        },
-                                        {{"USER", ThrowAwayRoot::hasAccounts() ? "alice" : "root"}}},
-                                       {"UninstallManifestIsMissing",
-                                        [](WatchedTest& test) {
-                                          test.removeFile("deploy/uninstall.hotfix.xml");
-                                          return test.uninstall();
-                                        },
-                                        {}},
-                                       {"UninstallManifestCannotBeCopied",
-                                        [](WatchedTest& test) {
-                                          test.root().makeReadOnly(test.home + "/deploy");
-                                          return test.uninstall();
-                                        },
-                                        {{"ERROR", "Read-only file system"}}},
-                                       {"UninstallManifestMayNotBeCopied",
-                                        [](WatchedTest& test) { return test.byBob(); },
-                                        {{"ERROR", "Permission denied; run it with sudo"}},
-                                        /*needsAccounts=*/true},
-                                       {"LauncherCannotBeStarted",
-                                        [](WatchedTest& test) {
-                                          test.removeFile("rcplauncher");
-                                          return test.uninstall();
-                                        },
-                                        {{"ERROR", "No such file or directory"}}},
-                                       {"ResultIsAFailure",
-                                        [](WatchedTest& test) {
-                                          test.setLauncher("echo rc=13 > \"$result\"");
-                                          return test.uninstall();
-                                        },
-                                        {{"CODE", "13"}}},
-                                       {"ResultFileIsMissing",
-                                        [](WatchedTest& test) {
-                                          test.setLauncher("");
-                                          return test.uninstall();
-                                        },
-                                        {}},
-                                       {"ResultFileHasNoCode",
-                                        [](WatchedTest& test) {
-                                          test.setLauncher("echo state=0 > \"$result\"");
-                                          return test.uninstall();
-                                        },
-                                        {}}};
+  using Test = WatchedTest;
+  static const std::string kForbidden = "Permission denied; run it with sudo";
+  static const std::vector<Way> all = {
+      {"NoHomeFolderIsGiven", [](Test& test) { test.home = ""; }},
+      {"HomeIsMissing", [](Test& test) { test.home = "/Applications/Other.app/Contents/MacOS/rcp"; }},
+      {"CharacterIsRefused",
+       [](Test& test) { test.makeInstance("/Applications/Pr\xC3\xB6#duct.app", test.data); },
+       {{"CHARACTER", "#"}, {"POSITION", "18"}}},
+      {"HomeIsOutOfReach",
+       [](Test& test) { test.files().makeFolder(inside(test.bundle), 0700); },
+       {{"ERROR", kForbidden}},
+       true},
+      {"NoInstanceIsThere", [](Test& test) { test.removeFile("deploy/install.xml"); }},
+      {"HomeLiesInNoBundle", [](Test& test) { test.makeInstance("/Applications/product", test.data); }},
+      {"PlatformIsRunning",
+       [](Test& test) { test.runPlatform(); },
+       {{"USER", ThrowAwayRoot::hasAccounts() ? "alice" : "root"}}},
+      {"UninstallManifestIsMissing", [](Test& test) { test.removeFile("deploy/uninstall.hotfix.xml"); }},
+      {"UninstallManifestCannotBeCopied",
+       [](Test& test) { test.root().makeReadOnly(test.home + "/deploy"); },
+       {{"ERROR", "Read-only file system"}}},
+      {"UninstallManifestMayNotBeCopied", [](Test&) {}, {{"ERROR", kForbidden}}, true},
+      {"LauncherCannotBeStarted",
+       [](Test& test) { test.removeFile("rcplauncher"); },
+       {{"ERROR", "No such file or directory"}}},
+      {"ResultIsAFailure", [](Test& test) { test.setLauncher("echo rc=13 > \"$result\""); }, {{"CODE", "13"}}},
+      {"ResultFileIsMissing", [](Test& test) { test.setLauncher(""); }},
+      {"ResultFileHasNoCode", [](Test& test) { test.setLauncher("echo state=0 > \"$result\""); }}};
   return all;
 }
 
-Call WatchedTest::byBob() {
-  Call call = uninstall();
-  call.user = ThrowAwayRoot::bob();
-  return call;
-}
-
 Call WatchedTest::prepare(const Way& way, std::map<std::string, std::string>& values) {
-  const Call result = way.prepare(*this);
+  way.change(*this);
+  Call result = home.empty() ? call({"-rcpdata", data}) : uninstall();
+  if (way.isByBob) result.user = ThrowAwayRoot::bob();
   values = way.values;
   values["HOME"] = home;
   values["PROGRAM"] = bundle + "/Contents/MacOS/product";

@@ -55,18 +55,18 @@ class WatchedTest : public MachineTest {
 
   struct Way {
     std::string name;
-    std::function<Call(WatchedTest&)> prepare;
+    std::function<void(WatchedTest&)> change;  ///< of the machine, before the uninstall
     /// The values of the words in capitals in the document, in addition to HOME, after the run.
-    std::map<std::string, std::string> values;
-    bool needsAccounts = false;
+    std::map<std::string, std::string> values = {};
+    bool isByBob = false;  ///< an ordinary user runs the tool, so it needs several accounts
   };
   static const std::vector<Way>& ways();
   /// Prepares a way to a failure. \param[out] values the values of all words in capitals.
   Call prepare(const Way& way, std::map<std::string, std::string>& values);
 
-  /// `uninstall()`, run by an ordinary user.
-  Call byBob();
   void removeFile(const std::string& pathInHome);
+  /// Starts a program of the bundle as alice.
+  void runPlatform();
   /// The ID of a process inside the root.
   static std::string idInside(pid_t process);
 

@@ -18,6 +18,8 @@
 #include <sstream>
 
 #include "Platform/SystemPaths.h"
+#include "Tests/Support/Instance.h"
+#include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix::machine {
 
@@ -70,35 +72,24 @@ void replaceStamps(std::string& text) {
 }
 
 void addTo(Tree& tree, const std::string& folder) {
-  DIR* const stream = opendir(folder.c_str());
-  if (stream == nullptr) return;
-  while (const dirent* found = readdir(stream)) {
-    const std::string name = found->d_name;
-    if (name == "." || name == ".." || name == kFiller) continue;
-    const std::string path = folder + "/" + name;
-    struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0) continue;
+  visitTree(folder, [&](const std::string& name, const struct stat& status) {
+    std::string path = folder + "/" + name;
+    if (path.substr(path.rfind('/') + 1) == kFiller) return false;
+    const std::string description = describeEntry(path, status);
+    const size_t content = description.find(": ");
     Entry entry;
     entry.mode = status.st_mode & 07777U;
     entry.owner = status.st_uid;
     entry.group = status.st_gid;
-    if (S_ISDIR(status.st_mode)) {
-      entry.kind = Entry::Kind::Folder;
-    } else if (S_ISLNK(status.st_mode)) {
-      char text[PATH_MAX] = {};
-      entry.kind = Entry::Kind::Link;
-      if (readlink(path.c_str(), text, sizeof text - 1) > 0) entry.text = text;
-    } else {
-      entry.kind = Entry::Kind::File;
-      entry.text = readText(path);
-      replaceStamps(entry.text);
-    }
-    std::string key = path;
-    replaceStamps(key);
-    tree[key] = entry;
-    if (entry.kind == Entry::Kind::Folder) addTo(tree, path);
-  }
-  closedir(stream);
+    entry.kind = S_ISDIR(status.st_mode)   ? Entry::Kind::Folder
+                 : S_ISLNK(status.st_mode) ? Entry::Kind::Link
+                                           : Entry::Kind::File;
+    if (content != std::string::npos) entry.text = description.substr(content + 2);
+    replaceStamps(entry.text);
+    replaceStamps(path);
+    tree[path] = entry;
+    return true;
+  });
 }
 
 void noteMinute(std::time_t moment) {
@@ -209,15 +200,6 @@ std::string setUp() {
   return "";
 }
 
-std::string recordsText(const std::map<std::string, std::string>& records) {
-  std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-      "<plist version=\"1.0\">\n<dict>\n";
-  for (const auto& [key, value] : records) text += "\t<key>" + key + "</key>\n\t<string>" + value + "</string>\n";
-  return text + "</dict>\n</plist>\n";
-}
-
 Tree original() {
   const std::string bundle = kBundle, home = kHome, data = kData;
   const uid_t owner = alice();
@@ -226,23 +208,17 @@ Tree original() {
   for (int line = 0; line < 40; ++line)
     manifest += "  <feature id=\"" + std::to_string(line) + "\" match=\"perfect\"/>\n";
   Tree tree;
-  tree[bundle + "/Contents/Info.plist"] = file("{ CFBundleShortVersionString = \"6.2.1\"; }\n");
+  instance::makeFiles(bundle, data, [&tree](const std::string& path, const std::string& content) {
+    tree[path] = file(content, path.find("rcpinstall") == std::string::npos ? 0644 : 0600);
+  });
   tree[bundle + "/Contents/MacOS/.provisioning_rc"] = file("rc=1\n");
   tree[home + "/rcplauncher"] = file(standIn, 0755);
-  tree[home + "/rcplauncher.properties"] =
-      file("# The platform's launcher\n\nprovisioning.manifest.version = " + std::string(kOldStamp) +
-               "\nrcp.install.id=" + kOldStamp + "\nvm=/opt/java\n",
-           0660, owner, group);
-  tree[home + "/installInfo.plist"] = file(recordsText({{"SKIPRUNNINGCHECK", "false"},
-                                                        {"hotfixVersion", "6.2.1.1"},
-                                                        {"installedHotfixBundleID", "com.qor.hotfix.pkg"},
-                                                        {"version", "6.2.1"}}),
-                                           0640, owner, group);
-  tree[home + "/collectionutility.jar"] = file("");
   tree[home + "/deploy/install.xml"] = file(manifest + "</install>\n");
   tree[home + "/deploy/install.update.xml"] = file("<older/>\n");
   tree[home + "/deploy/uninstall.hotfix.xml"] = file(manifest + "  <uninstall/>\n</install>\n", 0660, owner, group);
-  tree[data + "/.config/rcpinstall.properties"] = file("rcp.install.id=" + std::string(kOldStamp) + "\n", 0600);
+  for (const char* name : {"rcplauncher.properties", "installInfo.plist"}) {
+    tree[home + "/" + name] = file(instance::inHome(name), 0640, owner, group);
+  }
   tree[data + "/logs/one.log"] = file("one\n");
   tree[data + "/logs/attached"] = {Entry::Kind::Link, "/Users/alice/Library", 0777, 0, 0};
   tree[data + "/logs"] = {Entry::Kind::Folder, "", 0700, 0, 0};

@@ -50,8 +50,9 @@ struct Run {
 
 /// The machine on which the tool runs: the root of this process, which therefore must be a throw-away root.
 ///
-/// It contains an instance, its data folder and the files that the tool reads in /Users and /tmp. It is small, so that
-/// it is restored quickly and a run makes few calls. Still, a run makes every kind of call that the tool can make.
+/// It contains the ordinary instance, its data folder and the files that the tool reads in /Users and /tmp. It is
+/// small, so that it is restored quickly and a run makes few calls. Still, a run makes every kind of call that the tool
+/// can make.
 namespace machine {
 
 constexpr char kBundle[] = "/Applications/Product.app";
@@ -62,7 +63,7 @@ constexpr char kData[] = "/Users/alice/Client Data";
 /// also a folder at the path that the tool uses as home folder when none is given.
 constexpr char kElsewhere[] = "/Applications/Elsewhere";
 constexpr char kStaged[] = "/Applications/Staged";
-constexpr char kOldStamp[] = "0101010000";
+constexpr char kOldStamp[] = "0101260000";
 constexpr char kNow[] = "<now>";
 /// A file that fills a file system. It is not part of the examined tree.
 constexpr char kFiller[] = "filler";
@@ -76,9 +77,6 @@ gid_t admin();
 
 /// The machine before the first run.
 Tree original();
-/// The records of the instance, as the tool writes them.
-std::string recordsText(const std::map<std::string, std::string>& records);
-
 /// Changes the machine so that it contains exactly this tree.
 void restore(const Tree& tree);
 /// Makes one entry.

@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "Tests/Faults/Machine.h"
+#include "Tests/Support/Instance.h"
 
 namespace hotfix {
 
@@ -76,7 +77,7 @@ std::string shortened(std::string text) {
 // ----- What a rewritten file may hold -----
 
 std::string propertiesText(const std::string& version, const std::string& id) {
-  return "provisioning.manifest.version=" + version + "\nrcp.install.id=" + id + "\nvm=/opt/java\n";
+  return "provisioning.manifest.version=" + version + "\nrcp.data=${env.HOME}/workspace\nrcp.install.id=" + id + "\n";
 }
 
 /// The properties with each combination of the two stamps; as they were only when neither was written.
@@ -97,7 +98,7 @@ std::set<std::string> recordsTexts() {
       if ((left & bit) != 0) records.insert(record);
       bit <<= 1U;
     }
-    texts.insert(machine::recordsText(records));
+    texts.insert(instance::recordsText(records));
   }
   return texts;
 }
@@ -484,7 +485,7 @@ class Faults {
     check.expect(_honest.count(kUninstallManifest) == 0 && has(kUpdateManifest, check.manifest()), "manifests");
     check.expect(has(kBackup, _original.at(kInstallManifest).text), "backup");
     check.expect(has(kProperties, propertiesText(kNow, kNow)), "properties");
-    check.expect(has(kRecords, machine::recordsText({{"version", "6.2.1"}})), "records");
+    check.expect(has(kRecords, instance::recordsText({{"version", "6.2.1"}})), "records");
     check.expect(has(std::string(machine::kStaged) + "/staged", _original.at(kStagingFolder + "/staged").text),
                  "staged");
     const auto isLike = [this](const std::string& path, const std::string& model) {

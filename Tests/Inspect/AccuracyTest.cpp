@@ -28,29 +28,8 @@ std::string textOf(const Json& json) {
   return bytes;
 }
 
-std::string nameOf(unsigned number) {
-  if (number == 0) return "root";
-  if (number == ThrowAwayRoot::alice()) return "alice";
-  if (number == ThrowAwayRoot::bob()) return "bob";
-  return std::to_string(number);
-}
-
-std::string groupNameOf(unsigned number) {
-  return number == ThrowAwayRoot::admin() && number != 0 ? "admin" : nameOf(number);
-}
-
 std::string attributesOf(const Json& entry) {
-  return entry.at("mode").get<std::string>() + " " + nameOf(entry.at("uid")) + ":" + groupNameOf(entry.at("gid"));
-}
-
-std::string sortedLines(const std::string& text) {
-  std::istringstream stream(text);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(stream, line);) lines.push_back(line + "\n");
-  std::sort(lines.begin(), lines.end());
-  std::string result;
-  for (const std::string& line : lines) result += line;
-  return result;
+  return entry.at("mode").get<std::string>() + " " + owners(entry.at("uid"), entry.at("gid"));
 }
 
 /// The text of a line as the trace file has it.
@@ -154,9 +133,7 @@ class AccuracyTest : public GeneratedMachine, public ::testing::WithParamInterfa
       if (source == before.end()) return start + "file: of what is not there";
       text = source->second.substr(source->second.find(" file: ") + 7);
     }
-    const std::string end = ".properties";
-    const bool isSorted = path.size() > end.size() && path.compare(path.size() - end.size(), end.size(), end) == 0;
-    return start + "file: " + withoutStamps(isSorted ? sortedLines(text) : text);
+    return start + "file: " + withoutStamps(shownContent(path, text));
   }
 
   /// What the machine would be after what the preview tells.

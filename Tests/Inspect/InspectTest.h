@@ -23,14 +23,9 @@ class InspectTest : public WatchedTest {
 
   Outcome inspect(const CommandLine& words) { return run(inspectCall(words)); }
 
-  /// Makes a hotfix with one feature and a receipt, which the launcher and pkgutil remove if they succeed.
+  /// Makes the feature and the receipt of the hotfix, which the launcher and pkgutil remove if they succeed.
   void makeRemovableHotfix() {
-    files().makeFile(inHome("deploy/uninstall.hotfix.xml"),
-                     "<install><domain-object><object-data><install><installfeature><requirements>"
-                     "<feature id=\"com.qor.fix\" version=\"1.0.0\" action=\"uninstall\"/>"
-                     "</requirements></installfeature></install></object-data></domain-object></install>\n",
-                     0660);
-    files().makeFile(inHome("eclipse/plugins/com.qor.fix_1.0.0/a.jar"), "jar");
+    files().makeFile(inHome("eclipse/plugins/com.qor.hotfix_1.0.0/a.jar"), "jar");
     files().makeFile(inside("/stand-ins/receipt"), "");
     makeStandIn(kPkgutil,
                 "case $1 in --forget) rm -f /stand-ins/receipt ;; --pkg-info) test -e /stand-ins/receipt ;; esac");
@@ -38,7 +33,7 @@ class InspectTest : public WatchedTest {
 
   void setResult(const std::string& code) {
     setLauncher("echo rc=" + code + " > \"$result\"" +
-                (code == "0" ? "; rm -rf \"${0%/*}/eclipse/plugins/com.qor.fix_1.0.0\"" : ""));
+                (code == "0" ? "; rm -rf \"${0%/*}/eclipse/plugins/com.qor.hotfix_1.0.0\"" : ""));
   }
 };
 

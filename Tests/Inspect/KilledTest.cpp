@@ -17,7 +17,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr char kNotes[] = "/stand-ins/notes";
 bool changesSomething(const std::string& call) {
   for (const char* name : {"rename", "unlink", "link", "symlink", "mkdir", "rmdir", "chmod", "chown", "write",
                            "copy_file_range", "ftruncate", "posix_spawn", "fsync", "utimens"}) {
@@ -39,17 +38,6 @@ class KilledTest : public InspectTest, public ::testing::WithParamInterface<cons
     const Outcome outcome = inspect({"status", home, data, "--json"});
     keepDocument(outcome.output);
     return Json::parse(outcome.output, nullptr, false);
-  }
-
-  Call faulty(const std::string& how, size_t at) {
-    Call faultyCall = uninstall();
-    faultyCall.environment["LD_PRELOAD"] = HOTFIX_FAIL_CALLS;
-    faultyCall.environment["FAIL_CALLS_PROGRAM"] = HOTFIX_TOOL;
-    faultyCall.environment["FAIL_CALLS_NOTES"] = kNotes;
-    faultyCall.environment["FAIL_CALLS_HOW"] = how;
-    faultyCall.environment["FAIL_CALLS_AT"] = std::to_string(at);
-    faultyCall.environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
-    return faultyCall;
   }
 
   /// Carries out what a status says leads out.
@@ -81,9 +69,9 @@ class KilledTest : public InspectTest, public ::testing::WithParamInterface<cons
 
 TEST_P(KilledTest, StatusKnowsTheStateAndLeadsOut) {
   makeMachine();
-  run(faulty("list", 0));
+  run(uninstallWithFault("list", 0));
   std::vector<size_t> numbers;
-  std::istringstream notes(files().read(inside(kNotes)));
+  std::istringstream notes(files().read(inside(kNotedCalls)));
   for (std::string line; std::getline(notes, line);) {
     const size_t blank = line.find(' ');
     if (changesSomething(line.substr(blank + 1))) numbers.push_back(std::stoul(line));
@@ -100,7 +88,7 @@ TEST_P(KilledTest, StatusKnowsTheStateAndLeadsOut) {
     SCOPED_TRACE("killed before call " + std::to_string(number));
     const Outcome before = inspect({"status", home, data, "--json"});
     files().makeFile(inside("/stand-ins/before.json"), before.output);
-    ASSERT_EQ(run(faulty("kill", number)).ending, "signal 9");
+    ASSERT_EQ(run(uninstallWithFault("kill", number)).ending, "signal 9");
     const std::string expected = trueState();
     const Json found = status();
     ASSERT_TRUE(found.is_object());

@@ -1,7 +1,6 @@
 // hotfixInspect changes nothing: no entry of a generated machine is another one afterwards, and no system call of it
 // writes.
 
-#include <dirent.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -29,22 +28,12 @@ std::string extendedAttributes(const std::string& path) {
   return length > 0 ? names.substr(0, static_cast<size_t>(length)) : "";
 }
 
-/// Everything that stat(2) tells of each entry but the time of the last reading; it holds any change of the content.
-void addBelow(const std::string& folder, Snapshot& entries) {
-  DIR* stream = opendir(folder.c_str());
-  if (stream == nullptr) return;
-  while (const dirent* entry = readdir(stream)) {
-    const std::string name = entry->d_name;
-    const std::string path = folder + "/" + name;
-    struct stat status = {};
-    if (name == "." || name == ".." || lstat(path.c_str(), &status) != 0) continue;
-    entries[path] = std::to_string(status.st_ino) + " " + std::to_string(status.st_mode) + " " +
-                    std::to_string(status.st_nlink) + " " + std::to_string(status.st_uid) + " " +
-                    std::to_string(status.st_gid) + " " + std::to_string(status.st_size) + " " +
-                    timeOf(status.st_mtim) + " " + timeOf(status.st_ctim) + " " + extendedAttributes(path);
-    if (S_ISDIR(status.st_mode)) addBelow(path, entries);
-  }
-  closedir(stream);
+/// Everything that stat(2) tells of an entry but the time of the last reading; it holds any change of the content.
+std::string attributesOf(const std::string& path, const struct stat& status) {
+  return std::to_string(status.st_ino) + " " + std::to_string(status.st_mode) + " " + std::to_string(status.st_nlink) +
+         " " + std::to_string(status.st_uid) + " " + std::to_string(status.st_gid) + " " +
+         std::to_string(status.st_size) + " " + timeOf(status.st_mtim) + " " + timeOf(status.st_ctim) + " " +
+         extendedAttributes(path);
 }
 
 /// Whether a line of strace(1) tells of a call that can change something.
@@ -77,7 +66,12 @@ class PurityTest : public GeneratedMachine, public ::testing::WithParamInterface
   Snapshot everything() {
     Snapshot entries;
     for (const char* folder : {"/Applications", "/Users", "/Library", "/opt", "/tmp", "/usr/sbin", "/usr/libexec"}) {
-      addBelow(files() / inside(folder), entries);
+      const std::string top = files() / inside(folder);
+      visitTree(top, [&](const std::string& name, const struct stat& status) {
+        const std::string path = top + "/" + name;
+        entries[path] = attributesOf(path, status);
+        return true;
+      });
     }
     return entries;
   }

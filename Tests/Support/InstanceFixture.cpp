@@ -36,20 +36,9 @@ ScopedWorkingFolder::~ScopedWorkingFolder() {
 }
 
 InstanceTest::InstanceTest() {
-  folder.makeFile(std::string(kBundle) + "/Contents/Info.plist",
-                  "{ CFBundleIdentifier = \"com.qor.product\"; CFBundleShortVersionString = \"6.2.1\"; }");
-  folder.makeFile(
-      inHome("rcplauncher.properties"),
-      "provisioning.manifest.version=0101260000\nrcp.install.id=0101260000\nrcp.data=${env.HOME}/workspace\n");
-  writeInstallInfo({{"version", "6.2.1"},
-                    {"hotfixVersion", "6.2.1.1"},
-                    {"SKIPRUNNINGCHECK", "false"},
-                    {"installedHotfixBundleID", "com.qor.hotfix.pkg"}});
-  folder.makeFile(inHome("collectionutility.jar"));
-  folder.makeFile(inHome("deploy/install.xml"), "<install/>\n");
-  folder.makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest());
+  instance::makeFiles(kBundle, kData,
+                      [this](const std::string& path, const std::string& content) { folder.makeFile(path, content); });
   folder.makeFolder(inHome("eclipse/plugins/com.qor.rcp.base_6.2.1.20260101"));
-  folder.makeFile(std::string(kData) + "/.config/rcpinstall.properties", "rcp.install.id=0101260000\n");
 
   setLauncherResult("0");
   makeNotingProgram(outside(platform::kPkgutil));
@@ -67,11 +56,7 @@ InstanceTest::~InstanceTest() {
 }
 
 const std::string& InstanceTest::uninstallManifest() {
-  static const std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<install><domain-object><object-data><install><installfeature><requirements>"
-      "<feature id=\"com.qor.hotfix\" version=\"1.0.0\" action=\"uninstall\" url=\"${installer.root}/features\"/>"
-      "</requirements></installfeature></install></object-data></domain-object></install>\n";
+  static const std::string text = instance::inHome("deploy/uninstall.hotfix.xml");
   return text;
 }
 
@@ -128,24 +113,6 @@ Children InstanceTest::children() const {
     }
   }
   return result;
-}
-
-std::vector<std::string> InstanceTest::launch(const std::string& operation, const OptionalString& dataFolder,
-                                              const std::string& locale) const {
-  std::vector<std::string> run = {home() + "/rcplauncher",
-                                  "-rcpLauncherWait",
-                                  "-provManifest",
-                                  "-noSplash",
-                                  "-provisioningOperation",
-                                  operation,
-                                  "-nl",
-                                  locale,
-                                  "-vmargs",
-                                  "-Dfile.encoding=UTF-8",
-                                  "-Xms32m",
-                                  "-Xmx256m"};
-  if (dataFolder) run.insert(run.end(), {"-data", *dataFolder});
-  return run;
 }
 
 std::vector<std::string> InstanceTest::history() const {
@@ -218,17 +185,6 @@ void InstanceTest::writeInstallInfo(const std::vector<std::pair<std::string, std
   for (const auto& [key, value] : records) text << "  \"" << key << "\" = \"" << value << "\";\n";
   text << "}\n";
   folder.makeFile(inHome("installInfo.plist"), text.str());
-}
-
-std::string InstanceTest::xmlRecords(const std::vector<std::pair<std::string, std::string>>& records) {
-  std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-      "<plist version=\"1.0\">\n";
-  if (records.empty()) return text + "<dict/>\n</plist>\n";
-  text += "<dict>\n";
-  for (const auto& [key, value] : records) text += "\t<key>" + key + "</key>\n\t<string>" + value + "</string>\n";
-  return text + "</dict>\n</plist>\n";
 }
 
 }  // namespace hotfix

@@ -9,6 +9,7 @@
 #include "MacInstaller/InstanceService.h"
 #include "Support/OptionalString.h"
 #include "Tests/Support/FakeHost.h"
+#include "Tests/Support/Instance.h"
 #include "Tests/Support/TreeSnapshot.h"
 
 namespace hotfix {
@@ -31,17 +32,11 @@ class ScopedWorkingFolder {
   std::string _before;
 };
 
-/// A small instance in the test's folder, with an installed hotfix, and stand-ins for the programs around it.
+/// The ordinary instance in the test's folder, and stand-ins for the programs around it:
 ///
-/// - Apps/Product.app/Contents/Info.plist: CFBundleShortVersionString 6.2.1
-/// - Apps/Product.app/Contents/MacOS/rcp/, the home folder:
-///   - rcplauncher: a noting program, writes the result file with the code 0
-///   - rcplauncher.properties: provisioning.manifest.version and rcp.install.id 0101260000, rcp.data
-///   - installInfo.plist: version, hotfixVersion, SKIPRUNNINGCHECK false, installedHotfixBundleID
-///   - collectionutility.jar: empty
-///   - deploy/install.xml, deploy/uninstall.hotfix.xml
-///   - eclipse/plugins/com.qor.rcp.base_6.2.1.20260101/
-/// - data/, the data folder: .config/rcpinstall.properties
+/// - Apps/Product.app, with an empty folder eclipse/plugins/com.qor.rcp.base_6.2.1.20260101 in the home folder, and the
+///   launcher, a noting program that writes the result file with the code 0
+/// - data/, the data folder
 ///
 /// pkgutil and java_home are at their fixed paths. pkgutil is a noting program; java_home names a runtime whose
 /// bin/java is also one.
@@ -107,7 +102,9 @@ class InstanceTest : public FakeHostTest {
 
   /// The command line of a provisioning run of the launcher in the home folder.
   std::vector<std::string> launch(const std::string& operation, const OptionalString& dataFolder,
-                                  const std::string& locale = "en_US") const;
+                                  const std::string& locale = "en_US") const {
+    return instance::launch(home(), operation, dataFolder, locale);
+  }
 
   /// The path of the copy of an entry in Apps or data, made when the child of this number (from 0) started. It is
   /// relative to the test's folder, like \a path.
@@ -154,8 +151,10 @@ class InstanceTest : public FakeHostTest {
   /// Replaces installInfo.plist with a file that contains only these texts.
   void writeInstallInfo(const std::vector<std::pair<std::string, std::string>>& records) const;
 
-  /// The text of a property list that contains only these texts, as the system writes it. The keys must be sorted.
-  static std::string xmlRecords(const std::vector<std::pair<std::string, std::string>>& records);
+  /// The text of a property list that contains only these texts, as the system writes it.
+  static std::string xmlRecords(const std::vector<std::pair<std::string, std::string>>& records) {
+    return instance::recordsText({records.begin(), records.end()});
+  }
 
  private:
   int _historyFile;

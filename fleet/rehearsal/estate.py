@@ -68,6 +68,8 @@ class Base:
         os.chown(tree / 'Users/operator', 600, 600)
         for folder in ('Applications', 'Users', 'var'):
             call('cp', '-R', f'{demo}/root/{folder}/.', tree / folder)
+        for folder, place in (('Product.app', BUNDLE), ('data', DATA.lstrip('/'))):
+            call('cp', '-R', f'{demo}/instance/{folder}/.', tree / place)
         home = tree / HOME.lstrip('/')
         shutil.copy(HERE / 'stand-ins/rcplauncher', home / 'rcplauncher')
         shutil.copy(build / 'demo/rcplauncher', home / 'rcplauncher.program')

@@ -158,7 +158,7 @@ class Rehearsal:
                 wrong.append(f'{machine.name} ({kind.title}): {machine.after} instead of {kind.final}')
             if kind.final == 'removed' and machine.wrong_owners():
                 owners.append(f'{machine.name}: {machine.wrong_owners()[0]}')
-            if kind.final == 'removed' and list(machine.path(HOME + '/eclipse/plugins').glob('*.fix_*')):
+            if kind.final == 'removed' and list(machine.path(HOME + '/eclipse/plugins').glob('com.qor.hotfix_*')):
                 wrong.append(f'{machine.name}: a plug-in of the hotfix is still there')
             planted = machine.path('etc/rehearsal/of-root')
             if planted.exists() and (planted.stat().st_uid, planted.stat().st_mode & 0o777) != (0, 0o600):
