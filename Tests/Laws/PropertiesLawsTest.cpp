@@ -2,6 +2,7 @@
 #include "MacInstaller/JavaProperties.h"
 #include "Tests/Laws/PropertiesModel.h"
 #include "Tests/Laws/Random.h"
+#include "Tests/MacInstaller/PropertiesHelpers.h"
 #include "Tests/Support/InstanceFixture.h"
 
 namespace hotfix {
@@ -42,14 +43,6 @@ Entries plainEntries(Random& random) {
 
 void put(const Entries& entries, JavaProperties& properties) {
   for (const auto& [key, value] : entries) ASSERT_TRUE(properties.setProperty(value, key));
-}
-
-Entries entriesOf(const JavaProperties& properties) {
-  Entries entries;
-  for (const std::string& key : properties.propertyNames()) {
-    entries[key] = properties.getPropertyForKey(key).value_or("<none>");
-  }
-  return entries;
 }
 
 bool isPlainText(const std::string& text) {

@@ -1,7 +1,6 @@
 #include "MacInstaller/JavaProperties.h"
-#include "Platform/FileManager.h"
-#include "Platform/UserIdentity.h"
 #include "Support/TextEncoding.h"
+#include "Tests/MacInstaller/PropertiesHelpers.h"
 #include "Tests/Platform/HostCalls.h"
 #include "Tests/Support/FakeHost.h"
 
@@ -15,14 +14,6 @@ using Lines = std::vector<std::string>;
 /// Files at "file" in the test's folder, read and saved.
 class JavaPropertiesTest : public FakeHostTest {
  protected:
-  static Entries entriesOf(const JavaProperties& properties) {
-    Entries entries;
-    for (const std::string& key : properties.propertyNames()) {
-      entries[key] = properties.getPropertyForKey(key).value_or("<none>");
-    }
-    return entries;
-  }
-
   /// What the reader makes of a file of just this text.
   Entries read(const std::string& text) const {
     folder.makeFile("file", text);
@@ -42,15 +33,6 @@ class JavaPropertiesTest : public FakeHostTest {
     for (const auto& [key, value] : entries) properties.setProperty(value, key);
     EXPECT_TRUE(properties.savePropertiesToFile(folder / "file"));
     return folder.read("file");
-  }
-
-  static bool hasHome() { return platform::exists(platform::homeFolder().value_or("")); }
-
-  /// The same file by a path that begins with "~".
-  std::string throughHome(const std::string& relativePath) const {
-    std::string path = "~";
-    for (int level = 0; level < 32; ++level) path += "/..";
-    return path + folder / relativePath;
   }
 };
 
@@ -99,12 +81,12 @@ TEST_F(JavaPropertiesTest, AbsentPathMeansNoBackingFile) {
 TEST_F(JavaPropertiesTest, TildeInAPathIsExpanded) {
   if (!hasHome()) GTEST_SKIP() << "the user has no home folder";
   folder.makeFile("file", "k=v");
-  JavaProperties properties(throughHome("file"));
+  JavaProperties properties(throughHome(folder / "file"));
   EXPECT_EQ(properties.getPropertyForKey("k"), "v");
   properties.setProperty("new", "k");
   EXPECT_TRUE(properties.savePropertiesToFile(std::nullopt));
   EXPECT_EQ(folder.read("file"), "k=new\n");
-  EXPECT_TRUE(properties.savePropertiesToFile(throughHome("other")));
+  EXPECT_TRUE(properties.savePropertiesToFile(throughHome(folder / "other")));
   EXPECT_EQ(folder.read("other"), "k=new\n");
 }
 
@@ -459,7 +441,7 @@ TEST_F(JavaPropertiesTest, MergeWithNothingThereDoesNotEvenSave) {
   properties.mergeWithJavaProperties(folder / "missing");
   properties.mergeWithJavaProperties(std::nullopt);
   properties.mergeWithJavaProperties(OptionalString(""));
-  properties.mergeWithJavaProperties(throughHome("other"));  // it is looked for without expanding the tilde
+  properties.mergeWithJavaProperties(throughHome(folder / "other"));  // it is looked for without expanding the tilde
   EXPECT_EQ(entriesOf(properties), (Entries{{"a", "new"}}));
   EXPECT_EQ(folder.read("file"), "# comment\na=own");
 }

@@ -1,6 +1,5 @@
 #include "MacInstaller/Properties.h"
-#include "Platform/FileManager.h"
-#include "Platform/UserIdentity.h"
+#include "Tests/MacInstaller/PropertiesHelpers.h"
 #include "Tests/Support/FakeHost.h"
 
 namespace hotfix {
@@ -20,15 +19,6 @@ std::string list(const std::string& dictionary) { return kListStart + dictionary
 
 class PropertiesTest : public FakeHostTest {
  protected:
-  static bool hasHome() { return platform::exists(platform::homeFolder().value_or("")); }
-
-  /// The same file by a path that begins with "~".
-  std::string throughHome(const std::string& relativePath) const {
-    std::string path = "~";
-    for (int level = 0; level < 32; ++level) path += "/..";
-    return path + folder / relativePath;
-  }
-
   /// What an object without a dictionary does: nothing, anywhere.
   void expectInert(Properties& properties) const {
     EXPECT_EQ(properties.getPropertyForKey("k"), std::nullopt);
@@ -104,11 +94,11 @@ TEST_F(PropertiesTest, ListOfAnyFormIsSavedAsXml) {
 TEST_F(PropertiesTest, TildeInAPathIsExpanded) {
   if (!hasHome()) GTEST_SKIP() << "the user has no home folder";
   folder.makeFile("file", "{ k = v; }");
-  Properties properties(throughHome("file"));
+  Properties properties(throughHome(folder / "file"));
   EXPECT_TRUE(properties.setProperty("w", "k"));
   EXPECT_TRUE(properties.savePropertiesToFile(std::nullopt));
   EXPECT_EQ(Properties(folder / "file").getPropertyForKey("k"), PropertyListValue("w"));
-  EXPECT_TRUE(properties.savePropertiesToFile(throughHome("other")));
+  EXPECT_TRUE(properties.savePropertiesToFile(throughHome(folder / "other")));
   EXPECT_EQ(folder.read("other"), folder.read("file"));
 }
 
