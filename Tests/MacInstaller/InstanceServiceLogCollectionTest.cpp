@@ -204,19 +204,21 @@ TEST_F(InstanceServiceLogCollectionTest, OnlyTheFirst1022CharactersOfTheLineAreR
   EXPECT_EQ(children(), (Children{{finder()}, utility(deepJava, "6.2.1", data())}));
 }
 
-TEST_F(InstanceServiceLogCollectionTest, FinderThatIsMissingOrPrintsNoPathEndsTheCollection) {
+TEST_F(InstanceServiceLogCollectionTest, FinderThatIsMissingOrPrintsNoAbsolutePathEndsTheCollection) {
   testing::internal::CaptureStderr();
-  for (const std::string& shellText : {std::string("exit 0"), "echo '" + (folder / "java") + "' >&2", std::string()}) {
+  const std::vector<std::string> finders = {"exit 0", "echo", "echo java", "echo '" + (folder / "java") + "' >&2"};
+  for (const std::string& shellText : finders) {
     setFinder(shellText);
-    if (shellText.empty()) {
-      EXPECT_EQ(unlink(finder().c_str()), 0);
-    }
     clearLog();
     collect();
     EXPECT_EQ(log(), (LogLines{beginLine(), noJavaLine()})) << shellText;
   }
+  ASSERT_EQ(unlink(finder().c_str()), 0);
+  clearLog();
+  collect();
+  EXPECT_EQ(log(), (LogLines{beginLine(), noJavaLine()}));
   testing::internal::GetCapturedStderr();
-  EXPECT_EQ(children(), (Children{{finder()}, {finder()}}));
+  EXPECT_EQ(children(), Children(finders.size(), {finder()}));
 }
 
 // ----- The utility -----
