@@ -21,14 +21,6 @@ TEST(EscapeLawsTest, EscapedTextIsPlainAscii) {
   });
 }
 
-TEST(EscapeLawsTest, EveryUnitAloneIsPlainAsciiToo) {
-  for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
-    const std::u16string text(1, static_cast<char16_t>(unit));
-    ASSERT_TRUE(isPlain(StringUtil::convertNSStringTo8859_1Key(text))) << unit;
-    ASSERT_TRUE(isPlain(StringUtil::convertNSStringTo8859_1Value(text))) << unit;
-  }
-}
-
 TEST(EscapeLawsTest, TextWithoutMarksIsDecodedToItself) {
   forCases(3000, [](Random& random) {
     std::u16string text = random.units(40, u"\t\nuX~\u0080\u00E9");

@@ -2,6 +2,7 @@
 #include "MacInstaller/JavaProperties.h"
 #include "Tests/Laws/PropertiesModel.h"
 #include "Tests/Laws/Random.h"
+#include "Tests/MacInstaller/PropertiesHelpers.h"
 #include "Tests/Support/InstanceFixture.h"
 
 namespace hotfix {
@@ -44,12 +45,8 @@ void put(const Entries& entries, JavaProperties& properties) {
   for (const auto& [key, value] : entries) ASSERT_TRUE(properties.setProperty(value, key));
 }
 
-Entries entriesOf(const JavaProperties& properties) {
-  Entries entries;
-  for (const std::string& key : properties.propertyNames()) {
-    entries[key] = properties.getPropertyForKey(key).value_or("<none>");
-  }
-  return entries;
+bool isPlainText(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c == '\n' || (c >= ' ' && c <= '~'); });
 }
 
 // The base that comes first is made first.
@@ -85,9 +82,32 @@ TEST_F(PropertiesLawsTest, JustWhatTheFormatCannotHoldIsLost) {
     const Entries entries = anyEntries(random);
     save(entries, "file");
     EXPECT_EQ(load("file"), laws::afterSaving(entries)) << folder.read("file");
-    const std::string text = folder.read("file");
-    EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char c) { return c == '\n' || (c >= 0x20 && c <= 0x7E); }));
+    EXPECT_TRUE(isPlainText(folder.read("file")));
   });
+}
+
+TEST_F(PropertiesLawsTest, EveryShortLineIsSavedAsAsciiAndSettlesAfterOneMoreRound) {
+  Entries rounds;  // what each text becomes when it is read and saved
+  const auto round = [&](const std::string& text) {
+    const auto [entry, isNew] = rounds.emplace(text, "");
+    if (isNew) {
+      folder.makeFile("file", text);
+      EXPECT_TRUE(JavaProperties(folder / "file").savePropertiesToFile(std::nullopt));
+      entry->second = folder.read("file");
+    }
+    return entry->second;
+  };
+  std::vector<std::string> lines = {""};
+  for (size_t at = 0; at < lines.size(); ++at) {
+    const std::string line = lines[at];
+    const std::string first = round(line);
+    const std::string second = round(first);
+    ASSERT_EQ(round(second), second) << line;
+    ASSERT_TRUE(isPlainText(first)) << line;
+    if (line.size() == 5) continue;
+    for (const char next : std::string("a=\\ #u")) lines.push_back(line + next);
+  }
+  EXPECT_EQ(lines.size(), 1U + 6 + 36 + 216 + 1296 + 7776);
 }
 
 TEST_F(PropertiesLawsTest, EqualEntriesGiveEqualBytesHoweverTheyWerePutIn) {

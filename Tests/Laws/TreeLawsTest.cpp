@@ -57,6 +57,20 @@ std::vector<std::string> around(const std::string& path) {
   return folders;
 }
 
+/// The entries of a source that a copy onto \a target reaches: it enters no folder of its own that is a file there.
+Tree reached(const Tree& source, const Tree& target) {
+  Tree entries;
+  for (const auto& [path, what] : source) {
+    bool isReached = what != "other";
+    for (const std::string& outer : around(path)) {
+      const auto there = target.find(outer);
+      isReached = isReached && (there == target.end() || there->second == "folder");
+    }
+    if (isReached) entries.emplace(path, what);
+  }
+  return entries;
+}
+
 // The base that comes first is made first.
 class TreeLawsTest : laws::ScopedMemoryFolders, public FakeHostTest {
  protected:
@@ -110,14 +124,7 @@ TEST_F(TreeLawsTest, CopyThatGoesOnChangesNoExistingFile) {
     EXPECT_TRUE(platform::copyItem(folder / "source", folder / "target"));
 
     Tree expected = target;
-    for (const auto& [path, what] : source) {
-      bool isReached = what != "other";
-      for (const std::string& outer : around(path)) {
-        const auto there = target.find(outer);
-        isReached = isReached && (there == target.end() || there->second == "folder");
-      }
-      if (isReached) expected.emplace(path, what);
-    }
+    expected.merge(reached(source, target));
     EXPECT_EQ(treeOf("target"), expected);
     EXPECT_EQ(attributesOf(target, "target"), before);
     EXPECT_EQ(treeOf("source"), source);
@@ -132,11 +139,7 @@ TEST_F(TreeLawsTest, CopyOntoNothingIsTheSameTree) {
     const Tree source = anyTree(random, /*hasLinksToFolders=*/true);
     layOut(source, "source");
     EXPECT_TRUE(platform::copyItem(folder / "source", folder / "target"));
-    Tree expected;
-    for (const auto& [path, what] : source) {
-      if (what != "other") expected.emplace(path, what);
-    }
-    EXPECT_EQ(treeOf("target"), expected);
+    EXPECT_EQ(treeOf("target"), reached(source, {}));
     EXPECT_EQ(treeOf("source"), source);
     for (const char* name : {"source", "target"}) remove(name);
   });
@@ -164,14 +167,7 @@ TEST_F(TreeLawsTest, MergeOfFoldersLosesOnlyWhatItReplaces) {
       }
       if (isKept) expected.emplace(path, what);
     }
-    for (const auto& [path, what] : source) {
-      bool isReached = what != "other";
-      for (const std::string& outer : around(path)) {
-        const auto there = target.find(outer);
-        isReached = isReached && (there == target.end() || there->second == "folder");
-      }
-      if (isReached) expected.emplace(path, what);
-    }
+    expected.merge(reached(source, target));
     EXPECT_EQ(treeOf("target"), expected);
     EXPECT_EQ(treeOf("source"), source);
     for (const char* name : {"source", "target"}) remove(name);

@@ -40,6 +40,12 @@ class GenerateLauncherTest : public InstanceServiceConfigurationTest {
  protected:
   static LogLines done() { return {{6, "Update rcplauncher.properties. "}, {6, "Save rcplauncher.properties."}}; }
 
+  /// The lines of a template that could not be copied, nor at the second try.
+  static LogLines notCopied(const std::string& target) {
+    return {{3, "Fail to copy rcplauncher.properties to " + target + ", try again..."},
+            {3, "Fail to copy rcplauncher.properties to " + target + " again!"}};
+  }
+
   std::string makeTemplate(const std::string& contents = "kept=1\n") const {
     return folder.makeFile("package/launcher.template", contents);
   }
@@ -70,27 +76,14 @@ TEST_F(GenerateLauncherTest, ExistingFileIsKeptAndOnlyItsOwnKeysAreSet) {
   EXPECT_EQ(log(), done());
 }
 
-TEST_F(GenerateLauncherTest, WorkspaceReplacesTheOneInTheFile) {
-  InstanceService instance(home(), data());
-  Tree expected = homeTree();
-  expected[kLauncher] = "file: " + manifest() + identity() + "rcp.data=/work space/of=me\n" + installID();
-  // "=" is escaped in a value.
-  expected[kLauncher].insert(expected[kLauncher].find("=me"), "\\");
-  EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), "/work space/of=me"));
-  EXPECT_EQ(homeTree(), expected);
-}
-
-TEST_F(GenerateLauncherTest, EmptyWorkspaceIsAWorkspace) {
-  InstanceService instance(home(), data());
-  EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), ""));
-  EXPECT_EQ(folder.read(inHome(kLauncher)), manifest() + identity() + "rcp.data=\n" + installID());
-}
-
-TEST_F(GenerateLauncherTest, DataFolderOfTheInstanceIsNotTheWorkspace) {
+TEST_F(GenerateLauncherTest, WorkspaceIsTheGivenOneAndNotTheDataFolderOfTheInstance) {
   remove(kLauncher);
   InstanceService instance(home(), data());
-  EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), kNone));
-  EXPECT_EQ(folder.read(inHome(kLauncher)), "kept=1\n" + manifest() + identity() + installID());
+  for (const auto& [workspace, line] : std::vector<std::pair<OptionalString, std::string>>{
+           {kNone, ""}, {"/work space/of=me", "rcp.data=/work space/of\\=me\n"}, {"", "rcp.data=\n"}}) {
+    EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), workspace));
+    EXPECT_EQ(folder.read(inHome(kLauncher)), "kept=1\n" + manifest() + identity() + line + installID());
+  }
 }
 
 TEST_F(GenerateLauncherTest, BaseLocationIsLeftAloneWithoutABasePlugin) {
@@ -103,15 +96,6 @@ TEST_F(GenerateLauncherTest, BaseLocationIsLeftAloneWithoutABasePlugin) {
   remove(kLauncher);
   EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), kNone));
   EXPECT_EQ(folder.read(inHome(kLauncher)), "kept=1\n" + manifest() + stamps + installID());
-}
-
-TEST_F(GenerateLauncherTest, StampIsOfTheMoment) {
-  InstanceService instance(home(), data());
-  setClock({2031, 2, 3, 4, 5, 6});
-  EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), "w"));
-  const std::vector<std::string> lines = folder.lines(inHome(kLauncher));
-  EXPECT_THAT(lines, Contains("provisioning.manifest.version=0302310405"));
-  EXPECT_THAT(lines, Contains("rcp.install.id=0302310405"));
 }
 
 TEST_F(GenerateLauncherTest, NothingIsMadeWithoutATemplate) {
@@ -165,19 +149,6 @@ TEST_F(GenerateLauncherTest, DefaultHomeIsTakenAndKept) {
   EXPECT_EQ(log(), done()) << "the home is not looked for again";
 }
 
-TEST_F(GenerateLauncherTest, DefaultHomeDoesNotDependOnTheProductName) {
-  folder.makeFile(outside(platform::kInternalConfigurationFile), "{ productName = Other; }");
-  InstanceService instance(kNone, data());
-  clearLog();
-  EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), kNone));
-  LogLines expected = done();
-  expected.insert(expected.begin(),
-                  {{3, "The rcpHome is nil, manually setting rcpHome"}, {6, "The product name is: Other."}});
-  EXPECT_EQ(log(), expected);
-  EXPECT_EQ(instance.pathToRcphome(), defaultHome());
-  EXPECT_TRUE(folder.has(outside(platform::kDefaultHome) + "/" + kLauncher));
-}
-
 TEST_F(GenerateLauncherTest, DefaultHomeIsKeptButNotMadeWithoutATemplate) {
   InstanceService instance(kNone, data());
   clearLog();
@@ -195,10 +166,9 @@ TEST_F(GenerateLauncherTest, HomeThatIsAFileFailsBothCopies) {
   const Tree before = everything();
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(source, kNone));
-  const std::string target = folder / "file home" + "/" + kLauncher;
-  EXPECT_EQ(log(), (LogLines{{3, "Failed to create directory " + (folder / "file home")},
-                             {3, "Fail to copy rcplauncher.properties to " + target + ", try again..."},
-                             {3, "Fail to copy rcplauncher.properties to " + target + " again!"}}));
+  LogLines expected = notCopied(folder / "file home" + "/" + kLauncher);
+  expected.insert(expected.begin(), {3, "Failed to create directory " + (folder / "file home")});
+  EXPECT_EQ(log(), expected);
   EXPECT_EQ(everything(), before);
 }
 
@@ -208,8 +178,7 @@ TEST_F(GenerateLauncherTest, TemplateThatCannotBeCopiedIsTriedTwice) {
   const Tree before = homeTree();
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(folder.makeFifo("fifo"), kNone));
-  EXPECT_EQ(log(), (LogLines{{3, "Fail to copy rcplauncher.properties to " + launcher() + ", try again..."},
-                             {3, "Fail to copy rcplauncher.properties to " + launcher() + " again!"}}));
+  EXPECT_EQ(log(), notCopied(launcher()));
   EXPECT_EQ(homeTree(), before);
 }
 
@@ -219,8 +188,7 @@ TEST_F(GenerateLauncherTest, ExistingFileFailsBothCopiesWhereThePolicyStopsThem)
   platform::setCopyPolicy(nullptr);
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), kNone));
-  EXPECT_EQ(log(), (LogLines{{3, "Fail to copy rcplauncher.properties to " + launcher() + ", try again..."},
-                             {3, "Fail to copy rcplauncher.properties to " + launcher() + " again!"}}));
+  EXPECT_EQ(log(), notCopied(launcher()));
   EXPECT_EQ(homeTree(), before);
 }
 
@@ -253,10 +221,9 @@ TEST_F(GenerateLauncherTest, SecondCopyThatSucceedsIsSpoiltByAHomeThatCouldNotBe
   platform::setCopyPolicy(makeTargetsFolder);
   clearLog();
   EXPECT_FALSE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), "w"));
-  const std::string target = folder / "file home" + "/" + kLauncher;
-  EXPECT_EQ(log(), (LogLines{{3, "Failed to create directory " + (folder / "file home")},
-                             {3, "Fail to copy rcplauncher.properties to " + target + ", try again..."},
-                             {3, "Fail to copy rcplauncher.properties to " + target + " again!"}}));
+  LogLines expected = notCopied(folder / "file home" + "/" + kLauncher);
+  expected.insert(expected.begin(), {3, "Failed to create directory " + (folder / "file home")});
+  EXPECT_EQ(log(), expected);
   EXPECT_EQ(treeSnapshot(folder / "file home"), (Tree{{kLauncher, "file: kept=1\n"}})) << "copied, and not updated";
 }
 
@@ -298,11 +265,7 @@ TEST_F(UpdateLauncherTest, IdentityAndBaseLocationAreSetAndTheRestIsKept) {
   expected[kLauncher] = "file: provisioning.manifest=own\n" + identity() + "rcp.data=own\n" + installID() + "z=1\n";
   EXPECT_TRUE(instance.updateRcpLauncherProperties());
   expectHome(expected);
-}
-
-TEST_F(UpdateLauncherTest, KeysThatTheFileDoesNotHaveAreAdded) {
   folder.makeFile(inHome(kLauncher));
-  InstanceService instance(home(), data());
   EXPECT_TRUE(instance.updateRcpLauncherProperties());
   EXPECT_EQ(folder.read(inHome(kLauncher)), identity() + installID());
 }
@@ -395,19 +358,13 @@ TEST_F(AgentPropertiesTest, MissingTemplateIsToldWhateverTheHomeIs) {
 TEST_F(AgentPropertiesTest, HomeThatIsNoFolderIsRefusedSilently) {
   const std::string source = makeTemplate();
   expectRefusedWithoutHome([&](InstanceService& each) { return each.copyOgsiAgentProperties(source); });
+  EXPECT_FALSE(InstanceService(kNone, data()).copyOgsiAgentProperties(kNone));
+  EXPECT_EQ(log().size(), 4U) << "of its creation only";
   platform::setCopyPolicy(alwaysGoOn);  // nor is a copy tried
   InstanceService file = fileHome();
   const Tree before = everything();
   clearLog();
   EXPECT_FALSE(file.copyOgsiAgentProperties(source));
-  expectEverything(before);
-}
-
-TEST_F(AgentPropertiesTest, NothingIsToldWithoutAHome) {
-  InstanceService homeless(kNone, data());
-  const Tree before = everything();
-  clearLog();
-  EXPECT_FALSE(homeless.copyOgsiAgentProperties(kNone));
   expectEverything(before);
 }
 
@@ -431,25 +388,20 @@ class JvmPropertiesTest : public InstanceServiceConfigurationTest {
   }
 };
 
-TEST_F(JvmPropertiesTest, TemplateReplacesTheFile) {
-  folder.makeFile(inHome(kJvm), "older");
+TEST_F(JvmPropertiesTest, TemplateReplacesTheFileOrAWholeFolder) {
   QuietInstance instance(*this);
   const Tree expected = homeWith(kJvm, "file: -Xmx1g\n");
   EXPECT_TRUE(instance.generateJVMPropertiesWithTemplate(makeTemplate()));
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(folder.mode(inHome(kJvm)), 0640U) << "a copy keeps the template's attributes";
-  remove(kJvm);
+  folder.makeFile(inHome(kJvm), "older");
   EXPECT_TRUE(instance.generateJVMPropertiesWithTemplate(makeTemplate()));
   EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(folder.read("package/jvm"), "-Xmx1g\n");
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(JvmPropertiesTest, TemplateReplacesAWholeFolder) {
+  EXPECT_EQ(folder.mode(inHome(kJvm)), 0640U) << "a copy keeps the template's attributes";
+  remove(kJvm);
   folder.makeFile(inHome(kJvm) + "/a/file", "older");
-  InstanceService instance(home(), data());
   EXPECT_TRUE(instance.generateJVMPropertiesWithTemplate(makeTemplate()));
-  EXPECT_EQ(folder.read(inHome(kJvm)), "-Xmx1g\n");
+  expectHome(expected);
+  EXPECT_EQ(folder.read("package/jvm"), "-Xmx1g\n");
 }
 
 TEST_F(JvmPropertiesTest, AbsentOrMissingTemplateEmptiesTheFile) {
@@ -523,14 +475,12 @@ TEST_F(JvmPropertiesTest, FailedWriteIsAnsweredSilently) {
   EXPECT_FALSE(instance.generateJVMPropertiesWithTemplate(kNone));
   EXPECT_FALSE(instance.generateJVMPropertiesWithTemplate(makeTemplate()));
   expectHome(before);
-}
 
-TEST_F(JvmPropertiesTest, FolderCannotBecomeAnEmptyFile) {
+  remove("deploy");
   folder.makeFile(inHome(kJvm) + "/file", "older");
-  InstanceService instance(home(), data());
-  const Tree before = homeTree();
-  EXPECT_FALSE(instance.generateJVMPropertiesWithTemplate(kNone));
-  EXPECT_EQ(homeTree(), before);
+  const Tree withFolder = homeTree();
+  EXPECT_FALSE(instance.generateJVMPropertiesWithTemplate(kNone)) << "a folder cannot become an empty file";
+  expectHome(withFolder);
 }
 
 TEST_F(JvmPropertiesTest, OldFileIsLostWhenTheTemplateCannotBeCopied) {
@@ -619,15 +569,6 @@ TEST_F(MergeCustomizationTest, BaseAndHomeHoldTheSameAfterwards) {
   EXPECT_EQ(homeTree(), expected);
   EXPECT_EQ(folder.read("package/custom.ini"), "# new\nboth=given\ngiven=1\n");
   EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(MergeCustomizationTest, BaseMergeMakesTheHomesFile) {
-  folder.makeFile(inHome(kBaseCustomization), "base=1\n");
-  InstanceService instance(home(), data());
-  Tree expected = homeTree();
-  expected[kBaseCustomization] = expected[kCustomization] = "file: base=1\nboth=given\ngiven=1\n";
-  EXPECT_TRUE(instance.mergePluginCustomizationWithBase(given()));
-  EXPECT_EQ(homeTree(), expected);
 }
 
 TEST_F(MergeCustomizationTest, BaseWithoutAFileChangesNothing) {

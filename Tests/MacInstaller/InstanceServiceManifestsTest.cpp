@@ -61,19 +61,15 @@ class InstanceServiceManifestsTest : public InstanceTest {
 
 // ----- Making an instance service -----
 
-TEST_F(InstanceServiceManifestsTest, CreationKeepsBothPathsAndLogsItsSteps) {
-  const InstanceService instance(home(), data());
+TEST_F(InstanceServiceManifestsTest, CreationKeepsBothPathsLogsItsStepsAndChangesNothing) {
+  const Tree before = everything();
+  const mode_t mode = folder.mode(kHome);
+  const InstanceService instance(home(), folder / "missing");
   EXPECT_EQ(instance.pathToRcphome(), home());
-  EXPECT_EQ(instance.getWorkspace(), data());
+  EXPECT_EQ(instance.getWorkspace(), folder / "missing");
   EXPECT_EQ(log(), creationLines(home()));
-}
-
-TEST_F(InstanceServiceManifestsTest, CreationChangesNothingInAnInstance) {
-  const Tree before = homeTree();
-  const struct stat attributes = folder.attributes(kHome);
-  const InstanceService instance(home(), data());
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(folder.attributes(kHome).st_mode, attributes.st_mode);
+  EXPECT_EQ(everything(), before);
+  EXPECT_EQ(folder.mode(kHome), mode);
 }
 
 TEST_F(InstanceServiceManifestsTest, CreationWithoutDataFolderHoldsNone) {
@@ -88,42 +84,29 @@ TEST_F(InstanceServiceManifestsTest, CreationWithoutDataFolderHoldsNone) {
   EXPECT_EQ(log(), creationLines(home()));
 }
 
-TEST_F(InstanceServiceManifestsTest, CreationMakesMissingHomeWithItsParents) {
-  const std::string missing = folder / "new/parents/rcp";
+TEST_F(InstanceServiceManifestsTest, CreationMakesMissingHomeWithItsParentsLiterally) {
+  const std::string missing = folder / "~/parents/rcp";
   const mode_t before = umask(027);
   const InstanceService instance(missing, data());
   umask(before);
   EXPECT_EQ(instance.pathToRcphome(), missing);
   EXPECT_EQ(instance.getWorkspace(), data());
-  EXPECT_EQ(treeSnapshot(folder / "new"), (Tree{{"parents", "folder"}, {"parents/rcp", "folder"}}));
-  EXPECT_EQ(folder.mode("new/parents"), 0750U);
-  EXPECT_EQ(folder.mode("new/parents/rcp"), 0750U);
+  EXPECT_EQ(treeSnapshot(folder / "~"), (Tree{{"parents", "folder"}, {"parents/rcp", "folder"}}));
+  EXPECT_EQ(folder.mode("~/parents"), 0750U);
+  EXPECT_EQ(folder.mode("~/parents/rcp"), 0750U);
   EXPECT_EQ(log(), creationLines(missing));
 }
 
-TEST_F(InstanceServiceManifestsTest, CreationDoesNotMakeTheDataFolder) {
-  const InstanceService instance(home(), folder / "missing");
-  EXPECT_EQ(instance.getWorkspace(), folder / "missing");
-  EXPECT_FALSE(folder.has("missing"));
-}
-
-TEST_F(InstanceServiceManifestsTest, CreationWhereHomeCannotBeMadeKeepsNeitherPath) {
-  const std::string impossible = impossibleHome();
-  const InstanceService instance(impossible, data());
-  EXPECT_EQ(instance.pathToRcphome(), kNone);
-  EXPECT_EQ(instance.getWorkspace(), kNone);
-  LogLines expected = creationLines(impossible);
-  expected.emplace_back(3, "No file at: " + impossible + "!");
-  EXPECT_EQ(log(), expected);
-}
-
-TEST_F(InstanceServiceManifestsTest, CreationWithAbsentHomeKeepsNeitherPath) {
-  const InstanceService instance(kNone, data());
-  EXPECT_EQ(instance.pathToRcphome(), kNone);
-  EXPECT_EQ(instance.getWorkspace(), kNone);
-  LogLines expected = creationLines("(null)");
-  expected.emplace_back(3, "No file at: (null)!");
-  EXPECT_EQ(log(), expected);
+TEST_F(InstanceServiceManifestsTest, CreationWhereHomeIsAbsentOrCannotBeMadeKeepsNeitherPath) {
+  for (const OptionalString& path : {kNone, OptionalString(impossibleHome())}) {
+    clearLog();
+    const InstanceService instance(path, data());
+    EXPECT_EQ(instance.pathToRcphome(), kNone);
+    EXPECT_EQ(instance.getWorkspace(), kNone);
+    LogLines expected = creationLines(path.value_or("(null)"));
+    expected.emplace_back(3, "No file at: " + path.value_or("(null)") + "!");
+    EXPECT_EQ(log(), expected);
+  }
 }
 
 TEST_F(InstanceServiceManifestsTest, CreationKeepsAHomeThatIsAFile) {
@@ -133,13 +116,6 @@ TEST_F(InstanceServiceManifestsTest, CreationKeepsAHomeThatIsAFile) {
   EXPECT_EQ(instance.getWorkspace(), data());
   EXPECT_EQ(log(), creationLines(file));
   EXPECT_EQ(folder.read("file"), "contents");
-}
-
-TEST_F(InstanceServiceManifestsTest, CreationTakesTheHomePathLiterally) {
-  const std::string literal = folder / "~/rcp";
-  const InstanceService instance(literal, kNone);
-  EXPECT_EQ(instance.pathToRcphome(), literal);
-  EXPECT_TRUE(folder.has("~/rcp"));
 }
 
 TEST_F(InstanceServiceManifestsTest, CreationCopiesStagingFolderToNewInstallLocation) {
@@ -164,8 +140,10 @@ TEST_F(InstanceServiceManifestsTest, FirstCreationAlreadyPassesOverItemsThatExis
   EXPECT_THAT(log(platform::LogLevel::Error), IsEmpty());
 }
 
-TEST_F(InstanceServiceManifestsTest, EveryCreationCopiesStagingFolderAgain) {
+TEST_F(InstanceServiceManifestsTest, EveryCreationReadsTheConfigurationAndCopiesStagingFolderAgain) {
   makeStagedFile("first", "1");
+  const InstanceService without(home(), data());
+  EXPECT_FALSE(folder.has("target"));
   setNewInstallLocation(folder / "target");
   const InstanceService first(home(), data());
   makeStagedFile("first", "changed");
@@ -173,14 +151,6 @@ TEST_F(InstanceServiceManifestsTest, EveryCreationCopiesStagingFolderAgain) {
   const InstanceService second(home(), data());
   EXPECT_EQ(treeSnapshot(folder / "target"), (Tree{{"first", "file: 1"}, {"second", "file: 2"}}));
   EXPECT_THAT(log(platform::LogLevel::Error), IsEmpty());
-}
-
-TEST_F(InstanceServiceManifestsTest, CreationReadsTheConfigurationAfresh) {
-  const InstanceService first(home(), data());
-  makeStagedFile("item", "1");
-  setNewInstallLocation(folder / "target");
-  const InstanceService second(home(), data());
-  EXPECT_TRUE(folder.has("target/item"));
 }
 
 TEST_F(InstanceServiceManifestsTest, CreationMakesHomeBeforeItCopiesStagingFolder) {
@@ -213,7 +183,7 @@ TEST_F(InstanceServiceManifestsTest, CreationLogsAFailedCopyOfStagingFolder) {
   EXPECT_EQ(instance.pathToRcphome(), home());
 }
 
-TEST_F(InstanceServiceManifestsTest, CreationLogsAMissingStagingFolder) {
+TEST_F(InstanceServiceManifestsTest, MissingStagingFolderIsLogged) {
   setNewInstallLocation(folder / "target");
   const InstanceService instance(home(), data());
   EXPECT_THAT(log(platform::LogLevel::Error), ElementsAre(StartsWith("Error copying files: ")));
@@ -221,20 +191,10 @@ TEST_F(InstanceServiceManifestsTest, CreationLogsAMissingStagingFolder) {
   EXPECT_EQ(instance.pathToRcphome(), home());
 }
 
+// FileManagerTest has the other folders that are not trusted.
 TEST_F(InstanceServiceManifestsTest, StagingFolderBehindALinkCountsAsMissing) {
   folder.makeFile("elsewhere/item");
   folder.makeLink(outside("/tmp/zelcore2"), folder / "elsewhere");
-  setNewInstallLocation(folder / "target");
-  const InstanceService instance(home(), data());
-  EXPECT_EQ(log(platform::LogLevel::Warning).size(), 1U);
-  EXPECT_THAT(log(platform::LogLevel::Error), ElementsAre(StartsWith("Error copying files: ")));
-  EXPECT_FALSE(folder.has("target"));
-}
-
-TEST_F(InstanceServiceManifestsTest, StagingFolderOfSomebodyElseCountsAsMissing) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
-  makeStagedFile("item", "1");
-  ASSERT_EQ(chown((folder / outside("/tmp/zelcore2")).c_str(), 4711, 4711), 0);
   setNewInstallLocation(folder / "target");
   const InstanceService instance(home(), data());
   EXPECT_EQ(log(platform::LogLevel::Warning).size(), 1U);
@@ -254,16 +214,13 @@ TEST_F(InstanceServiceManifestsTest, ConfigurationThatEverybodyCanWriteCountsAsM
                                                             "Can not copy to newInstallLocation because its nil!"));
 }
 
-TEST_F(InstanceServiceManifestsTest, NewInstallLocationThatIsNoTextCountsAsNone) {
-  setConfiguration("{ newInstallLocation = ( one, two ); }");
-  const InstanceService instance(home(), data());
-  EXPECT_EQ(log(), creationLines(home()));
-}
-
-TEST_F(InstanceServiceManifestsTest, DamagedConfigurationHasNoNewInstallLocation) {
-  setConfiguration("<plist><dict><key>newInstallLocation");
-  const InstanceService instance(home(), data());
-  EXPECT_EQ(log(), creationLines(home()));
+TEST_F(InstanceServiceManifestsTest, NewInstallLocationThatIsNoTextOrCannotBeReadCountsAsNone) {
+  for (const char* list : {"{ newInstallLocation = ( one, two ); }", "<plist><dict><key>newInstallLocation"}) {
+    setConfiguration(list);
+    clearLog();
+    const InstanceService instance(home(), data());
+    EXPECT_EQ(log(), creationLines(home())) << list;
+  }
 }
 
 // ----- The copy policy -----
@@ -296,64 +253,36 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyWithoutRootReplacesTheTargetUnc
   EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("install.xml") + "."}}));
 }
 
-TEST_F(InstanceServiceManifestsTest, ManifestCopyMakesAFileOfTheGivenName) {
-  QuietInstance instance(*this);
-  const Tree expected = homeWith("deploy/other.name", "file: " + uninstallManifest());
-  EXPECT_TRUE(instance.copyInstallManifest(inDeploy("uninstall.hotfix.xml"), "other.name", kNone));
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("other.name") + "."}}));
-}
-
-TEST_F(InstanceServiceManifestsTest, ManifestCopyReplacesAFolderOfThatName) {
-  InstanceService instance(home(), data());
-  folder.makeFile(inHome("deploy/target.xml/inner"));
-  EXPECT_TRUE(instance.copyInstallManifest(inDeploy("install.xml"), "target.xml", kNone));
-  EXPECT_EQ(folder.read(inHome("deploy/target.xml")), "<install/>\n");
-}
-
-TEST_F(InstanceServiceManifestsTest, ManifestCopyReplacesALinkAndNotWhatItNames) {
+TEST_F(InstanceServiceManifestsTest, ManifestCopyReplacesWhatHasThatNameAndNoTargetOfALink) {
   InstanceService instance(home(), data());
   folder.makeFile("elsewhere", "kept");
-  folder.makeLink(inHome("deploy/target.xml"), folder / "elsewhere");
-  EXPECT_TRUE(instance.copyInstallManifest(inDeploy("install.xml"), "target.xml", kNone));
+  folder.makeFile(inHome("deploy/folder/inner"));
+  folder.makeLink(inHome("deploy/link"), folder / "elsewhere");
+  folder.makeLink(inHome("deploy/link to nothing"), folder / "missing");
+  for (const std::string name : {"folder", "link", "link to nothing"}) {
+    EXPECT_TRUE(instance.copyInstallManifest(inDeploy("install.xml"), name, kNone));
+    EXPECT_EQ(homeTree()["deploy/" + name], "file: <install/>\n") << name;
+  }
   EXPECT_EQ(folder.read("elsewhere"), "kept");
-  EXPECT_EQ(homeTree()["deploy/target.xml"], "file: <install/>\n");
-}
-
-TEST_F(InstanceServiceManifestsTest, ManifestCopiesReplaceALinkThatLeadsNowhere) {
-  InstanceService instance(home(), data());
-  ASSERT_EQ(unlink(inDeploy("uninstall.hotfix.xml").c_str()), 0);
-  folder.makeLink(inHome("deploy/uninstall.hotfix.xml"), folder / "missing");
-  folder.makeLink(inHome("deploy/target.xml"), folder / "missing");
-  EXPECT_TRUE(instance.copyInstallManifest(inDeploy("install.xml"), "target.xml", kNone));
-  EXPECT_TRUE(instance.copyHotfixUninstallManifest(inDeploy("install.xml")));
-  EXPECT_EQ(homeTree()["deploy/target.xml"], "file: <install/>\n");
-  EXPECT_EQ(homeTree()["deploy/uninstall.hotfix.xml"], "file: <install/>\n");
   EXPECT_FALSE(folder.has("missing"));
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopiesAnswerNoWhereTheOldTargetCannotBeDeleted) {
   InstanceService instance(home(), data());
   const std::string source = folder.makeFile("package/new.xml", "new");
-  folder.makeFile(inHome("deploy/install.update.xml"), "older");
-  const Tree before = homeTree();
+  const std::vector<std::string> names = {"install.xml", "install.update.xml", "uninstall.hotfix.xml"};
+  for (const std::string& name : names) folder.makeFile(inHome("deploy/" + name), "older");
+  const Tree withFiles = everything();
   expectNoCopies(instance, source);
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(folder.read("package/new.xml"), "new");
-}
+  EXPECT_EQ(everything(), withFiles);
 
-TEST_F(InstanceServiceManifestsTest, ManifestCopiesAnswerNoWhereALinkThatLeadsNowhereCannotBeDeleted) {
-  InstanceService instance(home(), data());
-  const std::string source = folder.makeFile("package/new.xml", "new");
-  for (const char* name : {"install.xml", "install.update.xml", "uninstall.hotfix.xml"}) {
-    (void)unlink(inDeploy(name).c_str());
-    folder.makeLink(inHome(std::string("deploy/") + name), folder / "missing");
+  for (const std::string& name : names) {
+    ASSERT_EQ(unlink(inDeploy(name).c_str()), 0);
+    folder.makeLink(inHome("deploy/" + name), folder / "missing");
   }
-  const Tree before = homeTree();
+  const Tree withLinksToNothing = everything();
   expectNoCopies(instance, source);
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(folder.read("package/new.xml"), "new");
-  EXPECT_FALSE(folder.has("missing"));
+  EXPECT_EQ(everything(), withLinksToNothing);
 }
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyWithAbsentOrMissingSourceLosesTheOldTarget) {
@@ -421,39 +350,30 @@ TEST_F(InstanceServiceManifestsTest, ManifestCopyThatIsNoXmlStaysAndAnswersNo) {
 
 TEST_F(InstanceServiceManifestsTest, ManifestCopyWithoutFeaturesIsSavedAllTheSame) {
   QuietInstance instance(*this);
-  const std::string source =
-      folder.makeFile("bare.xml", "<m><domain-object><object-data><install/></object-data></domain-object></m>");
-  EXPECT_TRUE(instance.copyInstallManifest(source, "some.xml", folder.path()));
+  EXPECT_TRUE(instance.copyInstallManifest(folder.makeFile("bare.xml", "<m/>"), "some.xml", folder.path()));
   EXPECT_EQ(folder.read(inHome("deploy/some.xml")),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>\n<m>\n    <domain-object>\n"
-            "        <object-data>\n            <install></install>\n        </object-data>\n"
-            "    </domain-object>\n</m>");
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>\n<m></m>");
   EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("some.xml") + "."},
                              {6, "Update ${installer.root}."},
                              {6, "Get ${installer.root} : file:" + folder.path() + "."},
-                             {3, "Not able to get install-feature element"},
+                             {3, "Not able to get domain-object element"},
                              {6, "Save install manifest."}}));
 }
 
 TEST_F(InstanceServiceManifestsTest, ShorthandsCopyToTheirOwnNames) {
-  QuietInstance instance(*this);
+  InstanceService instance(home(), data());
   const std::string root = folder.makeFolder("root");
   const std::string source = inDeploy("uninstall.hotfix.xml");
-  Tree expected = homeWith("deploy/install.xml", "file: " + uninstallManifest());
-  EXPECT_TRUE(instance.copyInstallManifest(source, kNone));
-  EXPECT_EQ(homeTree(), expected);
-  expected["deploy/install.update.xml"] = "file: " + uninstallManifest();
-  EXPECT_TRUE(instance.copyUpdateManifest(source, kNone));
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(log(), (LogLines{{6, "Copy install manifest to " + inDeploy("install.xml") + "."},
-                             {6, "Copy install manifest to " + inDeploy("install.update.xml") + "."}}));
-
-  expected["deploy/install.xml"] = "file: " + rewrittenManifest(root);
-  EXPECT_TRUE(instance.copyInstallManifest(source, root));
-  EXPECT_EQ(homeTree(), expected);
-  expected["deploy/install.update.xml"] = "file: " + rewrittenManifest(root);
-  EXPECT_TRUE(instance.copyUpdateManifest(source, root));
-  EXPECT_EQ(homeTree(), expected);
+  Tree expected = homeTree();
+  for (const OptionalString& each : {kNone, OptionalString(root)}) {
+    const std::string copy = "file: " + (each ? rewrittenManifest(root) : uninstallManifest());
+    EXPECT_TRUE(instance.copyInstallManifest(source, each));
+    expected["deploy/install.xml"] = copy;
+    EXPECT_EQ(homeTree(), expected);
+    EXPECT_TRUE(instance.copyUpdateManifest(source, each));
+    expected["deploy/install.update.xml"] = copy;
+    EXPECT_EQ(homeTree(), expected);
+  }
   EXPECT_FALSE(instance.copyInstallManifest(kNone, kNone));
   EXPECT_FALSE(instance.copyUpdateManifest(folder / "missing", root));
 }

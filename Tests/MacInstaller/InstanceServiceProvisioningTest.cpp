@@ -22,74 +22,24 @@ class InstanceServiceProvisioningTest : public InstanceTest {
 
 // ----- Passes -----
 
-TEST_F(InstanceServiceProvisioningTest, CleanUpPassStartsTheLauncherOnceWithTheDataFolder) {
-  instance.startProvisioningWithCleanUp(launcher());
-  EXPECT_EQ(children(), (Children{launch("cleanup", data())}));
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceProvisioningTest, UpdatePassStartsTheLauncherOnceWithTheDataFolder) {
-  instance.startProvisioningWithUpdate(launcher());
-  EXPECT_EQ(children(), (Children{launch("update", data())}));
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceProvisioningTest, PassesWithoutDataFolderHaveElevenArguments) {
-  InstanceService dataless(home());
-  dataless.startProvisioningWithCleanUp(launcher());
-  dataless.startProvisioningWithUpdate(launcher());
-  EXPECT_EQ(children(), (Children{launch("cleanup", kNone), launch("update", kNone)}));
-  ASSERT_FALSE(children().empty());
-  EXPECT_EQ(children()[0].size(), 1U + 11U);
-}
-
-TEST_F(InstanceServiceProvisioningTest, PassesHandOnTheUsersLocale) {
-  setUserDefaults(".GlobalPreferences", "{ AppleLocale = \"pt_BR\"; }");
+TEST_F(InstanceServiceProvisioningTest, PassesStartTheLauncherOnceWithTheDataFolderAndTheUsersLocale) {
   instance.startProvisioningWithCleanUp(launcher());
   setUserDefaults(".GlobalPreferences", "{ AppleLocale = \"ja_JP\"; }");
   instance.startProvisioningWithUpdate(launcher());
-  ASSERT_EQ(children().size(), 2U);
-  EXPECT_EQ(children()[0][7], "pt_BR");
-  EXPECT_EQ(children()[1][7], "ja_JP");
-}
-
-TEST_F(InstanceServiceProvisioningTest, PassesStartTheProgramThatIsHandedIn) {
-  const std::string other = makeNotingProgram("other launcher");
-  instance.startProvisioningWithCleanUp(other);
-  instance.startProvisioningWithUpdate(other);
-  ASSERT_EQ(children().size(), 2U);
-  EXPECT_EQ(children()[0][0], other);
-  EXPECT_EQ(children()[1][0], other);
-}
-
-TEST_F(InstanceServiceProvisioningTest, PassesNeedNoHome) {
-  InstanceService homeless(kNone, data());
-  clearLog();
-  homeless.startProvisioningWithCleanUp(launcher());
-  homeless.startProvisioningWithUpdate(launcher());
-  ASSERT_EQ(children().size(), 2U);
-  EXPECT_EQ(children()[0].size(), 12U) << "there is no data folder without a home";
-  EXPECT_EQ(children()[1].size(), 12U);
+  EXPECT_EQ(children(), (Children{launch("cleanup", data()), launch("update", data(), "ja_JP")}));
   EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(InstanceServiceProvisioningTest, PassesWaitForTheLauncher) {
-  makeNotingProgram(inHome("rcplauncher"), "sleep 0.3; echo done >> '" + (folder / "end") + "'");
-  instance.startProvisioningWithCleanUp(launcher());
-  EXPECT_EQ(folder.lines("end").size(), 1U);
-  instance.startProvisioningWithUpdate(launcher());
-  EXPECT_EQ(folder.lines("end").size(), 2U);
-}
-
-TEST_F(InstanceServiceProvisioningTest, OutputAndExitStatusOfTheLauncherAreDropped) {
-  makeNotingProgram(inHome("rcplauncher"), "echo out; echo err >&2; exit 9");
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  instance.startProvisioningWithCleanUp(launcher());
-  instance.startProvisioningWithUpdate(launcher());
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_EQ(children().size(), 2U);
+TEST_F(InstanceServiceProvisioningTest, PassesWithoutDataFolderOrHomeHaveElevenArguments) {
+  InstanceService dataless(home());
+  InstanceService homeless(kNone, data());
+  clearLog();
+  for (InstanceService* each : {&dataless, &homeless}) {
+    each->startProvisioningWithCleanUp(launcher());
+    each->startProvisioningWithUpdate(launcher());
+  }
+  EXPECT_EQ(children(), (Children{launch("cleanup", kNone), launch("update", kNone), launch("cleanup", kNone),
+                                  launch("update", kNone)}));
   EXPECT_THAT(log(), IsEmpty());
 }
 
@@ -103,25 +53,13 @@ TEST_F(InstanceServiceProvisioningTest, PassesNeitherRemoveNorReadTheResultFile)
 }
 
 TEST_F(InstanceServiceProvisioningTest, LauncherThatCannotBeStartedIsOneErrorLine) {
-  removeFile(inHome("rcplauncher"));
-  instance.startProvisioningWithCleanUp(launcher());
-  ASSERT_EQ(log().size(), 1U);
-  EXPECT_EQ(log()[0].first, 3);
-  EXPECT_THAT(log()[0].second, AllOf(HasSubstr(launcher()), HasSubstr(std::strerror(ENOENT))));
-
-  clearLog();
-  folder.makeFolder(inHome("rcplauncher"));
-  instance.startProvisioningWithUpdate(launcher());
-  EXPECT_THAT(log(), ElementsAre(testing::Pair(3, HasSubstr(launcher()))));
-  EXPECT_THAT(children(), IsEmpty());
-}
-
-TEST_F(InstanceServiceProvisioningTest, AbsentLauncherIsOneErrorLine) {
-  instance.startProvisioningWithCleanUp(kNone);
-  EXPECT_THAT(log(), ElementsAre(testing::Pair(3, HasSubstr("(null)"))));
-  clearLog();
-  instance.startProvisioningWithUpdate(kNone);
-  EXPECT_THAT(log(), ElementsAre(testing::Pair(3, HasSubstr("(null)"))));
+  for (const OptionalString& program : {OptionalString(folder / "other launcher"), kNone}) {
+    clearLog();
+    instance.startProvisioningWithCleanUp(program);
+    instance.startProvisioningWithUpdate(program);
+    const auto line = Pair(3, HasSubstr(textOrNull(program)));
+    EXPECT_THAT(log(), ElementsAre(line, line));
+  }
   EXPECT_THAT(children(), IsEmpty());
 }
 
@@ -165,13 +103,9 @@ INSTANTIATE_TEST_SUITE_P(
         Outcome{"Binary", "\xff\xfe\x01\n\n", -1}),
     [](const testing::TestParamInfo<Outcome>& tested) { return std::string(tested.param.name); });
 
-TEST_F(InstanceServiceProvisioningTest, MissingResultFileGivesFailure) {
+TEST_F(InstanceServiceProvisioningTest, MissingOrUnreadableResultFileGivesFailure) {
   folder.makeFile(inHome(".provisioning_rc"), "rc=0\n");  // it lies beside the home folder, not in it
   EXPECT_EQ(instance.getProvisioningResult(), -1);
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceProvisioningTest, UnreadableResultFileGivesFailure) {
   folder.makeFolder(kResultFile);
   EXPECT_EQ(instance.getProvisioningResult(), -1);
   EXPECT_THAT(log(), IsEmpty());
@@ -243,57 +177,25 @@ TEST_F(InstanceServiceProvisioningTest, RemovalDeletesJustTheResultFile) {
 
 // ----- Manifest version and install id -----
 
-TEST_F(InstanceServiceProvisioningTest, ManifestVersionIsSetAndTheOtherKeysAreKept) {
-  const Tree dataBefore = treeSnapshot(data());
-  Tree expected = homeTree();
-  expected["rcplauncher.properties"] =
-      "file: provisioning.manifest.version=1511262125\nrcp.data=${env.HOME}/workspace\nrcp.install.id=0101260000\n";
+TEST_F(InstanceServiceProvisioningTest, ManifestVersionAndInstallIdAreSetInTheLauncherPropertiesOnly) {
+  folder.makeFile(inHome("rcplauncher.properties"), "rcp.install.id=0101260000\nother=kept\n");
+  Tree expected = everything();
+  const std::string file = inHome("rcplauncher.properties");
+  expected[file] = "file: other=kept\nprovisioning.manifest.version=1511262125\nrcp.install.id=0101260000\n";
   instance.updateProvisionManifestVersion("1511262125");
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(treeSnapshot(data()), dataBefore);
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceProvisioningTest, ManifestVersionIsAddedWhereThereWasNone) {
-  folder.makeFile(inHome("rcplauncher.properties"), "# note\n\nz = 1\n");
-  instance.updateProvisionManifestVersion("7");
-  EXPECT_EQ(folder.read(inHome("rcplauncher.properties")), "provisioning.manifest.version=7\nz=1\n");
-}
-
-TEST_F(InstanceServiceProvisioningTest, ManifestVersionMayBeEmpty) {
-  instance.updateProvisionManifestVersion("");
-  EXPECT_THAT(
-      propertiesLines("rcplauncher.properties"),
-      ElementsAre("provisioning.manifest.version=", "rcp.data=${env.HOME}/workspace", "rcp.install.id=0101260000"));
-}
-
-TEST_F(InstanceServiceProvisioningTest, InstallIdIsSetInTheLauncherPropertiesOnly) {
-  const Tree dataBefore = treeSnapshot(data());
-  Tree expected = homeTree();
-  expected["rcplauncher.properties"] =
-      "file: provisioning.manifest.version=0101260000\nrcp.data=${env.HOME}/workspace\nrcp.install.id=1511262125\n";
-  instance.updateInstallID("1511262125");
-  EXPECT_EQ(homeTree(), expected);
-  EXPECT_EQ(treeSnapshot(data()), dataBefore);
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceProvisioningTest, RewriteKeepsTheModeOfTheProperties) {
-  ASSERT_EQ(chmod((home() + "/rcplauncher.properties").c_str(), 0640), 0);
-  instance.updateProvisionManifestVersion("1");
-  EXPECT_EQ(folder.mode(inHome("rcplauncher.properties")), 0640U);
+  expectEverything(expected);
+  expected[file] = "file: other=kept\nprovisioning.manifest.version=1511262125\nrcp.install.id=\n";
+  instance.updateInstallID("");
+  expectEverything(expected);
 }
 
 TEST_F(InstanceServiceProvisioningTest, MissingLauncherPropertiesAreNotCreated) {
   removeFile(inHome("rcplauncher.properties"));
-  const Tree before = homeTree();
-  const Tree dataBefore = treeSnapshot(data());
+  const Tree before = everything();
   instance.updateProvisionManifestVersion("1");
   instance.updateInstallID("1");
   instance.updateInstallIDWithProvManVer();
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(treeSnapshot(data()), dataBefore);
-  EXPECT_THAT(log(), IsEmpty());
+  expectEverything(before);
 }
 
 TEST_F(InstanceServiceProvisioningTest, LauncherPropertiesThatCannotBeReadStayAsTheyAre) {
@@ -308,15 +210,13 @@ TEST_F(InstanceServiceProvisioningTest, LauncherPropertiesThatCannotBeReadStayAs
 
 TEST_F(InstanceServiceProvisioningTest, PropertiesAreNotTouchedWithoutAHome) {
   const ScopedWorkingFolder working(home());  // where relative paths would lead
-  const Tree before = homeTree();
+  const Tree before = everything();
   InstanceService homeless(kNone, data());
   clearLog();
   homeless.updateProvisionManifestVersion("1");
   homeless.updateInstallID("1");
   homeless.updateInstallIDWithProvManVer();
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(folder.read("data/.config/rcpinstall.properties"), "rcp.install.id=0101260000\n");
-  EXPECT_THAT(log(), IsEmpty());
+  expectEverything(before);
 }
 
 TEST_F(InstanceServiceProvisioningTest, ManifestVersionBecomesTheInstallIdInBothFiles) {
@@ -334,36 +234,28 @@ TEST_F(InstanceServiceProvisioningTest, ManifestVersionBecomesTheInstallIdInBoth
   EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(InstanceServiceProvisioningTest, InstallIdIsLeftAloneWithoutTheInstallProperties) {
-  removeFile("data/.config/rcpinstall.properties");
-  folder.makeFile(inHome("rcplauncher.properties"), "provisioning.manifest.version=1511262125\nrcp.install.id=1\n");
-  const Tree before = homeTree();
-  instance.updateInstallIDWithProvManVer();
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(treeSnapshot(data()), (Tree{{".config", "folder"}}));
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceProvisioningTest, InstallIdIsLeftAloneWithoutADataFolder) {
+TEST_F(InstanceServiceProvisioningTest, InstallIdIsLeftAloneWithoutTheInstallPropertiesOrADataFolder) {
   folder.makeFile(inHome("rcplauncher.properties"),
                   "provisioning.manifest.version=1511262125\nrcp.install.id=1\nrcp.data=" + data() + "\n");
   const ScopedWorkingFolder working(data());  // where an empty data folder would lead
-  const Tree before = homeTree();
+  const Tree before = everything();
   InstanceService dataless(home());
   clearLog();
   dataless.updateInstallIDWithProvManVer();
-  EXPECT_EQ(homeTree(), before);
-  EXPECT_EQ(folder.read("data/.config/rcpinstall.properties"), "rcp.install.id=0101260000\n");
-  EXPECT_THAT(log(), IsEmpty());
+  expectEverything(before);
+  removeFile("data/.config/rcpinstall.properties");
+  const Tree withoutFile = everything();
+  instance.updateInstallIDWithProvManVer();
+  expectEverything(withoutFile);
 }
 
 TEST_F(InstanceServiceProvisioningTest, InstallPropertiesThatSomebodyHasPutThereByALinkAreMissing) {
   folder.makeFile(inHome("rcplauncher.properties"), "provisioning.manifest.version=1511262125\nrcp.install.id=1\n");
   folder.makeFile("elsewhere/rcpinstall.properties", "secret=1\n", 0600);
   const auto expectLeftAlone = [&] {
-    const Tree before = treeSnapshot(folder.path());
+    const Tree before = everything();
     instance.updateInstallIDWithProvManVer();
-    EXPECT_EQ(treeSnapshot(folder.path()), before);
+    expectEverything(before);
   };
   const std::string file = "data/.config/rcpinstall.properties";
   removeFile(file);

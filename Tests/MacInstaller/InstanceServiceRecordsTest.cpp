@@ -22,6 +22,27 @@ class InstanceServiceRecordsTest : public InstanceTest {
     EXPECT_THAT(log(), IsEmpty());
   }
 
+  /// Expects that the file has no record that can be read.
+  static void expectNoRecords(const InstanceService& service, bool isRunningCheckSkipped) {
+    EXPECT_EQ(service.getInstalledVersion(), kNone);
+    EXPECT_FALSE(service.isHotfixApplied());
+    EXPECT_EQ(service.getCurrentHotfixVersion(), kNone);
+    EXPECT_EQ(service.isHotfixInstallWithSkipRunningCheck(), isRunningCheckSkipped);
+    EXPECT_EQ(service.getInstalledHotfixBundleID(), kNone);
+  }
+
+  /// Makes every change of a record.
+  static void changeAll(InstanceService& service) {
+    service.setInstalledVersion("7");
+    service.updateHotfixVersion("7");
+    service.updateHotfixVersion(kNone);
+    service.saveHotfixSkipRunningCheckProperty(true);
+    service.removeHotfixSkipRunningCheckProperty();
+    service.saveHotfixBundleID("com.qor.other");
+    service.saveHotfixBundleID(kNone);
+    service.deleteInstalledHotfixBundleID();
+  }
+
   InstanceService instance{home(), data()};
   InstanceService homeless{kNone, kNone};
 
@@ -32,17 +53,13 @@ class InstanceServiceRecordsTest : public InstanceTest {
 // ----- Whether an instance is installed -----
 
 TEST_F(InstanceServiceRecordsTest, InstanceIsInstalledWhenItsInstallManifestExists) {
-  EXPECT_TRUE(instance.hasInstanceInstalled());
+  folder.makeFile(inHome("deploy/install.xml"), "no manifest");
+  EXPECT_TRUE(instance.hasInstanceInstalled()) << "it is not read";
   ASSERT_EQ(unlink((home() + "/deploy/install.xml").c_str()), 0);
   EXPECT_FALSE(instance.hasInstanceInstalled()) << "whatever else exists";
   folder.makeFolder(inHome("deploy/install.xml"));
   EXPECT_TRUE(instance.hasInstanceInstalled()) << "a folder counts as well";
   EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceRecordsTest, InstallManifestIsOnlyLookedForAndNotRead) {
-  folder.makeFile(inHome("deploy/install.xml"), "no manifest");
-  EXPECT_TRUE(instance.hasInstanceInstalled());
 }
 
 // ----- Base plug-in -----
@@ -112,20 +129,14 @@ TEST_F(BaseVersionTest, BaseVersionNeedsThePluginsFolder) {
 
 // ----- Application bundle -----
 
-TEST_F(InstanceServiceRecordsTest, TargetVersionIsThatOfTheBundle) {
+TEST_F(InstanceServiceRecordsTest, TargetVersionIsThatOfTheInnermostBundle) {
   EXPECT_EQ(instance.getInstalledTargetVersion(), "6.2.1");
   EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceRecordsTest, TargetVersionIsThatOfTheInnermostBundle) {
   const std::string inner = std::string(kBundle) + "/Contents/MacOS/Inner.app";
   const InstanceService nested(folder.makeFolder(inner + "/Contents/MacOS/rcp"), kNone);
   EXPECT_EQ(nested.getInstalledTargetVersion(), kNone);
   folder.makeFile(inner + "/Contents/Info.plist", "{ CFBundleShortVersionString = inner; }");
   EXPECT_EQ(nested.getInstalledTargetVersion(), "inner");
-}
-
-TEST_F(InstanceServiceRecordsTest, TargetVersionNeedsABundle) {
   folder.makeFile("Contents/Info.plist", "{ CFBundleShortVersionString = 1; }");
   const InstanceService outsideBundle(folder.makeFolder("plain/Contents/MacOS/rcp"), kNone);
   EXPECT_EQ(outsideBundle.getInstalledTargetVersion(), kNone);
@@ -133,15 +144,12 @@ TEST_F(InstanceServiceRecordsTest, TargetVersionNeedsABundle) {
 
 TEST_F(InstanceServiceRecordsTest, TargetVersionNeedsItsKeyInAReadableList) {
   const std::string list = std::string(kBundle) + "/Contents/Info.plist";
-  folder.makeFile(list, "{ CFBundleVersion = 1; }");
-  EXPECT_EQ(instance.getInstalledTargetVersion(), kNone);
-  folder.makeFile(list, "{ CFBundleShortVersionString = ( 6, 2 ); }");
-  EXPECT_EQ(instance.getInstalledTargetVersion(), kNone);
-  folder.makeFile(list, "{ CFBundleShortVersionString = ");
-  EXPECT_EQ(instance.getInstalledTargetVersion(), kNone);
+  for (const char* contents :
+       {"{ CFBundleVersion = 1; }", "{ CFBundleShortVersionString = ( 6, 2 ); }", "{ CFBundleShortVersionString = "}) {
+    folder.makeFile(list, contents);
+    EXPECT_EQ(instance.getInstalledTargetVersion(), kNone) << contents;
+  }
   ASSERT_EQ(unlink((folder / list).c_str()), 0);
-  EXPECT_EQ(instance.getInstalledTargetVersion(), kNone);
-  folder.makeFolder(list);
   EXPECT_EQ(instance.getInstalledTargetVersion(), kNone);
   EXPECT_THAT(log(), IsEmpty());
 }
@@ -161,46 +169,22 @@ TEST_F(InstanceServiceRecordsTest, RecordsAreRead) {
 
 TEST_F(InstanceServiceRecordsTest, RecordsOfAMissingFileAreNone) {
   removeInstallInfo();
-  EXPECT_EQ(instance.getInstalledVersion(), kNone);
+  expectNoRecords(instance, /*isRunningCheckSkipped=*/false);
   EXPECT_EQ(log(), (LogLines{{6, "Get installInfo: " + home() + "/installInfo.plist"}}));
   clearLog();
-  EXPECT_FALSE(instance.isHotfixApplied());
-  EXPECT_EQ(instance.getCurrentHotfixVersion(), kNone);
-  EXPECT_FALSE(instance.isHotfixInstallWithSkipRunningCheck());
-  EXPECT_EQ(instance.getInstalledHotfixBundleID(), kNone);
   expectInstallInfo(kNone);
 }
 
 TEST_F(InstanceServiceRecordsTest, RecordsThatAreNotThereAreNoneAndTheRunningCheckIsSkipped) {
-  writeInstallInfo({});
-  EXPECT_EQ(instance.getInstalledVersion(), kNone);
-  EXPECT_FALSE(instance.isHotfixApplied());
-  EXPECT_EQ(instance.getCurrentHotfixVersion(), kNone);
-  EXPECT_TRUE(instance.isHotfixInstallWithSkipRunningCheck());
-  EXPECT_EQ(instance.getInstalledHotfixBundleID(), kNone);
-  writeInstallInfo({{"version", "6.2.1"}});
-  EXPECT_FALSE(instance.isHotfixApplied());
-  EXPECT_TRUE(instance.isHotfixInstallWithSkipRunningCheck());
-}
-
-TEST_F(InstanceServiceRecordsTest, RecordsOfADamagedFileAreNoneAndTheRunningCheckIsSkipped) {
-  for (const char* damaged : {"", "<plist><dict><key>version", "( version, hotfixVersion )", "\x01\x02"}) {
-    folder.makeFile(inHome(kInstallInfo), damaged);
-    EXPECT_EQ(instance.getInstalledVersion(), kNone) << damaged;
-    EXPECT_FALSE(instance.isHotfixApplied()) << damaged;
-    EXPECT_EQ(instance.getCurrentHotfixVersion(), kNone) << damaged;
-    EXPECT_TRUE(instance.isHotfixInstallWithSkipRunningCheck()) << damaged;
-    EXPECT_EQ(instance.getInstalledHotfixBundleID(), kNone) << damaged;
+  for (const char* contents :
+       {"{ other = 1; }", "", "<plist><dict><key>version", "( version, hotfixVersion )", "\x01\x02"}) {
+    SCOPED_TRACE(contents);
+    folder.makeFile(inHome(kInstallInfo), contents);
+    expectNoRecords(instance, /*isRunningCheckSkipped=*/true);
   }
-}
-
-TEST_F(InstanceServiceRecordsTest, FolderInPlaceOfTheRecordsReadsAsDamagedFile) {
   removeInstallInfo();
   folder.makeFolder(inHome(kInstallInfo));
-  EXPECT_EQ(instance.getInstalledVersion(), kNone);
-  EXPECT_FALSE(instance.isHotfixApplied());
-  EXPECT_TRUE(instance.isHotfixInstallWithSkipRunningCheck());
-  EXPECT_EQ(instance.getInstalledHotfixBundleID(), kNone);
+  expectNoRecords(instance, /*isRunningCheckSkipped=*/true);
 }
 
 TEST_F(InstanceServiceRecordsTest, HotfixIsAppliedWhateverItsVersionIs) {
@@ -242,14 +226,6 @@ TEST_F(InstanceServiceRecordsTest, AbsentVersionRecordsNothing) {
   const std::string before = folder.read(inHome(kInstallInfo));
   instance.setInstalledVersion(kNone);
   expectInstallInfo(before);
-  removeInstallInfo();
-  instance.setInstalledVersion(kNone);
-  expectInstallInfo(kNone);
-}
-
-TEST_F(InstanceServiceRecordsTest, EmptyVersionIsRecorded) {
-  instance.setInstalledVersion("");
-  EXPECT_EQ(installRecord("version"), "");
 }
 
 TEST_F(InstanceServiceRecordsTest, HotfixVersionIsRecordedAndRemoved) {
@@ -302,171 +278,79 @@ TEST_F(InstanceServiceRecordsTest, BundleIdIsRecordedAndRemoved) {
   expectInstallInfo(without);
 }
 
-TEST_F(InstanceServiceRecordsTest, RecordsOfEveryTypeAreCarriedThrough) {
-  const std::string before =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-      "<plist version=\"1.0\">\n"
-      "<dict>\n"
-      "\t<key>array</key>\n"
-      "\t<array>\n"
-      "\t\t<integer>-3</integer>\n"
-      "\t\t<real>0.5</real>\n"
-      "\t</array>\n"
-      "\t<key>data</key>\n"
-      "\t<data>\n"
-      "\tAQID\n"
-      "\t</data>\n"
-      "\t<key>date</key>\n"
-      "\t<date>2026-11-15T21:25:07Z</date>\n"
-      "\t<key>dictionary</key>\n"
-      "\t<dict>\n"
-      "\t\t<key>true</key>\n"
-      "\t\t<true/>\n"
-      "\t</dict>\n"
-      "\t<key>number</key>\n"
-      "\t<integer>7</integer>\n"
-      "\t<key>text</key>\n"
-      "\t<string>\xC3\xA4</string>\n"
-      "</dict>\n"
-      "</plist>\n";
-  folder.makeFile(inHome(kInstallInfo), before);
-  instance.updateHotfixVersion(kNone);
-  expectInstallInfo(before);
-}
-
-TEST_F(InstanceServiceRecordsTest, RewriteKeepsTheModeOfTheRecords) {
-  ASSERT_EQ(chmod((home() + "/installInfo.plist").c_str(), 0664), 0);
-  instance.updateHotfixVersion(kNone);
-  EXPECT_EQ(folder.mode(inHome(kInstallInfo)), 0664U);
-}
-
 // ----- Changing records: the file is missing -----
 
-TEST_F(InstanceServiceRecordsTest, VersionIsRecordedInANewFile) {
-  removeInstallInfo();
-  instance.setInstalledVersion("7");
-  expectInstallInfo(xmlRecords({{"version", "7"}}));
-}
-
-TEST_F(InstanceServiceRecordsTest, HotfixVersionIsRecordedInANewFile) {
-  removeInstallInfo();
-  instance.updateHotfixVersion("7");
-  expectInstallInfo(xmlRecords({{"hotfixVersion", "7"}}));
-}
-
-TEST_F(InstanceServiceRecordsTest, AbsentHotfixVersionMakesAFileWithoutRecords) {
-  removeInstallInfo();
-  instance.updateHotfixVersion(kNone);
-  expectInstallInfo(xmlRecords({}));
-}
-
-TEST_F(InstanceServiceRecordsTest, SkipOfTheRunningCheckIsRecordedInANewFile) {
-  removeInstallInfo();
-  instance.saveHotfixSkipRunningCheckProperty(false);
-  expectInstallInfo(xmlRecords({{"SKIPRUNNINGCHECK", "false"}}));
-  removeInstallInfo();
-  instance.saveHotfixSkipRunningCheckProperty(true);
-  expectInstallInfo(xmlRecords({{"SKIPRUNNINGCHECK", "true"}}));
-}
-
-TEST_F(InstanceServiceRecordsTest, RemovalsAndTheBundleIdMakeNoNewFile) {
-  removeInstallInfo();
-  instance.removeHotfixSkipRunningCheckProperty();
-  expectInstallInfo(kNone);
-  instance.saveHotfixBundleID("com.qor.other");
-  expectInstallInfo(kNone);
-  instance.saveHotfixBundleID(kNone);
-  expectInstallInfo(kNone);
-  instance.deleteInstalledHotfixBundleID();
-  expectInstallInfo(kNone);
+TEST_F(InstanceServiceRecordsTest, OnlyTheVersionsAndTheSkipMakeANewFile) {
+  const struct {
+    const char* name;
+    std::function<void()> change;
+    OptionalString records;
+  } rows[] = {
+      {"version", [this] { instance.setInstalledVersion(""); }, xmlRecords({{"version", ""}})},
+      {"absent version", [this] { instance.setInstalledVersion(kNone); }, kNone},
+      {"hotfix version", [this] { instance.updateHotfixVersion("7"); }, xmlRecords({{"hotfixVersion", "7"}})},
+      {"absent hotfix version", [this] { instance.updateHotfixVersion(kNone); }, xmlRecords({})},
+      {"no skip", [this] { instance.saveHotfixSkipRunningCheckProperty(false); },
+       xmlRecords({{"SKIPRUNNINGCHECK", "false"}})},
+      {"skip", [this] { instance.saveHotfixSkipRunningCheckProperty(true); },
+       xmlRecords({{"SKIPRUNNINGCHECK", "true"}})},
+      {"removed skip", [this] { instance.removeHotfixSkipRunningCheckProperty(); }, kNone},
+      {"bundle id", [this] { instance.saveHotfixBundleID("com.qor.other"); }, kNone},
+      {"absent bundle id", [this] { instance.saveHotfixBundleID(kNone); }, kNone},
+      {"removed bundle id", [this] { instance.deleteInstalledHotfixBundleID(); }, kNone},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    (void)unlink((folder / inHome(kInstallInfo)).c_str());
+    row.change();
+    expectInstallInfo(row.records);
+  }
 }
 
 // ----- Changing records: the file cannot be used -----
 
-TEST_F(InstanceServiceRecordsTest, NoWriterTouchesADamagedFile) {
+TEST_F(InstanceServiceRecordsTest, NothingTouchesADamagedFile) {
   for (const std::string damaged : {"", "<plist><dict><key>version", "( version, hotfixVersion )"}) {
     folder.makeFile(inHome(kInstallInfo), damaged);
-    instance.setInstalledVersion("7");
-    instance.updateHotfixVersion("7");
-    instance.updateHotfixVersion(kNone);
-    instance.saveHotfixSkipRunningCheckProperty(true);
-    instance.removeHotfixSkipRunningCheckProperty();
-    instance.saveHotfixBundleID("com.qor.other");
-    instance.saveHotfixBundleID(kNone);
-    instance.deleteInstalledHotfixBundleID();
+    changeAll(instance);
     expectInstallInfo(damaged);
   }
 }
 
-TEST_F(InstanceServiceRecordsTest, FolderInPlaceOfTheRecordsStays) {
+TEST_F(InstanceServiceRecordsTest, RecordsThatCannotBeReadAreNeverSavedOver) {
+  removeInstallInfo();
+  folder.makeFifo(inHome(kInstallInfo));  // there, but nothing to read from
+  const Tree withFifo = homeTree();
+  changeAll(instance);
+  expectHome(withFifo);
+  EXPECT_EQ(instance.getCurrentHotfixVersion(), kNone);
+
   removeInstallInfo();
   folder.makeFile(inHome(std::string(kInstallInfo) + "/inner"), "kept");
-  const Tree before = homeTree();
-  instance.setInstalledVersion("7");
-  instance.updateHotfixVersion("7");
-  instance.updateHotfixVersion(kNone);
-  instance.saveHotfixSkipRunningCheckProperty(true);
-  instance.removeHotfixSkipRunningCheckProperty();
-  instance.saveHotfixBundleID("com.qor.other");
-  instance.deleteInstalledHotfixBundleID();
-  expectHome(before);
+  const Tree withFolder = homeTree();
+  changeAll(instance);
+  expectHome(withFolder);
 }
 
 TEST_F(InstanceServiceRecordsTest, NewFileThatCannotBeMadeIsNotTold) {
   GoneHome gone(folder);
   clearLog();
-  gone.setInstalledVersion("7");
-  gone.updateHotfixVersion(kNone);
-  gone.saveHotfixSkipRunningCheckProperty(true);
+  changeAll(gone);
   EXPECT_FALSE(folder.has("gone"));
   EXPECT_THAT(log(), IsEmpty());
 }
 
 // ----- Without a home -----
 
-TEST_F(InstanceServiceRecordsTest, NothingIsInstalledWithoutAHome) {
+TEST_F(InstanceServiceRecordsTest, NothingIsInstalledOrRecordedWithoutAHome) {
+  const ScopedWorkingFolder working(home());  // where relative paths would lead
+  const Tree before = everything();
   EXPECT_FALSE(homeless.hasInstanceInstalled());
   EXPECT_EQ(homeless.getBaseVersion(), kNone);
   EXPECT_EQ(homeless.getInstalledTargetVersion(), kNone);
-  EXPECT_EQ(homeless.getInstalledVersion(), kNone);
-  EXPECT_FALSE(homeless.isHotfixApplied());
-  EXPECT_EQ(homeless.getCurrentHotfixVersion(), kNone);
-  EXPECT_FALSE(homeless.isHotfixInstallWithSkipRunningCheck());
-  EXPECT_EQ(homeless.getInstalledHotfixBundleID(), kNone);
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceRecordsTest, NothingIsRecordedWithoutAHome) {
-  const ScopedWorkingFolder working(folder.path());  // where relative paths would lead
-  const Tree before = treeSnapshot(folder.path());
-  homeless.setInstalledVersion("7");
-  homeless.updateHotfixVersion("7");
-  homeless.updateHotfixVersion(kNone);
-  homeless.saveHotfixSkipRunningCheckProperty(true);
-  homeless.removeHotfixSkipRunningCheckProperty();
-  homeless.saveHotfixBundleID("com.qor.other");
-  homeless.deleteInstalledHotfixBundleID();
-  EXPECT_EQ(treeSnapshot(folder.path()), before);
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceRecordsTest, RecordsThatCannotBeReadAreNeverSavedOver) {
-  removeInstallInfo();
-  folder.makeFifo(inHome(kInstallInfo));  // there, but nothing to read from
-  const std::vector<std::function<void()>> changes = {[&] { instance.setInstalledVersion("7"); },
-                                                      [&] { instance.updateHotfixVersion("7"); },
-                                                      [&] { instance.updateHotfixVersion(kNone); },
-                                                      [&] { instance.saveHotfixSkipRunningCheckProperty(true); },
-                                                      [&] { instance.removeHotfixSkipRunningCheckProperty(); },
-                                                      [&] { instance.saveHotfixBundleID("id"); },
-                                                      [&] { instance.deleteInstalledHotfixBundleID(); }};
-  clearLog();
-  for (const auto& change : changes) change();
-  EXPECT_TRUE(S_ISFIFO(folder.attributes(inHome(kInstallInfo)).st_mode));
-  EXPECT_EQ(instance.getCurrentHotfixVersion(), kNone);
-  EXPECT_FALSE(instance.isHotfixApplied());
-  EXPECT_THAT(log(), IsEmpty());
+  expectNoRecords(homeless, /*isRunningCheckSkipped=*/false);
+  changeAll(homeless);
+  expectEverything(before);
 }
 
 }  // namespace

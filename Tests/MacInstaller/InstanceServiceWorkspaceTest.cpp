@@ -46,21 +46,14 @@ TEST_F(InstanceServiceWorkspaceTest, LinksNameHomeAndSharedFolder) {
   EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(InstanceServiceWorkspaceTest, LinksAreEscapedAsProperties) {
-  const std::string odd = folder / "My #1=a:b!\\.app/Contents/MacOS/rcp \xC3\xA9";
-  folder.makeFolder("My #1=a:b!\\.app/Contents/MacOS/rcp \xC3\xA9/eclipse");
+TEST_F(InstanceServiceWorkspaceTest, LinksHoldTheHomeExactlyAsItIsEscapedAsAProperty) {
+  const std::string odd = folder / "My #1=a:b!\\.app/Contents/MacOS/rcp \u00E9/";
+  folder.makeFolder("My #1=a:b!\\.app/Contents/MacOS/rcp \u00E9/eclipse");
   InstanceService service(odd, kNone);
   EXPECT_TRUE(service.generateLinks());
-  const Tree links = treeSnapshot(odd + "/eclipse/links");
   const std::string start = "file: path=" + folder.path() + "/My \\#1\\=a\\:b\\!\\\\.app/Contents/MacOS/";
-  EXPECT_EQ(links, (Tree{{"rcp.link", start + "rcp \\u00e9\n"}, {"shared.link", start + "shared\n"}}));
-}
-
-TEST_F(InstanceServiceWorkspaceTest, LinksHoldTheHomeExactlyAsItIs) {
-  InstanceService service(home() + "/", kNone);
-  EXPECT_TRUE(service.generateLinks());
-  EXPECT_EQ(treeSnapshot(home() + "/eclipse/links"),
-            (Tree{{"rcp.link", "file: path=" + home() + "/\n"}, {"shared.link", "file: path=" + shared() + "\n"}}));
+  EXPECT_EQ(treeSnapshot(odd + "eclipse/links"),
+            (Tree{{"rcp.link", start + "rcp \\u00e9/\n"}, {"shared.link", start + "shared\n"}}));
 }
 
 TEST_F(InstanceServiceWorkspaceTest, ExistingLinksAreUpdatedAndTheirOtherKeysKept) {
@@ -73,11 +66,13 @@ TEST_F(InstanceServiceWorkspaceTest, ExistingLinksAreUpdatedAndTheirOtherKeysKep
                                                            {"third.link", "file: # kept\n"}}));
 }
 
-TEST_F(InstanceServiceWorkspaceTest, NewLinksFolderIsOpenToTheGroup) {
+TEST_F(InstanceServiceWorkspaceTest, NewLinksFolderIsOpenToTheGroupAndBelongsToTheProcessUserWhenNoUserIsNamed) {
+  setEnvironment("USER", kNone);
   const mode_t before = umask(077);
   EXPECT_TRUE(instance.generateLinks());
   umask(before);
   EXPECT_EQ(folder.mode(inHome(kLinks)), 0775U);
+  EXPECT_EQ(folder.attributes(inHome(kLinks)).st_uid, geteuid());
 }
 
 TEST_F(InstanceServiceWorkspaceTest, NewLinksFolderBelongsToTheInvokingUserAndTheAdministrators) {
@@ -91,13 +86,6 @@ TEST_F(InstanceServiceWorkspaceTest, NewLinksFolderBelongsToTheInvokingUserAndTh
   EXPECT_TRUE(instance.generateLinks());
   EXPECT_EQ(folder.attributes(inHome(kLinks)).st_uid, owner);
   EXPECT_EQ(folder.attributes(inHome(kLinks)).st_gid, expectedGroup);
-}
-
-TEST_F(InstanceServiceWorkspaceTest, NewLinksFolderBelongsToTheProcessUserWhenNoUserIsNamed) {
-  setEnvironment("USER", kNone);
-  EXPECT_TRUE(instance.generateLinks());
-  EXPECT_EQ(folder.attributes(inHome(kLinks)).st_uid, geteuid());
-  EXPECT_EQ(folder.mode(inHome(kLinks)), 0775U);
 }
 
 TEST_F(InstanceServiceWorkspaceTest, ExistingLinksFolderKeepsItsAttributes) {
@@ -115,22 +103,17 @@ TEST_F(InstanceServiceWorkspaceTest, ExistingLinksFolderKeepsItsAttributes) {
   EXPECT_EQ(folder.names(inHome(kLinks)), (std::vector<std::string>{"rcp.link", "shared.link"}));
 }
 
-TEST_F(InstanceServiceWorkspaceTest, LinksNeedTheEclipseFolder) {
+TEST_F(InstanceServiceWorkspaceTest, LinksNeedAHomeWithAnEclipseFolder) {
   const std::string bare = folder.makeFolder("bare");
   InstanceService service(bare, kNone);
+  InstanceService homeless(kNone, data());
   clearLog();
+  EXPECT_FALSE(homeless.generateLinks());
   EXPECT_FALSE(service.generateLinks());
   EXPECT_EQ(treeSnapshot(bare), Tree());
   folder.makeFile("bare/eclipse", "a file");
   EXPECT_FALSE(service.generateLinks());
   EXPECT_EQ(treeSnapshot(bare), (Tree{{"eclipse", "file: a file"}}));
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceWorkspaceTest, LinksNeedAHome) {
-  InstanceService homeless(kNone, data());
-  clearLog();
-  EXPECT_FALSE(homeless.generateLinks());
   EXPECT_THAT(log(), IsEmpty());
 }
 
@@ -256,18 +239,6 @@ TEST_F(PermissionsTest, OnlyTheWorkspaceIsTreatedWithoutAHome) {
   expectOpened(false, false, true);
 }
 
-TEST_F(PermissionsTest, FailureOnOneEntryDoesNotStopTheWalk) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can make somebody else's file";
-  const std::string shared = folder.makeFile("elsewhere", "", 0600);
-  ASSERT_EQ(chown(shared.c_str(), 4711, 4711), 0);
-  ASSERT_EQ(chown(data().c_str(), 4712, 4712), 0);
-  ASSERT_EQ(link(shared.c_str(), (folder / "data/a").c_str()), 0);  // refused: somebody else can have put it there
-  ASSERT_EQ(link(shared.c_str(), (folder / "data/z").c_str()), 0);
-  instance.updatePermissions(false, true);
-  expectOpened(false, true, false);
-  EXPECT_EQ(folder.mode("elsewhere"), 0600U);
-}
-
 TEST_F(PermissionsTest, ContentsGetTheInvokingUserAsOwnerAndTheFolderKeepsIts) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   const passwd* user = getpwnam("nobody");
@@ -294,41 +265,28 @@ TEST_F(InstanceServiceWorkspaceTest, WorkspaceIsTheDataFolderAsItIs) {
   EXPECT_EQ(instance.getWorkspace(), data());
   const InstanceService literal(home(), "~/no such ${env.HOME}/folder/");
   EXPECT_EQ(literal.getWorkspace(), "~/no such ${env.HOME}/folder/");
-  const InstanceService empty(home(), "");
-  EXPECT_EQ(empty.getWorkspace(), "");
+  EXPECT_EQ(InstanceService(home(), "").getWorkspace(), "");
 }
 
-TEST_F(InstanceServiceWorkspaceTest, WorkspaceIsReadFromTheLauncherProperties) {
-  setEnvironment("HOME", "/Users/me");
-  folder.makeFile(inHome("rcplauncher.properties"), "rcp.data=${env.HOME}/Library/Data\n");
+TEST_F(InstanceServiceWorkspaceTest, WorkspaceIsReadFromTheLauncherPropertiesWithTheHomeOfTheEnvironment) {
+  const struct {
+    OptionalString home;
+    const char *property, *workspace;
+  } rows[] = {
+      {"/Users/me", "${env.HOME}/Library/Data", "/Users/me/Library/Data"},
+      {"/h", "${env.HOME}${env.HOME}/${env.home}/$HOME/~/${env.HOME}", "/h/h/${env.home}/$HOME/~//h"},
+      {kNone, "${env.HOME}/Data", "${env.HOME}/Data"},
+      {"", "${env.HOME}/Data", "/Data"},
+      {"/h", "", ""},
+  };
   const InstanceService dataless(home());
   clearLog();
-  EXPECT_EQ(dataless.getWorkspace(), "/Users/me/Library/Data");
+  for (const auto& row : rows) {
+    setEnvironment("HOME", row.home);
+    folder.makeFile(inHome("rcplauncher.properties"), std::string("rcp.data=") + row.property + "\n");
+    EXPECT_EQ(dataless.getWorkspace(), row.workspace) << row.property;
+  }
   EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(InstanceServiceWorkspaceTest, EveryOccurrenceOfTheHomePlaceholderIsReplaced) {
-  setEnvironment("HOME", "/h");
-  folder.makeFile(inHome("rcplauncher.properties"),
-                  "rcp.data=${env.HOME}${env.HOME}/${env.home}/$HOME/~/${env.HOME}\n");
-  EXPECT_EQ(InstanceService(home()).getWorkspace(), "/h/h/${env.home}/$HOME/~//h");
-}
-
-TEST_F(InstanceServiceWorkspaceTest, HomePlaceholderStaysWhenHomeIsUnset) {
-  setEnvironment("HOME", kNone);
-  folder.makeFile(inHome("rcplauncher.properties"), "rcp.data=${env.HOME}/Data\n");
-  EXPECT_EQ(InstanceService(home()).getWorkspace(), "${env.HOME}/Data");
-}
-
-TEST_F(InstanceServiceWorkspaceTest, HomePlaceholderIsEmptiedByAnEmptyHome) {
-  setEnvironment("HOME", "");
-  folder.makeFile(inHome("rcplauncher.properties"), "rcp.data=${env.HOME}/Data\n");
-  EXPECT_EQ(InstanceService(home()).getWorkspace(), "/Data");
-}
-
-TEST_F(InstanceServiceWorkspaceTest, WorkspaceMayBeEmpty) {
-  folder.makeFile(inHome("rcplauncher.properties"), "rcp.data=\n");
-  EXPECT_EQ(InstanceService(home()).getWorkspace(), "");
 }
 
 TEST_F(InstanceServiceWorkspaceTest, ThereIsNoWorkspaceWithoutItsKey) {

@@ -20,38 +20,27 @@ std::u16string hexDigits(std::uint16_t number) {
 
 // ----- Escapes of a properties file -----
 
-TEST(StringUtilTest, HexDigitsAreFourAndLowerCase) {
-  EXPECT_EQ(hexDigits(0), u"0000");
-  EXPECT_EQ(hexDigits(0x9), u"0009");
-  EXPECT_EQ(hexDigits(0xE9), u"00e9");
-  EXPECT_EQ(hexDigits(0x20AC), u"20ac");
-  EXPECT_EQ(hexDigits(0xABCD), u"abcd");
-  EXPECT_EQ(hexDigits(0xFFFF), u"ffff");
-}
-
-TEST(StringUtilTest, HexDigitsAreAppended) {
+TEST(StringUtilTest, FourHexDigitsInLowerCaseAreAppended) {
   std::u16string text = u"\\u";
-  StringUtil::addHexDigits(0x41, text);
-  StringUtil::addHexDigits(0x42, text);
-  EXPECT_EQ(text, u"\\u00410042");
+  for (const std::uint16_t number : std::vector<std::uint16_t>{0, 0x9, 0xE9, 0x20AC, 0xABCD, 0xFFFF}) {
+    StringUtil::addHexDigits(number, text);
+  }
+  EXPECT_EQ(text, u"\\u0000000900e920acabcdffff");
 }
 
+// EveryUnitIsEscapedAsTheTableSays has the units alone.
 TEST(StringUtilTest, KeyEscapes) {
   const struct {
     const char16_t *key, *escaped;
   } rows[] = {
       {u"", u""},
       {u"plain.Key-1_~", u"plain.Key-1_~"},
-      {u"a b", u"a\\ b"},
       {u"  a  ", u"\\ \\ a\\ \\ "},
       {u"x=y:z", u"x\\=y\\:z"},
-      {u"#!", u"\\#\\!"},
       {u"a#b!c", u"a\\#b\\!c"},
-      {u"a\\b", u"a\\\\b"},
       {u"a\\", u"a\\\\"},
       {u"\\u0041", u"\\\\u0041"},
       {u"C:\\users", u"C\\:\\\\users"},
-      {u"\u00E9", u"\\u00e9"},
       {u"\t\r\n\f", u"\\u0009\\u000d\\u000a\\u000c"},
       {u"\U0001F600", u"\\ud83d\\ude00"},
   };
@@ -66,10 +55,7 @@ TEST(StringUtilTest, ValueEscapes) {
       {u"plain value", u"plain value"},
       {u"  a b  ", u"  a b  "},
       {u"x=y:z", u"x\\=y\\:z"},
-      {u"#!", u"\\#\\!"},
-      {u"a\\b", u"a\\\\b"},
       {u"a\\", u"a\\\\"},
-      {u"\\", u"\\\\"},
       {u"\\\\", u"\\\\\\\\"},
       {u"\\ ", u"\\\\ "},
       {u"\\u0041", u"\\u0041"},
@@ -77,9 +63,6 @@ TEST(StringUtilTest, ValueEscapes) {
       {u"C:\\Users", u"C\\:\\\\Users"},
       {u"\\u", u"\\u"},
       {u"\\\\u", u"\\\\\\u"},
-      {u"\u00E9", u"\\u00e9"},
-      {u"\t", u"\\u0009"},
-      {u"\n", u"\\u000a"},
       {u"\U0001F600", u"\\ud83d\\ude00"},
   };
   for (const auto& row : rows) EXPECT_EQ(escapedValue(row.value), row.escaped);
@@ -134,9 +117,8 @@ TEST(StringUtilTest, Decoding) {
       {u"\\ud83d\\ude00", u"\U0001F600"},
   };
   for (const auto& row : rows) EXPECT_EQ(decoded(row.escaped), row.text) << ::testing::PrintToString(row.escaped);
+  EXPECT_EQ(decoded(u"\\uwxyz"), std::u16string(1, u'\0')) << "no digits at all";
 }
-
-TEST(StringUtilTest, DecodingOfNoDigitsAtAllGivesZero) { EXPECT_EQ(decoded(u"\\uwxyz"), std::u16string(1, u'\0')); }
 
 TEST(StringUtilTest, DecodingUndoesTheEscapeOfEveryUnitOutsideAscii) {
   for (unsigned number = 0x7F; number <= 0xFFFF; ++number) {
@@ -223,11 +205,8 @@ TEST(StringUtilTest, BindStringPutsTextsInOrder) {
   }
 }
 
-TEST(StringUtilTest, BindStringWithoutATemplateIsNone) {
+TEST(StringUtilTest, BindStringWithoutATemplateIsNoneAndWithoutAListHasEmptyTexts) {
   EXPECT_EQ(StringUtil::bindString(std::nullopt, std::vector<std::string>{"1"}), std::nullopt);
-}
-
-TEST(StringUtilTest, BindStringWithoutAListHasEmptyTexts) {
   EXPECT_EQ(StringUtil::bindString("<%@>", std::nullopt), "<>");
   EXPECT_EQ(StringUtil::bindString("plain", std::nullopt), "plain");
 }
@@ -271,9 +250,8 @@ TEST(StringUtilTest, VolumeOfAPath) {
       {"~/x", "/"},
   };
   for (const auto& row : rows) EXPECT_EQ(StringUtil::getVolume(std::string(row.path)), row.volume) << row.path;
+  EXPECT_EQ(StringUtil::getVolume(std::nullopt), std::nullopt);
 }
-
-TEST(StringUtilTest, VolumeOfNoPathIsNone) { EXPECT_EQ(StringUtil::getVolume(std::nullopt), std::nullopt); }
 
 TEST(StringUtilTest, TranslationSignLeavesTheTextAsItIs) {
   EXPECT_EQ(StringUtil::addTranslationSignToString("text"), "text");
