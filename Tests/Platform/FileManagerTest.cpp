@@ -198,7 +198,9 @@ TEST_F(FileManagerTest, FolderIsMadeWithAllRightsLessTheUmask) {
 }
 
 TEST_F(FileManagerTest, FolderIsThereOrTheFailureHasItsCode) {
-  using namespace platform;
+  using platform::kFileExists;
+  using platform::kNoSuchFileWhileWriting;
+  using platform::kOtherWritingFailure;
   const struct {
     const char* path;
     int required, created;  ///< the codes with either kind of parents, first the required ones
@@ -226,7 +228,7 @@ TEST_F(FileManagerTest, FolderIsThereOrTheFailureHasItsCode) {
       const int code = codeOfCreateFolder(path, parents);
       EXPECT_EQ(code, parents == Parents::Required ? required : created);
       if (code == 0) {
-        EXPECT_TRUE(isFolder(folder / path));
+        EXPECT_TRUE(platform::isFolder(folder / path));
       } else {
         EXPECT_EQ(treeSnapshot(folder.path()), before);
       }
