@@ -219,6 +219,7 @@ TEST_F(FileManagerTest, FolderIsThereOrTheFailureHasItsCode) {
       {"file/new", kOtherWritingFailure, kOtherWritingFailure},
       {"link/new", kOtherWritingFailure, kOtherWritingFailure},
       {"file/a/b", kOtherWritingFailure, kOtherWritingFailure},
+      {"broken/new", kNoSuchFileWhileWriting, kOtherWritingFailure},
       {"", kNoSuchFileWhileWriting, kNoSuchFileWhileWriting},
   };
   for (const auto& [path, required, created] : rows) {
