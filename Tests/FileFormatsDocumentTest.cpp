@@ -9,6 +9,7 @@
 #include "MacInstaller/Properties.h"
 #include "Platform/SystemLog.h"
 #include "Platform/posix/SystemHabits.h"
+#include "Support/PropertyListReader.h"
 #include "Tests/Support/InstanceFixture.h"
 #include "Tests/Support/Markdown.h"
 
@@ -38,18 +39,9 @@ class FileFormatsDocumentTest : public InstanceTest {
   }
 
   static std::string decodedBase64(const std::string& text) {
-    static const std::string digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string result;
-    unsigned bits = 0, count = 0;
-    for (const char c : text) {
-      if (digits.find(c) == std::string::npos) continue;
-      bits = (bits << 6U) | static_cast<unsigned>(digits.find(c));
-      count += 6;
-      if (count < 8) continue;
-      count -= 8;
-      result += static_cast<char>((bits >> count) & 0xFFU);
-    }
-    return result;
+    const auto data = property_list::read("<data>" + text + "</data>");
+    EXPECT_TRUE(data && data->asData());
+    return data && data->asData() ? data->asData()->bytes : "";
   }
 
   std::string entriesOf(const std::string& text) const {

@@ -17,57 +17,42 @@ class BundleTest : public ::testing::Test {
   TemporaryFolder folder;
 };
 
-TEST_F(BundleTest, IdentifierIsThatOfTheInformationList) {
-  folder.makeFile(kInformation,
-                  "<plist><dict><key>CFBundleIdentifier</key><string>com.qor.plug</string></dict></plist>");
-  EXPECT_EQ(identifier(), "com.qor.plug");
-  EXPECT_EQ(bundleIdentifier(folder / "Plug.plugin/"), "com.qor.plug");
+TEST_F(BundleTest, IdentifierIsTheTextOfTheInformationList) {
+  const std::pair<const char*, OptionalString> rows[] = {
+      {"<plist><dict><key>CFBundleIdentifier</key><string>com.qor.plug</string></dict></plist>", "com.qor.plug"},
+      {"{ CFBundleIdentifier = another; }", "another"},
+      {"{ CFBundleIdentifier = \"\"; }", ""},
+      {"{ Other = x; }", {}},
+      {"{ cfbundleidentifier = x; }", {}},
+      {"{ CFBundleIdentifier = ( x ); }", {}},
+      {"<plist><dict><key>CFBundleIdentifier</key><true/></dict></plist>", {}},
+      {"{ CFBundleIdentifier = x }", {}},
+      {"( CFBundleIdentifier )", {}},
+      {"junk", {}},
+      {"", {}},
+  };
+  for (const auto& [list, expected] : rows) {
+    folder.makeFile(kInformation, list);
+    EXPECT_EQ(identifier(), expected) << list;
+  }
+}
+
+TEST_F(BundleTest, BundleIsFoundThroughALinkAndBeforeASlash) {
+  folder.makeFile(kInformation, "{ CFBundleIdentifier = com.qor.plug; }");
   folder.makeLink("link", "Plug.plugin");
+  EXPECT_EQ(bundleIdentifier(folder / "Plug.plugin/"), "com.qor.plug");
   EXPECT_EQ(bundleIdentifier(folder / "link"), "com.qor.plug");
 }
 
-TEST_F(BundleTest, ChangedListIsSeen) {
-  folder.makeFile(kInformation, "{ CFBundleIdentifier = first; }");
-  EXPECT_EQ(identifier(), "first");
-  folder.makeFile(kInformation, "{ CFBundleIdentifier = second; }");
-  EXPECT_EQ(identifier(), "second");
-}
-
-TEST_F(BundleTest, EmptyIdentifierIsOne) {
-  folder.makeFile(kInformation, "{ CFBundleIdentifier = \"\"; }");
-  EXPECT_EQ(identifier(), "");
-}
-
-TEST_F(BundleTest, NoFolderIsNoBundle) {
-  EXPECT_FALSE(identifier());
+TEST_F(BundleTest, WhatIsNoFolderWithAListHasNoIdentifier) {
   EXPECT_FALSE(bundleIdentifier(""));
-  folder.makeFile("Plug.plugin", "{ CFBundleIdentifier = com.qor.plug; }");
   EXPECT_FALSE(identifier());
-}
-
-TEST_F(BundleTest, FolderWithoutAListHasNoIdentifier) {
   folder.makeFolder("Plug.plugin/Contents");
   EXPECT_FALSE(identifier());
-}
-
-TEST_F(BundleTest, UnreadableListHasNoIdentifier) {
-  for (const char* text : {"", "junk", "{ CFBundleIdentifier = x }", "( CFBundleIdentifier )"}) {
-    folder.makeFile(kInformation, text);
-    EXPECT_FALSE(identifier()) << text;
-  }
-}
-
-TEST_F(BundleTest, ListWithoutTextForTheKeyHasNoIdentifier) {
-  for (const char* text : {"{ Other = x; }", "{ cfbundleidentifier = x; }", "{ CFBundleIdentifier = ( x ); }",
-                           "<plist><dict><key>CFBundleIdentifier</key><true/></dict></plist>"}) {
-    folder.makeFile(kInformation, text);
-    EXPECT_FALSE(identifier()) << text;
-  }
-}
-
-TEST_F(BundleTest, FifoForAListHasNoIdentifier) {
   folder.makeFifo(kInformation);
   EXPECT_FALSE(identifier());
+  folder.makeFile("File.plugin", "{ CFBundleIdentifier = com.qor.plug; }");
+  EXPECT_FALSE(bundleIdentifier(folder / "File.plugin"));
 }
 
 }  // namespace

@@ -7,8 +7,7 @@
 #include "Platform/ChildProcess.h"
 #include "Platform/UserIdentity.h"
 #include "Support/Progress.h"
-#include "Tests/Platform/Conditions.h"
-#include "Tests/Support/FakeHost.h"
+#include "Tests/Platform/PlatformTest.h"
 
 namespace hotfix {
 
@@ -38,7 +37,7 @@ class ScopedSignalAction {
   struct sigaction _before = {};
 };
 
-class ChildProcessTest : public FakeHostTest {
+class ChildProcessTest : public PlatformTest {
  protected:
   /// Quoted for the shell; the test's folder has no apostrophe in its path.
   std::string quoted(const std::string& relativePath) const { return "'" + (folder / relativePath) + "'"; }
@@ -59,6 +58,21 @@ class ChildProcessTest : public FakeHostTest {
 
   std::string readIfThere(const std::string& relativePath) const {
     return folder.has(relativePath) ? folder.read(relativePath) : "<missing>";
+  }
+
+  /// What the process writes to its two outputs while \a body runs.
+  template <class Body>
+  std::pair<std::string, std::string> outputsOf(Body body) const {
+    const int output = open(folder.makeFile("output").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    const int errors = open(folder.makeFile("errors").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    {
+      const ScopedRedirection out(STDOUT_FILENO, output);
+      const ScopedRedirection err(STDERR_FILENO, errors);
+      body();
+    }
+    close(output);
+    close(errors);
+    return {folder.read("output"), folder.read("errors")};
   }
 
   /// Runs \a body in a child that has a terminal of its own as standard input, where a text has been typed. Ends one
@@ -120,15 +134,11 @@ TEST_F(ChildProcessTest, StandardInputIsTheCallers) {
 }
 
 TEST_F(ChildProcessTest, OutputsGoToTheNullDevice) {
-  const int output = open(folder.makeFile("output").c_str(), O_WRONLY | O_CLOEXEC);
-  {
-    const ScopedRedirection out(STDOUT_FILENO, output);
-    const ScopedRedirection err(STDERR_FILENO, output);
+  const auto outputs = outputsOf([this] {
     runScript("echo out; echo err >&2; for n in 1 2; do [ /dev/fd/$n -ef /dev/null ] && echo $n >> " + quoted("null") +
               "; done");
-  }
-  close(output);
-  EXPECT_EQ(folder.read("output"), "");
+  });
+  EXPECT_THAT(outputs, Pair("", ""));
   EXPECT_THAT(folder.lines("null"), ElementsAre("1", "2"));
 }
 
@@ -311,27 +321,14 @@ TEST_P(WaitingTest, SignalsOfTheCallerDoNotEndTheWaiting) {
   setitimer(ITIMER_REAL, &never, nullptr);
 }
 
-TEST_P(WaitingTest, ChildKilledByASignalHasEnded) {
+TEST_P(WaitingTest, ChildThatFailsOrIsKilledHasEnded) {
+  runScript("exit 7");
+  runShellCommand("exit 7");
+  EXPECT_EQ(firstLineOfShellCommand("echo line; exit 7", 100), "line");
   runScript("kill -KILL $$; echo survived > " + quoted("seen"));
   EXPECT_EQ(readIfThere("seen"), "<missing>");
   EXPECT_EQ(firstLineOfShellCommand("echo line; kill -KILL $$", 100), "line");
   EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(ChildProcessTest, ExitStatusDoesNotMatter) {
-  runScript("exit 7");
-  runShellCommand("exit 7");
-  EXPECT_EQ(firstLineOfShellCommand("echo line; exit 7", 100), "line");
-  EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(ChildProcessTest, ChildrenLeaveNoDescriptorOpen) {
-  const int before = openDescriptors();
-  runScript("exit 0");
-  runShellCommand("exit 0");
-  (void)firstLineOfShellCommand("echo line", 100);
-  runAndWait(folder / "nowhere", {});
-  EXPECT_EQ(openDescriptors(), before);
 }
 
 // ----- What cannot be started -----
@@ -343,55 +340,32 @@ TEST_F(ChildProcessTest, ProgramThatCannotBeStartedIsOneLineInTheLog) {
   folder.makeFile("empty", "", 0755);
   folder.makeFile("missing interpreter", "#!/no/such/interpreter\n", 0755);
   folder.makeLink("broken", "nowhere");
-  const std::pair<std::string, int> programs[] = {
-      {folder / "nowhere", ENOENT},        {folder / "folder", EACCES},
-      {folder / "not executable", EACCES}, {folder / "without interpreter", ENOEXEC},
-      {folder / "empty", ENOEXEC},         {folder / "missing interpreter", ENOENT},
-      {folder / "broken", ENOENT},         {folder / "empty/below", ENOTDIR}};
+  const std::pair<std::string, int> programs[] = {{"sh", ENOENT},  // without a search path
+                                                  {folder / "100%s%n", ENOENT},
+                                                  {folder / "folder", EACCES},
+                                                  {folder / "not executable", EACCES},
+                                                  {folder / "without interpreter", ENOEXEC},
+                                                  {folder / "empty", ENOEXEC},
+                                                  {folder / "missing interpreter", ENOENT},
+                                                  {folder / "broken", ENOENT},
+                                                  {folder / "empty/below", ENOTDIR}};
   for (const auto& [path, reason] : programs) {
     clearLog();
     ChildProcess child(path, {"argument"});
     child.waitUntilExit();
-    ASSERT_EQ(log().size(), 1U) << path;
-    EXPECT_EQ(log().front().first, 3) << path;
-    EXPECT_THAT(log().front().second, AllOf(HasSubstr(path), HasSubstr(std::strerror(reason))));
+    EXPECT_THAT(log(platform::LogLevel::Error), ElementsAre(AllOf(HasSubstr(path), HasSubstr(std::strerror(reason)))));
+    EXPECT_EQ(log().size(), 1U);
     EXPECT_EQ(child.error(), std::strerror(reason));
   }
-}
-
-TEST_F(ChildProcessTest, AbsentPathIsOneLineInTheLog) {
+  clearLog();
   runAndWait({}, {"argument"});
-  ASSERT_EQ(log().size(), 1U);
-  EXPECT_EQ(log().front().first, 3);
-  EXPECT_THAT(log().front().second, HasSubstr("(null)"));
-}
-
-TEST_F(ChildProcessTest, NoSearchPathIsUsed) {
-  runAndWait(std::string("sh"), {"-c", "echo started > " + quoted("seen")});
-  EXPECT_EQ(readIfThere("seen"), "<missing>");
-  EXPECT_EQ(log().size(), 1U);
-}
-
-TEST_F(ChildProcessTest, PathIsShownInTheLogAsItIs) {
-  runAndWait(folder / "100%s%n", {});
-  ASSERT_EQ(log().size(), 1U);
-  EXPECT_THAT(log().front().second, HasSubstr("100%s%n"));
+  EXPECT_THAT(log(platform::LogLevel::Error), ElementsAre(HasSubstr("(null)")));
 }
 
 // ----- Shell commands -----
 
 TEST_F(ChildProcessTest, ShellCommandHasTheCallersOutputs) {
-  const int output = open(folder.makeFile("output").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  const int errors = open(folder.makeFile("errors").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  {
-    const ScopedRedirection out(STDOUT_FILENO, output);
-    const ScopedRedirection err(STDERR_FILENO, errors);
-    runShellCommand("echo out; echo err >&2");
-  }
-  close(output);
-  close(errors);
-  EXPECT_EQ(folder.read("output"), "out\n");
-  EXPECT_EQ(folder.read("errors"), "err\n");
+  EXPECT_THAT(outputsOf([] { runShellCommand("echo out; echo err >&2"); }), Pair("out\n", "err\n"));
 }
 
 TEST_F(ChildProcessTest, ShellCommandIsWaitedForAndReadByTheShell) {
@@ -399,43 +373,32 @@ TEST_F(ChildProcessTest, ShellCommandIsWaitedForAndReadByTheShell) {
   EXPECT_EQ(readIfThere("seen"), "a|b|a b|");
 }
 
-TEST_F(ChildProcessTest, FirstLineIsCutAtTheNewline) {
-  EXPECT_EQ(firstLineOfShellCommand("echo first; echo second", 1022), "first");
-  EXPECT_EQ(firstLineOfShellCommand("printf 'no newline'", 1022), "no newline");
-  EXPECT_EQ(firstLineOfShellCommand("echo; echo second", 1022), "");
-  EXPECT_EQ(firstLineOfShellCommand("printf 'carriage\\r\\n'", 1022), "carriage\r");
-  EXPECT_EQ(firstLineOfShellCommand("echo ' blanks stay '", 1022), " blanks stay ");
-}
-
-TEST_F(ChildProcessTest, FirstLineThatComesInPiecesIsWhole) {
-  EXPECT_EQ(firstLineOfShellCommand("printf one; sleep 0.05; printf two; sleep 0.05; echo three; echo", 1022),
-            "onetwothree");
-}
-
-TEST_F(ChildProcessTest, FirstLineIsCutAtTheLimit) {
-  EXPECT_EQ(firstLineOfShellCommand("echo abcdefgh", 5), "abcde");
-  EXPECT_EQ(firstLineOfShellCommand("echo abcde", 5), "abcde");
-  EXPECT_EQ(firstLineOfShellCommand("echo abcde", 6), "abcde");
-  EXPECT_EQ(firstLineOfShellCommand("echo abcde", 1), "a");
-}
-
-TEST_F(ChildProcessTest, FirstLineIsCutAtANul) {
-  EXPECT_EQ(firstLineOfShellCommand("printf 'ab\\0cd\\n'", 1022), "ab");
-  EXPECT_EQ(firstLineOfShellCommand("printf '\\0cd\\n'", 1022), "");
-}
-
-TEST_F(ChildProcessTest, CommandThatPrintsNothingHasNoFirstLine) {
-  EXPECT_FALSE(firstLineOfShellCommand("true", 1022));
-  EXPECT_FALSE(firstLineOfShellCommand("/no/such/program 2> /dev/null", 1022));
-  EXPECT_FALSE(firstLineOfShellCommand("exec >&-", 1022));
-  EXPECT_FALSE(firstLineOfShellCommand("", 1022));
-}
-
-TEST_F(ChildProcessTest, RestOfALongOutputIsNotRead) {
-  EXPECT_EQ(firstLineOfShellCommand("echo first; exec yes 'more and more'", 1022), "first");
-  const OptionalString cut = firstLineOfShellCommand("head -c 5000000 /dev/zero | tr '\\0' x", 1022);
-  ASSERT_TRUE(cut);
-  EXPECT_TRUE(*cut == std::string(1022, 'x'));
+TEST_F(ChildProcessTest, FirstLineIsCutAtTheNewlineTheLimitOrANul) {
+  const struct {
+    const char* command;
+    size_t limit;
+    OptionalString line;
+  } rows[] = {
+      {"echo first; echo second", 1022, "first"},
+      {"printf 'no newline'", 1022, "no newline"},
+      {"echo; echo second", 1022, ""},
+      {"printf 'carriage\\r\\n'", 1022, "carriage\r"},
+      {"echo ' blanks stay '", 1022, " blanks stay "},
+      {"printf one; sleep 0.05; printf two; sleep 0.05; echo three; echo", 1022, "onetwothree"},
+      {"echo abcdefgh", 5, "abcde"},
+      {"echo abcde", 5, "abcde"},
+      {"echo abcde", 6, "abcde"},
+      {"echo abcde", 1, "a"},
+      {"printf 'ab\\0cd\\n'", 1022, "ab"},
+      {"printf '\\0cd\\n'", 1022, ""},
+      {"true", 1022, {}},
+      {"/no/such/program 2> /dev/null", 1022, {}},
+      {"exec >&-", 1022, {}},
+      {"", 1022, {}},
+      {"echo first; exec yes 'more and more'", 1022, "first"},
+      {"head -c 5000000 /dev/zero | tr '\\0' x", 1022, std::string(1022, 'x')},
+  };
+  for (const auto& row : rows) EXPECT_EQ(firstLineOfShellCommand(row.command, row.limit), row.line) << row.command;
 }
 
 TEST_F(ChildProcessTest, BackgroundProcessThatHoldsTheOutputIsNotWaitedFor) {
@@ -445,13 +408,8 @@ TEST_F(ChildProcessTest, BackgroundProcessThatHoldsTheOutputIsNotWaitedFor) {
 }
 
 TEST_F(ChildProcessTest, StandardErrorOfTheFirstLineCommandIsDropped) {
-  const int errors = open(folder.makeFile("errors").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  {
-    const ScopedRedirection err(STDERR_FILENO, errors);
-    EXPECT_EQ(firstLineOfShellCommand("echo err >&2; echo line", 100), "line");
-  }
-  close(errors);
-  EXPECT_EQ(folder.read("errors"), "");
+  const auto run = [] { EXPECT_EQ(firstLineOfShellCommand("echo err >&2; echo line", 100), "line"); };
+  EXPECT_THAT(outputsOf(run), Pair("", ""));
 }
 
 TEST_F(ChildProcessTest, FirstLineIsReadAlsoWhereStandardDescriptorsAreClosed) {

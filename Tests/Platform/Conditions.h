@@ -12,7 +12,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <string>
@@ -43,11 +45,11 @@ void inChild(Body body) {
 
 inline bool isRoot() { return geteuid() == 0; }
 
-/// Gives up all rights for good, and all ids for those of "nobody"; for use in a child.
-inline void becomeUnprivileged() {
+/// Gives up all rights for good, and all ids for those of "nobody" and one group; for use in a child.
+inline void becomeUnprivileged(const gid_t* group = nullptr) {
   constexpr uid_t kNobody = 65534;
   if (!isRoot()) return;
-  ASSERT_EQ(setgroups(0, nullptr), 0);
+  ASSERT_EQ(setgroups(group != nullptr ? 1 : 0, group), 0);
   ASSERT_EQ(setgid(kNobody), 0);
   ASSERT_EQ(setuid(kNobody), 0);
 }
@@ -139,6 +141,23 @@ class ScopedRedirection {
   int _kept;
 };
 
+/// While it lives, the descriptor \a number stands for a pipe whose reader has gone. For use in a child, which a signal
+/// would end from then on.
+class ScopedBrokenPipe {
+ public:
+  explicit ScopedBrokenPipe(int number) {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    signal(SIGPIPE, SIG_DFL);
+    close(ends[0]);
+    _redirection.emplace(number, ends[1]);
+    close(ends[1]);
+  }
+
+ private:
+  std::optional<ScopedRedirection> _redirection;
+};
+
 /// The number of open descriptors of the process.
 inline int openDescriptors() {
   int count = 0;
@@ -157,7 +176,7 @@ class DeepFolder {
 
   explicit DeepFolder(const std::string& path) : _path(path) {
     EXPECT_EQ(mkdir(path.c_str(), 0755), 0);
-    int folder = openTop();
+    int folder = open(path.c_str(), kOpen);
     for (int level = 0; level < kLevels; ++level) {
       const int file = openat(folder, "f", O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
       EXPECT_GE(file, 0);
@@ -170,23 +189,7 @@ class DeepFolder {
   }
   DeepFolder(const DeepFolder&) = delete;
   DeepFolder& operator=(const DeepFolder&) = delete;
-  ~DeepFolder() {
-    int depth = 0;
-    int folder = openTop();
-    if (folder < 0) return;
-    for (int next = openat(folder, "d", kOpen); next >= 0; next = openat(folder, "d", kOpen)) {
-      close(folder);
-      folder = next;
-      ++depth;
-    }
-    for (; depth >= 0; --depth) {
-      for (const char* name : {"f", "l"}) unlinkat(folder, name, 0);
-      unlinkat(folder, "d", AT_REMOVEDIR);
-      if (depth > 0) folder = replace(folder, "..");
-    }
-    close(folder);
-    rmdir(_path.c_str());
-  }
+  ~DeepFolder() { EXPECT_EQ(std::system(("rm -rf '" + _path + "'").c_str()), 0); }
 
   /// Calls \a visitor with a descriptor of each folder that holds the three entries, from the top, while there is one.
   /// \return how many there were.
@@ -211,7 +214,6 @@ class DeepFolder {
     close(folder);
     return next;
   }
-  int openTop() const { return open(_path.c_str(), kOpen); }
 
   std::string _path;
 };
@@ -220,12 +222,8 @@ class DeepFolder {
 /// fsync(2), which is in AtomicWriteTest.cpp.
 extern std::function<void(int descriptor)> beforeSync;
 
-/// What a test does in the middle of an operation, as somebody who works on the same files would with luck: called once
-/// when a system call has been made with this name (the last component of a path), or before the mode of this open
-/// entry is changed. The stand-ins for the calls are in ExchangedEntryTest.cpp.
-void actAfterLookingAt(const std::string& name, std::function<void()> action);
-void actAfterOpening(const std::string& name, std::function<void()> action);
-void actAfterUnlinking(const std::string& name, std::function<void()> action);
+/// What a test does before the mode of this open entry is changed, once. The stand-in for fchmod(2) is in
+/// ExchangedEntryTest.cpp.
 void actBeforeModeChangeOf(ino_t entry, std::function<void()> action);
 
 /// Whether the file system of the two entries can exchange them.

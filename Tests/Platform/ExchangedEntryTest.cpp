@@ -9,8 +9,7 @@
 #include "Platform/Ownership.h"
 #include "Platform/SystemLog.h"
 #include "Platform/posix/FolderWalk.h"
-#include "Tests/Platform/Conditions.h"
-#include "Tests/Support/FakeHost.h"
+#include "Tests/Platform/PlatformTest.h"
 
 namespace hotfix {
 
@@ -19,6 +18,12 @@ namespace {
 struct Action {
   std::string name;
   std::function<void()> action;
+
+  /// Takes the action at the next call with this name, the last component of a path.
+  void at(const std::string& component, std::function<void()> once) {
+    name = component;
+    action = std::move(once);
+  }
 
   void takeAt(const char* path) {
     const std::string text = path;
@@ -37,18 +42,6 @@ Function original(const char* name) {
 }
 
 }  // namespace
-
-void actAfterLookingAt(const std::string& name, std::function<void()> action) {
-  afterLooking = {name, std::move(action)};
-}
-
-void actAfterOpening(const std::string& name, std::function<void()> action) {
-  afterOpening = {name, std::move(action)};
-}
-
-void actAfterUnlinking(const std::string& name, std::function<void()> action) {
-  afterUnlinking = {name, std::move(action)};
-}
 
 void actBeforeModeChangeOf(ino_t entry, std::function<void()> action) { beforeModeChange = {entry, std::move(action)}; }
 
@@ -98,7 +91,7 @@ namespace hotfix {
 namespace {
 
 /// Somebody's place, with a file and a folder elsewhere that nothing may happen to.
-class ExchangedEntryTest : public FakeHostTest {
+class ExchangedEntryTest : public PlatformTest {
  protected:
   ExchangedEntryTest() {
     folder.makeFile("elsewhere/file", "precious", 0600);
@@ -112,9 +105,18 @@ class ExchangedEntryTest : public FakeHostTest {
   /// Puts a link in the place of an entry.
   std::function<void()> exchangeForALink(const std::string& entry, const std::string& target) {
     return [=] {
-      EXPECT_EQ(rename((folder / entry).c_str(), (folder / "away").c_str()), 0);
+      move(entry, "away");
       folder.makeLink(entry, folder / target);
     };
+  }
+
+  /// Copies a folder of two entries. Opening the first gives the time to exchange the second for a link.
+  void expectNotCopiedFrom(const std::string& target) {
+    const std::vector<std::string> names = *platform::namesInFolder(folder / "source");
+    afterOpening.at(names[0], exchangeForALink("source/" + names[1], target));
+    EXPECT_FALSE(platform::copyItem(folder / "source", folder / "copy"));
+    EXPECT_FALSE(folder.has("copy/" + names[1]));
+    expectUntouched();
   }
 
   void expectUntouched() {
@@ -124,12 +126,6 @@ class ExchangedEntryTest : public FakeHostTest {
     EXPECT_EQ(folder.mode("elsewhere/file"), 0600U);
     EXPECT_EQ(folder.read("elsewhere/file"), "precious");
   }
-
-  static platform::Attributes mode(mode_t bits) {
-    platform::Attributes attributes;
-    attributes.mode = bits;
-    return attributes;
-  }
 };
 
 // ----- Repairs -----
@@ -138,34 +134,34 @@ TEST_F(ExchangedEntryTest, FolderThatIsListedIsNotEnteredThroughALink) {
   folder.makeFile("tree/file", "", 0600);
   folder.makeFile("tree/sub/file", "", 0600);
   // The files of a folder come before its folders.
-  actAfterLookingAt("file", exchangeForALink("tree/sub", "elsewhere"));
-  EXPECT_FALSE(platform::setAttributesBelow(folder / "tree", mode(0775)));
+  afterLooking.at("file", exchangeForALink("tree/sub", "elsewhere"));
+  EXPECT_FALSE(platform::setAttributesBelow(folder / "tree", modeOnly(0775)));
   expectUntouched();
 }
 
 TEST_F(ExchangedEntryTest, FileThatIsLookedAtIsNotChangedThroughALink) {
   folder.makeFile("tree/file", "", 0644);
   folder.makeFolder("tree", 0777);
-  actAfterLookingAt("file", exchangeForALink("tree/file", "elsewhere/file"));
-  (void)platform::setAttributesBelow(folder / "tree", mode(0775));
+  afterLooking.at("file", exchangeForALink("tree/file", "elsewhere/file"));
+  (void)platform::setAttributesBelow(folder / "tree", modeOnly(0775));
   expectUntouched();
 }
 
 TEST_F(ExchangedEntryTest, FileThatIsLookedAtIsNotChangedForAnother) {
   folder.makeFile("tree/file", "", 0644);
   folder.makeFolder("tree", 0777);
-  actAfterLookingAt("file", [&] {
-    EXPECT_EQ(unlink((folder / "tree/file").c_str()), 0);
-    EXPECT_EQ(link((folder / "elsewhere/file").c_str(), (folder / "tree/file").c_str()), 0);
+  afterLooking.at("file", [&] {
+    unlinkFile("tree/file");
+    linkTo("elsewhere/file", "tree/file");
   });
-  EXPECT_FALSE(platform::setAttributesBelow(folder / "tree", mode(0775)));
+  EXPECT_FALSE(platform::setAttributesBelow(folder / "tree", modeOnly(0775)));
   expectUntouched();
 }
 
 TEST_F(ExchangedEntryTest, FolderThatIsJudgedIsTheOneThatIsRepaired) {
   folder.makeFile("tree/file", "", 0600);
-  actAfterLookingAt(".", exchangeForALink("tree", "elsewhere"));
-  EXPECT_TRUE(platform::setAttributesBelow(folder / "tree", mode(0775)));
+  afterLooking.at(".", exchangeForALink("tree", "elsewhere"));
+  EXPECT_TRUE(platform::setAttributesBelow(folder / "tree", modeOnly(0775)));
   EXPECT_EQ(folder.mode("away/file"), 0775U);
   expectUntouched();
 }
@@ -176,10 +172,8 @@ TEST_F(ExchangedEntryTest, FolderThatIsMovedAwayDoesNotLeadTheWalkElsewhere) {
   for (int level = 0; level < 40; ++level) middle += "/d";
   folder.makeFile(middle + "/d/d/innermost", "", 0600);
   folder.makeFolder("elsewhere/refuge", 0700);
-  actAfterLookingAt("innermost", [&] {
-    EXPECT_EQ(rename((folder / (middle + "/d")).c_str(), (folder / "elsewhere/refuge/d").c_str()), 0);
-  });
-  EXPECT_FALSE(platform::setAttributesBelow(folder / "tree", mode(0775)));
+  afterLooking.at("innermost", [&] { move(middle + "/d", "elsewhere/refuge/d"); });
+  EXPECT_FALSE(platform::setAttributesBelow(folder / "tree", modeOnly(0775)));
   EXPECT_EQ(folder.mode("elsewhere/refuge"), 0700U);
   ASSERT_TRUE(platform::removeItem(folder / "elsewhere/refuge"));
   expectUntouched();
@@ -189,7 +183,7 @@ TEST_F(ExchangedEntryTest, FolderThatIsMovedAwayDoesNotLeadTheWalkElsewhere) {
 
 TEST_F(ExchangedEntryTest, FolderToBeRemovedIsNotEmptiedThroughALink) {
   folder.makeFile("tree/sub/inner", "");
-  actAfterUnlinking("tree", exchangeForALink("tree", "elsewhere"));
+  afterUnlinking.at("tree", exchangeForALink("tree", "elsewhere"));
   EXPECT_FALSE(platform::removeItem(folder / "tree"));
   expectUntouched();
 }
@@ -199,8 +193,8 @@ TEST_F(ExchangedEntryTest, FolderToBeRemovedIsNotEmptiedThroughALink) {
 TEST_F(ExchangedEntryTest, FileThatIsLookedAtIsNotWaitedForAsAFifo) {
   for (const bool isBelow : {true, false}) {
     folder.makeFile("tree/read", "text", 0600);
-    actAfterLookingAt("read", [&] {
-      EXPECT_EQ(unlink((folder / "tree/read").c_str()), 0);
+    afterLooking.at("read", [&] {
+      unlinkFile("tree/read");
       folder.makeFifo("tree/read");
     });
     bool isDistrusted = false;
@@ -211,7 +205,7 @@ TEST_F(ExchangedEntryTest, FileThatIsLookedAtIsNotWaitedForAsAFifo) {
     }
     EXPECT_EQ(isDistrusted, !isBelow);
     EXPECT_TRUE(S_ISFIFO(folder.attributes("tree/read").st_mode));
-    ASSERT_EQ(unlink((folder / "tree/read").c_str()), 0);
+    unlinkFile("tree/read");
     expectUntouched();
   }
 }
@@ -219,29 +213,20 @@ TEST_F(ExchangedEntryTest, FileThatIsLookedAtIsNotWaitedForAsAFifo) {
 // ----- Copies -----
 
 TEST_F(ExchangedEntryTest, FileThatIsListedIsNotCopiedThroughALink) {
-  // The one that comes first in the listing gives the time for the other.
   folder.makeFile("source/one", "1");
   folder.makeFile("source/two", "2");
-  const std::vector<std::string> names = *platform::namesInFolder(folder / "source");
-  actAfterOpening(names[0], exchangeForALink("source/" + names[1], "elsewhere/file"));
-  EXPECT_FALSE(platform::copyItem(folder / "source", folder / "copy"));
-  EXPECT_FALSE(folder.has("copy/" + names[1]));
-  expectUntouched();
+  expectNotCopiedFrom("elsewhere/file");
 }
 
 TEST_F(ExchangedEntryTest, FolderThatIsListedIsNotCopiedThroughALink) {
   folder.makeFolder("source/one");
   folder.makeFolder("source/two");
-  const std::vector<std::string> names = *platform::namesInFolder(folder / "source");
-  actAfterOpening(names[0], exchangeForALink("source/" + names[1], "elsewhere"));
-  EXPECT_FALSE(platform::copyItem(folder / "source", folder / "copy"));
-  EXPECT_FALSE(folder.has("copy/" + names[1]));
-  expectUntouched();
+  expectNotCopiedFrom("elsewhere");
 }
 
 TEST_F(ExchangedEntryTest, FolderThatIsMadeIsNotFilledThroughALink) {
   folder.makeFile("source/sub/file", "new");
-  actAfterOpening("sub", [&] { folder.makeLink("copy/sub", folder / "elsewhere"); });
+  afterOpening.at("sub", [&] { folder.makeLink("copy/sub", folder / "elsewhere"); });
   platform::setCopyPolicy([](const platform::FileError&, const std::string&, const std::string&) { return true; });
   folder.makeFolder("copy");
   (void)platform::copyItem(folder / "source", folder / "copy");
@@ -252,15 +237,15 @@ TEST_F(ExchangedEntryTest, FolderThatIsMadeIsNotFilledThroughALink) {
 TEST_F(ExchangedEntryTest, TrustedFolderIsTheOneThatIsCopied) {
   if (!isRoot()) GTEST_SKIP() << "needs a folder of another owner";
   folder.makeFile("planted/file");
-  ASSERT_EQ(chown((folder / "planted").c_str(), 54321, 54321), 0);
+  own("planted", 54321, 54321);
   for (const bool isLink : {false, true}) {
     folder.makeFile("staging/file");
-    actAfterLookingAt("staging", [&] {
-      EXPECT_EQ(rename((folder / "staging").c_str(), (folder / "away").c_str()), 0);
+    afterLooking.at("staging", [&] {
+      move("staging", "away");
       if (isLink) {
         folder.makeLink("staging", folder / "elsewhere");
       } else {
-        EXPECT_EQ(rename((folder / "planted").c_str(), (folder / "staging").c_str()), 0);
+        move("planted", "staging");
       }
     });
     bool isDistrusted = false;
@@ -276,8 +261,8 @@ TEST_F(ExchangedEntryTest, TrustedFolderIsTheOneThatIsCopied) {
 TEST_F(ExchangedEntryTest, OtherNameOfAFileCountsAlsoWhenItIsGoneByNow) {
   folder.makeFolder("shared", 0777);
   const auto plant = [&] {
-    EXPECT_EQ(link((folder / "elsewhere/file").c_str(), (folder / "shared/planted").c_str()), 0);
-    actAfterOpening("planted", [&] { EXPECT_EQ(unlink((folder / "shared/planted").c_str()), 0); });
+    linkTo("elsewhere/file", "shared/planted");
+    afterOpening.at("planted", [&] { unlinkFile("shared/planted"); });
   };
   bool isDistrusted = false;
   plant();
@@ -295,9 +280,9 @@ TEST_F(ExchangedEntryTest, OtherNameOfAFileCountsAlsoWhenItIsGoneByNow) {
 TEST_F(ExchangedEntryTest, TraceFileIsNotMadeThroughALink) {
   for (const char* target : {"elsewhere/file", "elsewhere/new"}) {
     folder.makeFifo("shared/trace");
-    actAfterUnlinking("trace", [&] { folder.makeLink("shared/trace", folder / target); });
+    afterUnlinking.at("trace", [&] { folder.makeLink("shared/trace", folder / target); });
     EXPECT_EQ(platform::openTraceFile(folder / "shared/trace"), -1);
-    ASSERT_EQ(unlink((folder / "shared/trace").c_str()), 0);
+    unlinkFile("shared/trace");
   }
   expectUntouched();
 }

@@ -90,22 +90,14 @@ inline constexpr bool kHasFileCapabilities = false;
 /// Whether an entry can be held, whatever its kind and mode, without being opened.
 inline constexpr bool kHoldsWithoutOpening = false;
 
-/// Tells whether entries are opened. Where it is not available it tells nothing.
-class OpeningWatch {
+/// Tells what happens to entries. Where it is not available it tells nothing.
+class EntryWatch {
  public:
   static constexpr bool kIsAvailable = false;
 
-  bool add(const std::string&) { return false; }
-  bool sawNothing() { return false; }
-};
-
-/// Tells which names entries were made under. Where it is not available it tells nothing.
-class NameWatch {
- public:
-  static constexpr bool kIsAvailable = false;
-
-  explicit NameWatch(const std::string&) {}
-  std::vector<std::string> names() { return {}; }
+  bool addOpenings(const std::string&) { return false; }
+  bool addNewNames(const std::string&) { return false; }
+  std::vector<std::string> seen() { return {}; }
 };
 
 /// Writes the bytes of a file to the disk: what the C library's fsync does.
@@ -211,52 +203,28 @@ inline constexpr bool kHasFileCapabilities = true;
 /// Whether an entry can be held, whatever its kind and mode, without being opened.
 inline constexpr bool kHoldsWithoutOpening = true;
 
-/// Tells whether entries are opened. Where it is not available it tells nothing.
-class OpeningWatch {
+/// Tells what happens to entries. Where it is not available it tells nothing.
+class EntryWatch {
  public:
   static constexpr bool kIsAvailable = true;
 
-  OpeningWatch() : _watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {}
-  OpeningWatch(const OpeningWatch&) = delete;
-  OpeningWatch& operator=(const OpeningWatch&) = delete;
-  ~OpeningWatch() {
-    if (_watch >= 0) close(_watch);
-  }
+  EntryWatch() : _watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {}
+  EntryWatch(const EntryWatch&) = delete;
+  EntryWatch& operator=(const EntryWatch&) = delete;
+  ~EntryWatch() { close(_watch); }
 
-  /// Looks at one more entry from now on. \return false when it cannot.
-  bool add(const std::string& path) { return _watch >= 0 && inotify_add_watch(_watch, path.c_str(), IN_OPEN) >= 0; }
+  /// Watch from now on whether an entry is opened, and which names get entries in a folder. \return false on failure.
+  bool addOpenings(const std::string& path) { return inotify_add_watch(_watch, path.c_str(), IN_OPEN) >= 0; }
+  bool addNewNames(const std::string& folder) { return inotify_add_watch(_watch, folder.c_str(), IN_CREATE) >= 0; }
 
-  /// Whether none of the entries was opened until now.
-  bool sawNothing() {
-    char events[4096];
-    return read(_watch, events, sizeof events) == -1 && errno == EAGAIN;
-  }
-
- private:
-  int _watch;
-};
-
-/// Tells which names entries were made under. Where it is not available it tells nothing.
-class NameWatch {
- public:
-  static constexpr bool kIsAvailable = true;
-
-  /// Looks at a folder from now on.
-  explicit NameWatch(const std::string& folder) : _watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-    inotify_add_watch(_watch, folder.c_str(), IN_CREATE);
-  }
-  NameWatch(const NameWatch&) = delete;
-  NameWatch& operator=(const NameWatch&) = delete;
-  ~NameWatch() { close(_watch); }
-
-  /// The names since the last call.
-  std::vector<std::string> names() {
+  /// What has happened since the last call: the new names, and an empty text for each opening.
+  std::vector<std::string> seen() {
     std::vector<std::string> result;
     alignas(inotify_event) char events[4096];
     for (ssize_t size; (size = read(_watch, events, sizeof events)) > 0;) {
       for (ssize_t at = 0; at < size;) {
         const auto* event = reinterpret_cast<const inotify_event*>(events + at);
-        result.emplace_back(event->name);
+        result.emplace_back(event->len > 0 ? event->name : "");
         at += static_cast<ssize_t>(sizeof *event + event->len);
       }
     }
@@ -286,10 +254,14 @@ inline bool grantWriting(const std::string& folder, uid_t user) {
   return setAttribute(folder, "system.posix_acl_access", &list, sizeof list) == 0;
 }
 
+/// Gives the process mounts of its own; for use in a child. \return whether it may.
+inline bool giveOwnMounts() {
+  return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
 /// Mounts a volume of 64 KiB at a folder, for this process alone. \return false where that cannot be done.
 inline bool mountSmallVolume(const std::string& folder) {
-  return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-         mount("none", folder.c_str(), "tmpfs", 0, "size=64k") == 0;
+  return giveOwnMounts() && mount("none", folder.c_str(), "tmpfs", 0, "size=64k") == 0;
 }
 
 /// The C library's names for these calls, with large files, and on a 32-bit machine with a large time.

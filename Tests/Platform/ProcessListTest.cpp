@@ -1,8 +1,7 @@
 #include <pwd.h>
 #include <sys/wait.h>
 
-#include <fstream>
-
+#include "Platform/FileManager.h"
 #include "Platform/ProcessList.h"
 #include "Tests/Support/FakeHost.h"
 
@@ -40,15 +39,12 @@ TEST_F(ProcessListTest, OtherKeysHaveNoValues) {
   }
 }
 
-TEST_F(ProcessListTest, WhatIsNoProcessIsNotListed) {
+TEST_F(ProcessListTest, WhatIsNoProcessOrHasNoExecutableIsNotListed) {
+  EXPECT_THAT(executables(), IsEmpty()) << "without a folder of processes";
   folder.makeLink(outside("/proc/self/exe"), "/bin/self");
   folder.makeLink(outside("/proc/12x/exe"), "/bin/x");
   folder.makeLink(outside("/proc/sys/exe"), "/bin/sys");
   folder.makeFile(outside("/proc/version"));
-  EXPECT_THAT(executables(), IsEmpty());
-}
-
-TEST_F(ProcessListTest, ProcessWithoutAnExecutableIsNotListed) {
   folder.makeFolder(outside("/proc/2"));  // a kernel thread
   folder.makeFile(outside("/proc/3/exe"), "no link");
   folder.makeFile(outside("/proc/4"), "no folder");
@@ -56,19 +52,14 @@ TEST_F(ProcessListTest, ProcessWithoutAnExecutableIsNotListed) {
   EXPECT_THAT(executables(), ElementsAre("/bin/five"));
 }
 
-TEST_F(ProcessListTest, NoProcessFolderIsNoProcesses) { EXPECT_THAT(executables(), IsEmpty()); }
-
-TEST_F(ProcessListTest, ReplacedProgramIsListedByItsPath) {
+TEST_F(ProcessListTest, OnlyAReplacedProgramLosesTheMarkBehindItsName) {
+  folder.makeFile("replaced", "the new one");
   runProcess(1, "/Apps/X.app/Contents/MacOS/x (deleted)");
   runProcess(2, folder / "replaced (deleted)");
-  folder.makeFile("replaced", "the new one");
-  EXPECT_THAT(executables(), UnorderedElementsAre("/Apps/X.app/Contents/MacOS/x", folder / "replaced"));
-}
-
-TEST_F(ProcessListTest, ProgramWhoseNameLooksReplacedKeepsIt) {
-  runProcess(1, folder.makeFile("x (deleted)"));
-  runProcess(2, " (deleted)");
-  EXPECT_THAT(executables(), UnorderedElementsAre(folder / "x (deleted)", " (deleted)"));
+  runProcess(3, folder.makeFile("x (deleted)"));
+  runProcess(4, " (deleted)");
+  EXPECT_THAT(executables(), UnorderedElementsAre("/Apps/X.app/Contents/MacOS/x", folder / "replaced",
+                                                  folder / "x (deleted)", " (deleted)"));
 }
 
 TEST_F(ProcessListTest, LongPathIsWhole) {
@@ -116,14 +107,8 @@ class FindProcessTest : public ProcessListTest {
   void SetUp() override {
     if (access("/proc/self/exe", F_OK) != 0) GTEST_SKIP() << "this system shows no processes in /proc";
     folder.makeLink(outside("/proc"), "/proc");
-    program = folder.makeFile("program", readProgram("/bin/sleep"), 0755);
+    program = folder.makeFile("program", platform::readFile("/bin/sleep").value_or(""), 0755);
     chmod(folder.path().c_str(), 0755);
-  }
-
-  static std::string readProgram(const std::string& path) {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
   }
 
   std::optional<platform::RunningProcess> found() const {
@@ -147,25 +132,19 @@ TEST_F(FindProcessTest, UserWithoutAnAccountHasANumber) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can start a process of another user";
   constexpr uid_t kUser = 2000000123;
   if (getpwuid(kUser) != nullptr) GTEST_SKIP() << "this machine has an account of the number that is to have none";
-  const RunningProgram child(program, kUser);
-  const auto process = found();
-  ASSERT_TRUE(process);
-  EXPECT_EQ(process->id, child.id());
-  EXPECT_EQ(process->user, std::to_string(kUser));
+  // Most of what /proc has of a process whose program its user may not read belongs to root.
+  for (const mode_t mode : std::initializer_list<mode_t>{0755U, 0711U}) {
+    chmod(program.c_str(), mode);
+    const RunningProgram child(program, kUser);
+    const auto process = found();
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->id, child.id());
+    EXPECT_EQ(process->user, std::to_string(kUser));
+  }
 }
 
-TEST_F(FindProcessTest, UserOfAProgramThatHeMayNotReadIsRight) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can start a process of another user";
-  chmod(program.c_str(), 0711);  // then most of what /proc has of the process belongs to root
-  const RunningProgram child(program, 2000000123);
-  const auto process = found();
-  ASSERT_TRUE(process);
-  EXPECT_EQ(process->user, "2000000123");
-}
-
-TEST_F(FindProcessTest, NoneIsFoundWhenNoneRuns) { EXPECT_FALSE(found()); }
-
-TEST_F(FindProcessTest, NoneIsFoundOnceItHasEnded) {
+TEST_F(FindProcessTest, NoneIsFoundBeforeItRunsAndOnceItHasEnded) {
+  EXPECT_FALSE(found());
   { const RunningProgram child(program); }
   EXPECT_FALSE(found());
 }

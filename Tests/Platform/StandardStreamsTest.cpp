@@ -86,11 +86,7 @@ TEST_F(StandardStreamsTest, ClosedOutputIsPassedOver) {
 
 TEST_F(StandardStreamsTest, ReaderThatHasGoneIsPassedOver) {
   inChild([] {
-    signal(SIGPIPE, SIG_DFL);
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    close(ends[0]);
-    ASSERT_EQ(dup2(ends[1], STDOUT_FILENO), STDOUT_FILENO);
+    const ScopedBrokenPipe pipe(STDOUT_FILENO);
     std::fputs("held back by stdio", stdout);
     printLine("text");
     printLine("again");
@@ -153,14 +149,12 @@ TEST_F(StandardStreamsTest, TerminalAloneGetsALineSanitized) {
 
 TEST_F(StandardStreamsTest, TextToStandardErrorIsWrittenAsItIsAndAReaderThatHasGoneIsPassedOver) {
   inChild([this] {
-    signal(SIGPIPE, SIG_DFL);
-    ASSERT_EQ(dup2(open(folder.makeFile("errors").c_str(), O_WRONLY | O_CLOEXEC), STDERR_FILENO), STDERR_FILENO);
-    platform::writeToStandardError("\x1B[0m no newline");
+    {
+      const ScopedRedirection errors(STDERR_FILENO, open(folder.makeFile("errors").c_str(), O_WRONLY | O_CLOEXEC));
+      platform::writeToStandardError("\x1B[0m no newline");
+    }
     EXPECT_EQ(folder.read("errors"), "\x1B[0m no newline");
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    close(ends[0]);
-    ASSERT_EQ(dup2(ends[1], STDERR_FILENO), STDERR_FILENO);
+    const ScopedBrokenPipe errors(STDERR_FILENO);
     platform::writeToStandardError("text");
     EXPECT_FALSE(isPending(SIGPIPE));
   });

@@ -1,7 +1,10 @@
+#include <limits>
+
 #include "Platform/UserDefaults.h"
 #include "Platform/UserIdentity.h"
 #include "Tests/Platform/Conditions.h"
 #include "Tests/Support/FakeHost.h"
+#include "Tests/Support/PropertyLists.h"
 
 namespace hotfix {
 
@@ -13,10 +16,12 @@ using platform::persistentDomain;
 
 class UserDefaultsTest : public FakeHostTest {};
 
-TEST_F(UserDefaultsTest, GlobalValueIsTheUsers) {
+TEST_F(UserDefaultsTest, GlobalValueIsTheUsersAndReadEachTime) {
   EXPECT_FALSE(globalDefault("AppleLocale"));
-  setUserDefaults(".GlobalPreferences", "{ AppleLocale = de_DE; AppleLanguages = (de, en); }");
-  EXPECT_EQ(globalDefault("AppleLocale"), PropertyListValue("de_DE"));
+  for (const char* locale : {"de_DE", "fr_FR"}) {
+    setUserDefaults(".GlobalPreferences", std::string("{ AppleLanguages = (de, en); AppleLocale = ") + locale + "; }");
+    EXPECT_EQ(globalDefault("AppleLocale"), PropertyListValue(locale));
+  }
   EXPECT_EQ(globalDefault("AppleLanguages"), PropertyListValue(PropertyListValue::Array{"de", "en"}));
   EXPECT_FALSE(globalDefault("Other"));
   EXPECT_FALSE(globalDefault(""));
@@ -43,42 +48,17 @@ TEST_F(UserDefaultsTest, SettingsOfMoreThanEightMebibytesAreNone) {
   }
 }
 
-TEST_F(UserDefaultsTest, ChangedValueIsSeenAtTheNextRead) {
-  setUserDefaults(".GlobalPreferences", "{ AppleLocale = de_DE; }");
-  EXPECT_EQ(globalDefault("AppleLocale"), PropertyListValue("de_DE"));
-  setUserDefaults(".GlobalPreferences", "{ AppleLocale = fr_FR; }");
-  EXPECT_EQ(globalDefault("AppleLocale"), PropertyListValue("fr_FR"));
-}
-
 TEST_F(UserDefaultsTest, DomainHoldsItsOwnSettingsOnly) {
   EXPECT_FALSE(persistentDomain("com.qor.product"));
   setUserDefaults(".GlobalPreferences", "{ AppleLocale = de_DE; }");
   EXPECT_FALSE(persistentDomain("com.qor.product"));
+  setUserDefaults("com.qor.product", "( a, b )");
+  EXPECT_FALSE(persistentDomain("com.qor.product")) << "no dictionary";
   setUserDefaults("com.qor.product", "{ a = 1; b = { c = 2; }; }");
   const PropertyListValue::Dictionary inner{{"c", "2"}};
   EXPECT_EQ(persistentDomain("com.qor.product"),
             (PropertyListValue::Dictionary{{"a", "1"}, {"b", PropertyListValue(inner)}}));
   EXPECT_FALSE(globalDefault("a"));
-}
-
-TEST_F(UserDefaultsTest, EveryFormOfPropertyListIsRead) {
-  setUserDefaults("xml", "<plist><dict><key>k</key><true/></dict></plist>");
-  EXPECT_EQ(persistentDomain("xml"), (PropertyListValue::Dictionary{{"k", PropertyListValue(true)}}));
-  // { k = true } in the binary form: three objects, the table of their offsets, and the trailer
-  const std::string binary(
-      "bplist00\xd1\x01\x02\x51k\x09\x08\x0b\x0d\0\0\0\0\0\0\1\1\0\0\0\0\0\0\0\3\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x0e",
-      49);
-  setUserDefaults("binary", binary);
-  EXPECT_EQ(persistentDomain("binary"), (PropertyListValue::Dictionary{{"k", PropertyListValue(true)}}));
-}
-
-TEST_F(UserDefaultsTest, FileThatIsNoDictionaryIsNoDomain) {
-  for (const char* text : {"", "hello", "( a, b )", "{ a = 1", "<plist><array/></plist>"}) {
-    setUserDefaults("com.qor.product", text);
-    setUserDefaults(".GlobalPreferences", text);
-    EXPECT_FALSE(persistentDomain("com.qor.product")) << text;
-    EXPECT_FALSE(globalDefault("a")) << text;
-  }
 }
 
 TEST_F(UserDefaultsTest, HomeOfTheEnvironmentIsNotConsulted) {
@@ -120,25 +100,26 @@ TEST(BooleanValueTest, TextsThatAreFalse) {
   }
 }
 
-TEST(BooleanValueTest, BooleansAndNumbers) {
-  EXPECT_TRUE(booleanValue(PropertyListValue(true)));
-  EXPECT_FALSE(booleanValue(PropertyListValue(false)));
-  EXPECT_TRUE(booleanValue(PropertyListValue::integer(1)));
-  EXPECT_TRUE(booleanValue(PropertyListValue::integer(-1)));
-  EXPECT_TRUE(booleanValue(PropertyListValue::integer(256)));
-  EXPECT_TRUE(booleanValue(PropertyListValue::integer(std::int64_t{1} << 32)));
-  EXPECT_FALSE(booleanValue(PropertyListValue::integer(0)));
-  EXPECT_TRUE(booleanValue(PropertyListValue(0.5)));
-  EXPECT_FALSE(booleanValue(PropertyListValue(0.0)));
-  EXPECT_FALSE(booleanValue(PropertyListValue(-0.0)));
-}
-
-TEST(BooleanValueTest, EverythingElseIsFalse) {
+TEST(BooleanValueTest, OtherValues) {
+  const std::pair<PropertyListValue, bool> rows[] = {
+      {PropertyListValue(true), true},
+      {PropertyListValue(false), false},
+      {PropertyListValue::integer(1), true},
+      {PropertyListValue::integer(-1), true},
+      {PropertyListValue::integer(256), true},
+      {PropertyListValue::integer(std::int64_t{1} << 32), true},
+      {PropertyListValue::integer(std::numeric_limits<std::int64_t>::min()), true},
+      {PropertyListValue::integer(0), false},
+      {PropertyListValue(0.5), true},
+      {PropertyListValue(0.0), false},
+      {PropertyListValue(-0.0), false},
+      {PropertyListValue(PropertyListValue::Array{"YES"}), false},
+      {PropertyListValue(PropertyListValue::Dictionary{{"YES", "YES"}}), false},
+      {PropertyListValue(PropertyListValue::Data{"YES"}), false},
+      {PropertyListValue(PropertyListValue::Date{1}), false},
+  };
+  for (const auto& [value, isTrue] : rows) EXPECT_EQ(booleanValue(value), isTrue) << shown(value);
   EXPECT_FALSE(booleanValue({}));
-  EXPECT_FALSE(booleanValue(PropertyListValue(PropertyListValue::Array{"YES"})));
-  EXPECT_FALSE(booleanValue(PropertyListValue(PropertyListValue::Dictionary{{"YES", "YES"}})));
-  EXPECT_FALSE(booleanValue(PropertyListValue(PropertyListValue::Data{"YES"})));
-  EXPECT_FALSE(booleanValue(PropertyListValue(PropertyListValue::Date{1})));
 }
 
 }  // namespace

@@ -19,6 +19,12 @@ constexpr uid_t kNobodysId = 54321;  // has no entry in the account database
 
 class UserIdentityTest : public FakeHostTest {
  protected:
+  /// The environment tells nothing about the caller.
+  UserIdentityTest() {
+    setEnvironment("USER", {});
+    setEnvironment("SUDO_UID", {});
+  }
+
   /// Entry of the user that the process works for.
   static const passwd* ownEntry() { return getpwuid(geteuid()); }
 
@@ -43,11 +49,13 @@ TEST_F(UserIdentityTest, EnvironmentVariableTellsAbsentFromEmpty) {
 
 // ----- Names and homes -----
 
-TEST_F(UserIdentityTest, LoginNameIsTheAccountsAndNotUser) {
+TEST_F(UserIdentityTest, NameAndHomeAreTheAccountsAndNotThoseOfTheEnvironment) {
   const passwd* entry = ownEntry();
   if (entry == nullptr) GTEST_SKIP() << "needs a user with an account";
   setEnvironment("USER", "somebody");
+  setEnvironment("HOME", "/somewhere/else");
   EXPECT_EQ(loginName(), entry->pw_name);
+  EXPECT_EQ(homeFolder(), entry->pw_dir);
 }
 
 TEST_F(UserIdentityTest, InvokingUserIsThatOfTheEnvironmentFirst) {
@@ -55,13 +63,6 @@ TEST_F(UserIdentityTest, InvokingUserIsThatOfTheEnvironmentFirst) {
   EXPECT_EQ(invokingUserName(), "somebody");
   setEnvironment("USER", {});
   EXPECT_EQ(invokingUserName(), loginName());
-}
-
-TEST_F(UserIdentityTest, HomeIsTheAccountsAndNotThatOfTheEnvironment) {
-  const passwd* entry = ownEntry();
-  if (entry == nullptr) GTEST_SKIP() << "needs a user with an account";
-  setEnvironment("HOME", "/somewhere/else");
-  EXPECT_EQ(homeFolder(), entry->pw_dir);
 }
 
 TEST_F(UserIdentityTest, EffectiveUserCountsAndUnderRootTheRealOne) {
@@ -123,8 +124,6 @@ TEST_F(UserIdentityTest, OtherPathsAreAnsweredAsTheyAre) {
 // ----- Trust -----
 
 TEST_F(UserIdentityTest, RootAndTheEffectiveUserAreTrusted) {
-  setEnvironment("USER", {});
-  setEnvironment("SUDO_UID", {});
   EXPECT_TRUE(isTrustedOwner(0));
   EXPECT_TRUE(isTrustedOwner(geteuid()));
   EXPECT_FALSE(isTrustedOwner(kNobodysId));
@@ -132,8 +131,6 @@ TEST_F(UserIdentityTest, RootAndTheEffectiveUserAreTrusted) {
 
 TEST_F(UserIdentityTest, RealUserIsTrustedUnderRootsRightsOnly) {
   if (!isRoot()) GTEST_SKIP() << "needs the rights to be somebody else";
-  setEnvironment("USER", {});
-  setEnvironment("SUDO_UID", {});
   asUser(kNobodysId, 0, [] {
     EXPECT_TRUE(isTrustedOwner(kNobodysId));
     EXPECT_FALSE(isTrustedOwner(kNobodysId + 1));
@@ -144,8 +141,6 @@ TEST_F(UserIdentityTest, RealUserIsTrustedUnderRootsRightsOnly) {
 TEST_F(UserIdentityTest, InvokingUserIsTrusted) {
   const auto other = otherAccount();
   if (!other) GTEST_SKIP() << "needs another account";
-  setEnvironment("USER", {});
-  setEnvironment("SUDO_UID", {});
   EXPECT_FALSE(isTrustedOwner(other->uid));
   setEnvironment("USER", kNoSuchName);
   EXPECT_FALSE(isTrustedOwner(other->uid));
@@ -155,7 +150,6 @@ TEST_F(UserIdentityTest, InvokingUserIsTrusted) {
 }
 
 TEST_F(UserIdentityTest, InvokingUsersNumberIsTakenOnlyWhenItIsOne) {
-  setEnvironment("USER", {});
   setEnvironment("SUDO_UID", std::to_string(kNobodysId));
   EXPECT_TRUE(isTrustedOwner(kNobodysId));
   EXPECT_FALSE(isTrustedOwner(kNobodysId + 1));
@@ -179,26 +173,19 @@ TEST_F(UserIdentityTest, EffectiveUserIsAnotherForAWhile) {
   EXPECT_EQ(geteuid(), 0U);
 }
 
-TEST_F(UserIdentityTest, AbsentOrUnknownNameSwitchesNothing) {
-  const uid_t before = geteuid();
-  for (const OptionalString& name : {OptionalString(), OptionalString(""), OptionalString(kNoSuchName)}) {
+TEST_F(UserIdentityTest, NothingIsSwitchedWithoutANameOrTheRight) {
+  const auto expectNotSwitched = [](const OptionalString& name) {
+    const uid_t before = geteuid();
     {
       const ScopedEffectiveUser user(name);
       EXPECT_EQ(geteuid(), before);
     }
     EXPECT_EQ(geteuid(), before);
+  };
+  for (const OptionalString& name : {OptionalString(), OptionalString(""), OptionalString(kNoSuchName)}) {
+    expectNotSwitched(name);
   }
-}
-
-TEST_F(UserIdentityTest, NothingIsSwitchedWithoutTheRight) {
-  asUnprivileged([] {
-    const uid_t before = geteuid();
-    {
-      const ScopedEffectiveUser user(std::string("root"));
-      EXPECT_EQ(geteuid(), before);
-    }
-    EXPECT_EQ(geteuid(), before);
-  });
+  asUnprivileged([&] { expectNotSwitched("root"); });
 }
 
 }  // namespace

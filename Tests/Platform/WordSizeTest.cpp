@@ -2,23 +2,24 @@
 //
 // Place                                  | What could differ                | Tests
 // ---------------------------------------|----------------------------------|----------------------------------------
-// stat, fstat, lstat, fstatat            | size past 2 GiB: an error        | LargeFileExists, LargeFileIsRemoved
-//                                        |                                  | LargeFileGetsItsAttributes
-// FileManager: writeFileAtomically       | what it replaces passes for new  | LargeFileIsReplacedAndItsModeKept
-// FileManager: contentsOf                | size cut to 32 bits              | LargeFileIsNotRead
+// stat, fstat, lstat, fstatat            | size past 2 GiB: an error        | ExtremeFileTest
+//                                        | time past 2038: an error         | ExtremeFileTest, ...OfAnotherAge...,
+//                                        |                                  | TimesBefore1902AreKept
+// FileManager: writeFileAtomically       | what it replaces passes for new  | ExtremeFileTest
+// FileManager: contentsOf                | size cut to 32 bits              | ExtremeFileTest
 // EntryChanges: copyData                 | offset past 2 GiB: an error      | LargeFileIsCopied
-// SystemLog: openTraceFile               | size, and offset from then on    | TraceOfLargeSizeIs...
+// SystemLog: openTraceFile               | size, and offset from then on    | ExtremeFileTest,
+//                                        |                                  | TraceOfLargeSizeIsAppendedTo
 // Descriptors: writeAll                  | offset past 4 GiB                | LineIsPrintedBehindFourGibibytes
-// Descriptors: namesIn; FolderWalk       | place in a folder cut to 32 bits | EveryNameOfALargeFolderIsSeenOnce
+// Descriptors: namesIn; FolderWalk       | place in a folder cut to 32 bits | FileManagerTest: LargeFolderIs...
 // readdir, stat; CopyItem: isTarget      | node cut to 32 bits              | NodesAboveThirtyTwoBitsAre...
 // chown, stat; UserIdentity: SUDO_UID    | id: 16 bits, or with a sign      | LargeOwnerAndGroupAreSeenAndKept
-// stat and all that ask it               | time past 2038: an error         | ...OfAnotherAge..., TimesBefore1902...
 // EntryChanges: futimens, utimensat      | time: 1901 to 2038               | CopyKeepsFarTimes, TimesBefore1902...
 // LocalTime: time, localtime_r           | time: until 2038                 | SystemTimeGoesPast2038
 // InstallUtil, SystemLog: a time as text | nothing but what LocalTime has   | TraceLineAfter2038IsOfThatTime
-// PropertyList: reader and writer        | integer as a long                | IntegersAround...AreKept
-// PropertyList: reader and writer        | date as a time_t                 | DatesBefore1902AndAfter2038AreKept
-// UserDefaults: booleanValue             | integer cut to 32 bits           | IntegerWithoutLowerHalfIsTrue
+// Property lists: readers and writer     | integer as a long                | their own tests of integers
+// Property lists: readers and writer     | date as a time_t                 | their own tests of dates
+// UserDefaults: booleanValue             | integer cut to 32 bits           | BooleanValueTest: OtherValues
 // BinaryPropertyListReader               | number cut, or product wrapped   | its own tests of numbers that wrap
 // TextNumber, the result of a run        | number as a long: other limits   | NumberIsClampedToThirtyTwoBits
 //
@@ -32,20 +33,13 @@
 #include <climits>
 #include <cstdint>
 #include <ctime>
-#include <limits>
 
-#include "MacInstaller/InstallUtil.h"
 #include "Platform/FileManager.h"
 #include "Platform/ProcessList.h"
 #include "Platform/PropertyList.h"
 #include "Platform/StandardStreams.h"
-#include "Platform/UserDefaults.h"
-#include "Support/PropertyListReader.h"
-#include "Support/PropertyListWriter.h"
 #include "Support/TextNumber.h"
-#include "Tests/Platform/Conditions.h"
-#include "Tests/Support/FakeHost.h"
-#include "Tests/Support/InstanceFixture.h"
+#include "Tests/Platform/PlatformTest.h"
 
 namespace hotfix {
 
@@ -89,12 +83,8 @@ namespace {
 
 using platform::LogLevel;
 
-using Date = PropertyListValue::Date;
-using Integer = PropertyListValue::Integer;
-
 constexpr off_t kTwoGibibytes = off_t{1} << 31;
 constexpr off_t kFourGibibytes = off_t{1} << 32;
-/// The second and the last one are small in their lower 32 bits.
 constexpr off_t kLargeSizes[] = {kTwoGibibytes, kFourGibibytes + 10, 2 * kFourGibibytes - 1, (off_t{1} << 40) + 10};
 
 /// Seconds since 1970 at the start of a year.
@@ -146,24 +136,12 @@ bool setTime(const std::string& path, std::int64_t seconds) {
   return status(path).stx_mtime.tv_sec == seconds;
 }
 
-/// Gives the process mounts of its own; for use in a child. \return whether it may.
-bool hasOwnMounts() {
-  return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-}
-
-class WordSizeTest : public FakeHostTest {
+class WordSizeTest : public PlatformTest {
  protected:
   ~WordSizeTest() override {
     passesHoles = false;
     platform::setCopyPolicy(nullptr);
     for (const std::string& name : folder.names()) removeUnseen(folder / name);
-  }
-
-  /// A file of that size, which takes no place on the disk.
-  std::string makeLargeFile(const std::string& relativePath, off_t size, mode_t mode = 0644) const {
-    std::string path = folder.makeFile(relativePath, "{ a = b; }", mode);
-    if (truncate(path.c_str(), size) != 0) ADD_FAILURE() << "truncate " << path << ": " << std::strerror(errno);
-    return path;
   }
 
   /// The bytes of a file from \a place on, at most a few.
@@ -176,64 +154,108 @@ class WordSizeTest : public FakeHostTest {
   }
 };
 
+// ----- Files whose size or time does not fit into 32 bits -----
+
+struct Extreme {
+  const char* name;
+  off_t size = 0;         ///< 0 for a small file
+  std::int64_t time = 0;  ///< 0 for the time of the test
+};
+
+class ExtremeFileTest : public WordSizeTest, public ::testing::WithParamInterface<Extreme> {
+ protected:
+  void SetUp() override {
+    if (!setTime(folder.makeFile("probe"), time)) GTEST_SKIP() << "needs a file system that can hold this time";
+    unlinkFile("probe");
+  }
+
+  /// A file of the size in a folder "tree". Both have the time.
+  std::string makeExtremeFile(mode_t mode = 0644) const {
+    std::string path = folder.makeFile("tree/file", "{ a = b; }", mode);
+    if (isLarge) setSize("tree/file", GetParam().size);
+    EXPECT_TRUE(setTime(path, time) && setTime(folder / "tree", time));
+    return path;
+  }
+
+  const bool isLarge = GetParam().size != 0;
+  const std::int64_t time = GetParam().time != 0 ? GetParam().time : std::time(nullptr);
+};
+
+// The second and the last size are small in their lower 32 bits.
+INSTANTIATE_TEST_SUITE_P(Extremes, ExtremeFileTest,
+                         ::testing::Values(Extreme{"TwoGibibytes", kLargeSizes[0]},
+                                           Extreme{"MoreThanFourGibibytes", kLargeSizes[1]},
+                                           Extreme{"LessThanEightGibibytes", kLargeSizes[2]},
+                                           Extreme{"MoreThanATebibyte", kLargeSizes[3]}, Extreme{"Of1890", 0, k1890},
+                                           Extreme{"Of2040", 0, k2040}, Extreme{"Of2100", 0, k2100}),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST_P(ExtremeFileTest, Exists) {
+  const std::string file = makeExtremeFile();
+  const std::string link = folder.makeLink("link", "tree/file");
+  EXPECT_TRUE(setTime(link, time));
+  for (const std::string& path : {file, link, folder / "tree"}) EXPECT_TRUE(platform::exists(path)) << path;
+  EXPECT_TRUE(platform::isFolder(folder / "tree"));
+  EXPECT_FALSE(platform::isFolder(file));
+  EXPECT_EQ(platform::resolvedPath(link), file);
+  bool isDistrusted = true;
+  EXPECT_TRUE(setTime(folder.makeFolder("empty"), time));
+  EXPECT_TRUE(platform::copyTrustedFolder(folder / "empty", folder / "copied", &isDistrusted));
+  EXPECT_FALSE(isDistrusted);
+}
+
+TEST_P(ExtremeFileTest, IsReadUnlessItIsLarge) {
+  const std::string path = makeExtremeFile();
+  bool isDistrusted = true;
+  EXPECT_EQ(platform::readFile(path), isLarge ? OptionalString() : "{ a = b; }");
+  EXPECT_EQ(platform::readTrustedFile(path, &isDistrusted), isLarge ? OptionalString() : "{ a = b; }");
+  EXPECT_FALSE(isDistrusted);
+  EXPECT_EQ(platform::readDictionary(path).has_value(), !isLarge);
+}
+
+TEST_P(ExtremeFileTest, IsReplacedAndItsModeKept) {
+  const std::string path = makeExtremeFile(0640);
+  EXPECT_TRUE(platform::writeFileAtomically(path, "new"));
+  EXPECT_EQ(status(path).stx_mode & 07777U, 0640U);
+  EXPECT_EQ(folder.read("tree/file"), "new");
+  EXPECT_THAT(folder.names("tree"), ElementsAre("file"));
+}
+
+TEST_P(ExtremeFileTest, GetsItsAttributes) {
+  const std::string path = makeExtremeFile(0600);
+  EXPECT_TRUE(platform::setAttributesBelow(folder.path(), modeOnly(0770)));
+  EXPECT_EQ(status(path).stx_mode & 07777U, 0770U);
+  EXPECT_EQ(status(folder / "tree").stx_mode & 07777U, 0770U);
+  EXPECT_EQ(status(path).stx_mtime.tv_sec, time);
+  EXPECT_TRUE(platform::setAttributes(path, modeOnly(0775)));
+  EXPECT_EQ(status(path).stx_mode & 07777U, 0775U);
+}
+
+TEST_P(ExtremeFileTest, IsRemoved) {
+  EXPECT_TRUE(platform::removeItem(makeExtremeFile()));
+  makeExtremeFile();
+  EXPECT_TRUE(platform::removeItem(folder / "tree"));
+  EXPECT_THAT(folder.names(), ElementsAre("outside"));
+}
+
+TEST_P(ExtremeFileTest, IsEmptiedAsATrace) {
+  const std::string path = makeExtremeFile();
+  const auto node = status(path).stx_ino;
+  const int held = open(path.c_str(), O_RDONLY | O_CLOEXEC);  // else a new file may get the node of the old one
+  const int file = platform::openTraceFile(path);
+  EXPECT_GE(file, 0);
+  close(file);
+  close(held);
+  EXPECT_EQ(status(path).stx_size, 0U);
+  EXPECT_EQ(status(path).stx_ino, node) << "made anew";
+}
+
 // ----- Sizes and offsets -----
-
-TEST_F(WordSizeTest, LargeFileExists) {
-  for (const off_t size : kLargeSizes) {
-    const std::string path = makeLargeFile("large", size);
-    EXPECT_TRUE(platform::exists(path)) << size;
-    EXPECT_FALSE(platform::isFolder(path)) << size;
-    EXPECT_EQ(platform::resolvedPath(path), path) << size;
-  }
-}
-
-TEST_F(WordSizeTest, LargeFileIsNotRead) {
-  for (const off_t size : kLargeSizes) {
-    const std::string path = makeLargeFile("large", size);
-    bool isDistrusted = true;
-    EXPECT_FALSE(platform::readFile(path)) << size;
-    EXPECT_FALSE(platform::readDictionary(path)) << size;
-    EXPECT_FALSE(platform::readTrustedFile(path, &isDistrusted)) << size;
-    EXPECT_FALSE(isDistrusted) << size;
-  }
-}
-
-TEST_F(WordSizeTest, LargeFileIsReplacedAndItsModeKept) {
-  for (const off_t size : kLargeSizes) {
-    const std::string path = makeLargeFile("here/large", size, 0640);
-    ASSERT_TRUE(platform::writeFileAtomically(path, "new"));
-    EXPECT_EQ(folder.read("here/large"), "new");
-    EXPECT_EQ(folder.mode("here/large"), 0640U);
-    EXPECT_THAT(folder.names("here"), ElementsAre("large"));
-  }
-}
-
-TEST_F(WordSizeTest, LargeFileIsRemoved) {
-  for (const off_t size : kLargeSizes) {
-    makeLargeFile("tree/sub/large", size);
-    EXPECT_TRUE(platform::removeItem(makeLargeFile("large", size)));
-    EXPECT_TRUE(platform::removeItem(folder / "tree"));
-    EXPECT_THAT(folder.names(), ElementsAre("outside"));
-  }
-}
-
-TEST_F(WordSizeTest, LargeFileGetsItsAttributes) {
-  platform::Attributes attributes;
-  attributes.mode = 0775;
-  for (const off_t size : kLargeSizes) {
-    const std::string path = makeLargeFile("tree/sub/large", size, 0600);
-    EXPECT_TRUE(platform::setAttributesBelow(folder / "tree", attributes)) << size;
-    EXPECT_EQ(folder.mode("tree/sub/large"), 0775U) << size;
-    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
-    EXPECT_TRUE(platform::setAttributes(path, attributes)) << size;
-    EXPECT_EQ(folder.mode("tree/sub/large"), 0775U) << size;
-    ASSERT_EQ(unlink(path.c_str()), 0);
-  }
-}
 
 TEST_F(WordSizeTest, LargeFileIsCopied) {
   constexpr off_t kPlace = kFourGibibytes + 8192;
-  const std::string path = makeLargeFile("large", kPlace);
+  const std::string path = folder.makeFile("large", "{ a = b; }");
+  setSize("large", kPlace);
   const int file = open(path.c_str(), O_RDWR | O_APPEND | O_CLOEXEC);
   ASSERT_EQ(write(file, "end", 3), 3);
   const off_t data = lseek(file, kTwoGibibytes, SEEK_DATA);
@@ -244,20 +266,6 @@ TEST_F(WordSizeTest, LargeFileIsCopied) {
   EXPECT_EQ(folder.attributes("copy").st_size, kPlace + 3);
   EXPECT_EQ(bytesAt("copy", 0).substr(0, 10), "{ a = b; }");
   EXPECT_EQ(bytesAt("copy", kPlace), "end");
-}
-
-TEST_F(WordSizeTest, TraceOfLargeSizeIsEmptied) {
-  for (const off_t size : kLargeSizes) {
-    const std::string path = makeLargeFile("trace", size);
-    const auto node = status(path).stx_ino;
-    const int held = open(path.c_str(), O_RDONLY | O_CLOEXEC);  // else a new file may get the node of the old one
-    const int file = platform::openTraceFile(path);
-    ASSERT_GE(file, 0) << size;
-    close(file);
-    close(held);
-    EXPECT_EQ(status(path).stx_size, 0U) << size;
-    EXPECT_EQ(status(path).stx_ino, node) << "made anew, size " << size;
-  }
 }
 
 TEST_F(WordSizeTest, TraceOfLargeSizeIsAppendedTo) {
@@ -276,7 +284,8 @@ TEST_F(WordSizeTest, TraceOfLargeSizeIsAppendedTo) {
 }
 
 TEST_F(WordSizeTest, LineIsPrintedBehindFourGibibytes) {
-  makeLargeFile("output", kFourGibibytes);
+  folder.makeFile("output");
+  setSize("output", kFourGibibytes);
   const int file = open((folder / "output").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
   {
     const ScopedRedirection output(STDOUT_FILENO, file);
@@ -286,22 +295,6 @@ TEST_F(WordSizeTest, LineIsPrintedBehindFourGibibytes) {
   EXPECT_EQ(bytesAt("output", kFourGibibytes), "here\n");
 }
 
-TEST_F(WordSizeTest, EveryNameOfALargeFolderIsSeenOnce) {
-  // Some file systems have a hash of the name for the place of an entry in its folder.
-  constexpr size_t kCount = 1000;
-  for (size_t index = 0; index < kCount; ++index) folder.makeFile("many/file" + std::to_string(index), "", 0600);
-  auto names = platform::namesInFolder(folder / "many");
-  ASSERT_TRUE(names);
-  std::sort(names->begin(), names->end());
-  EXPECT_EQ(names->size(), kCount);
-  EXPECT_TRUE(*names == folder.names("many"));
-  platform::Attributes attributes;
-  attributes.mode = 0640;
-  EXPECT_TRUE(platform::setAttributesBelow(folder / "many", attributes));
-  for (const std::string& name : *names) ASSERT_EQ(folder.mode("many/" + name), 0640U) << name;
-  EXPECT_TRUE(platform::removeItem(folder / "many"));
-}
-
 // ----- Nodes, owners and groups -----
 
 TEST_F(WordSizeTest, NodesAboveThirtyTwoBitsAreCopiedChangedAndRemoved) {
@@ -309,7 +302,7 @@ TEST_F(WordSizeTest, NodesAboveThirtyTwoBitsAreCopiedChangedAndRemoved) {
   const auto make = [](const std::string& path) { return mkdir(path.c_str(), 0755) == 0; };
   const std::string top = folder.makeFolder("top");
   inChild([&] {
-    if (!hasOwnMounts()) return;
+    if (!host::giveOwnMounts()) return;
     const std::string lower = top + "/lower";
     const std::string upper = top + "/upper";
     const std::string merged = top + "/merged";
@@ -345,9 +338,7 @@ TEST_F(WordSizeTest, NodesAboveThirtyTwoBitsAreCopiedChangedAndRemoved) {
     for (int index = 0; index < kCount; ++index) {
       EXPECT_TRUE(platform::exists(target + "/" + std::to_string(index) + "/file")) << index;
     }
-    platform::Attributes attributes;
-    attributes.mode = 0775;
-    EXPECT_TRUE(platform::setAttributesBelow(merged, attributes));
+    EXPECT_TRUE(platform::setAttributesBelow(merged, modeOnly(0775)));
     EXPECT_EQ(status(target).stx_mode & 07777U, 0775U);
     EXPECT_TRUE(platform::removeItem(merged + "/targets"));
     EXPECT_FALSE(platform::exists(target));
@@ -376,96 +367,6 @@ TEST_F(WordSizeTest, LargeOwnerAndGroupAreSeenAndKept) {
 }
 
 // ----- Times of files -----
-
-TEST_F(WordSizeTest, EntryOfAnotherAgeExists) {
-  const std::string file = folder.makeFile("folder/file");
-  const std::string link = folder.makeLink("link", "folder/file");
-  for (const std::int64_t time : kFarTimes) {
-    if (!setTime(file, time) || !setTime(folder / "folder", time) || !setTime(link, time)) continue;
-    EXPECT_TRUE(platform::exists(file)) << time;
-    EXPECT_TRUE(platform::exists(link)) << time;
-    EXPECT_TRUE(platform::exists(folder / "folder")) << time;
-    EXPECT_TRUE(platform::isFolder(folder / "folder")) << time;
-    EXPECT_FALSE(platform::isFolder(file)) << time;
-    bool isDistrusted = true;
-    EXPECT_TRUE(platform::copyTrustedFolder(folder / "folder", folder / "copied", &isDistrusted)) << time;
-    EXPECT_FALSE(isDistrusted) << time;
-    EXPECT_TRUE(platform::removeItem(folder / "copied")) << time;
-    EXPECT_EQ(platform::resolvedPath(link), file) << time;
-  }
-}
-
-TEST_F(WordSizeTest, FileOfAnotherAgeIsRead) {
-  const std::string path = folder.makeFile("file", "{ a = b; }");
-  for (const std::int64_t time : kFarTimes) {
-    if (!setTime(path, time)) continue;
-    bool isDistrusted = false;
-    EXPECT_EQ(platform::readFile(path), "{ a = b; }") << time;
-    EXPECT_EQ(platform::readTrustedFile(path, &isDistrusted), "{ a = b; }") << time;
-    EXPECT_FALSE(isDistrusted) << time;
-    EXPECT_TRUE(platform::readDictionary(path)) << time;
-  }
-}
-
-TEST_F(WordSizeTest, FileOfAnotherAgeIsReplacedAndItsModeKept) {
-  const std::string path = folder.makeFile("file", "old", 0640);
-  for (const std::int64_t time : kFarTimes) {
-    if (!setTime(path, time)) continue;
-    EXPECT_TRUE(platform::writeFileAtomically(path, "new")) << time;
-    EXPECT_EQ(status(path).stx_mode & 07777U, 0640U) << time;
-    EXPECT_EQ(folder.read("file"), "new") << time;
-  }
-}
-
-TEST_F(WordSizeTest, TreeOfAnotherAgeGetsItsAttributes) {
-  platform::Attributes attributes;
-  attributes.mode = 0770;
-  for (const std::int64_t time : kFarTimes) {
-    const std::string file = folder.makeFile("tree/sub/file", "", 0600);
-    if (!setTime(file, time) || !setTime(folder / "tree/sub", time) || !setTime(folder / "tree", time)) continue;
-    EXPECT_TRUE(platform::setAttributesBelow(folder / "tree", attributes)) << time;
-    EXPECT_EQ(status(file).stx_mode & 07777U, 0770U) << time;
-    EXPECT_EQ(status(folder / "tree/sub").stx_mode & 07777U, 0770U) << time;
-    EXPECT_EQ(status(file).stx_mtime.tv_sec, time);
-    EXPECT_TRUE(platform::setAttributes(file, attributes)) << time;
-  }
-}
-
-TEST_F(WordSizeTest, TreeOfAnotherAgeIsRemoved) {
-  for (const std::int64_t time : kFarTimes) {
-    const std::string file = folder.makeFile("tree/sub/file");
-    if (!setTime(file, time) || !setTime(folder / "tree/sub", time) || !setTime(folder / "tree", time)) continue;
-    EXPECT_TRUE(platform::removeItem(folder / "tree")) << time;
-    EXPECT_THAT(folder.names(), ElementsAre("outside")) << time;
-  }
-}
-
-TEST_F(WordSizeTest, FolderOfAnotherAgeIsMergedByTheInstallers) {
-  const std::string file = folder.makeFile("source/sub/file", "new");
-  folder.makeFile("target/sub/file", "old");
-  for (const std::int64_t time : {k2040, k2100}) {
-    for (const char* name : {"source/sub/file", "source/sub", "source", "target/sub/file", "target/sub", "target"}) {
-      EXPECT_TRUE(setTime(folder / name, time)) << name;
-    }
-    InstallUtil::copyFolderFrom(folder / "source", folder / "target");
-    EXPECT_EQ(folder.read("target/sub/file"), "new") << time;
-  }
-}
-
-TEST_F(WordSizeTest, TraceOfAnotherAgeIsEmptied) {
-  const std::string path = folder.makeFile("trace", "old");
-  for (const std::int64_t time : kFarTimes) {
-    if (!setTime(path, time)) continue;
-    const auto node = status(path).stx_ino;
-    const int held = open(path.c_str(), O_RDONLY | O_CLOEXEC);  // else a new file may get the node of the old one
-    const int file = platform::openTraceFile(path);
-    ASSERT_GE(file, 0) << time;
-    close(file);
-    close(held);
-    EXPECT_EQ(status(path).stx_size, 0U) << time;
-    EXPECT_EQ(status(path).stx_ino, node) << "made anew, time " << time;
-  }
-}
 
 TEST_F(WordSizeTest, ProgramOfAnotherAgeKeepsItsName) {
   // The kernel puts this behind the name of a program that was removed, but it may be the name of one that was not.
@@ -496,7 +397,7 @@ TEST_F(WordSizeTest, CopyKeepsFarTimes) {
 TEST_F(WordSizeTest, TimesBefore1902AreKept) {
   const std::string top = folder.makeFolder("top");
   inChild([&] {
-    if (!hasOwnMounts() || mount("none", top.c_str(), "tmpfs", 0, "") != 0) return;
+    if (!host::giveOwnMounts() || mount("none", top.c_str(), "tmpfs", 0, "") != 0) return;
     const std::string file = folder.makeFile("top/tree/file", "text", 0640);
     if (!setTime(file, k1890) || !setTime(top + "/tree", k1890)) return;
     folder.makeFolder("tried");
@@ -534,57 +435,6 @@ TEST_F(WordSizeTest, TraceLineAfter2038IsOfThatTime) {
   platform::removeLogFile(file);
   close(file);
   EXPECT_THAT(folder.read("trace"), StartsWith("Feb  9 04:05:06 "));
-}
-
-// ----- Numbers and dates of property lists -----
-
-constexpr const char* kListStart = "<plist version=\"1.0\">";
-constexpr const char* kListEnd = "</plist>";
-
-/// Expects that an element is read as a value and written in the same way again.
-void expectKept(const std::string& element, const PropertyListValue& expected) {
-  const auto value = property_list::read(kListStart + element + kListEnd);
-  ASSERT_TRUE(value) << element;
-  EXPECT_TRUE(*value == expected) << element;
-  EXPECT_THAT(property_list::toXml(*value).value_or("<none>"), HasSubstr("\n" + element + "\n"));
-}
-
-TEST_F(WordSizeTest, IntegersAroundThirtyTwoAndSixtyFourBitsAreKept) {
-  for (const unsigned bits : {31U, 32U, 53U, 63U}) {
-    const std::uint64_t power = std::uint64_t{1} << bits;
-    for (const std::uint64_t number : {power - 1, power, power + 1}) {
-      expectKept("<integer>" + std::to_string(number) + "</integer>", PropertyListValue(Integer{number, false}));
-    }
-    const auto least = static_cast<std::int64_t>(~power + 1);
-    expectKept("<integer>" + std::to_string(least) + "</integer>", PropertyListValue::integer(least));
-  }
-  constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-  expectKept("<integer>" + std::to_string(kMost) + "</integer>", PropertyListValue(Integer{kMost, false}));
-  expectKept("<integer>-2147483649</integer>", PropertyListValue::integer(-2'147'483'649));
-}
-
-TEST_F(WordSizeTest, DatesBefore1902AndAfter2038AreKept) {
-  const std::pair<const char*, std::int64_t> dates[] = {{"0001-01-01T00:00:00Z", -62'135'596'800},
-                                                        {"1890-01-01T00:00:00Z", k1890},
-                                                        {"1901-12-13T20:45:51Z", -2'147'483'649},
-                                                        {"1901-12-13T20:45:52Z", -2'147'483'648},
-                                                        {"1969-12-31T23:59:59Z", -1},
-                                                        {"2038-01-19T03:14:07Z", 2'147'483'647},
-                                                        {"2038-01-19T03:14:08Z", 2'147'483'648},
-                                                        {"2040-01-01T00:00:00Z", k2040},
-                                                        {"2100-01-01T00:00:00Z", k2100},
-                                                        {"2106-02-07T06:28:16Z", 4'294'967'296},
-                                                        {"9999-12-31T23:59:59Z", 253'402'300'799}};
-  for (const auto& [text, secondsSince1970] : dates) {
-    const Date date{static_cast<double>(secondsSince1970 - 978'307'200)};
-    expectKept("<date>" + std::string(text) + "</date>", PropertyListValue(date));
-  }
-}
-
-TEST_F(WordSizeTest, IntegerWithoutLowerHalfIsTrue) {
-  EXPECT_TRUE(platform::booleanValue(PropertyListValue::integer(std::int64_t{1} << 32)));
-  EXPECT_TRUE(platform::booleanValue(PropertyListValue::integer(std::numeric_limits<std::int64_t>::min())));
-  EXPECT_FALSE(platform::booleanValue(PropertyListValue::integer(0)));
 }
 
 // ----- Numbers in texts -----

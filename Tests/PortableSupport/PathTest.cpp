@@ -17,7 +17,7 @@ std::vector<std::string> allTexts(const std::string& alphabet, size_t length) {
   return texts;
 }
 
-TEST(PathTest, AppendingJoinsWithOneSlash) {
+TEST(PathTest, AppendingJoinsOrdinaryNamesWithOneSlash) {
   const struct {
     const char *base, *component, *joined;
   } rows[] = {
@@ -38,17 +38,13 @@ TEST(PathTest, AppendingJoinsWithOneSlash) {
       {"/usr/", "", "/usr"},
       {"usr", "/bin/", "usr/bin"},
       {"//a//b", "c", "/a/b/c"},
+      {"/a", "/x", "/a/x"},  // it does not replace the base
+      {"/a/.", "../b/.", "/a/./../b/."},
+      {"~", "x", "~/x"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(path::appending(row.base, row.component), row.joined) << row.base << " + " << row.component;
   }
-}
-
-TEST(PathTest, AppendingNeverLetsTheComponentReplaceTheBase) { EXPECT_EQ(path::appending("/a", "/x"), "/a/x"); }
-
-TEST(PathTest, AppendingTakesDotsAsOrdinaryNames) {
-  EXPECT_EQ(path::appending("/a/.", "../b/."), "/a/./../b/.");
-  EXPECT_EQ(path::appending("~", "x"), "~/x");
 }
 
 TEST(PathTest, DeletingTheLastComponent) {
@@ -111,21 +107,16 @@ TEST(PathTest, ComponentsKeepASlashAtEitherEnd) {
   for (const auto& row : rows) EXPECT_EQ(path::components(row.path), row.components) << row.path;
 }
 
-TEST(PathTest, ResultsAreInStandardForm) {
+TEST(PathTest, ResultsAreInStandardFormAndMakeThePathAgain) {
   const auto isStandard = [](const std::string& path) {
     return path == "/" || ((path.empty() || path.back() != '/') && path.find("//") == std::string::npos);
   };
   for (const std::string& path : allTexts("a./", 6)) {
-    EXPECT_PRED1(isStandard, path::deletingLastComponent(path)) << path;
+    const std::string parent = path::deletingLastComponent(path);
+    EXPECT_PRED1(isStandard, parent) << path;
     EXPECT_PRED1(isStandard, path::appending(path, "")) << path;
     EXPECT_PRED1(isStandard, path::appending("x/", path)) << path;
-  }
-}
-
-TEST(PathTest, ParentAndLastComponentMakeThePathAgain) {
-  for (const std::string& path : allTexts("a./", 6)) {
-    EXPECT_EQ(path::appending(path::deletingLastComponent(path), path::lastComponent(path)), path::appending(path, ""))
-        << path;
+    EXPECT_EQ(path::appending(parent, path::lastComponent(path)), path::appending(path, "")) << path;
   }
 }
 

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "Support/PropertyListValue.h"
+#include "Tests/Support/PropertyLists.h"
 #include "Tests/Support/Test.h"
 
 namespace hotfix {
@@ -29,53 +30,21 @@ Array oneOfEach() {
   return values;
 }
 
-/// How many of the accessors answer.
-int accessorsThatAnswer(const PropertyListValue& value) {
-  return (value.asString() != nullptr) + (value.asBoolean() != nullptr) + (value.asInteger() != nullptr) +
-         (value.asReal() != nullptr) + (value.asDate() != nullptr) + (value.asData() != nullptr) +
-         (value.asArray() != nullptr) + (value.asDictionary() != nullptr);
-}
-
-TEST(PropertyListValueTest, DefaultIsTheEmptyString) {
-  const PropertyListValue value;
-  ASSERT_NE(value.asString(), nullptr);
-  EXPECT_EQ(*value.asString(), "");
-}
-
 TEST(PropertyListValueTest, EachTypeAnswersToItsAccessorOnly) {
-  const Array values = oneOfEach();
-  ASSERT_EQ(values.size(), 8U);
-  for (const PropertyListValue& value : values) EXPECT_EQ(accessorsThatAnswer(value), 1);
-
-  ASSERT_NE(values[0].asString(), nullptr);
-  EXPECT_EQ(*values[0].asString(), "text");
-  ASSERT_NE(values[1].asBoolean(), nullptr);
-  EXPECT_TRUE(*values[1].asBoolean());
-  ASSERT_NE(values[2].asInteger(), nullptr);
-  EXPECT_EQ(values[2].asInteger()->bits, 7U);
-  ASSERT_NE(values[3].asReal(), nullptr);
-  EXPECT_EQ(*values[3].asReal(), 1.5);
-  ASSERT_NE(values[4].asDate(), nullptr);
-  EXPECT_EQ(values[4].asDate()->secondsSince2001, 60);
-  ASSERT_NE(values[5].asData(), nullptr);
-  EXPECT_EQ(values[5].asData()->bytes, std::string("\0x", 2));
-  ASSERT_NE(values[6].asArray(), nullptr);
-  EXPECT_EQ(*values[6].asArray(), Array{"element"});
-  ASSERT_NE(values[7].asDictionary(), nullptr);
-  EXPECT_EQ(values[7].asDictionary()->at("key"), PropertyListValue("value"));
+  EXPECT_EQ(shown(PropertyListValue(oneOfEach())),
+            "['text', true, 7, real 1.5, date 60, <0078>, ['element'], {'key': 'value'}]");
+  for (const PropertyListValue& value : oneOfEach()) {
+    const bool answers[] = {value.asString() != nullptr, value.asBoolean() != nullptr,   value.asInteger() != nullptr,
+                            value.asReal() != nullptr,   value.asDate() != nullptr,      value.asData() != nullptr,
+                            value.asArray() != nullptr,  value.asDictionary() != nullptr};
+    EXPECT_EQ(std::count(std::begin(answers), std::end(answers), true), 1) << shown(value);
+  }
 }
 
-TEST(PropertyListValueTest, LiteralIsAStringNotABoolean) {
-  const Array array{"a"};
-  EXPECT_NE(array[0].asString(), nullptr);
-  const Dictionary dictionary{{"k", "v"}};
-  EXPECT_NE(dictionary.at("k").asString(), nullptr);
-}
-
-TEST(PropertyListValueTest, StringKeepsNulCharacters) {
-  const std::string text("a\0b", 3);
-  ASSERT_NE(PropertyListValue(text).asString(), nullptr);
-  EXPECT_EQ(*PropertyListValue(text).asString(), text);
+TEST(PropertyListValueTest, TextsAreStringsAndKeepNulCharacters) {
+  EXPECT_EQ(shown(PropertyListValue()), "''");
+  EXPECT_EQ(shown(PropertyListValue(std::string("a\0b", 3))), std::string("'a\0b'", 5));
+  EXPECT_EQ(shown(PropertyListValue(Array{"a literal"})), "['a literal']");
 }
 
 TEST(PropertyListValueTest, IntegerHoldsTheRangeOfTheSignedType) {
@@ -101,28 +70,24 @@ TEST(PropertyListValueTest, EqualValuesOfEachTypeAreEqual) {
   }
 }
 
-TEST(PropertyListValueTest, DifferentContentOfOneTypeDiffers) {
-  EXPECT_NE(PropertyListValue("a"), PropertyListValue("b"));
-  EXPECT_NE(PropertyListValue(true), PropertyListValue(false));
-  EXPECT_NE(PropertyListValue::integer(1), PropertyListValue::integer(2));
-  EXPECT_NE(PropertyListValue(1.5), PropertyListValue(2.5));
-  EXPECT_NE(PropertyListValue(Date{1}), PropertyListValue(Date{2}));
-  EXPECT_NE(PropertyListValue(Data{"a"}), PropertyListValue(Data{"b"}));
-  EXPECT_NE(PropertyListValue(Array{"a"}), PropertyListValue(Array{"a", "a"}));
-  EXPECT_NE(PropertyListValue(Dictionary{{"k", "a"}}), PropertyListValue(Dictionary{{"k", "b"}}));
-  EXPECT_NE(PropertyListValue(Dictionary{{"k", "a"}}), PropertyListValue(Dictionary{{"l", "a"}}));
-}
-
-TEST(PropertyListValueTest, MinusOneDiffersFromTheLargestNumber) {
-  const PropertyListValue largest(Integer{std::numeric_limits<std::uint64_t>::max(), false});
-  EXPECT_NE(PropertyListValue::integer(-1), largest);
-}
-
-TEST(PropertyListValueTest, NumbersOfDifferentTypesDiffer) {
-  EXPECT_NE(PropertyListValue::integer(1), PropertyListValue(1.0));
-  EXPECT_NE(PropertyListValue::integer(1), PropertyListValue(true));
-  EXPECT_NE(PropertyListValue(1.0), PropertyListValue(Date{1}));
-  EXPECT_NE(PropertyListValue("a"), PropertyListValue(Data{"a"}));
+TEST(PropertyListValueTest, DifferentContentOrTypeDiffers) {
+  const std::pair<PropertyListValue, PropertyListValue> rows[] = {
+      {"a", "b"},
+      {PropertyListValue(true), PropertyListValue(false)},
+      {PropertyListValue::integer(1), PropertyListValue::integer(2)},
+      {PropertyListValue::integer(-1), PropertyListValue(Integer{std::numeric_limits<std::uint64_t>::max(), false})},
+      {PropertyListValue(1.5), PropertyListValue(2.5)},
+      {PropertyListValue(Date{1}), PropertyListValue(Date{2})},
+      {PropertyListValue(Data{"a"}), PropertyListValue(Data{"b"})},
+      {PropertyListValue(Array{"a"}), PropertyListValue(Array{"a", "a"})},
+      {PropertyListValue(Dictionary{{"k", "a"}}), PropertyListValue(Dictionary{{"k", "b"}})},
+      {PropertyListValue(Dictionary{{"k", "a"}}), PropertyListValue(Dictionary{{"l", "a"}})},
+      {PropertyListValue::integer(1), PropertyListValue(1.0)},
+      {PropertyListValue::integer(1), PropertyListValue(true)},
+      {PropertyListValue(1.0), PropertyListValue(Date{1})},
+      {"a", PropertyListValue(Data{"a"})},
+  };
+  for (const auto& [one, other] : rows) EXPECT_NE(one, other) << shown(one);
 }
 
 TEST(PropertyListValueTest, RealThatIsNoNumberEqualsNothing) {
@@ -140,23 +105,17 @@ TEST(PropertyListValueTest, CopyIsDeep) {
   EXPECT_EQ(copy.asDictionary()->at("list"), PropertyListValue(Array{"a"}));
 }
 
-TEST(PropertyListValueTest, CopyOfEachTypeIsEqual) {
+TEST(PropertyListValueTest, EachTypeIsCopiedAndMoved) {
   for (const PropertyListValue& value : oneOfEach()) {
-    const PropertyListValue constructed(value);
-    EXPECT_EQ(constructed, value);
+    PropertyListValue copy(value);
+    EXPECT_EQ(copy, value);
     PropertyListValue assigned(Array{"other"});
     assigned = value;
     EXPECT_EQ(assigned, value);
-  }
-}
-
-TEST(PropertyListValueTest, MoveTakesEachType) {
-  for (const PropertyListValue& value : oneOfEach()) {
-    PropertyListValue source = value;
-    PropertyListValue constructed(std::move(source));
-    EXPECT_EQ(constructed, value);
-    PropertyListValue assigned(Array{"other"});
-    assigned = std::move(constructed);
+    PropertyListValue moved(std::move(copy));
+    EXPECT_EQ(moved, value);
+    assigned = PropertyListValue(Array{"other"});
+    assigned = std::move(moved);
     EXPECT_EQ(assigned, value);
   }
 }

@@ -17,6 +17,8 @@ using Date = PropertyListValue::Date;
 using Dictionary = PropertyListValue::Dictionary;
 using Integer = PropertyListValue::Integer;
 
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
 /// The whole text of a list whose root is written as \a root.
 std::string list(const std::string& root) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -27,10 +29,10 @@ std::string list(const std::string& root) {
 
 std::string written(const PropertyListValue& value) { return property_list::toXml(value).value_or("(none)"); }
 
-std::string writtenReal(double real) {
-  const std::string text = written(PropertyListValue(real));
-  const std::string start = list("<real>").substr(0, list("<real>").size() - std::string("</plist>\n").size());
-  return text.substr(start.size(), text.find("</real>") - start.size());
+void expectReals(const std::vector<std::pair<double, std::string>>& rows) {
+  for (const auto& [real, text] : rows) {
+    EXPECT_EQ(written(PropertyListValue(real)), list("<real>" + text + "</real>\n"));
+  }
 }
 
 std::string writtenDate(double seconds) {
@@ -39,104 +41,89 @@ std::string writtenDate(double seconds) {
   return text.substr(start, text.find("</date>") - start);
 }
 
-TEST(PropertyListWriterTest, DictionaryHoldsKeysAndValuesOnLinesOfTheirOwn) {
-  const PropertyListValue value(Dictionary{{"k", PropertyListValue(Array{"a & b"})}});
-  EXPECT_EQ(written(value), list("<dict>\n"
-                                 "\t<key>k</key>\n"
-                                 "\t<array>\n"
-                                 "\t\t<string>a &amp; b</string>\n"
-                                 "\t</array>\n"
-                                 "</dict>\n"));
+void expectDates(const std::vector<std::pair<double, const char*>>& rows) {
+  for (const auto& [seconds, text] : rows) EXPECT_EQ(writtenDate(seconds), text);
 }
 
-TEST(PropertyListWriterTest, RootOfAnyTypeStandsAtLevelZero) {
-  EXPECT_EQ(written("text"), list("<string>text</string>\n"));
-  EXPECT_EQ(written(PropertyListValue(Array{"a"})), list("<array>\n\t<string>a</string>\n</array>\n"));
-  EXPECT_EQ(written(PropertyListValue(true)), list("<true/>\n"));
+TEST(PropertyListWriterTest, ValueOfEachTypeHasItsForm) {
+  const std::pair<PropertyListValue, std::string> rows[] = {
+      {PropertyListValue(Dictionary{{"k", PropertyListValue(Array{"a & b"})}}),
+       "<dict>\n\t<key>k</key>\n\t<array>\n\t\t<string>a &amp; b</string>\n\t</array>\n</dict>\n"},
+      {"text", "<string>text</string>\n"},
+      {PropertyListValue(Array{"a"}), "<array>\n\t<string>a</string>\n</array>\n"},
+      {PropertyListValue(true), "<true/>\n"},
+      {PropertyListValue(Array{PropertyListValue(true), PropertyListValue(false)}),
+       "<array>\n\t<true/>\n\t<false/>\n</array>\n"},
+      {PropertyListValue(Dictionary()), "<dict/>\n"},
+      {PropertyListValue(Array()), "<array/>\n"},
+      {"", "<string></string>\n"},
+      {PropertyListValue(Dictionary{{"", ""}}), "<dict>\n\t<key></key>\n\t<string></string>\n</dict>\n"},
+      {PropertyListValue::integer(0), "<integer>0</integer>\n"},
+      {PropertyListValue::integer(42), "<integer>42</integer>\n"},
+      {PropertyListValue::integer(-1), "<integer>-1</integer>\n"},
+      {PropertyListValue::integer(std::numeric_limits<std::int64_t>::min()),
+       "<integer>-9223372036854775808</integer>\n"},
+      {PropertyListValue(Integer{std::numeric_limits<std::uint64_t>::max(), false}),
+       "<integer>18446744073709551615</integer>\n"},
+      {PropertyListValue(Data()), "<data>\n</data>\n"},
+      {PropertyListValue(Array{PropertyListValue(Data())}), "<array>\n\t<data>\n\t</data>\n</array>\n"},
+      {PropertyListValue(Data{"A"}), "<data>\nQQ==\n</data>\n"},
+      {PropertyListValue(Data{"AB"}), "<data>\nQUI=\n</data>\n"},
+      {PropertyListValue(Data{"ABC"}), "<data>\nQUJD\n</data>\n"},
+      {PropertyListValue(Data{std::string("\0\xFF\xFE\xFB", 4)}), "<data>\nAP/++w==\n</data>\n"},
+      {PropertyListValue(Data{std::string(57, '\0')}), "<data>\n" + std::string(76, 'A') + "\n</data>\n"},
+  };
+  for (const auto& [value, text] : rows) EXPECT_EQ(written(value), list(text)) << shown(value);
 }
 
-TEST(PropertyListWriterTest, EmptyValuesHaveTheirOwnForms) {
-  EXPECT_EQ(written(PropertyListValue(Dictionary())), list("<dict/>\n"));
-  EXPECT_EQ(written(PropertyListValue(Array())), list("<array/>\n"));
-  EXPECT_EQ(written(""), list("<string></string>\n"));
-  EXPECT_EQ(written(PropertyListValue(Data())), list("<data>\n</data>\n"));
-  EXPECT_EQ(written(PropertyListValue(Dictionary{{"", ""}})),
-            list("<dict>\n\t<key></key>\n\t<string></string>\n</dict>\n"));
-  EXPECT_EQ(written(PropertyListValue(Array{PropertyListValue(Data())})),
-            list("<array>\n\t<data>\n\t</data>\n</array>\n"));
+TEST(PropertyListWriterTest, RealsHaveSeventeenDigitsOrAName) {
+  expectReals({{0.1, "0.10000000000000001"},
+               {1, "1"},
+               {-2.5, "-2.5"},
+               {1.0 / 3, "0.33333333333333331"},
+               {100000, "100000"},
+               {1e17, "1e+17"},
+               {1e-5, "1.0000000000000001e-05"},
+               {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
+               {std::numeric_limits<double>::denorm_min(), "4.9406564584124654e-324"},
+               {0, "0.0"},
+               {-0.0, "0.0"},
+               {std::numeric_limits<double>::quiet_NaN(), "nan"},
+               {kInfinity, "+infinity"},
+               {-kInfinity, "-infinity"}});
 }
 
-TEST(PropertyListWriterTest, BooleansAreEmptyElements) {
-  EXPECT_EQ(written(PropertyListValue(Array{PropertyListValue(true), PropertyListValue(false)})),
-            list("<array>\n\t<true/>\n\t<false/>\n</array>\n"));
-}
-
-TEST(PropertyListWriterTest, IntegersAreDecimal) {
-  EXPECT_EQ(written(PropertyListValue::integer(0)), list("<integer>0</integer>\n"));
-  EXPECT_EQ(written(PropertyListValue::integer(42)), list("<integer>42</integer>\n"));
-  EXPECT_EQ(written(PropertyListValue::integer(-1)), list("<integer>-1</integer>\n"));
-  EXPECT_EQ(written(PropertyListValue::integer(std::numeric_limits<std::int64_t>::min())),
-            list("<integer>-9223372036854775808</integer>\n"));
-  EXPECT_EQ(written(PropertyListValue(Integer{std::numeric_limits<std::uint64_t>::max(), false})),
-            list("<integer>18446744073709551615</integer>\n"));
-}
-
-TEST(PropertyListWriterTest, RealsHaveSeventeenDigits) {
-  EXPECT_EQ(writtenReal(0.1), "0.10000000000000001");
-  EXPECT_EQ(writtenReal(1), "1");
-  EXPECT_EQ(writtenReal(-2.5), "-2.5");
-  EXPECT_EQ(writtenReal(1.0 / 3), "0.33333333333333331");
-  EXPECT_EQ(writtenReal(100000), "100000");
-  EXPECT_EQ(writtenReal(1e17), "1e+17");
-  EXPECT_EQ(writtenReal(1e-5), "1.0000000000000001e-05");
-  EXPECT_EQ(writtenReal(std::numeric_limits<double>::max()), "1.7976931348623157e+308");
-  EXPECT_EQ(writtenReal(std::numeric_limits<double>::denorm_min()), "4.9406564584124654e-324");
-}
-
-TEST(PropertyListWriterTest, SpecialRealsHaveNames) {
-  EXPECT_EQ(writtenReal(0), "0.0");
-  EXPECT_EQ(writtenReal(-0.0), "0.0");
-  EXPECT_EQ(writtenReal(std::numeric_limits<double>::quiet_NaN()), "nan");
-  EXPECT_EQ(writtenReal(std::numeric_limits<double>::infinity()), "+infinity");
-  EXPECT_EQ(writtenReal(-std::numeric_limits<double>::infinity()), "-infinity");
-}
-
-TEST(PropertyListWriterTest, DatesAreUtcSeconds) {
-  EXPECT_EQ(writtenDate(0), "2001-01-01T00:00:00Z");
-  EXPECT_EQ(writtenDate(-978307200), "1970-01-01T00:00:00Z");
-  EXPECT_EQ(writtenDate(86399), "2001-01-01T23:59:59Z");
-  EXPECT_EQ(writtenDate(86400), "2001-01-02T00:00:00Z");
-  EXPECT_EQ(writtenDate(-1), "2000-12-31T23:59:59Z");
-  EXPECT_EQ(writtenDate(2147483647.0 - 978307200), "2038-01-19T03:14:07Z");
-  EXPECT_EQ(writtenDate(252423993599.0), "9999-12-31T23:59:59Z");
+TEST(PropertyListWriterTest, DatesAreUtcSecondsWithoutFractions) {
+  expectDates({{0, "2001-01-01T00:00:00Z"},
+               {-978307200, "1970-01-01T00:00:00Z"},
+               {86399, "2001-01-01T23:59:59Z"},
+               {86400, "2001-01-02T00:00:00Z"},
+               {-1, "2000-12-31T23:59:59Z"},
+               {0.999, "2001-01-01T00:00:00Z"},
+               {-0.5, "2000-12-31T23:59:59Z"},
+               {2147483647.0 - 978307200, "2038-01-19T03:14:07Z"},
+               {2147483648.0 - 978307200, "2038-01-19T03:14:08Z"},
+               {-2147483649.0 - 978307200, "1901-12-13T20:45:51Z"},
+               {252423993599.0, "9999-12-31T23:59:59Z"},
+               {252423993600.0, "10000-01-01T00:00:00Z"},
+               {-63113904000.0, "0001-01-01T00:00:00Z"},
+               {-63113904001.0, "0000-12-31T23:59:59Z"},
+               {-63145526400.0, "0000-01-01T00:00:00Z"},
+               {-63145526401.0, "-001-12-31T23:59:59Z"}});  // "%04d"
 }
 
 TEST(PropertyListWriterTest, LeapDaysFollowTheGregorianRule) {
   constexpr double kDay = 86400;
-  EXPECT_EQ(writtenDate(-307 * kDay), "2000-02-29T00:00:00Z");
-  EXPECT_EQ(writtenDate(-306 * kDay), "2000-03-01T00:00:00Z");
-  EXPECT_EQ(writtenDate(1154 * kDay), "2004-02-29T00:00:00Z");
-  EXPECT_EQ(writtenDate(36217 * kDay), "2100-02-28T00:00:00Z");
-  EXPECT_EQ(writtenDate(36218 * kDay), "2100-03-01T00:00:00Z");
-  EXPECT_EQ(writtenDate(-36832 * kDay), "1900-02-28T00:00:00Z");
-  EXPECT_EQ(writtenDate(-36831 * kDay), "1900-03-01T00:00:00Z");
-}
-
-TEST(PropertyListWriterTest, FractionsOfASecondAreDropped) {
-  EXPECT_EQ(writtenDate(0.999), "2001-01-01T00:00:00Z");
-  EXPECT_EQ(writtenDate(-0.5), "2000-12-31T23:59:59Z");
-}
-
-TEST(PropertyListWriterTest, YearsBeforeTheFirstAndAfterTheLastOfFourDigits) {
-  EXPECT_EQ(writtenDate(-63113904000.0), "0001-01-01T00:00:00Z");
-  EXPECT_EQ(writtenDate(-63113904001.0), "0000-12-31T23:59:59Z");
-  EXPECT_EQ(writtenDate(-63145526400.0), "0000-01-01T00:00:00Z");
-  EXPECT_EQ(writtenDate(-63145526401.0), "-001-12-31T23:59:59Z");  // "%04d"
-  EXPECT_EQ(writtenDate(252423993600.0), "10000-01-01T00:00:00Z");
+  expectDates({{-307 * kDay, "2000-02-29T00:00:00Z"},
+               {-306 * kDay, "2000-03-01T00:00:00Z"},
+               {1154 * kDay, "2004-02-29T00:00:00Z"},
+               {36217 * kDay, "2100-02-28T00:00:00Z"},
+               {36218 * kDay, "2100-03-01T00:00:00Z"},
+               {-36832 * kDay, "1900-02-28T00:00:00Z"},
+               {-36831 * kDay, "1900-03-01T00:00:00Z"}});
 }
 
 TEST(PropertyListWriterTest, DatesThatNoCalendarHoldsAreWrittenAsSomeDate) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
   EXPECT_EQ(writtenDate(std::numeric_limits<double>::quiet_NaN()), "2001-01-01T00:00:00Z");
   EXPECT_EQ(writtenDate(kInfinity), writtenDate(1e15));
   EXPECT_EQ(writtenDate(-kInfinity), writtenDate(-1e15));
@@ -176,13 +163,6 @@ TEST(PropertyListWriterTest, KeysOfTwoUnitsComeBeforeTheLastOnesOfOneUnit) {
   EXPECT_EQ(written(PropertyListValue(dictionary)), list(expected + "</dict>\n"));
 }
 
-TEST(PropertyListWriterTest, DataIsBase64WithPadding) {
-  EXPECT_EQ(written(PropertyListValue(Data{"A"})), list("<data>\nQQ==\n</data>\n"));
-  EXPECT_EQ(written(PropertyListValue(Data{"AB"})), list("<data>\nQUI=\n</data>\n"));
-  EXPECT_EQ(written(PropertyListValue(Data{"ABC"})), list("<data>\nQUJD\n</data>\n"));
-  EXPECT_EQ(written(PropertyListValue(Data{std::string("\0\xFF\xFE\xFB", 4)})), list("<data>\nAP/++w==\n</data>\n"));
-}
-
 TEST(PropertyListWriterTest, DataLinesGetShorterWithTheirLevel) {
   constexpr size_t kLengths[] = {76, 68, 60, 52, 44, 36, 28, 20, 12, 12, 12};
   for (size_t level = 0; level < std::size(kLengths); ++level) {
@@ -205,11 +185,6 @@ TEST(PropertyListWriterTest, DataLinesGetShorterWithTheirLevel) {
   }
 }
 
-TEST(PropertyListWriterTest, FullLastDataLineIsNotFollowedByAnEmptyOne) {
-  EXPECT_EQ(written(PropertyListValue(Data{std::string(57, '\0')})),
-            list("<data>\n" + std::string(76, 'A') + "\n</data>\n"));
-}
-
 TEST(PropertyListWriterTest, TextThatIsNoUtf8CannotBeWritten) {
   EXPECT_EQ(property_list::toXml("\xE9"), std::nullopt);
   EXPECT_EQ(property_list::toXml("\xED\xA0\x80"), std::nullopt);  // a surrogate
@@ -228,8 +203,12 @@ TEST(PropertyListWriterTest, WrittenValueIsReadAsItWas) {
                               std::numeric_limits<double>::denorm_min(), std::numeric_limits<double>::infinity()}) {
     values.emplace_back(number);
   }
-  values.push_back(PropertyListValue(Integer{std::numeric_limits<std::uint64_t>::max(), false}));
-  values.push_back(PropertyListValue::integer(std::numeric_limits<std::int64_t>::min()));
+  for (const unsigned bits : {31U, 32U, 53U, 63U}) {
+    const std::uint64_t power = std::uint64_t{1} << bits;
+    for (const std::uint64_t number : {power - 1, power, power + 1}) values.emplace_back(Integer{number, false});
+    values.push_back(PropertyListValue::integer(static_cast<std::int64_t>(~power + 1)));
+  }
+  values.emplace_back(Integer{std::numeric_limits<std::uint64_t>::max(), false});
   constexpr std::int64_t kYear = 31556952;  // in the mean
   for (std::int64_t seconds = -3000 * kYear; seconds < 12'000 * kYear; seconds += 3 * kYear + 12345) {
     values.emplace_back(Date{static_cast<double>(seconds)});

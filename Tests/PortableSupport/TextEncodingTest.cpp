@@ -43,18 +43,14 @@ TEST(TextEncodingTest, EveryLatin1ByteIsItsOwnCodePoint) {
 }
 
 TEST(TextEncodingTest, TextsKeepTheirOrderAndTheirNulBytes) {
-  const std::string utf8("a\0\xC3\xA9\xF0\x9F\x98\x80z", 9);
-  const std::u16string utf16(u"a\0\u00E9\U0001F600z", 6);
-  EXPECT_EQ(text::utf16FromUtf8(utf8), utf16);
-  EXPECT_EQ(text::utf8FromUtf16(utf16), utf8);
+  const std::pair<std::string, std::u16string> rows[] = {
+      {std::string("a\0\xC3\xA9\xF0\x9F\x98\x80z", 9), std::u16string(u"a\0\u00E9\U0001F600z", 6)}, {"", u""}};
+  for (const auto& [utf8, utf16] : rows) {
+    EXPECT_TRUE(text::isValidUtf8(utf8));
+    EXPECT_EQ(text::utf16FromUtf8(utf8), utf16);
+    EXPECT_EQ(text::utf8FromUtf16(utf16), utf8);
+  }
   EXPECT_EQ(text::utf8FromLatin1(std::string_view("a\0\xE9", 3)), std::string("a\0\xC3\xA9", 4));
-  EXPECT_TRUE(text::isValidUtf8(utf8));
-}
-
-TEST(TextEncodingTest, EmptyTextStaysEmpty) {
-  EXPECT_TRUE(text::isValidUtf8(""));
-  EXPECT_EQ(text::utf16FromUtf8(""), u"");
-  EXPECT_EQ(text::utf8FromUtf16(u""), "");
   EXPECT_EQ(text::utf8FromLatin1(""), "");
 }
 

@@ -15,8 +15,12 @@ std::vector<std::pair<std::string, std::string>> sortedOf(const TextMap& map) {
   return {entries.begin(), entries.end()};
 }
 
-TEST(TextMapTest, EmptyMapHasNothing) {
-  TextMap map(kHashKey);
+class TextMapTest : public testing::Test {
+ protected:
+  TextMap map{kHashKey};
+};
+
+TEST_F(TextMapTest, EmptyMapHasNothing) {
   EXPECT_EQ(map.find(""), std::nullopt);
   EXPECT_EQ(map.find("key"), std::nullopt);
   map.remove("key");
@@ -24,8 +28,7 @@ TEST(TextMapTest, EmptyMapHasNothing) {
   EXPECT_THAT(map.sorted(), IsEmpty());
 }
 
-TEST(TextMapTest, LaterValueReplacesEarlier) {
-  TextMap map(kHashKey);
+TEST_F(TextMapTest, LaterValueReplacesEarlier) {
   map.set("key", "first");
   map.set("key", "");
   map.set("key", "a longer value than the first");
@@ -33,26 +36,19 @@ TEST(TextMapTest, LaterValueReplacesEarlier) {
   EXPECT_THAT(sortedOf(map), ElementsAre(Pair("key", "a longer value than the first")));
 }
 
-TEST(TextMapTest, EmptyKeyAndEmptyValueAreTextsLikeOthers) {
-  TextMap map(kHashKey);
-  map.set("", "value");
-  map.set("key", "");
-  EXPECT_EQ(map.find(""), "value");
-  EXPECT_EQ(map.find("key"), "");
-  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("", "value"), Pair("key", "")));
-}
-
-TEST(TextMapTest, TextsMayHoldAnyByte) {
-  TextMap map(kHashKey);
+TEST_F(TextMapTest, TextsMayBeEmptyAndHoldAnyByte) {
   const std::string key("a\0b", 3);
-  map.set(key, std::string("\0\xFF", 2));
-  map.set("a", "short");
-  EXPECT_EQ(map.find(key), std::string("\0\xFF", 2));
-  EXPECT_EQ(map.find("a"), "short");
+  const std::string value("\0\xFF", 2);
+  map.set("", "value");
+  map.set("a", "");
+  map.set(key, value);
+  EXPECT_EQ(map.find(""), "value");
+  EXPECT_EQ(map.find("a"), "");
+  EXPECT_EQ(map.find(key), value);
+  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("", "value"), Pair("a", ""), Pair(key, value)));
 }
 
-TEST(TextMapTest, RemovedKeyIsGoneAndMayComeBack) {
-  TextMap map(kHashKey);
+TEST_F(TextMapTest, RemovedKeyIsGoneAndMayComeBack) {
   map.set("key", "value");
   map.set("other", "stays");
   map.remove("key");
@@ -62,15 +58,13 @@ TEST(TextMapTest, RemovedKeyIsGoneAndMayComeBack) {
   EXPECT_EQ(map.find("key"), "again");
 }
 
-TEST(TextMapTest, KeysAreInTheOrderOfTheirUnsignedBytes) {
-  TextMap map(kHashKey);
+TEST_F(TextMapTest, KeysAreInTheOrderOfTheirUnsignedBytes) {
   for (const char* key : {"\xC3\xA4", "b", "a", "B", "aa", ""}) map.set(key, "");
   EXPECT_THAT(sortedOf(map), ElementsAre(Pair("", ""), Pair("B", ""), Pair("a", ""), Pair("aa", ""), Pair("b", ""),
                                          Pair("\xC3\xA4", "")));
 }
 
-TEST(TextMapTest, AppendedEntriesAreThereFromTheIndexOn) {
-  TextMap map(kHashKey);
+TEST_F(TextMapTest, AppendedEntriesAreThereFromTheIndexOn) {
   map.set("key", "old");
   map.append("key", "new");
   EXPECT_EQ(map.find("key"), "old");
@@ -78,17 +72,16 @@ TEST(TextMapTest, AppendedEntriesAreThereFromTheIndexOn) {
   EXPECT_EQ(map.find("key"), "new");
 }
 
-TEST(TextMapTest, EntriesMayLieInTheBlockThatTheMapWasMadeWith) {
-  TextMap map(kHashKey, "kv,xy");
-  map.appendPlaced(0, 1, 1);
-  map.append("k", "appended behind the block");
-  map.appendPlaced(3, 1, 1);
-  map.index();
-  EXPECT_THAT(sortedOf(map), ElementsAre(Pair("k", "appended behind the block"), Pair("x", "y")));
+TEST_F(TextMapTest, EntriesMayLieInTheBlockThatTheMapWasMadeWith) {
+  TextMap placed(kHashKey, "kv,xy");
+  placed.appendPlaced(0, 1, 1);
+  placed.append("k", "appended behind the block");
+  placed.appendPlaced(3, 1, 1);
+  placed.index();
+  EXPECT_THAT(sortedOf(placed), ElementsAre(Pair("k", "appended behind the block"), Pair("x", "y")));
 }
 
-TEST(TextMapTest, RoomForManyChangesNothing) {
-  TextMap map(kHashKey);
+TEST_F(TextMapTest, RoomForManyChangesNothing) {
   map.set("before", "1");
   map.reserve(10000);
   map.set("after", "2");
@@ -96,10 +89,9 @@ TEST(TextMapTest, RoomForManyChangesNothing) {
 }
 
 // What somebody would write into a file who knows the library's own hash.
-TEST(TextMapTest, KeysThatArePreparedForTheLibrarysHashAreFoundAtOnce) {
+TEST_F(TextMapTest, KeysThatArePreparedForTheLibrarysHashAreFoundAtOnce) {
   constexpr size_t kCount = 5000;
   constexpr size_t kSlots = 8192;
-  TextMap map(kHashKey);
   std::map<std::string, std::string> expected;
   for (int number = 0; expected.size() < kCount; ++number) {
     const std::string key = numbered("key.", number);

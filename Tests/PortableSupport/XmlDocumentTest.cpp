@@ -5,6 +5,7 @@
 
 #include "Support/TextEncoding.h"
 #include "Support/XmlDocument.h"
+#include "Tests/Support/PropertyLists.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/Test.h"
 
@@ -63,34 +64,42 @@ OptionalString attributeAfterRoundTrip(const std::string& value, const std::stri
 // ----- What is a document -----
 
 TEST(XmlDocumentTest, WhatIsNotWellFormedIsNoDocument) {
-  const char* const sources[] = {"",
-                                 " ",
-                                 "text",
-                                 "<a>",
-                                 "<a></b>",
-                                 "<a/><b/>",
-                                 "<a/>text",
-                                 "text<a/>",
-                                 "<a b='1' b='2'/>",
-                                 "<a b=1/>",
-                                 "<a>&unknown;</a>",
-                                 "<a>&#0;</a>",
-                                 "<a>\x01</a>",
-                                 "<a>\xFF</a>",
-                                 "<a b='<'/>",
-                                 "<!--only a comment-->",
-                                 " <?xml version=\"1.0\"?><a/>",
-                                 "<?xml version=\"1.0\" encoding=\"no-such-encoding\"?><a/>",
-                                 "<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
-                                 "{ a = b; }"};
-  for (const char* source : sources) EXPECT_EQ(XmlDocument::parse(source), nullptr) << source;
-}
-
-TEST(XmlDocumentTest, NulBytesAndBinaryAreNoDocument) {
-  EXPECT_EQ(XmlDocument::parse(std::string("<a>\0</a>", 8)), nullptr);
-  std::string bytes;
-  for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(static_cast<unsigned char>(byte));
-  EXPECT_EQ(XmlDocument::parse(bytes), nullptr);
+  std::string everyByte;
+  for (int byte = 0; byte < 256; ++byte) everyByte += static_cast<char>(static_cast<unsigned char>(byte));
+  const std::string sources[] = {
+      "",
+      " ",
+      "text",
+      "<a>",
+      "<a></b>",
+      "<a/><b/>",
+      "<a/>text",
+      "text<a/>",
+      "<a b=1/>",
+      "<a b='<'/>",
+      "<a b='1' b='2'/>",
+      "<a>&#0;</a>",
+      "<a>\x01</a>",
+      "<a>\xFF</a>",
+      std::string("<a>\0</a>", 8),
+      everyByte,
+      "<!--only a comment-->",
+      "{ a = b; }",
+      " <?xml version=\"1.0\"?><a/>",
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
+      "<?xml version=\"1.0\" encoding=\"no-such-encoding\"?><a/>",
+      // entities that are not declared, or hold themselves
+      "<a>&unknown;</a>",
+      "<!DOCTYPE a [<!ENTITY e '&e;'>]><a>&e;</a>",
+      "<!DOCTYPE a [<!ENTITY e '&f;'><!ENTITY f '&e;'>]><a b='&e;'/>",
+      // references that would be lost
+      "<!DOCTYPE a SYSTEM 'a.dtd'><a><c b='1&x;2'/></a>",
+      "<!DOCTYPE a SYSTEM 'a.dtd' [<!ENTITY e '1&x;2'>]><a><c b='&e;'/></a>",
+      "<!DOCTYPE a SYSTEM 'a.dtd' [<!ATTLIST a b CDATA '1&x;2'>]><a/>",
+      "<!DOCTYPE a SYSTEM 'a.dtd' [%x;]><a/>",
+      "<!DOCTYPE a SYSTEM 'a.dtd' [<!ENTITY % x SYSTEM 'x'> %x;]><a/>",
+  };
+  for (const std::string& source : sources) EXPECT_EQ(XmlDocument::parse(source), nullptr) << source;
 }
 
 TEST(XmlDocumentTest, EveryCutOfADocumentIsAnswered) {
@@ -117,54 +126,40 @@ TEST(XmlDocumentTest, FaultsArePassedOverInSilence) {
 
 // ----- Elements and attributes -----
 
-TEST(XmlDocumentTest, ChildrenAreDirectOnesOfThatNameInDocumentOrder) {
-  const auto document = XmlDocument::parse(
-      "<r><a n='1'><a n='inner'/></a><b/>text<A n='upper'/><!--<a n='c'/>--><a n='2'/><ab/><?a n='p'?><a n='3'/></r>");
-  ASSERT_NE(document, nullptr);
-  std::string order;
-  for (const XmlElement& child : document->rootElement()->children("a")) {
-    order += child.attribute("n").value_or("?") + " ";
+TEST(XmlDocumentTest, ChildrenAreDirectOnesOfThatQualifiedNameInDocumentOrder) {
+  const std::string plain =
+      "<r><a n='1'><a n='inner'/></a><b/>text<A n='upper'/><!--<a n='c'/>--><a n='2'/><ab/><?a n='p'?><a n='3'/></r>";
+  const std::string prefixed =
+      "<r xmlns='u' xmlns:p='v' xmlns:q='v'><f n='1'/><p:f n='2'/><q:f n='3'/><f xmlns='w' n='4'/></r>";
+  const std::string undeclared = "<r><p:f n='1'/><f n='2'/></r>";
+  const struct {
+    std::string source, name, numbers;
+  } rows[] = {
+      {plain, "a", "1 2 3 "}, {plain, "c", ""},        {plain, "", ""},
+      {plain, "r", ""},       {prefixed, "f", "1 4 "}, {prefixed, "p:f", "2 "},
+      {prefixed, "x:f", ""},  {undeclared, "f", "2 "}, {undeclared, "p:f", "1 "},
+  };
+  for (const auto& row : rows) {
+    const auto document = XmlDocument::parse(row.source);
+    ASSERT_NE(document, nullptr);
+    std::string numbers;
+    for (const XmlElement& child : document->rootElement()->children(row.name)) {
+      numbers += child.attribute("n").value_or("?") + " ";
+    }
+    EXPECT_EQ(numbers, row.numbers) << row.name << " in " << row.source;
   }
-  EXPECT_EQ(order, "1 2 3 ");
-  EXPECT_TRUE(document->rootElement()->children("c").empty());
-  EXPECT_TRUE(document->rootElement()->children("").empty());
-  EXPECT_TRUE(document->rootElement()->children("r").empty());
 }
 
-TEST(XmlDocumentTest, ChildrenAreFoundByTheirQualifiedName) {
-  const auto document = XmlDocument::parse(
-      "<r xmlns='u' xmlns:p='v' xmlns:q='v'><f n='1'/><p:f n='2'/><q:f n='3'/><f xmlns='w' n='4'/></r>");
-  ASSERT_NE(document, nullptr);
-  const XmlElement root = *document->rootElement();
-  EXPECT_EQ(root.children("f").size(), 2U);
-  ASSERT_EQ(root.children("p:f").size(), 1U);
-  EXPECT_EQ(root.children("p:f")[0].attribute("n"), "2");
-  EXPECT_EQ(root.children("x:f").size(), 0U);
-}
-
-TEST(XmlDocumentTest, UndeclaredPrefixIsPartOfTheName) {
-  const auto document = XmlDocument::parse("<r><p:f n='1'/><f n='2'/></r>");
-  ASSERT_NE(document, nullptr);
-  ASSERT_EQ(document->rootElement()->children("f").size(), 1U);
-  EXPECT_EQ(document->rootElement()->children("f")[0].attribute("n"), "2");
-  EXPECT_EQ(document->rootElement()->children("p:f").size(), 1U);
-}
-
-TEST(XmlDocumentTest, AttributeOfAnotherPrefixIsNotTheAttribute) {
-  const std::string source = "<a xmlns:p='u' p:url='1' Url='2'/>";
-  EXPECT_EQ(rootAttribute(source, "url"), std::nullopt);
-  EXPECT_EQ(rootAttribute("<a xmlns:p='u' p:url='1' url='3'/>", "url"), "3");
-}
-
-TEST(XmlDocumentTest, EmptyAttributeIsThere) { EXPECT_EQ(rootAttribute("<a b=''/>", "b"), ""); }
-
-TEST(XmlDocumentTest, DefaultOfTheDtdIsNotCarriedByTheElement) {
-  EXPECT_EQ(rootAttribute("<!DOCTYPE a [<!ATTLIST a b CDATA 'default'>]><a/>", "b"), std::nullopt);
-}
-
-TEST(XmlDocumentTest, AttributeValuesAreNormalised) {
-  EXPECT_EQ(rootAttribute("<a b='1\n2\t3\r\n4'/>", "b"), "1 2 3 4");
-  EXPECT_EQ(rootAttribute("<a b='&lt;&amp;&quot;&apos;&#65;&#x42;&#10;'/>", "b"), "<&\"'AB\n");
+TEST(XmlDocumentTest, AttributeIsThatOfTheElementAndNormalised) {
+  const std::pair<const char*, OptionalString> rows[] = {
+      {"<a xmlns:p='u' p:b='1' B='2'/>", {}},
+      {"<a xmlns:p='u' p:b='1' b='3'/>", "3"},
+      {"<a b=''/>", ""},
+      {"<!DOCTYPE a [<!ATTLIST a b CDATA 'default'>]><a/>", {}},
+      {"<a b='1\n2\t3\r\n4'/>", "1 2 3 4"},
+      {"<a b='&lt;&amp;&quot;&apos;&#65;&#x42;&#10;'/>", "<&\"'AB\n"},
+  };
+  for (const auto& [source, value] : rows) EXPECT_EQ(rootAttribute(source, "b"), value) << source;
 }
 
 TEST(XmlDocumentTest, ChangeConcernsThisAttributeOfTheseChildrenOnly) {
@@ -201,10 +196,15 @@ TEST(XmlDocumentTest, AttributeThatXmlCannotHoldIsNotPrinted) {
   }
 }
 
-TEST(XmlDocumentTest, PartsAreWrittenUntilOneIsRefused) {
+/// A document with very many elements.
+std::string manyElements() {
   std::string source = "<a>";
   for (int i = 0; i < 50000; ++i) source += "<b c='" + std::to_string(i) + "'/>";
-  const auto document = XmlDocument::parse(source + "</a>");
+  return source + "</a>";
+}
+
+TEST(XmlDocumentTest, PartsAreWrittenUntilOneIsRefused) {
+  const auto document = XmlDocument::parse(manyElements());
   ASSERT_NE(document, nullptr);
   size_t calls = 0;
   size_t longest = 0;
@@ -217,30 +217,13 @@ TEST(XmlDocumentTest, PartsAreWrittenUntilOneIsRefused) {
 }
 
 TEST(XmlDocumentTest, AttributeValuesOfEveryKindSurviveSavingAndReading) {
-  const char* const values[] = {"",
-                                "plain",
-                                "a&b",
-                                "&amp;",
-                                "&#65;",
-                                "<a b=\"c\">",
-                                "\"",
-                                "'",
-                                "\"'",
-                                ">",
-                                "]]>",
-                                "a\tb",
-                                "a\nb",
-                                "a\rb",
-                                " a  b ",
-                                "$1 \\1 %s %n",
-                                "${x}",
-                                "\xC3\xA9",
-                                "\xF0\x9F\x98\x80",
-                                "\x7F"};
-  for (const char* value : values) {
-    EXPECT_EQ(attributeAfterRoundTrip(value), value) << ::testing::PrintToString(value);
-    EXPECT_EQ(attributeAfterRoundTrip(value, "ISO-8859-1"), value) << ::testing::PrintToString(value);
-    EXPECT_EQ(attributeAfterRoundTrip(value, "us-ascii"), value) << ::testing::PrintToString(value);
+  const char* const values[] = {
+      "",    "plain", "a&b",  "&amp;", "&#65;",  "<a b=\"c\">",  "\"",   "'",    "\"'",    ">",
+      "]]>", "a\tb",  "a\nb", "a\rb",  " a  b ", "$1 \\1 %s %n", "${x}", "\x7F", "\u00E9", "a\u20AC\u00E9\U0001F600z"};
+  for (const char* encoding : {"UTF-8", "ISO-8859-1", "us-ascii", "windows-1252"}) {
+    for (const char* value : values) {
+      EXPECT_EQ(attributeAfterRoundTrip(value, encoding), value) << ::testing::PrintToString(value) << encoding;
+    }
   }
 }
 
@@ -272,126 +255,102 @@ TEST(XmlDocumentTest, DeclarationWithoutAnEncodingStaysReadable) {
 
 // ----- Layout -----
 
-/// What the bodies of documents are printed as.
+/// What the body of a document is printed as.
 struct Printing {
-  std::string name;
-  std::vector<std::pair<std::string, std::string>> bodies;
+  const char* name;
+  const char* body;
+  const char* text;
 };
 std::ostream& operator<<(std::ostream& stream, const Printing& printing) { return stream << printing.name; }
 
 class XmlPrintingTest : public ::testing::TestWithParam<Printing> {};
 
-TEST_P(XmlPrintingTest, IsPrinted) {
-  for (const auto& [body, text] : GetParam().bodies) EXPECT_EQ(printedBody(body), text);
-}
+TEST_P(XmlPrintingTest, IsPrinted) { EXPECT_EQ(printedBody(GetParam().body), GetParam().text); }
 
 INSTANTIATE_TEST_SUITE_P(
     Bodies, XmlPrintingTest,
     ::testing::Values(
         Printing{"FourSpacesALevelAndNoNewlineAtTheEnd",
-                 {{"<install><domain-object><feature url=\"${installer.root}/x\" id=\"f\"/></domain-object><!--c-->"
-                   "</install>",
-                   "<install>\n"
-                   "    <domain-object>\n"
-                   "        <feature url=\"${installer.root}/x\" id=\"f\"></feature>\n"
-                   "    </domain-object>\n"
-                   "    <!--c-->\n"
-                   "</install>"}}},
-        Printing{"EmptyElementHasAnEndTag",
-                 {{"<a/>", "<a></a>"}, {"<a></a>", "<a></a>"}, {"<a>\n  \n</a>", "<a></a>"}}},
-        Printing{"TextAloneStaysOnTheLineOfItsElement", {{"<a><t>text</t></a>", "<a>\n    <t>text</t>\n</a>"}}},
-        Printing{"TextKeepsItsOwnWhiteSpace", {{"<a>  two\n  lines\t</a>", "<a>  two\n  lines\t</a>"}}},
-        Printing{"MixedContentStaysOnOneLine",
-                 {{"<p>Some <b>x</b> y</p>", "<p>Some <b>x</b> y</p>"},
-                  {"<d><p>Some <b><c/><c/></b></p></d>", "<d>\n    <p>Some <b><c></c><c></c></b></p>\n</d>"}}},
-        Printing{"BlankBetweenElementsOfMixedContentStays",
-                 {{"<p>a <b>x</b> <c>y</c></p>", "<p>a <b>x</b> <c>y</c></p>"}}},
-        Printing{"PreservedSpaceStaysAsItIs",
-                 {{"<a><b xml:space=\"preserve\"> <c/>\n<d> </d></b></a>",
-                   "<a>\n    <b xml:space=\"preserve\"> <c></c>\n<d> </d></b>\n</a>"}}},
-        Printing{"PreservedSpaceGetsNoneAdded",
-                 {{"<a xml:space=\"preserve\"><b><c/></b></a>", "<a xml:space=\"preserve\"><b><c></c></b></a>"}}},
-        Printing{"SpaceBelowDefaultIsDroppedAgain",
-                 {{"<a xml:space=\"default\"> <b> </b> </a>", "<a xml:space=\"default\">\n    <b></b>\n</a>"}}},
+                 "<install><domain-object><feature url=\"${installer.root}/x\" id=\"f\"/></domain-object><!--c-->"
+                 "</install>",
+                 "<install>\n"
+                 "    <domain-object>\n"
+                 "        <feature url=\"${installer.root}/x\" id=\"f\"></feature>\n"
+                 "    </domain-object>\n"
+                 "    <!--c-->\n"
+                 "</install>"},
+        Printing{"SourceWithoutLayoutIsIndented", "<a><b><c/></b><d>t</d></a>",
+                 "<a>\n    <b>\n        <c></c>\n    </b>\n    <d>t</d>\n</a>"},
+        Printing{"LayoutOfTheSourceDoesNotMatter", "\n\n<a>\r\n\t<b>\n<c  />\t\n</b>   <d>t</d>\n\n\n</a>\n\n",
+                 "<a>\n    <b>\n        <c></c>\n    </b>\n    <d>t</d>\n</a>"},
+        Printing{"EmptyElementHasAnEndTag", "<a/>", "<a></a>"},
+        Printing{"ElementWithEndTagKeepsIt", "<a></a>", "<a></a>"},
+        Printing{"BlankElementIsEmpty", "<a>\n  \n</a>", "<a></a>"},
+        Printing{"TextAloneStaysOnTheLineOfItsElement", "<a><t>text</t></a>", "<a>\n    <t>text</t>\n</a>"},
+        Printing{"TextKeepsItsOwnWhiteSpace", "<a>  two\n  lines\t</a>", "<a>  two\n  lines\t</a>"},
+        Printing{"MixedContentStaysOnOneLine", "<p>Some <b>x</b> y</p>", "<p>Some <b>x</b> y</p>"},
+        Printing{"MixedContentStaysOnOneLineWithAllBelow", "<d><p>Some <b><c/><c/></b></p></d>",
+                 "<d>\n    <p>Some <b><c></c><c></c></b></p>\n</d>"},
+        Printing{"BlankBetweenElementsOfMixedContentStays", "<p>a <b>x</b> <c>y</c></p>", "<p>a <b>x</b> <c>y</c></p>"},
+        Printing{"PreservedSpaceStaysAsItIs", "<a><b xml:space=\"preserve\"> <c/>\n<d> </d></b></a>",
+                 "<a>\n    <b xml:space=\"preserve\"> <c></c>\n<d> </d></b>\n</a>"},
+        Printing{"PreservedSpaceGetsNoneAdded", "<a xml:space=\"preserve\"><b><c/></b></a>",
+                 "<a xml:space=\"preserve\"><b><c></c></b></a>"},
+        Printing{"SpaceBelowDefaultIsDroppedAgain", "<a xml:space=\"default\"> <b> </b> </a>",
+                 "<a xml:space=\"default\">\n    <b></b>\n</a>"},
         Printing{"CommentsAndInstructionsAroundTheRootHaveTheirOwnLines",
-                 {{"<!--one--><?two  three?>\n\n<!-- four\n --><a/><!--five--><?six?>\n",
-                   "<!--one-->\n<?two three?>\n<!-- four\n -->\n<a></a>\n<!--five-->\n<?six?>"}}},
-        Printing{"CommentsAndInstructionsInsideAreIndentedAndVerbatim",
-                 {{"<a><b/><!-- <&> --><?p <&>?><c/></a>",
-                   "<a>\n    <b></b>\n    <!-- <&> -->\n    <?p <&>?>\n    <c></c>\n</a>"}}},
-        Printing{"AttributesKeepTheirOrderAndGetDoubleQuotes",
-                 {{"<a z='1' y = \"2\"\n x='it&apos;s \"q\"'/>", "<a z=\"1\" y=\"2\" x=\"it's &quot;q&quot;\"></a>"}}},
+                 "<!--one--><?two  three?>\n\n<!-- four\n --><a/><!--five--><?six?>\n",
+                 "<!--one-->\n<?two three?>\n<!-- four\n -->\n<a></a>\n<!--five-->\n<?six?>"},
+        Printing{"CommentsAndInstructionsInsideAreIndentedAndVerbatim", "<a><b/><!-- <&> --><?p <&>?><c/></a>",
+                 "<a>\n    <b></b>\n    <!-- <&> -->\n    <?p <&>?>\n    <c></c>\n</a>"},
+        Printing{"AttributesKeepTheirOrderAndGetDoubleQuotes", "<a z='1' y = \"2\"\n x='it&apos;s \"q\"'/>",
+                 "<a z=\"1\" y=\"2\" x=\"it's &quot;q&quot;\"></a>"},
+        Printing{"TextEscapes", "<a>&amp; &lt; &gt; &quot; &apos; ]]&gt; &#169;</a>",
+                 "<a>&amp; &lt; &gt; \" ' ]]&gt; \xC2\xA9</a>"},
+        Printing{"CdataBecomesEscapedText", "<a><![CDATA[<b> & ]]>c<![CDATA[\"d\"]]></a>",
+                 "<a>&lt;b&gt; &amp; c\"d\"</a>"},
         Printing{
-            "TextEscapes",
-            {{"<a>&amp; &lt; &gt; &quot; &apos; ]]&gt; &#169;</a>", "<a>&amp; &lt; &gt; \" ' ]]&gt; \xC2\xA9</a>"}}},
-        Printing{"CdataBecomesEscapedText",
-                 {{"<a><![CDATA[<b> & ]]>c<![CDATA[\"d\"]]></a>", "<a>&lt;b&gt; &amp; c\"d\"</a>"}}},
-        Printing{
-            "NamespacesAreKept",
-            {{"<a xmlns=\"u\" xmlns:p=\"v&amp;w\"><p:b p:c=\"1\" d=\"2\"/><e xmlns=\"\"/></a>",
-              "<a xmlns=\"u\" xmlns:p=\"v&amp;w\">\n    <p:b p:c=\"1\" d=\"2\"></p:b>\n    <e xmlns=\"\"></e>\n</a>"}}},
-        Printing{"PrefixedXmlAttributesAreKept",
-                 {{"<a xml:lang=\"de\" xml:id=\"i\"/>", "<a xml:lang=\"de\" xml:id=\"i\"></a>"}}},
-        Printing{"DocumentTypeHasItsOwnLine",
-                 {{"<!DOCTYPE install SYSTEM \"install.dtd\"><install/>",
-                   "<!DOCTYPE install SYSTEM \"install.dtd\">\n<install></install>"},
-                  {"<!DOCTYPE a PUBLIC \"-//Q//DTD A//EN\" \"a.dtd\"><!--c--><a/>",
-                   "<!DOCTYPE a PUBLIC \"-//Q//DTD A//EN\" \"a.dtd\">\n<!--c-->\n<a></a>"}}},
+            "NamespacesAreKept", "<a xmlns=\"u\" xmlns:p=\"v&amp;w\"><p:b p:c=\"1\" d=\"2\"/><e xmlns=\"\"/></a>",
+            "<a xmlns=\"u\" xmlns:p=\"v&amp;w\">\n    <p:b p:c=\"1\" d=\"2\"></p:b>\n    <e xmlns=\"\"></e>\n</a>"},
+        Printing{"PrefixedXmlAttributesAreKept", "<a xml:lang=\"de\" xml:id=\"i\"/>",
+                 "<a xml:lang=\"de\" xml:id=\"i\"></a>"},
+        Printing{"DocumentTypeHasItsOwnLine", "<!DOCTYPE install SYSTEM \"install.dtd\"><install/>",
+                 "<!DOCTYPE install SYSTEM \"install.dtd\">\n<install></install>"},
+        Printing{"PublicDocumentTypeHasItsOwnLine", "<!DOCTYPE a PUBLIC \"-//Q//DTD A//EN\" \"a.dtd\"><!--c--><a/>",
+                 "<!DOCTYPE a PUBLIC \"-//Q//DTD A//EN\" \"a.dtd\">\n<!--c-->\n<a></a>"},
         Printing{"NotationsAreInOneOrderAndKeepTheirQuotes",
-                 {{"<!DOCTYPE a [<!NOTATION n SYSTEM 'n\"'><!NOTATION c PUBLIC \"c'\"><!--d--><!NOTATION b SYSTEM 'b'>"
-                   "<!NOTATION d PUBLIC 'd' 'e'>]><a/>",
-                   "<!DOCTYPE a [\n<!NOTATION b SYSTEM \"b\" >\n<!NOTATION c PUBLIC \"c'\" >\n"
-                   "<!NOTATION d PUBLIC \"d\" \"e\" >\n<!NOTATION n SYSTEM 'n\"' >\n<!--d-->]>\n<a></a>"}}},
-        Printing{"DocumentTypeOfACommentAloneStays",
-                 {{"<!DOCTYPE a [<!--c--><?p q?>]><a/>", "<!DOCTYPE a [\n<!--c--><?p q?>]>\n<a></a>"}}}),
-    [](const auto& instance) { return instance.param.name; });
-
-TEST(XmlDocumentTest, LayoutOfTheSourceDoesNotMatter) {
-  const std::string expected = printedBody("<a><b><c/></b><d>t</d></a>");
-  EXPECT_EQ(printedBody("\n\n<a>\r\n\t<b>\n<c  />\t\n</b>   <d>t</d>\n\n\n</a>\n\n"), expected);
-}
+                 "<!DOCTYPE a [<!NOTATION n SYSTEM 'n\"'><!NOTATION c PUBLIC \"c'\"><!--d--><!NOTATION b SYSTEM 'b'>"
+                 "<!NOTATION d PUBLIC 'd' 'e'>]><a/>",
+                 "<!DOCTYPE a [\n<!NOTATION b SYSTEM \"b\" >\n<!NOTATION c PUBLIC \"c'\" >\n"
+                 "<!NOTATION d PUBLIC \"d\" \"e\" >\n<!NOTATION n SYSTEM 'n\"' >\n<!--d-->]>\n<a></a>"},
+        Printing{"OwnEntitiesAreResolvedAndTheirDeclarationsStay",
+                 "<!DOCTYPE a [<!ENTITY e \"one &amp; two\"><!ENTITY f \"&e;!\">]><a b=\"&e;\"><c>x&f;</c></a>",
+                 "<!DOCTYPE a [\n<!ENTITY e \"one &amp; two\">\n<!ENTITY f \"&e;!\">\n]>\n"
+                 "<a b=\"one &amp; two\">\n    <c>xone &amp; two!</c>\n</a>"},
+        Printing{"EntityWithElementsIsResolved", "<!DOCTYPE a [<!ENTITY e \"<b>t</b>\">]><a>&e;&e;</a>",
+                 "<!DOCTYPE a [\n<!ENTITY e \"<b>t</b>\">\n]>\n<a>\n    <b>t</b>\n    <b>t</b>\n</a>"},
+        Printing{"OtherDeclarationsOfTheDocumentTypeStay",
+                 "<!DOCTYPE a [<!ELEMENT a (#PCDATA)><!ATTLIST a b CDATA #IMPLIED><!NOTATION n SYSTEM \"n\"><!--c-->]>"
+                 "<a/>",
+                 "<!DOCTYPE a [\n<!NOTATION n SYSTEM \"n\" >\n<!ELEMENT a (#PCDATA)>\n<!ATTLIST a b CDATA #IMPLIED>\n"
+                 "<!--c-->]>\n<a></a>"},
+        Printing{"CarriageReturnInATextStaysAReference", "<a>1&#13;2</a>", "<a>1&#13;2</a>"},
+        Printing{"DocumentTypeOfACommentAloneStays", "<!DOCTYPE a [<!--c--><?p q?>]><a/>",
+                 "<!DOCTYPE a [\n<!--c--><?p q?>]>\n<a></a>"}),
+    [](const auto& instance) { return std::string(instance.param.name); });
 
 TEST(XmlDocumentTest, PrintingTwiceIsPrintingOnce) {
-  const char* const bodies[] = {"<a/>",
-                                "<a>t<b/> <c> </c>u</a>",
-                                "<!--x--><?p q?><a xml:space='preserve'> <b> </b>\n</a><!--y-->",
-                                "<!DOCTYPE a [<!ENTITY e \"v\"><!ELEMENT a ANY>]><a b='&e;'>&e;</a>",
-                                "<a xmlns='u' xmlns:p='v'><p:b p:c='&#9;&#10;&#13;'>&#13;</p:b></a>",
-                                "<a><![CDATA[<x>&]]></a>"};
+  const char* const bodies[] = {
+      "<a>t<b/> <c> </c>u</a>", "<!--x--><?p q?><a xml:space='preserve'> <b> </b>\n</a><!--y-->",
+      "<!DOCTYPE a [<!ENTITY e \"v\"><!ELEMENT a ANY>]><a b='&e;'>&e;</a>",
+      "<a xmlns='u' xmlns:p='v'><p:b p:c='&#9;&#10;&#13;'>&#13;</p:b></a>", "<a><![CDATA[<x>&]]></a>"};
   for (const char* body : bodies) {
     const std::string once = printed(std::string(kDeclaration) + body);
     EXPECT_EQ(printed(once), once) << body;
   }
 }
 
-TEST(XmlDocumentTest, CarriageReturnInATextSurvives) {
-  const auto once = XmlDocument::parse(printed(std::string(kDeclaration) + "<a>1&#13;2</a>"));
-  ASSERT_NE(once, nullptr);
-  EXPECT_THAT(printed(*once), Optional(HasSubstr("1&#13;2")));
-}
-
 // ----- Document type and entities -----
-
-TEST(XmlDocumentTest, OwnEntitiesAreResolvedAndTheirDeclarationsStay) {
-  const std::string text =
-      printedBody("<!DOCTYPE a [<!ENTITY e \"one &amp; two\"><!ENTITY f \"&e;!\">]><a b=\"&e;\"><c>x&f;</c></a>");
-  EXPECT_THAT(text, HasSubstr("<!ENTITY e \"one &amp; two\">"));
-  EXPECT_THAT(text, HasSubstr("]>\n<a b=\"one &amp; two\">\n    <c>xone &amp; two!</c>\n</a>"));
-}
-
-TEST(XmlDocumentTest, EntityWithElementsIsResolved) {
-  EXPECT_THAT(printedBody("<!DOCTYPE a [<!ENTITY e \"<b>t</b>\">]><a>&e;&e;</a>"),
-              EndsWith("<a>\n    <b>t</b>\n    <b>t</b>\n</a>"));
-}
-
-TEST(XmlDocumentTest, OtherDeclarationsOfTheDocumentTypeStay) {
-  const std::string text = printedBody(
-      "<!DOCTYPE a [<!ELEMENT a (#PCDATA)><!ATTLIST a b CDATA #IMPLIED><!NOTATION n SYSTEM \"n\"><!--c-->]><a/>");
-  EXPECT_THAT(text, HasSubstr("<!ELEMENT a (#PCDATA)>"));
-  EXPECT_THAT(text, HasSubstr("<!ATTLIST a b CDATA #IMPLIED>"));
-  EXPECT_THAT(text, HasSubstr("<!NOTATION n SYSTEM \"n\""));
-  EXPECT_THAT(text, HasSubstr("<!--c-->"));
-}
 
 // Where a document names an external DTD that is not read, an entity that it does not declare itself is no fault.
 TEST(XmlDocumentTest, EntityThatOnlyTheExternalDtdCouldDeclareStaysAReference) {
@@ -437,14 +396,6 @@ TEST(XmlDocumentTest, DocumentTypeThatWouldNotBeReadAsTheSameIsNotPrinted) {
   // declaration.
   EXPECT_EQ(printed("<!DOCTYPE a [<!ATTLIST a b NMTOKEN 'x y'>]><a/>"), "<not printed>");
   EXPECT_EQ(printed("<!DOCTYPE a [<!ENTITY % x 'X'><!ENTITY % d '<!ENTITY e \"&#37;x;\">'>%d;]><a/>"), "<not printed>");
-}
-
-TEST(XmlDocumentTest, ReferenceThatWouldBeLostIsNoDocument) {
-  EXPECT_EQ(printed("<!DOCTYPE a SYSTEM 'a.dtd'><a><c b='1&x;2'/></a>"), "<no document>");
-  EXPECT_EQ(printed("<!DOCTYPE a SYSTEM 'a.dtd' [<!ENTITY e '1&x;2'>]><a><c b='&e;'/></a>"), "<no document>");
-  EXPECT_EQ(printed("<!DOCTYPE a SYSTEM 'a.dtd' [<!ATTLIST a b CDATA '1&x;2'>]><a/>"), "<no document>");
-  EXPECT_EQ(printed("<!DOCTYPE a SYSTEM 'a.dtd' [%x;]><a/>"), "<no document>");
-  EXPECT_EQ(printed("<!DOCTYPE a SYSTEM 'a.dtd' [<!ENTITY % x SYSTEM 'x'> %x;]><a/>"), "<no document>");
 }
 
 /// Counts what libxml2 wants to load from outside, and loads it, as if nothing forbade that.
@@ -537,55 +488,27 @@ TEST(XmlDocumentTest, CharactersThatTheEncodingLacksBecomeReferences) {
             "<a b=\"&#8364;\xE9\">&#128512;</a>");
 }
 
-TEST(XmlDocumentTest, SetValuesThatTheEncodingLacksBecomeReferencesToo) {
-  for (const char* encoding : {"ISO-8859-1", "us-ascii", "UTF-16", "UTF-8", "windows-1252"}) {
-    EXPECT_EQ(attributeAfterRoundTrip("a\xE2\x82\xAC\xC3\xA9\xF0\x9F\x98\x80z",
-                                      encoding == std::string("UTF-16") ? "UTF-8" : encoding),
-              "a\xE2\x82\xAC\xC3\xA9\xF0\x9F\x98\x80z")
-        << encoding;
-  }
-}
-
 /// \a text as UTF-16 with a byte order mark.
-std::string utf16Bytes(const std::string& text, bool bigEndian) {
+std::string utf16Bytes(const std::string& text, bool isBigEndian) {
   std::string bytes;
   for (const char16_t unit : u"\uFEFF" + text::utf16FromUtf8(text)) {
-    const char high = static_cast<char>(static_cast<unsigned char>(unit >> 8));
-    const char low = static_cast<char>(static_cast<unsigned char>(unit & 0xFF));
-    bytes += bigEndian ? high : low;
-    bytes += bigEndian ? low : high;
+    std::string pair = bigEndian(unit, 2);
+    if (!isBigEndian) std::swap(pair[0], pair[1]);
+    bytes += pair;
   }
   return bytes;
 }
 
-/// UTF-8 of UTF-16 with a byte order mark.
-std::string fromUtf16Bytes(const std::string& bytes) {
-  const bool bigEndian = bytes.substr(0, 2) == "\xFE\xFF";
-  EXPECT_TRUE(bigEndian || bytes.substr(0, 2) == "\xFF\xFE");
-  EXPECT_EQ(bytes.size() % 2, 0U);
-  std::u16string units;
-  for (size_t at = 2; at + 1 < bytes.size(); at += 2) {
-    const auto first = static_cast<unsigned char>(bytes[at]);
-    const auto second = static_cast<unsigned char>(bytes[at + 1]);
-    units += static_cast<char16_t>(bigEndian ? first << 8 | second : second << 8 | first);
-  }
-  return text::utf8FromUtf16(units);
-}
-
-TEST(XmlDocumentTest, Utf16IsReadAndWrittenInEitherByteOrder) {
-  for (const bool bigEndian : {true, false}) {
-    const std::string source = utf16Bytes(
-        "<?xml version=\"1.0\" encoding=\"UTF-16\"?><a b=\"\xE2\x82\xAC\"><c>\xF0\x9F\x98\x80</c></a>", bigEndian);
-    EXPECT_EQ(fromUtf16Bytes(printed(source)),
-              "<?xml version=\"1.0\" encoding=\"UTF-16\" standalone=\"yes\"?>\n"
-              "<a b=\"\xE2\x82\xAC\">\n    <c>\xF0\x9F\x98\x80</c>\n</a>");
-    EXPECT_EQ(rootAttribute(printed(source), "b"), "\xE2\x82\xAC");
-  }
-}
-
-TEST(XmlDocumentTest, Utf16WithoutADeclarationStaysReadable) {
-  for (const bool bigEndian : {true, false}) {
-    EXPECT_EQ(rootAttribute(printed(utf16Bytes("<a b=\"\xE2\x82\xAC\"/>", bigEndian)), "b"), "\xE2\x82\xAC");
+TEST(XmlDocumentTest, Utf16IsReadInEitherByteOrder) {
+  const std::string expected =
+      "<?xml version=\"1.0\" encoding=\"UTF-16\" standalone=\"yes\"?>\n"
+      "<a b=\"\u20AC\">\n    <c>\U0001F600</c>\n</a>";
+  for (const bool isBigEndian : {true, false}) {
+    const std::string text = printed(
+        utf16Bytes("<?xml version=\"1.0\" encoding=\"UTF-16\"?><a b=\"\u20AC\"><c>\U0001F600</c></a>", isBigEndian));
+    EXPECT_THAT(text, AnyOf(utf16Bytes(expected, true), utf16Bytes(expected, false)));
+    EXPECT_EQ(rootAttribute(text, "b"), "\u20AC");
+    EXPECT_EQ(rootAttribute(printed(utf16Bytes("<a b=\"\u20AC\"/>", isBigEndian)), "b"), "\u20AC") << "undeclared";
   }
 }
 
@@ -602,15 +525,7 @@ TEST(XmlDocumentTest, LocaleOfTheProcessDoesNotMatter) {
 
 // ----- Limits -----
 
-std::string nested(size_t levels) {
-  std::string opening;
-  std::string closing;
-  for (size_t level = 0; level < levels; ++level) {
-    opening += "<a>";
-    closing += "</a>";
-  }
-  return opening + closing;
-}
+std::string nested(size_t levels) { return repeated("<a>", levels) + repeated("</a>", levels); }
 
 TEST(XmlDocumentTest, DeepNestingIsNoDocument) {
   EXPECT_NE(XmlDocument::parse(nested(250)), nullptr);
@@ -654,23 +569,14 @@ TEST(XmlDocumentTest, EntityBombIsNoDocument) {
   std::string source = "<!DOCTYPE a [<!ENTITY e0 \"0123456789\">";
   for (int i = 1; i < 12; ++i) {
     const std::string inner = "&e" + std::to_string(i - 1) + ";";
-    source += "<!ENTITY e" + std::to_string(i) + " \"";
-    for (int times = 0; times < 10; ++times) source += inner;
-    source += "\">";
+    source += "<!ENTITY e" + std::to_string(i) + " \"" + repeated(inner, 10) + "\">";
   }
   EXPECT_EQ(XmlDocument::parse(source + "]><a>&e11;</a>"), nullptr);
   EXPECT_EQ(XmlDocument::parse(source + "]><a b='&e11;'/>"), nullptr);
 }
 
-TEST(XmlDocumentTest, EntityThatHoldsItselfIsNoDocument) {
-  EXPECT_EQ(XmlDocument::parse("<!DOCTYPE a [<!ENTITY e '&e;'>]><a>&e;</a>"), nullptr);
-  EXPECT_EQ(XmlDocument::parse("<!DOCTYPE a [<!ENTITY e '&f;'><!ENTITY f '&e;'>]><a b='&e;'/>"), nullptr);
-}
-
 TEST(XmlDocumentTest, BigDocumentOfManyElements) {
-  std::string source = "<a>";
-  for (int i = 0; i < 50000; ++i) source += "<b c='" + std::to_string(i) + "'/>";
-  const auto document = XmlDocument::parse(source + "</a>");
+  const auto document = XmlDocument::parse(manyElements());
   ASSERT_NE(document, nullptr);
   EXPECT_EQ(document->rootElement()->children("b").size(), 50000U);
   EXPECT_EQ(document->rootElement()->children("b").back().attribute("c"), "49999");
