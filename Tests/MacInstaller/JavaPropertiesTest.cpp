@@ -416,6 +416,10 @@ TEST_F(JavaPropertiesTest, FileThatCannotBeReadIsNotReplaced) {
   EXPECT_EQ(log(), (LogLines{{3, "Not saved: " + fifo + " exists, but cannot be read."}}));
   EXPECT_TRUE(S_ISFIFO(folder.attributes("fifo").st_mode));
   clearLog();
+  const std::string circle = folder.makeLink("circle", "circle");  // what is there cannot even be looked up
+  EXPECT_FALSE(JavaProperties(circle).savePropertiesToFile(std::nullopt));
+  EXPECT_EQ(log(), (LogLines{{3, "Not saved: " + circle + " exists, but cannot be read."}}));
+  clearLog();
   EXPECT_TRUE(properties.savePropertiesToFile(folder / "other"));
   EXPECT_EQ(folder.read("other"), "k=v\n");
   EXPECT_TRUE(log().empty());
