@@ -219,7 +219,7 @@ TEST_F(OwnershipTest, EntryThatIsRightAlreadyIsNotTouched) {
   makeTree();
   const Attributes attributes = modeOnly(0775);
   ASSERT_TRUE(setAttributesBelow(folder / "tree", attributes));
-  setMode("tree/file", 0600);
+  setMode("tree/file", 04775);
   std::map<std::string, timespec> before;
   for (const std::string& path : treeEntries()) before[path] = changeTime(path);
   EXPECT_TRUE(setAttributesBelow(folder / "tree", attributes));
