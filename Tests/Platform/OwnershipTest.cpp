@@ -99,8 +99,8 @@ TEST_F(OwnershipTest, UnknownNamesLeaveOwnerAndGroupAndAreNoFailure) {
   const struct stat before = folder.attributes("file");
   EXPECT_TRUE(setAttributes(folder / "file", {kNoSuchName, kNoSuchName, 0640}));
   EXPECT_EQ(has("file"), text(before.st_uid, before.st_gid, 0640));
-  EXPECT_TRUE(setAttributesBelow(folder.path(), {kNoSuchName, kNoSuchName, 0644}));
-  EXPECT_EQ(has("file"), text(before.st_uid, before.st_gid, 0644));
+  EXPECT_TRUE(setAttributesBelow(folder.path(), {kNoSuchName, kNoSuchName, 0755}));
+  EXPECT_EQ(has("file"), text(before.st_uid, before.st_gid, 0755));
 }
 
 TEST_F(OwnershipTest, MissingEntryIsAFailure) {
