@@ -99,8 +99,8 @@ TEST_F(OwnershipTest, UnknownNamesLeaveOwnerAndGroupAndAreNoFailure) {
   const struct stat before = folder.attributes("file");
   EXPECT_TRUE(setAttributes(folder / "file", {kNoSuchName, kNoSuchName, 0640}));
   EXPECT_EQ(has("file"), text(before.st_uid, before.st_gid, 0640));
-  EXPECT_TRUE(setAttributesBelow(folder.path(), {kNoSuchName, kNoSuchName, 0644}));
-  EXPECT_EQ(has("file"), text(before.st_uid, before.st_gid, 0644));
+  EXPECT_TRUE(setAttributesBelow(folder.path(), {kNoSuchName, kNoSuchName, 0755}));
+  EXPECT_EQ(has("file"), text(before.st_uid, before.st_gid, 0755));
 }
 
 TEST_F(OwnershipTest, MissingEntryIsAFailure) {
@@ -210,7 +210,7 @@ TEST_F(OwnershipTest, EntryThatIsRightAlreadyIsNotTouched) {
   makeTree();
   const Attributes attributes = modeOnly(0775);
   ASSERT_TRUE(setAttributesBelow(folder / "tree", attributes));
-  setMode("tree/file", 0600);
+  setMode("tree/file", 04775);
   std::map<std::string, timespec> before;
   for (const std::string& path : treeEntries()) before[path] = changeTime(path);
   EXPECT_TRUE(setAttributesBelow(folder / "tree", attributes));
