@@ -126,8 +126,8 @@ OptionalString uninstallAndCollectLogs(const OptionalString& home, const Optiona
   const std::string name = InstallUtil::getTargetNameBy(home);
   // If the home was refused before the check for an instance, there is nothing to collect.
   if (instance) {
-    progress::Step step("Collecting the log files");
-    step.end(instance->collectLogFiles(name, kAction, platform::kTraceFile));
+    progress::run("Collecting the log files",
+                  [&] { return instance->collectLogFiles(name, kAction, platform::kTraceFile); });
   }
   return failure;
 }

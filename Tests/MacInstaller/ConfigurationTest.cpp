@@ -152,7 +152,7 @@ TEST_F(ConfigurationTest, SetPassesOnTheAnswersOfTheList) {
   EXPECT_FALSE(configuration.setProperty("v", std::nullopt));
   EXPECT_TRUE(configuration.setProperty(std::nullopt, "k"));
   EXPECT_TRUE(configuration.setProperty("v", "other"));
-  EXPECT_TRUE(configuration.setProperty(nullptr, "other"));
+  EXPECT_TRUE(configuration.setProperty(std::nullopt, "other"));
   EXPECT_FALSE(configuration.getPropertyValueForKey("other"));
   EXPECT_EQ(configuration.getPropertyValueForKey("k"), std::nullopt);
 }
