@@ -468,7 +468,7 @@ bool InstanceService::generateRcplauncherPropertiesWithTemplate(const OptionalSt
     }
   }
   platform::log(LogLevel::Info, kUpdateLauncher);
-  JavaProperties properties{OptionalString(target)};
+  JavaProperties properties(target);
   stampLauncher(properties, getBaseVersion());
   (void)properties.setProperty(kManifestUrl, kManifestKey);
   if (workspace) (void)properties.setProperty(workspace, kDataKey);
@@ -558,7 +558,7 @@ bool InstanceService::generateLinks() {
     }
   }
   const auto writeLink = [&links](const char* name, const OptionalString& folder) {
-    JavaProperties link{OptionalString(path::appending(*links, name))};
+    JavaProperties link(path::appending(*links, name));
     (void)link.setProperty(folder, kPathKey);
     (void)link.savePropertiesToFile(std::nullopt);
   };
