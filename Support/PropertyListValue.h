@@ -62,13 +62,10 @@ class PropertyListValue {
   explicit PropertyListValue(Data data) : _value(std::move(data)) {}
   explicit PropertyListValue(Array array) : _value(std::move(array)) {}
   explicit PropertyListValue(Dictionary dictionary) : _value(std::move(dictionary)) {}
-  PropertyListValue(const PropertyListValue& other) = default;
-  PropertyListValue(PropertyListValue&& other) noexcept = default;
-  PropertyListValue& operator=(PropertyListValue other) noexcept {  // a copy, as other may be a part of this value
-    _value.swap(other._value);
-    return *this;
-  }
-  ~PropertyListValue() = default;
+  PropertyListValue(const PropertyListValue& other);
+  PropertyListValue(PropertyListValue&& other) noexcept;
+  PropertyListValue& operator=(PropertyListValue other) noexcept;
+  ~PropertyListValue();
 
   static PropertyListValue integer(std::int64_t number) {
     return PropertyListValue(Integer{static_cast<std::uint64_t>(number), number < 0});
