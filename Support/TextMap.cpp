@@ -6,9 +6,10 @@ namespace hotfix {
 
 namespace {
 
-/// Dropping superseded entries needs a sort. A file with lines of at least this average length is loaded without one.
-constexpr size_t kShortLine = 32;
+/// From this number of entries on, superseded ones are dropped, which needs a sort. If there are hardly any, as in an
+/// honest file, this is tried again only with many entries.
 constexpr size_t kFewPlaces = 4096;
+constexpr size_t kManyPlaces = 128 * kFewPlaces;
 /// If the average run is shorter than this, sorting ignores the runs.
 constexpr size_t kShortRun = 8;
 
@@ -40,8 +41,7 @@ void sortRuns(std::vector<TextMap::Entry>& entries) {
 
 }  // namespace
 
-TextMap::TextMap(std::string block)
-    : _texts(std::move(block)), _mostPlaces(std::max(kFewPlaces, _texts.size() / kShortLine)) {}
+TextMap::TextMap(std::string block) : _texts(std::move(block)), _mostPlaces(kFewPlaces) {}
 
 std::string_view TextMap::keyOf(const Place& place) const {
   return std::string_view(_texts).substr(place.begin, place.keyLength);
@@ -70,8 +70,9 @@ void TextMap::setPlaced(size_t begin, size_t keyLength, size_t valueLength) {
   for (const auto& [key, value] : sorted()) {
     valid.push_back({static_cast<size_t>(key.data() - _texts.data()), key.size(), value.size()});
   }
+  const bool areMostValid = valid.size() > _places.size() / 2;
   _places.swap(valid);
-  _mostPlaces = std::max(_mostPlaces, 2 * _places.size());
+  _mostPlaces = std::max(areMostValid ? kManyPlaces : kFewPlaces, 4 * _places.size());
 }
 
 void TextMap::remove(std::string_view key) {
