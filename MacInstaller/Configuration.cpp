@@ -25,18 +25,6 @@ Configuration::Configuration() {
   }
 }
 
-std::optional<PropertyListValue> Configuration::getPropertyValueForKey(const OptionalString& key) const {
-  return _internalProperties.getPropertyForKey(key);
-}
-
-bool Configuration::setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey) {
-  return _internalProperties.setProperty(value, forKey);
-}
-
-bool Configuration::setProperty(const char* value, const OptionalString& forKey) {
-  return _internalProperties.setProperty(value, forKey);
-}
-
 bool Configuration::saveConfiguration() const {
   return _internalProperties.savePropertiesToTrustedFile(onDisk(kInternalConfigurationFile));
 }

@@ -19,13 +19,17 @@ class Configuration {
   Configuration();
 
   /// The value of a key, or none.
-  std::optional<PropertyListValue> getPropertyValueForKey(const OptionalString& key) const;
+  std::optional<PropertyListValue> getPropertyValueForKey(const OptionalString& key) const {
+    return _internalProperties.getPropertyForKey(key);
+  }
+
+  /// The value of a key when it is a text; none otherwise.
+  OptionalString getTextForKey(const OptionalString& key) const { return _internalProperties.getTextForKey(key); }
 
   /// Sets a key in memory (an absent value removes it). Returns the result of Properties::setProperty.
-  bool setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey);
-
-  /// The same for a text; a null pointer is an absent value.
-  bool setProperty(const char* value, const OptionalString& forKey);
+  bool setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey) {
+    return _internalProperties.setProperty(value, forKey);
+  }
 
   /// Writes the settings to the internal configuration file, which is created when missing. A file that is not trusted
   /// at that moment is replaced, and nothing of it is kept. Returns the result of Properties::savePropertiesToFile: a

@@ -61,9 +61,9 @@ bool HotfixUninstall::uninstallOldHotfix() {
   // Deliberately before the outcome is known, and even if it is a failure.
   _instance->updateHotfixVersion(std::nullopt);
 
-  std::string reason;
-  if (!progress::checked("platform's result", _instance->getProvisioningResult(&reason) != -1)) {
-    if (_failure.empty()) _failure = reason;
+  const OptionalString failure = _instance->provisioningFailure();
+  if (!progress::checked("platform's result", !failure)) {
+    if (_failure.empty()) _failure = *failure;
     // The result file is kept for the investigation of the failure.
     platform::log(LogLevel::Error, "%s", kUnexpectedResults);
     platform::printLine(kUnexpectedResults);
@@ -72,14 +72,9 @@ bool HotfixUninstall::uninstallOldHotfix() {
   _failure.clear();  // there is a result, even if the launcher could not be started once
   _instance->removeProvisionRCFile();
   platform::printLine(kCompleted);
-  {
-    progress::Step step("Forgetting the installer's receipt");
-    step.end(removeHotfixReceipt());
-  }
-  {
-    progress::Step step("Repairing the owner of the workspace");
-    step.end(repairResult(_instance->updatePermissions(/*treatHome=*/false, _pathToRcpData)));
-  }
+  progress::run("Forgetting the installer's receipt", [this] { return removeHotfixReceipt(); });
+  progress::run("Repairing the owner of the workspace",
+                [this] { return repairResult(_instance->updatePermissions(/*treatHome=*/false, _pathToRcpData)); });
   _instance->removeHotfixSkipRunningCheckProperty();
   _instance->deleteInstalledHotfixBundleID();  // after the receipt, which needs it
   progress::hotfixRemoved();
@@ -118,10 +113,11 @@ void HotfixUninstall::startProvisioning() {
   // Deliberately twice: the launcher's protocol requires it.
   for (const char* run :
        {"Running the platform to remove the hotfix, 1 of 2", "Running the platform to remove the hotfix, 2 of 2"}) {
-    progress::Step step(run);
-    const OptionalString error = platform::runAndWait(launcher, arguments);
-    _failure = error ? launchReason(launcher, *error) : "";  // the last launch leaves the result
-    step.end(launchResult(launcher, error));
+    progress::run(run, [&] {
+      const OptionalString error = platform::runAndWait(launcher, arguments);
+      _failure = error ? launchReason(launcher, *error) : "";  // the last launch leaves the result
+      return launchResult(launcher, error);
+    });
   }
 }
 

@@ -1,5 +1,7 @@
 #include "MacInstaller/InstallManifest.h"
 
+#include <utility>
+
 #include "MacInstaller/StringUtil.h"
 #include "Platform/FileManager.h"
 #include "Platform/SystemLog.h"
@@ -18,12 +20,12 @@ constexpr char FEATURE[] = "feature";
 constexpr char URL_NODE[] = "url";
 constexpr char INSTALLER_ROOT[] = "${installer.root}";
 
-constexpr char kNoRoot[] = "Not able to get root element";
-constexpr char kNoDomainObject[] = "Not able to get domain-object element";
-constexpr char kNoObjectData[] = "Not able to get object-data element";
-constexpr char kNoInstall[] = "Not able to get install element";
-// Spelled with a hyphen, although the element has none.
-constexpr char kNoInstallFeature[] = "Not able to get install-feature element";
+/// The elements from the root to the features, with the messages for a missing one.
+constexpr std::pair<const char*, const char*> kWay[] = {
+    {DOMAIN_OBJECT, "Not able to get domain-object element"},
+    {OBJECT_DATA, "Not able to get object-data element"},
+    {INSTALL, "Not able to get install element"},
+    {INSTALL_FEATURE, "Not able to get install-feature element"}};  // with a hyphen, although the element has none
 
 bool failed(const char* message) {
   platform::log(platform::LogLevel::Error, "%s", message);
@@ -41,20 +43,17 @@ InstallManifest::~InstallManifest() = default;
 bool InstallManifest::replaceInstallerRootWith(const std::string& root) {
   if (!_xmlDoc) return false;
   const std::optional<XmlElement> rootElement = _xmlDoc->rootElement();
-  if (!rootElement) return failed(kNoRoot);
-  const std::vector<XmlElement> domainObjects = rootElement->children(DOMAIN_OBJECT);
-  if (domainObjects.empty()) return failed(kNoDomainObject);
-  const std::vector<XmlElement> objectData = domainObjects.front().children(OBJECT_DATA);
-  if (objectData.empty()) return failed(kNoObjectData);
-  const std::vector<XmlElement> installs = objectData.front().children(INSTALL);
-  if (installs.empty()) return failed(kNoInstall);
-  const std::vector<XmlElement> installFeatures = installs.front().children(INSTALL_FEATURE);
-  if (installFeatures.empty()) return failed(kNoInstallFeature);
+  if (!rootElement) return failed("Not able to get root element");
+  std::vector<XmlElement> elements = {*rootElement};
+  for (const auto& [name, message] : kWay) {
+    elements = elements.front().children(name);
+    if (elements.empty()) return failed(message);
+  }
 
   const auto withRoot = [root](const std::string& url) {
     return StringUtil::stringByReplacingOccurrencesOfString(url, INSTALLER_ROOT, root);
   };
-  for (const XmlElement& installFeature : installFeatures) {
+  for (const XmlElement& installFeature : elements) {
     const std::vector<XmlElement> requirements = installFeature.children(REQUIREMENTS);
     if (!requirements.empty()) _xmlDoc->changeAttributes(requirements.front(), {FEATURE, URL_NODE, withRoot});
   }

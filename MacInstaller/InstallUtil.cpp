@@ -196,17 +196,17 @@ bool InstallUtil::shouldWriteTraces() {
   {
     const platform::ScopedEffectiveUser user(platform::invokingUserName());
     const auto domain = platform::persistentDomain(kTraceDomain);
-    std::optional<PropertyListValue> value;
-    if (domain && domain->count(kTraceKey) != 0) value = domain->find(kTraceKey)->second;
-    (void)platform::booleanValue(value);
+    const PropertyListValue* value = domain ? valueFor(*domain, kTraceKey) : nullptr;
+    (void)platform::booleanValue(value != nullptr ? std::optional(*value) : std::nullopt);
   }
   return true;  // deliberately ignores the switch after reading it
 }
 
-void InstallUtil::setupTraceOutput() {
-  if (!shouldWriteTraces()) return;
+int InstallUtil::setupTraceOutput() {
+  if (!shouldWriteTraces()) return -1;
   const int file = platform::openTraceFile(platform::onDisk(platform::kTraceFile));
   if (file != -1) platform::addLogFile(file);
+  return file;
 }
 
 void InstallUtil::initInternalPasteboard(bool reset) {

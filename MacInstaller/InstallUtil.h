@@ -77,8 +77,8 @@ class InstallUtil {
   static bool shouldWriteTraces();
 
   /// Creates or empties the trace file "/tmp/install_trace.log", and adds it to the log's outputs until the process
-  /// ends. If it cannot be opened, tracing is silently off.
-  static void setupTraceOutput();
+  /// ends. If it cannot be opened, tracing is silently off. \return its descriptor; -1 if tracing is off.
+  static int setupTraceOutput();
 
   /// Claims the installers' pasteboard, which empties it. With \a reset, stores a report that means no error
   /// ("ERROR_CODE" 0 and an empty "ERROR_DETAILS").

@@ -132,25 +132,12 @@ void stampLauncher(JavaProperties& properties, const OptionalString& baseVersion
   if (baseVersion) (void)properties.setProperty(kBaseLocation + *baseVersion, kBaseLocationKey);
 }
 
-/// The "ID" of an entry of the add-on registry; null for an entry without one.
-const std::string* addonIDOf(const PropertyListValue& entry) {
-  const PropertyListValue::Dictionary* keys = entry.asDictionary();
-  if (keys == nullptr || keys->count(kAddonIDKey) == 0) return nullptr;
-  return keys->find(kAddonIDKey)->second.asString();
-}
-
-PropertyListValue::Array::iterator findAddon(PropertyListValue::Array& entries, const std::string& addonID) {
+/// The first entry of the add-on registry with this "ID", which must not be absent.
+PropertyListValue::Array::iterator findAddon(PropertyListValue::Array& entries, const OptionalString& addonID) {
   return std::find_if(entries.begin(), entries.end(), [&addonID](const PropertyListValue& entry) {
-    const std::string* entryID = addonIDOf(entry);
-    return entryID != nullptr && *entryID == addonID;
+    const PropertyListValue::Dictionary* keys = entry.asDictionary();
+    return keys != nullptr && textFor(*keys, kAddonIDKey) == addonID;
   });
-}
-
-/// The text under a key of an add-on's entry, or none.
-OptionalString addonText(const std::optional<PropertyListValue::Dictionary>& entry, const char* key) {
-  if (!entry || entry->count(key) == 0) return std::nullopt;
-  const std::string* text = entry->find(key)->second.asString();
-  return text != nullptr ? OptionalString(*text) : std::nullopt;
 }
 
 /// The names of the keystores in a folder; none for an absent or unreadable folder.
@@ -183,12 +170,10 @@ InstanceService::InstanceService(const OptionalString& pathToRcphome, const Opti
   platform::log(LogLevel::Info, kHomeIs, textOrNull(pathToRcphome));
   platform::setCopyPolicy(fileManagerShouldProceedAfterError);
 
-  const std::optional<PropertyListValue> configured = Configuration().getPropertyValueForKey(kNewInstallLocationKey);
-  const std::string* location = configured ? configured->asString() : nullptr;
-  platform::log(LogLevel::Info, kNewInstallLocationIs,
-                location != nullptr ? location->c_str() : textOrNull(std::nullopt));
+  const OptionalString location = Configuration().getTextForKey(kNewInstallLocationKey);
+  platform::log(LogLevel::Info, kNewInstallLocationIs, textOrNull(location));
   if (pathToRcphome) (void)platform::createFolder(*pathToRcphome, platform::Parents::Created);  // tested below
-  if (location != nullptr) {
+  if (location) {
     copyStagingFolder(*location);
   } else {
     platform::log(LogLevel::Warning, kNoNewInstallLocation);
@@ -201,8 +186,6 @@ InstanceService::InstanceService(const OptionalString& pathToRcphome, const Opti
     platform::log(LogLevel::Error, kNoFileAt, textOrNull(pathToRcphome));
   }
 }
-
-InstanceService::InstanceService(const OptionalString& pathToRcphome) : InstanceService(pathToRcphome, std::nullopt) {}
 
 bool InstanceService::fileManagerShouldProceedAfterError(const platform::FileError& error, const std::string&,
                                                          const std::string&) {
@@ -235,9 +218,7 @@ OptionalString InstanceService::besideHome(const std::string& name) const {
 // ----- Install manifests -----
 
 void InstanceService::adoptDefaultHome() {
-  const std::optional<PropertyListValue> configured = Configuration().getPropertyValueForKey(kProductNameKey);
-  const std::string* name = configured ? configured->asString() : nullptr;
-  if (name != nullptr) {
+  if (const OptionalString name = Configuration().getTextForKey(kProductNameKey)) {
     platform::log(LogLevel::Info, kProductNameIs, name->c_str());
   } else {
     platform::log(LogLevel::Error, kNoProductName);
@@ -252,7 +233,7 @@ bool InstanceService::copyInstallManifest(const OptionalString& source, const st
     platform::log(LogLevel::Error, kNoHome);
     adoptDefaultHome();
   }
-  const std::string target = path::appending(path::appending(*_pathToRcphome, kDeployFolder), toFile);
+  const std::string target = path::appending(*inHome(kDeployFolder), toFile);
   const bool isCleared = clearTarget(target, error);  // deliberately before the source is examined
   platform::log(LogLevel::Info, kCopyManifest, target.c_str());
   const bool isCopied = source && isCleared && platform::copyItem(*source, target, error);
@@ -333,20 +314,14 @@ OptionalString InstanceService::existingResultFile() const {
   return existsAt(file) ? file : std::nullopt;
 }
 
-std::int32_t InstanceService::getProvisioningResult(std::string* reason) const {
-  const auto failure = [reason](const std::string& text) {
-    if (reason != nullptr) *reason = text;
-    return -1;
-  };
+OptionalString InstanceService::provisioningFailure() const {
   const OptionalString file = existingResultFile();
-  if (!file) {
-    return failure("the platform ended without leaving a result in " + besideHome(kResultFile).value_or(kResultFile));
-  }
+  if (!file) return "the platform ended without leaving a result in " + besideHome(kResultFile).value_or(kResultFile);
   const OptionalString code = JavaProperties(file).getPropertyForKey(kResultKey);
-  if (!code) return failure("the result that the platform left in " + *file + " has no \"rc\"");
+  if (!code) return "the result that the platform left in " + *file + " has no \"rc\"";
   const std::int32_t value = text::integerAtStart(*code);
-  if (value == 0 || value == 2) return 0;
-  return failure("the platform failed with the result code " + *code + ", read from " + *file);
+  if (value == 0 || value == 2) return std::nullopt;
+  return "the platform failed with the result code " + *code + ", read from " + *file;
 }
 
 void InstanceService::removeProvisionRCFile() {
@@ -493,7 +468,7 @@ bool InstanceService::generateRcplauncherPropertiesWithTemplate(const OptionalSt
     }
   }
   platform::log(LogLevel::Info, kUpdateLauncher);
-  JavaProperties properties{OptionalString(target)};
+  JavaProperties properties(target);
   stampLauncher(properties, getBaseVersion());
   (void)properties.setProperty(kManifestUrl, kManifestKey);
   if (workspace) (void)properties.setProperty(workspace, kDataKey);
@@ -583,7 +558,7 @@ bool InstanceService::generateLinks() {
     }
   }
   const auto writeLink = [&links](const char* name, const OptionalString& folder) {
-    JavaProperties link{OptionalString(path::appending(*links, name))};
+    JavaProperties link(path::appending(*links, name));
     (void)link.setProperty(folder, kPathKey);
     (void)link.savePropertiesToFile(std::nullopt);
   };
@@ -623,8 +598,8 @@ std::optional<PropertyListValue::Array> InstanceService::getAllAddonRegistryInfo
   if (!existsAt(file)) return std::nullopt;
   // Not read as Properties, which would expand "~": the check for the file does not expand it.
   const std::optional<PropertyListValue::Dictionary> registry = platform::readDictionary(*file);
-  const auto addons = registry ? registry->find(kAddonsKey) : PropertyListValue::Dictionary::const_iterator();
-  const PropertyListValue::Array* entries = registry && addons != registry->end() ? addons->second.asArray() : nullptr;
+  const PropertyListValue* addons = registry ? valueFor(*registry, kAddonsKey) : nullptr;
+  const PropertyListValue::Array* entries = addons != nullptr ? addons->asArray() : nullptr;
   return entries != nullptr ? *entries : PropertyListValue::Array();
 }
 
@@ -632,23 +607,25 @@ std::optional<PropertyListValue::Dictionary> InstanceService::getRegistryInfoFor
     const OptionalString& addonID) const {
   std::optional<PropertyListValue::Array> entries = getAllAddonRegistryInfo();
   if (!addonID || !entries) return std::nullopt;
-  const auto entry = findAddon(*entries, *addonID);
+  const auto entry = findAddon(*entries, addonID);
   if (entry == entries->end()) return std::nullopt;
   return *entry->asDictionary();
 }
 
 OptionalString InstanceService::getAddonInstalledVersion(const OptionalString& addonID) const {
-  return addonText(getRegistryInfoForAddon(addonID), kAddonVersionKey);
+  const std::optional<PropertyListValue::Dictionary> entry = getRegistryInfoForAddon(addonID);
+  return entry ? textFor(*entry, kAddonVersionKey) : std::nullopt;
 }
 
 OptionalString InstanceService::getAddonInstalledBundleID(const OptionalString& addonID) const {
-  return addonText(getRegistryInfoForAddon(addonID), kBundleIdentifierKey);
+  const std::optional<PropertyListValue::Dictionary> entry = getRegistryInfoForAddon(addonID);
+  return entry ? textFor(*entry, kBundleIdentifierKey) : std::nullopt;
 }
 
 void InstanceService::removeRegistryInfoforAddon(const OptionalString& addonID) {
   std::optional<PropertyListValue::Array> entries = getAllAddonRegistryInfo();
   if (!addonID || !entries) return;
-  const auto entry = findAddon(*entries, *addonID);
+  const auto entry = findAddon(*entries, addonID);
   if (entry != entries->end()) entries->erase(entry);
   // Deliberately does not write the file back.
 }
@@ -686,11 +663,6 @@ std::string InstanceService::getAddonLogFile(const OptionalString& name, const s
       path::appending(platform::kAddonLogFolder, "rcp_" + name.value_or("addon") + "_" + action + ".log");
   platform::log(LogLevel::Info, kAddonLogFile, file.c_str());
   return file;
-}
-
-StepResult InstanceService::collectLogFiles(const std::string& productName, const std::string& action,
-                                            const std::string& logFile) {
-  return collectLogFiles(productName, action, logFile, std::nullopt);
 }
 
 StepResult InstanceService::collectLogFiles(const std::string& productName, const std::string& action,

@@ -36,10 +36,7 @@ class InstanceService {
   ///   an untrusted user is treated as missing and logged at level 4.
   ///
   /// The paths are kept only if the home path exists then. Otherwise that is logged at level 3.
-  InstanceService(const OptionalString& pathToRcphome, const OptionalString& pathToRcpData);
-
-  /// The same without a data folder.
-  explicit InstanceService(const OptionalString& pathToRcphome);
+  explicit InstanceService(const OptionalString& pathToRcphome, const OptionalString& pathToRcpData = std::nullopt);
 
   InstanceService(const InstanceService&) = delete;
   InstanceService& operator=(const InstanceService&) = delete;
@@ -103,8 +100,11 @@ class InstanceService {
 
   /// The outcome of the last provisioning run, from the launcher's result file `.provisioning_rc` beside the home
   /// folder: 0 when its "rc" is 0 or 2, otherwise -1. A missing home ("~" expanded), file or key gives -1. A text
-  /// without digits counts as 0. Logs nothing. On -1 \a reason, when given, is set to a text that can follow "because".
-  std::int32_t getProvisioningResult(std::string* reason = nullptr) const;
+  /// without digits counts as 0. Logs nothing.
+  std::int32_t getProvisioningResult() const { return provisioningFailure() ? -1 : 0; }
+
+  /// Why getProvisioningResult is -1, as a text that can follow "because"; none when it is 0.
+  OptionalString provisioningFailure() const;
 
   /// Deletes the result file, if it exists. Does not report a failure.
   void removeProvisionRCFile();
@@ -278,18 +278,15 @@ class InstanceService {
   /// Logged at level 6. Needs no home folder.
   static std::string getAddonLogFile(const OptionalString& name, const std::string& action);
 
-  /// collectLogFiles with the instance's own workspace.
-  StepResult collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile);
-
   /// Runs the log-collection utility of the instance, `collectionutility.jar`, with the Java runtime of the machine,
   /// and waits for it. Logs its progress at levels 5 and 6.
   ///
   /// Only logs the reason and returns if there is no Java runtime, if the system names one with a relative path, or if
   /// there is no utility. The outcome of the utility is unknown: the line that reports success is deliberately logged
-  /// as soon as the utility was started. An instance without a version passes a new stamp, an instance without a
-  /// workspace an empty text.
+  /// as soon as the utility was started. An instance without a version passes a new stamp. An absent workspace is that
+  /// of the instance; an instance without one passes an empty text.
   StepResult collectLogFiles(const std::string& productName, const std::string& action, const std::string& logFile,
-                             const OptionalString& workspaceLocation);
+                             const OptionalString& workspaceLocation = std::nullopt);
 
  private:
   /// What happens to a missing file when the install records change.

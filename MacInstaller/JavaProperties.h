@@ -1,19 +1,15 @@
 #ifndef MACINSTALLER_JAVA_PROPERTIES_H_
 #define MACINSTALLER_JAVA_PROPERTIES_H_
 
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "Platform/FileManager.h"
 #include "Support/OptionalString.h"
+#include "Support/TextMap.h"
 
 namespace hotfix {
-
-namespace platform {
-class FileBelow;
-}
-
-class TextMap;
 
 /// A Java-style properties file: texts by key, read from one file and saved to one file.
 ///
@@ -27,8 +23,7 @@ class TextMap;
 class JavaProperties {
  public:
   /// No entries and no backing file.
-  JavaProperties();
-  ~JavaProperties();
+  JavaProperties() = default;
 
   /// Reads \a file ("~" expanded), which becomes the backing file even if it does not exist: a later save creates
   /// it. An absent path means no backing file. A file that exists but cannot be read (a failing disk, too little
@@ -82,10 +77,10 @@ class JavaProperties {
   void initDictionary();
   bool wouldLose(const std::string& target) const;
 
-  std::unique_ptr<TextMap> _dict;
-  OptionalString _file;                             // backing file, "~" expanded
-  std::unique_ptr<platform::FileBelow> _fileBelow;  // or this one
-  bool _isFileUnread = false;                       // it exists, but its content is unknown
+  TextMap _dict;
+  OptionalString _file;                           // backing file, "~" expanded
+  std::optional<platform::FileBelow> _fileBelow;  // or this one
+  bool _isFileUnread = false;                     // it exists, but its content is unknown
 };
 
 }  // namespace hotfix

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "MacInstaller/UnreadFile.h"
-#include "Platform/FileManager.h"
 #include "Platform/PropertyList.h"
 #include "Platform/UserIdentity.h"
 #include "Support/PropertyListWriter.h"
@@ -29,16 +28,12 @@ void Properties::parse(const OptionalString& contents) {
 }
 
 std::optional<PropertyListValue> Properties::getPropertyForKey(const OptionalString& key) const {
-  if (!_dict || !key) return std::nullopt;
-  const auto entry = _dict->find(*key);
-  if (entry == _dict->end()) return std::nullopt;
-  return entry->second;
+  const PropertyListValue* value = _dict && key ? valueFor(*_dict, *key) : nullptr;
+  return value != nullptr ? std::optional(*value) : std::nullopt;
 }
 
 OptionalString Properties::getTextForKey(const OptionalString& key) const {
-  const std::optional<PropertyListValue> value = getPropertyForKey(key);
-  const std::string* text = value ? value->asString() : nullptr;
-  return text != nullptr ? OptionalString(*text) : std::nullopt;
+  return _dict && key ? textFor(*_dict, *key) : std::nullopt;
 }
 
 bool Properties::setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey) {
@@ -49,10 +44,6 @@ bool Properties::setProperty(const std::optional<PropertyListValue>& value, cons
     _dict->erase(*forKey);
   }
   return true;
-}
-
-bool Properties::setProperty(const char* value, const OptionalString& forKey) {
-  return setProperty(value != nullptr ? std::optional<PropertyListValue>(value) : std::nullopt, forKey);
 }
 
 void Properties::removePropertyForKey(const OptionalString& key) {

@@ -3,20 +3,13 @@
 #include "Platform/UserIdentity.h"
 #include "Support/Path.h"
 #include "Support/PropertiesEscapes.h"
+#include "Support/TextNumber.h"
 
 namespace hotfix {
 
 namespace {
 
 constexpr char _quota[] = "\"";
-
-/// Value of a hexadecimal digit, or -1.
-int digitValue(char16_t unit) {
-  if (unit >= u'0' && unit <= u'9') return unit - u'0';
-  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
-  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
-  return -1;
-}
 
 }  // namespace
 
@@ -49,8 +42,8 @@ std::u16string StringUtil::convertUnicode2Characters(const std::u16string& escap
     }
     unsigned decoded = 0;
     for (size_t digit = index + 2; digit < index + kEscapeLength; ++digit) {
-      const int value = digitValue(escaped[digit]);
-      if (value >= 0) decoded = decoded * 16 + static_cast<unsigned>(value);
+      const unsigned value = text::digitValue(escaped[digit]);
+      if (value < 16) decoded = decoded * 16 + value;
     }
     result += static_cast<char16_t>(decoded);
     index += kEscapeLength;

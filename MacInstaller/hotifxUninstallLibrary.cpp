@@ -30,8 +30,6 @@ constexpr std::int32_t kFailure = 1;
 constexpr char kAction[] = "HOTFIX_UNINSTALL";
 constexpr char kRunningCheck[] = "not running";
 
-OptionalString optionalText(const char* text) { return text != nullptr ? OptionalString(text) : std::nullopt; }
-
 /// Why this thread's last call failed; empty after a success.
 thread_local std::string lastReason;
 
@@ -126,8 +124,8 @@ OptionalString uninstallAndCollectLogs(const OptionalString& home, const Optiona
   const std::string name = InstallUtil::getTargetNameBy(home);
   // If the home was refused before the check for an instance, there is nothing to collect.
   if (instance) {
-    progress::Step step("Collecting the log files");
-    step.end(instance->collectLogFiles(name, kAction, platform::kTraceFile));
+    progress::run("Collecting the log files",
+                  [&] { return instance->collectLogFiles(name, kAction, platform::kTraceFile); });
   }
   return failure;
 }
@@ -149,8 +147,7 @@ int32_t RCPUninstallHotfixEx(const char* rcphome, const char* rcpdata) {
     lastReason = "there is not enough memory";  // while there is enough for it
     const std::lock_guard<std::mutex> lock(hotfix::callMutex());
     const hotfix::platform::ScopedStandardDescriptors standardDescriptors;
-    hotfix::OptionalString failure =
-        hotfix::uninstallAndCollectLogs(hotfix::optionalText(rcphome), hotfix::optionalText(rcpdata));
+    hotfix::OptionalString failure = hotfix::uninstallAndCollectLogs(rcphome, rcpdata);
     const std::int32_t status = failure ? hotfix::kFailure : hotfix::kSuccess;
     lastReason = std::move(failure).value_or("");
     return status;

@@ -13,12 +13,6 @@ namespace hotfix::property_list {
 
 namespace {
 
-using Array = PropertyListValue::Array;
-using Data = PropertyListValue::Data;
-using Date = PropertyListValue::Date;
-using Dictionary = PropertyListValue::Dictionary;
-using Integer = PropertyListValue::Integer;
-
 /// A big-endian number. If there are more than eight bytes, only the last eight are used.
 std::uint64_t numberFrom(std::string_view bytes) {
   std::uint64_t number = 0;
@@ -122,16 +116,8 @@ class BinaryReader {
         return _referenceSize;
       case kDictionary:
         return size_t{2} * _referenceSize;
-      case kSimple:
-      case kInteger:
-      case kReal:
-      case kDate:
-      case kData:
-      case kAscii:
-      case kUid:
-        return 1;
       default:
-        return 0;
+        return kind <= kAscii || kind == kUid ? 1 : 0;
     }
   }
 
@@ -185,11 +171,7 @@ class BinaryReader {
         return level < kDeepest && readDictionary(object->content, level + 1, value);
       case kAscii:
       case kUtf16:
-        if (OptionalString text = textOf(*object)) {
-          value = PropertyListValue(std::move(*text));
-          return true;
-        }
-        return false;
+        return assign(textOf(*object), value);
       default:
         return readFixed(*object, value);
     }

@@ -10,10 +10,6 @@ namespace hotfix::property_list {
 
 namespace {
 
-using Array = PropertyListValue::Array;
-using Data = PropertyListValue::Data;
-using Dictionary = PropertyListValue::Dictionary;
-
 /// The NeXTSTEP character set above 0x7F (the Unicode Consortium's mapping table NEXTSTEP.TXT). Below that it is ASCII.
 constexpr char16_t kNextstepUpperHalf[128] = {
     0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB, 0x00CC,
@@ -39,11 +35,12 @@ class OldStyleReader {
   std::optional<PropertyListValue> read() {
     PropertyListValue root{Dictionary()};
     if (!skipBlanks()) return root;
+    const std::string_view start = _text;
     if (!readValue(0, root)) return std::nullopt;
     if (!skipBlanks()) return root;
     if (root.asString() == nullptr) return std::nullopt;  // junk after it
 
-    _position = 0;  // the string was the first key of a strings file; text after its entries is ignored
+    _text = start;  // the string was the first key of a strings file; text after its entries is ignored
     Dictionary dictionary;
     if (!readEntries(1, dictionary)) return std::nullopt;
     return PropertyListValue(std::move(dictionary));
@@ -52,45 +49,27 @@ class OldStyleReader {
  private:
   // ----- Characters -----
 
-  std::string_view rest() const { return _text.substr(_position); }
-  bool atEnd() const { return _position == _text.size(); }
-  bool isNext(std::string_view text) const { return rest().substr(0, text.size()) == text; }
-
-  /// Skips \a text. \return false if the next text differs.
-  bool take(std::string_view text) {
-    if (!isNext(text)) return false;
-    _position += text.size();
-    return true;
-  }
-
   /// Skips the next digit of a base. \return its value, or none if the next character is not a digit.
   std::optional<unsigned> takeDigit(unsigned base) {
-    const unsigned value = atEnd() ? base : text::digitValue(_text[_position]);
+    const unsigned value = _text.empty() ? base : text::digitValue(_text.front());
     if (value >= base) return std::nullopt;
-    ++_position;
+    _text.remove_prefix(1);
     return value;
   }
 
-  bool takeBlank() {
-    if (!atEnd() && ((_text[_position] >= '\t' && _text[_position] <= '\r') || _text[_position] == ' ')) {
-      ++_position;
-      return true;
-    }
-    return takeUnicodeLineEnd();
-  }
+  static bool isBlank(char c) { return (c >= '\t' && c <= '\r') || c == ' '; }
 
-  bool takeUnicodeLineEnd() { return take("\u2028") || take("\u2029"); }
+  bool skipUnicodeLineEnd() { return skip(_text, "\u2028") || skip(_text, "\u2029"); }
 
   /// Skips blanks and comments. A comment that is not closed extends to the end.
   /// \return whether any text is left.
   bool skipBlanks() {
-    while (!atEnd()) {
-      if (take("//")) {
-        while (!atEnd() && !take("\n") && !take("\r") && !takeUnicodeLineEnd()) ++_position;
-      } else if (take("/*")) {
-        const size_t end = _text.find("*/", _position);
-        _position = end == std::string_view::npos ? _text.size() : end + 2;
-      } else if (!takeBlank()) {
+    while (!_text.empty()) {
+      if (skip(_text, "//")) {
+        while (!_text.empty() && !skip(_text, '\n') && !skip(_text, '\r') && !skipUnicodeLineEnd()) take(_text);
+      } else if (skip(_text, "/*")) {
+        skipPast(_text, "*/");
+      } else if (takeAll(_text, isBlank).empty() && !skipUnicodeLineEnd()) {
         return true;
       }
     }
@@ -102,27 +81,25 @@ class OldStyleReader {
   /// \param level the number of collections around the value.
   bool readValue(int level, PropertyListValue& value) {
     if (!skipBlanks() || !_values.take()) return false;
-    if (take("{")) return level < kDeepest && readDictionary(level + 1, value);
-    if (take("(")) return level < kDeepest && readArray(level + 1, value);
-    if (take("<")) return readData(value);
-    OptionalString string = readString();
-    if (string) value = PropertyListValue(std::move(*string));
-    return string.has_value();
+    if (skip(_text, '{')) return level < kDeepest && readDictionary(level + 1, value);
+    if (skip(_text, '(')) return level < kDeepest && readArray(level + 1, value);
+    if (skip(_text, '<')) return readData(value);
+    return assign(readString(), value);
   }
 
   bool readArray(int level, PropertyListValue& value) {
     Array array;
-    while (skipBlanks() && !isNext(")")) {
+    while (skipBlanks() && _text.front() != ')') {
       if (!readValue(level, array.emplace_back())) return false;
-      if (!skipBlanks() || !take(",")) break;
+      if (!skipBlanks() || !skip(_text, ',')) break;
     }
     value = PropertyListValue(std::move(array));
-    return take(")");
+    return skip(_text, ')');
   }
 
   bool readDictionary(int level, PropertyListValue& value) {
     Dictionary dictionary;
-    if (!readEntries(level, dictionary) || !take("}")) return false;
+    if (!readEntries(level, dictionary) || !skip(_text, '}')) return false;
     value = PropertyListValue(std::move(dictionary));
     return true;
   }
@@ -134,8 +111,8 @@ class OldStyleReader {
       OptionalString key = readString();
       if (!key) break;
       PropertyListValue value(*key);
-      if (!skipBlanks() || !(take("=") ? readValue(level, value) : _values.take())) return false;
-      if (!skipBlanks() || !take(";")) return false;
+      if (!skipBlanks() || !(skip(_text, '=') ? readValue(level, value) : _values.take())) return false;
+      if (!skipBlanks() || !skip(_text, ';')) return false;
       dictionary.insert_or_assign(dictionary.end(), std::move(*key), std::move(value));  // most lists are sorted
     }
     return true;
@@ -143,8 +120,8 @@ class OldStyleReader {
 
   bool readData(PropertyListValue& value) {
     Data data;
-    while (!take(">")) {
-      if (take(" ") || take("\t") || take("\n") || take("\r") || takeUnicodeLineEnd()) continue;
+    while (!skip(_text, '>')) {
+      if (!takeAll(_text, isSpace).empty() || skipUnicodeLineEnd()) continue;
       const std::optional<unsigned> high = takeDigit(16);
       const std::optional<unsigned> low = takeDigit(16);  // immediately after it: blanks are allowed only between bytes
       if (!high || !low) return false;
@@ -155,21 +132,19 @@ class OldStyleReader {
   }
 
   OptionalString readString() {
-    if (take("\"")) return readQuoted('"');
-    if (take("'")) return readQuoted('\'');
-    const size_t start = _position;
-    while (!atEnd() && isBare(_text[_position])) ++_position;
-    if (_position == start) return std::nullopt;
-    return std::string(_text.substr(start, _position - start));
+    if (skip(_text, '"')) return readQuoted('"');
+    if (skip(_text, '\'')) return readQuoted('\'');
+    const std::string_view bare = takeAll(_text, isBare);
+    return bare.empty() ? std::nullopt : OptionalString(bare);
   }
 
   OptionalString readQuoted(char quote) {
     std::string string;
     std::u16string escaped;  // adjacent escapes may be the two halves of one character
-    while (!atEnd()) {
-      const char c = _text[_position++];
-      if (c == '\\' && atEnd()) return std::nullopt;
-      if (c == '\\' && static_cast<unsigned char>(_text[_position]) < 0x80) {
+    while (!_text.empty()) {
+      const char c = take(_text);
+      if (c == '\\' && _text.empty()) return std::nullopt;
+      if (c == '\\' && static_cast<unsigned char>(_text.front()) < 0x80) {
         escaped += readEscape();
         continue;
       }
@@ -185,29 +160,15 @@ class OldStyleReader {
 
   /// The UTF-16 unit for the text after a backslash.
   char16_t readEscape() {
-    const char c = _text[_position++];
-    switch (c) {
-      case 'a':
-        return '\a';
-      case 'b':
-        return '\b';
-      case 'f':
-        return '\f';
-      case 'n':
-        return '\n';
-      case 'r':
-        return '\r';
-      case 't':
-        return '\t';
-      case 'v':
-        return '\v';
-      case 'U':
-        return static_cast<char16_t>(readNumber(16, 4));
-      default:
-        break;
+    static constexpr std::string_view kLetters = "abfnrtv";
+    static constexpr char16_t kControls[] = u"\a\b\f\n\r\t\v";
+    if (skip(_text, 'U')) return static_cast<char16_t>(readNumber(16, 4));
+    const char c = _text.front();
+    if (text::digitValue(c) >= 8) {
+      take(_text);
+      const size_t letter = kLetters.find(c);
+      return letter != std::string_view::npos ? kControls[letter] : static_cast<char16_t>(c);
     }
-    if (text::digitValue(c) >= 8) return static_cast<unsigned char>(c);
-    --_position;
     const unsigned code = readNumber(8, 3) & 0xFFU;
     return code < 0x80 ? static_cast<char16_t>(code) : kNextstepUpperHalf[code - 0x80];
   }
@@ -223,7 +184,6 @@ class OldStyleReader {
   }
 
   std::string_view _text;
-  size_t _position = 0;
   Budget _values;
 };
 

@@ -8,43 +8,29 @@ namespace {
 
 std::atomic<Listener*> currentListener{nullptr};
 
+Listener& listener() {
+  static auto* const silent = new Listener;  // outlives threads that still run when the process ends
+  Listener* const current = currentListener;
+  return current != nullptr ? *current : *silent;
+}
+
 }  // namespace
 
 void setListener(Listener* listener) { currentListener = listener; }
 
-void childStarted(const std::string& program, long process) {
-  if (Listener* listener = currentListener) listener->childStarted(program, process);
-}
-
 bool checked(const char* check, CheckOutcome outcome) {
-  if (Listener* listener = currentListener) listener->checked(check, outcome);
+  listener().checked(check, outcome);
   return outcome != CheckOutcome::Failed;
 }
 
-void childEnded() {
-  if (Listener* listener = currentListener) listener->childEnded();
-}
+void childStarted(const std::string& program, long process) { listener().childStarted(program, process); }
+void childEnded() { listener().childEnded(); }
+void hotfixRemoved() { listener().hotfixRemoved(); }
+void warn(const std::string& sentence) { listener().warn(sentence); }
+bool wantsTicks() { return listener().wantsTicks(); }
+void tick() { listener().tick(); }
 
-void hotfixRemoved() {
-  if (Listener* listener = currentListener) listener->hotfixRemoved();
-}
-
-void warn(const std::string& sentence) {
-  if (Listener* listener = currentListener) listener->warn(sentence);
-}
-
-bool wantsTicks() {
-  const Listener* listener = currentListener;
-  return listener != nullptr && listener->wantsTicks();
-}
-
-void tick() {
-  if (Listener* listener = currentListener) listener->tick();
-}
-
-Step::Step(const char* step) {
-  if (Listener* listener = currentListener) listener->begin(step);
-}
+Step::Step(const char* step) { listener().begin(step); }
 
 Step::~Step() {
   if (!_hasEnded) end({StepResult::Kind::Failed, ""});
@@ -52,7 +38,7 @@ Step::~Step() {
 
 void Step::end(const StepResult& result) {
   _hasEnded = true;
-  if (Listener* listener = currentListener) listener->end(result);
+  listener().end(result);
 }
 
 }  // namespace hotfix::progress

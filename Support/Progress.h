@@ -12,35 +12,33 @@ namespace hotfix::progress {
 /// The outcome of a check that an operation makes before it continues.
 enum class CheckOutcome { Passed, Failed, Skipped };
 
+/// Does nothing itself.
 class Listener {
  public:
   virtual ~Listener() = default;
 
   /// A check was made. \a check is a literal.
-  virtual void checked(const char* check, CheckOutcome outcome) {
-    (void)check;
-    (void)outcome;
-  }
+  virtual void checked(const char* /*check*/, CheckOutcome /*outcome*/) {}
 
   /// A step begins. It ends before the next one begins. \a step is a literal.
-  virtual void begin(const char* step) = 0;
-  virtual void end(const StepResult& result) = 0;
+  virtual void begin(const char* /*step*/) {}
+  virtual void end(const StepResult& /*result*/) {}
 
   /// A child has started. If this process ends before childEnded, the child continues.
-  virtual void childStarted(const std::string& program, long process) = 0;
-  virtual void childEnded() = 0;
+  virtual void childStarted(const std::string& /*program*/, long /*process*/) {}
+  virtual void childEnded() {}
 
   /// The uninstall has succeeded; the following steps do not change that.
-  virtual void hotfixRemoved() = 0;
+  virtual void hotfixRemoved() {}
 
   /// A sentence that the user must know but that is not a failure.
-  virtual void warn(const std::string& sentence) = 0;
+  virtual void warn(const std::string& /*sentence*/) {}
 
   /// Whether to call tick. Called when the wait for a child begins.
-  virtual bool wantsTicks() const = 0;
+  virtual bool wantsTicks() const { return false; }
 
   /// The step still waits for a child. Called many times a second.
-  virtual void tick() = 0;
+  virtual void tick() {}
 };
 
 /// Sets the listener of the whole process; null is none. The caller keeps its ownership.
@@ -75,6 +73,13 @@ class Step {
  private:
   bool _hasEnded = false;
 };
+
+/// Does \a work as a step with the result that it returns.
+template <typename Work>
+void run(const char* step, Work work) {
+  Step running(step);
+  running.end(work());
+}
 
 }  // namespace hotfix::progress
 

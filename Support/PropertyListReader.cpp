@@ -1,6 +1,5 @@
 #include "Support/PropertyListReader.h"
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -11,49 +10,33 @@ namespace hotfix::property_list {
 
 namespace {
 
-bool areEqualIgnoringCase(std::string_view left, std::string_view right) {
-  const auto lowered = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [lowered](char a, char b) { return lowered(a) == lowered(b); });
-}
-
 /// The name in <?xml … encoding="name"?>; UTF-8 when the bytes begin otherwise.
 std::string declaredEncoding(std::string_view bytes) {
-  constexpr std::string_view kName = "encoding=";
-  std::string_view declaration = bytes.substr(0, 5) == "<?xml" ? bytes.substr(5) : "";
-  declaration = declaration.substr(0, declaration.find("?>"));
-  const size_t name = declaration.find(kName);
-  if (name == std::string_view::npos) return "UTF-8";
-  declaration.remove_prefix(name + kName.size());
-  const std::string_view quote = declaration.substr(0, 1);
+  std::string_view declaration = skip(bytes, "<?xml") ? takeUntil(bytes, "?>") : "";
+  if (!skipPast(declaration, "encoding=")) return "UTF-8";
+  const std::string_view quote = take(declaration, 1);
   if (quote != "\"" && quote != "'") return "UTF-8";
-  declaration.remove_prefix(1);
-  return std::string(declaration.substr(0, declaration.find(quote)));
+  return std::string(takeUntil(declaration, quote));
 }
 
 /// The text of a list that is not binary, without a byte order mark. Declared UTF-8 is not checked.
 ///
 /// \param storage holds the text when it had to be converted.
 std::optional<std::string_view> decodedText(std::string_view bytes, TextConverter convert, std::string& storage) {
-  const auto skip = [&bytes](std::string_view mark) {
-    if (bytes.substr(0, mark.size()) != mark) return false;
-    bytes.remove_prefix(mark.size());
-    return true;
-  };
   const auto utf16 = [&](text::ByteOrder order) {
     storage = text::utf8FromUtf16Bytes(bytes, order);
     return std::string_view(storage);
   };
   std::string encoding;
-  if (skip({"\xFF\xFE\0\0", 4})) {
+  if (skip(bytes, {"\xFF\xFE\0\0", 4})) {
     encoding = "UTF-32LE";
-  } else if (skip({"\0\0\xFE\xFF", 4})) {
+  } else if (skip(bytes, {"\0\0\xFE\xFF", 4})) {
     encoding = "UTF-32BE";
-  } else if (skip("\xFF\xFE")) {
+  } else if (skip(bytes, "\xFF\xFE")) {
     return utf16(text::ByteOrder::LittleEndian);
-  } else if (skip("\xFE\xFF")) {
+  } else if (skip(bytes, "\xFE\xFF")) {
     return utf16(text::ByteOrder::BigEndian);
-  } else if (skip("\xEF\xBB\xBF")) {
+  } else if (skip(bytes, "\xEF\xBB\xBF")) {
     return bytes;
   } else if (bytes.size() >= 2 && (bytes[0] == 0 || bytes[1] == 0)) {
     const auto order = bytes[0] == 0 ? text::ByteOrder::BigEndian : text::ByteOrder::LittleEndian;

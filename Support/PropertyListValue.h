@@ -4,10 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
+
+#include "Support/OptionalString.h"
 
 namespace hotfix {
 
@@ -24,58 +26,86 @@ class PropertyListValue {
   struct Integer {
     std::uint64_t bits = 0;  ///< the number, or its two's complement when it is negative
     bool isNegative = false;
+
+    friend bool operator==(const Integer& left, const Integer& right) {
+      return left.bits == right.bits && left.isNegative == right.isNegative;
+    }
   };
 
   /// A moment, in seconds since 2001-01-01 00:00:00 UTC.
   struct Date {
     double secondsSince2001 = 0;
+
+    friend bool operator==(const Date& left, const Date& right) {
+      return left.secondsSince2001 == right.secondsSince2001;
+    }
   };
 
   /// Uninterpreted bytes.
   struct Data {
     std::string bytes;
+
+    friend bool operator==(const Data& left, const Data& right) { return left.bytes == right.bytes; }
   };
 
-  PropertyListValue() : PropertyListValue(std::string()) {}  ///< the empty string
-  PropertyListValue(std::string text);                       // NOLINT(google-explicit-constructor): a text is a value
-  PropertyListValue(const char* text);  // NOLINT(google-explicit-constructor): else it would be a boolean; null is ""
+  PropertyListValue() = default;  ///< the empty string
+  // NOLINTBEGIN(google-explicit-constructor): a text is a value
+  PropertyListValue(std::string text) : _value(std::move(text)) {}
+  PropertyListValue(const char* text)
+      : _value(std::string(text != nullptr ? text : "")) {}  // not a boolean; null is ""
+  // NOLINTEND(google-explicit-constructor)
   PropertyListValue(std::nullptr_t) = delete;
-  explicit PropertyListValue(bool boolean);
-  explicit PropertyListValue(Integer integer);
-  explicit PropertyListValue(double real);
-  explicit PropertyListValue(Date date);
-  explicit PropertyListValue(Data data);
-  explicit PropertyListValue(Array array);
-  explicit PropertyListValue(Dictionary dictionary);
+  explicit PropertyListValue(bool boolean) : _value(boolean) {}
+  explicit PropertyListValue(Integer integer) : _value(integer) {}
+  explicit PropertyListValue(double real) : _value(real) {}
+  explicit PropertyListValue(Date date) : _value(date) {}
+  explicit PropertyListValue(Data data) : _value(std::move(data)) {}
+  explicit PropertyListValue(Array array) : _value(std::move(array)) {}
+  explicit PropertyListValue(Dictionary dictionary) : _value(std::move(dictionary)) {}
   PropertyListValue(const PropertyListValue& other);
   PropertyListValue(PropertyListValue&& other) noexcept;
-  PropertyListValue& operator=(const PropertyListValue& other);
-  PropertyListValue& operator=(PropertyListValue&& other) noexcept;
+  PropertyListValue& operator=(PropertyListValue other) noexcept;
   ~PropertyListValue();
 
-  static PropertyListValue integer(std::int64_t number);
+  static PropertyListValue integer(std::int64_t number) {
+    return PropertyListValue(Integer{static_cast<std::uint64_t>(number), number < 0});
+  }
 
   /// Each accessor returns nullptr when the value is of another type. The pointer is valid during the lifetime of this
   /// value.
-  const std::string* asString() const;
-  const bool* asBoolean() const;
-  const Integer* asInteger() const;
-  const double* asReal() const;
-  const Date* asDate() const;
-  const Data* asData() const;
-  const Array* asArray() const;
-  Array* asArray();
-  const Dictionary* asDictionary() const;
-  Dictionary* asDictionary();
+  const std::string* asString() const { return std::get_if<std::string>(&_value); }
+  const bool* asBoolean() const { return std::get_if<bool>(&_value); }
+  const Integer* asInteger() const { return std::get_if<Integer>(&_value); }
+  const double* asReal() const { return std::get_if<double>(&_value); }
+  const Date* asDate() const { return std::get_if<Date>(&_value); }
+  const Data* asData() const { return std::get_if<Data>(&_value); }
+  const Array* asArray() const { return std::get_if<Array>(&_value); }
+  Array* asArray() { return std::get_if<Array>(&_value); }
+  const Dictionary* asDictionary() const { return std::get_if<Dictionary>(&_value); }
+  Dictionary* asDictionary() { return std::get_if<Dictionary>(&_value); }
 
   /// True for the same type and the same content. A real that is not a number (NaN) equals nothing.
-  friend bool operator==(const PropertyListValue& left, const PropertyListValue& right);
+  friend bool operator==(const PropertyListValue& left, const PropertyListValue& right) {
+    return left._value == right._value;
+  }
   friend bool operator!=(const PropertyListValue& left, const PropertyListValue& right) { return !(left == right); }
 
  private:
-  std::variant<std::string, bool, Integer, double, Date, Data, std::unique_ptr<Array>, std::unique_ptr<Dictionary>>
-      _value;
+  std::variant<std::string, bool, Integer, double, Date, Data, Array, Dictionary> _value;
 };
+
+/// The value of a key in a dictionary; null when the key is not present.
+inline const PropertyListValue* valueFor(const PropertyListValue::Dictionary& dictionary, const std::string& key) {
+  const auto entry = dictionary.find(key);
+  return entry != dictionary.end() ? &entry->second : nullptr;
+}
+
+/// The text of a key in a dictionary; none when the key is not present, or its value is of another type.
+inline OptionalString textFor(const PropertyListValue::Dictionary& dictionary, const std::string& key) {
+  const PropertyListValue* value = valueFor(dictionary, key);
+  const std::string* text = value != nullptr ? value->asString() : nullptr;
+  return text != nullptr ? OptionalString(*text) : std::nullopt;
+}
 
 }  // namespace hotfix
 

@@ -14,12 +14,6 @@ bool isBlank(char16_t unit) {
 
 }  // namespace
 
-unsigned digitValue(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a') + 10;
-  return c >= 'A' && c <= 'F' ? static_cast<unsigned>(c - 'A') + 10 : 99;
-}
-
 std::int32_t integerAtStart(const std::string& utf8) {
   const std::u16string units = utf16FromUtf8(utf8);
   auto at = std::find_if_not(units.begin(), units.end(), isBlank);

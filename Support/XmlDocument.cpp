@@ -66,24 +66,12 @@ constexpr auto kIsPlainInDefault = plainBytes("&<", "");  // libxml2 handles the
 
 /// Null for a control character, which XML cannot contain.
 const char* referenceTo(char character) {
-  switch (character) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '"':
-      return "&quot;";
-    case '\r':
-      return "&#13;";
-    case '\t':
-      return "&#9;";
-    case '\n':
-      return "&#10;";
-    default:
-      return nullptr;
+  static constexpr std::pair<char, const char*> kReferences[] = {
+      {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\r', "&#13;"}, {'\t', "&#9;"}, {'\n', "&#10;"}};
+  for (const auto& [marked, reference] : kReferences) {
+    if (marked == character) return reference;
   }
+  return nullptr;
 }
 
 /// \return whether XML can contain the text.

@@ -15,37 +15,9 @@ namespace hotfix::property_list {
 
 namespace {
 
-using Array = PropertyListValue::Array;
-using Data = PropertyListValue::Data;
-using Date = PropertyListValue::Date;
-using Dictionary = PropertyListValue::Dictionary;
-using Integer = PropertyListValue::Integer;
-
 // ----- Scalars -----
 
-bool isSpace(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-/// Skips the first characters of \a text that are of a kind. \return their number.
-template <typename Kind>
-size_t skipAll(std::string_view& text, Kind isOfKind) {
-  const auto count = static_cast<size_t>(std::find_if_not(text.begin(), text.end(), isOfKind) - text.begin());
-  text.remove_prefix(count);
-  return count;
-}
-
-/// Skips \a prefix. \return false if \a text does not begin with it.
-bool skip(std::string_view& text, std::string_view prefix) {
-  if (text.substr(0, prefix.size()) != prefix) return false;
-  text.remove_prefix(prefix.size());
-  return true;
-}
-
-bool skip(std::string_view& text, char c) {
-  if (text.empty() || text.front() != c) return false;
-  text.remove_prefix(1);
-  return true;
-}
 
 /// Skips a sign. \return whether it is a minus.
 bool skipSign(std::string_view& text) {
@@ -67,9 +39,9 @@ std::optional<std::uint64_t> numberFrom(std::string_view digits, unsigned base, 
 }
 
 std::optional<Integer> integerFrom(std::string_view text) {
-  skipAll(text, isSpace);
+  takeAll(text, isSpace);
   const bool isNegative = skipSign(text);
-  skipAll(text, isSpace);
+  takeAll(text, isSpace);
   const bool isHexadecimal = skip(text, "0x") || skip(text, "0X");
   const std::uint64_t limit = isNegative ? std::uint64_t{1} << 63 : std::numeric_limits<std::uint64_t>::max();
   const std::optional<std::uint64_t> number = numberFrom(text, isHexadecimal ? 16 : 10, limit);
@@ -79,23 +51,20 @@ std::optional<Integer> integerFrom(std::string_view text) {
 
 /// "nan", and "inf" or "infinity" with or without a sign, in any case.
 std::optional<double> namedReal(std::string_view text) {
-  std::string name(text.substr(0, sizeof "-infinity"));
-  for (char& c : name) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  if (name == "nan") return std::numeric_limits<double>::quiet_NaN();
-  std::string_view unsignedName = name;
-  const bool isNegative = skipSign(unsignedName);
-  if (unsignedName != "inf" && unsignedName != "infinity") return std::nullopt;
+  if (areEqualIgnoringCase(text, "nan")) return std::numeric_limits<double>::quiet_NaN();
+  const bool isNegative = skipSign(text);
+  if (!areEqualIgnoringCase(text, "inf") && !areEqualIgnoringCase(text, "infinity")) return std::nullopt;
   return isNegative ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity();
 }
 
 bool isDecimal(std::string_view text) {
   skipSign(text);
-  size_t digits = skipAll(text, isDigit);
-  if (skip(text, '.')) digits += skipAll(text, isDigit);
+  size_t digits = takeAll(text, isDigit).size();
+  if (skip(text, '.')) digits += takeAll(text, isDigit).size();
   if (digits == 0) return false;
   if (skip(text, 'e') || skip(text, 'E')) {
     skipSign(text);
-    if (skipAll(text, isDigit) == 0) return false;
+    if (takeAll(text, isDigit).empty()) return false;
   }
   return text.empty();
 }
@@ -109,7 +78,7 @@ std::string localDecimalPoint() {
 }
 
 std::optional<double> realFrom(std::string_view text) {
-  skipAll(text, isSpace);
+  takeAll(text, isSpace);
   if (!isDecimal(text)) return namedReal(text);
   std::string number(text);
   const size_t point = number.find('.');
@@ -133,9 +102,7 @@ std::optional<Date> dateFrom(std::string_view text) {
   constexpr std::string_view kForm = "-dd-ddTdd:dd:ddZ";  // after the year
   constexpr std::uint64_t kFarthestYear = 1'000'000'000;
   const bool isNegative = skip(text, '-');
-  const std::string_view digits = text.substr(0, text.find_first_not_of("0123456789"));
-  const std::optional<std::uint64_t> year = numberFrom(digits, 10, kFarthestYear);
-  text.remove_prefix(digits.size());
+  const std::optional<std::uint64_t> year = numberFrom(takeAll(text, isDigit), 10, kFarthestYear);
   const auto fits = [](char form, char c) { return form == 'd' ? isDigit(c) : form == c; };
   if (!year || !std::equal(kForm.begin(), kForm.end(), text.begin(), text.end(), fits)) return std::nullopt;
 
@@ -204,7 +171,7 @@ class XmlReader {
   /// \param level the number of collections around the value.
   bool readValue(const Tag& tag, int level, PropertyListValue& value) {
     if (tag.isClosing || !_values.take()) return false;
-    if (tag.name == "string") return readText(tag, value);
+    if (tag.name == "string") return assign(readTextOf(tag), value);
     if (tag.name == "dict") return level < kDeepest && readDictionary(tag, level + 1, value);
     if (tag.name == "array") return level < kDeepest && readArray(tag, level + 1, value);
     if (tag.name == "true" || tag.name == "false") {
@@ -212,7 +179,7 @@ class XmlReader {
       return tag.isEmpty || readEnd(tag.name);
     }
     if (tag.isEmpty) return false;
-    const std::string_view text = readUntil('<');
+    const std::string_view text = takeUntil(_text, '<');
     return readEnd(tag.name) && readScalar(tag.name, text, value);
   }
 
@@ -220,14 +187,8 @@ class XmlReader {
     if (type == "integer") return assign(integerFrom(text), value);
     if (type == "real") return assign(realFrom(text), value);
     if (type == "date") return assign(dateFrom(text), value);
-    if (type == "data") return assign(std::optional<Data>(dataFrom(text)), value);
+    if (type == "data") return assign(std::optional(dataFrom(text)), value);
     return false;
-  }
-
-  template <typename Content>
-  static bool assign(std::optional<Content> content, PropertyListValue& value) {
-    if (content) value = PropertyListValue(std::move(*content));
-    return content.has_value();
   }
 
   bool readArray(const Tag& start, int level, PropertyListValue& value) {
@@ -258,29 +219,22 @@ class XmlReader {
     return true;
   }
 
-  bool readText(const Tag& tag, PropertyListValue& value) {
-    return assign(std::optional<std::string>(readTextOf(tag)), value);
-  }
-
   /// Reads the text of a string or a key, including its closing tag. CDATA sections and entities are resolved.
   OptionalString readTextOf(const Tag& tag) {
     std::string text;
     while (!tag.isEmpty) {
-      std::string_view plain = readUntil('<');
-      for (size_t end; (end = plain.find('&')) != std::string_view::npos;) {
-        text.append(plain.substr(0, end));
-        plain.remove_prefix(end + 1);
+      std::string_view plain = takeUntil(_text, '<');
+      text.append(takeUntil(plain, '&'));
+      while (skip(plain, '&')) {
         if (!readReference(plain, text)) return std::nullopt;
+        text.append(takeUntil(plain, '&'));
       }
-      text.append(plain);
-      if (skip(_text, "<![CDATA[")) {
-        text.append(readUntil(std::string_view("]]>")));
-        if (!skip(_text, "]]>")) return std::nullopt;
-      } else if (readEnd(tag.name)) {
+      if (!skip(_text, "<![CDATA[")) {
+        if (!readEnd(tag.name)) return std::nullopt;
         break;
-      } else {
-        return std::nullopt;
       }
+      text.append(takeUntil(_text, "]]>"));
+      if (!skip(_text, "]]>")) return std::nullopt;
     }
     if (!text::isValidUtf8(text)) return std::nullopt;
     return text;
@@ -308,13 +262,10 @@ class XmlReader {
     return number.has_value();
   }
 
-  /// Skips the text before the next ";" and the ";". \return the text; empty if there is no ";".
+  /// Takes the text before the next ";", and skips that. \return the text; empty if there is no ";".
   static std::string_view takeName(std::string_view& rest) {
-    const size_t end = rest.find(';');
-    if (end == std::string_view::npos) return {};
-    const std::string_view name = rest.substr(0, end);
-    rest.remove_prefix(end + 1);
-    return name;
+    const std::string_view name = takeUntil(rest, ';');
+    return skip(rest, ';') ? name : "";
   }
 
   static std::optional<std::uint64_t> characterNumber(std::string_view name) {
@@ -327,35 +278,15 @@ class XmlReader {
 
   static bool isQuote(char c) { return c == '"' || c == '\''; }
 
-  char takeCharacter() {
-    const char c = _text.front();
-    _text.remove_prefix(1);
-    return c;
-  }
-
-  /// The text before \a end, or all remaining text. Stops at \a end.
-  template <typename End>
-  std::string_view readUntil(End end) {
-    const std::string_view text = _text.substr(0, _text.find(end));
-    _text.remove_prefix(text.size());
-    return text;
-  }
-
-  template <typename End>
-  bool skipPast(End end) {
-    readUntil(end);
-    return skip(_text, end);
-  }
-
   /// Skips white space, comments and processing instructions. \return false if one of them does not end.
   bool skipMiscellany() {
     while (true) {
-      skipAll(_text, isSpace);
+      takeAll(_text, isSpace);
       if (_text.size() < 2 || (_text[1] != '!' && _text[1] != '?')) return true;  // a tag, in nearly all cases
       if (skip(_text, "<!--")) {
-        if (!skipPast("-->")) return false;
+        if (!skipPast(_text, "-->")) return false;
       } else if (skip(_text, "<?")) {
-        if (!skipPast("?>")) return false;
+        if (!skipPast(_text, "?>")) return false;
       } else {
         return true;
       }
@@ -365,9 +296,9 @@ class XmlReader {
   /// Skips the rest of a DOCTYPE. \return false if it does not end, or has an internal subset.
   bool skipDeclaration() {
     while (!_text.empty()) {
-      const char c = takeCharacter();
+      const char c = take(_text);
       if (c == '>') return true;
-      if (c == '[' || (isQuote(c) && !skipPast(c))) return false;
+      if (c == '[' || (isQuote(c) && !skipPast(_text, c))) return false;
     }
     return false;
   }
@@ -382,14 +313,11 @@ class XmlReader {
     if (!skip(_text, '<')) return std::nullopt;
     Tag tag;
     tag.isClosing = skip(_text, '/');
-    std::string_view rest = _text;
-    const auto isOfName = [](char c) { return !isSpace(c) && c != '/' && c != '>'; };
-    tag.name = _text.substr(0, skipAll(rest, isOfName));
-    _text = rest;
+    tag.name = takeAll(_text, [](char c) { return !isSpace(c) && c != '/' && c != '>'; });
     while (!_text.empty()) {
-      const char c = takeCharacter();
+      const char c = take(_text);
       if (c == '>') return tag;
-      if (isQuote(c) && !skipPast(c)) return std::nullopt;
+      if (isQuote(c) && !skipPast(_text, c)) return std::nullopt;
       tag.isEmpty = c == '/';
     }
     return std::nullopt;
@@ -397,7 +325,7 @@ class XmlReader {
 
   bool readEnd(std::string_view name) {
     if (!skip(_text, "</") || !skip(_text, name)) return false;
-    skipAll(_text, isSpace);
+    takeAll(_text, isSpace);
     return skip(_text, '>');
   }
 

@@ -23,7 +23,7 @@ constexpr char kTemporaryPrefix[] = ".tmp.";
 
 /// A record as text: a string unchanged, "true" or "false" for a boolean, "?" for any other type.
 OptionalString recordText(const Properties& records, const char* key) {
-  const std::optional<PropertyListValue> value = records.getPropertyForKey(OptionalString(key));
+  const std::optional<PropertyListValue> value = records.getPropertyForKey(key);
   if (!value) return std::nullopt;
   if (const std::string* text = value->asString()) return *text;
   if (const bool* boolean = value->asBoolean()) return std::string(*boolean ? "true" : "false");
@@ -50,7 +50,7 @@ void readRecords(Facts& facts) {
   if (facts.areRecordsDamaged && !platform::hasRootRights() && !platform::readFile(facts.recordsFile)) {
     facts.outOfReach.push_back(facts.recordsFile + " cannot be read");
   }
-  const Properties records{OptionalString(facts.recordsFile)};
+  const Properties records(facts.recordsFile);
   facts.installedVersion = recordText(records, "version");
   facts.hotfixVersion = recordText(records, "hotfixVersion");
   facts.skipRunningCheck = recordText(records, "SKIPRUNNINGCHECK");
@@ -80,7 +80,7 @@ void readFeatures(Facts& facts) {
   for (const XmlElement& feature : features) {
     const OptionalString id = feature.attribute("id");
     const OptionalString version = feature.attribute("version");
-    if (!id || !version || feature.attribute("action") != OptionalString("uninstall")) continue;
+    if (!id || !version || feature.attribute("action") != "uninstall") continue;
     if ((*id + *version).find('/') != std::string::npos) continue;
     const std::string folder = path::appending(facts.home, "eclipse/plugins/" + *id + "_" + *version);
     facts.features.push_back({folder, platform::exists(folder)});
@@ -100,7 +100,7 @@ void readLauncherProperties(Facts& facts) {
     facts.isIdOfLastRun = true;  // without the file, a run sets no stamp
     return;
   }
-  const JavaProperties properties{OptionalString(file)};
+  const JavaProperties properties(file);
   facts.manifestVersion = properties.getPropertyForKey("provisioning.manifest.version");
   facts.installId = properties.getPropertyForKey("rcp.install.id");
   facts.isIdOfLastRun =
@@ -115,7 +115,7 @@ void readLauncherProperties(Facts& facts) {
 
 void readResult(Facts& facts) {
   if (!platform::exists(facts.resultFile)) return;
-  facts.resultCode = JavaProperties(OptionalString(facts.resultFile)).getPropertyForKey("rc").value_or("");
+  facts.resultCode = JavaProperties(facts.resultFile).getPropertyForKey("rc").value_or("");
   const std::int32_t code = text::integerAtStart(*facts.resultCode);
   facts.isGoodResult = code == 0 || code == 2;
 }

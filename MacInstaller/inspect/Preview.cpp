@@ -49,12 +49,7 @@ class Listener : public ToolListener {
   void runBegins(const OptionalString&) override {}
   void begin(const char* step) override { steps.push_back({step, {}}); }
   void end(const StepResult& result) override { steps.back().result = result; }
-  void childStarted(const std::string&, long) override {}
-  void childEnded() override {}
-  void hotfixRemoved() override {}
   void warn(const std::string& sentence) override { warnings.push_back(sentence); }
-  bool wantsTicks() const override { return false; }
-  void tick() override {}
   void showNote(const std::string&) override {}
   void showFailure(const std::string& sentence, const std::string& whereToReadOn) override {
     platform::writeToStandardError(sentence + "\n" + whereToReadOn + "\n");

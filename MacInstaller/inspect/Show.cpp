@@ -23,7 +23,7 @@ bool isSet(const char* name) {
 
 bool hasColours() {
   static const bool kHasColours = isatty(STDOUT_FILENO) == 1 && isSet("TERM") && !isSet("NO_COLOR") &&
-                                  platform::environmentVariable("TERM") != OptionalString("dumb");
+                                  platform::environmentVariable("TERM") != "dumb";
   return kHasColours;
 }
 

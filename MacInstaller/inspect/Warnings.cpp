@@ -34,7 +34,7 @@ void warnOfUsers(Warnings& warnings) {
 void warnOfInstance(Warnings& warnings, const std::string& home) {
   const std::string records = path::appending(home, "installInfo.plist");
   if (platform::exists(records)) {
-    const auto skip = Properties(records).getPropertyForKey(OptionalString("SKIPRUNNINGCHECK"));
+    const auto skip = Properties(records).getPropertyForKey("SKIPRUNNINGCHECK");
     if (!skip) {
       warnings.add("running-check-skipped", records + " has no SKIPRUNNINGCHECK: the running check is skipped.");
     } else if (*skip == PropertyListValue("true")) {

