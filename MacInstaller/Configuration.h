@@ -31,6 +31,11 @@ class Configuration {
     return _internalProperties.setProperty(value, forKey);
   }
 
+  /// The same for a text; a null pointer is an absent value.
+  bool setProperty(const char* value, const OptionalString& forKey) {
+    return _internalProperties.setProperty(value, forKey);
+  }
+
   /// Writes the settings to the internal configuration file, which is created when missing. A file that is not trusted
   /// at that moment is replaced, and nothing of it is kept. Returns the result of Properties::savePropertiesToFile: a
   /// failed write is not reported. False for a file that could not be read or contained no dictionary.

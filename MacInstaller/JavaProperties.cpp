@@ -8,10 +8,12 @@
 #include <utility>
 
 #include "MacInstaller/UnreadFile.h"
+#include "Platform/FileManager.h"
 #include "Platform/SystemLog.h"
 #include "Platform/UserIdentity.h"
 #include "Support/PropertiesEscapes.h"
 #include "Support/TextEncoding.h"
+#include "Support/TextMap.h"
 
 namespace hotfix {
 
@@ -133,19 +135,26 @@ bool isAscii(std::string_view text) {
 
 }  // namespace
 
-JavaProperties::JavaProperties(const OptionalString& file) {
+JavaProperties::JavaProperties() : _dict(std::make_unique<TextMap>()) {}
+
+JavaProperties::~JavaProperties() = default;
+
+JavaProperties::JavaProperties(const OptionalString& file) : JavaProperties() {
   if (!file) return;
   _file = platform::expandingTilde(*file);
   load();
 }
 
-JavaProperties::JavaProperties(platform::FileBelow&& file) : _fileBelow(std::move(file)) { load(); }
+JavaProperties::JavaProperties(platform::FileBelow&& file) : JavaProperties() {
+  _fileBelow = std::make_unique<platform::FileBelow>(std::move(file));
+  load();
+}
 
 void JavaProperties::load() {
   try {
     initDictionary();
   } catch (const std::exception&) {  // not enough memory for the entries
-    _dict = TextMap();
+    *_dict = TextMap();
     _isFileUnread = true;
   }
 }
@@ -157,26 +166,26 @@ void JavaProperties::initDictionary() {
     return;
   }
   const size_t size = contents->size();
-  _dict = TextMap(std::move(*contents));
+  *_dict = TextMap(std::move(*contents));
   LineReader reader;
   // The text after the last line feed is a line too, even if it is empty.
   for (size_t begin = 0, end = 0; begin <= size; begin = end + 1) {
-    char* const file = _dict.block().data();
+    char* const file = _dict->block().data();
     end = std::min(std::string_view(file, size).find('\n', begin), size);
     if (!reader.read(trimmed({file + begin, end - begin}), file + begin)) continue;
     const std::string_view key(file + begin, reader.keyLength);
     const std::string_view value(file + begin + reader.keyLength, reader.valueLength);
     if (isAscii({key.data(), key.size() + value.size()})) {
-      _dict.setPlaced(begin, key.size(), value.size());
+      _dict->setPlaced(begin, key.size(), value.size());
     } else {
-      _dict.set(text::utf8FromLatin1(key), text::utf8FromLatin1(value));
+      _dict->set(text::utf8FromLatin1(key), text::utf8FromLatin1(value));
     }
   }
 }
 
 OptionalString JavaProperties::getPropertyForKey(const OptionalString& key) const {
   if (!key) return std::nullopt;
-  const std::optional<std::string_view> value = _dict.find(*key);
+  const std::optional<std::string_view> value = _dict->find(*key);
   return value ? OptionalString(*value) : std::nullopt;
 }
 
@@ -185,12 +194,12 @@ bool JavaProperties::setProperty(const OptionalString& value, const OptionalStri
     platform::log(platform::LogLevel::Error, "%s", forKey ? kNoValue : kNoKey);
     return false;
   }
-  _dict.set(*forKey, *value);
+  _dict->set(*forKey, *value);
   return true;
 }
 
 void JavaProperties::removePropertyForKey(const OptionalString& key) {
-  if (key) _dict.remove(*key);
+  if (key) _dict->remove(*key);
 }
 
 /// Whether a save to this file would lose its content, because the content is unknown.
@@ -210,7 +219,7 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
   }
   const auto produce = [this](const platform::PartWriter& write) {
     std::string part;
-    for (const auto& [key, value] : _dict.sorted()) {
+    for (const auto& [key, value] : _dict->sorted()) {
       if (key.empty()) continue;
       properties_escapes::append(key, properties_escapes::Part::Key, part);
       part += '=';
@@ -228,13 +237,13 @@ bool JavaProperties::savePropertiesToFile(const OptionalString& path) const {
 void JavaProperties::mergeWithJavaProperties(const OptionalString& path) {
   if (!path || !platform::exists(*path)) return;
   const JavaProperties other(path);
-  for (const auto& [key, value] : other._dict.sorted()) _dict.set(key, value);
+  for (const auto& [key, value] : other._dict->sorted()) _dict->set(key, value);
   (void)savePropertiesToFile(std::nullopt);  // callers rely on the save; a failure is not reported
 }
 
 std::vector<std::string> JavaProperties::propertyNames() const {
   std::vector<std::string> names;
-  for (const TextMap::Entry& entry : _dict.sorted()) names.emplace_back(entry.first);
+  for (const TextMap::Entry& entry : _dict->sorted()) names.emplace_back(entry.first);
   return names;
 }
 

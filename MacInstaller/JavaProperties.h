@@ -1,15 +1,19 @@
 #ifndef MACINSTALLER_JAVA_PROPERTIES_H_
 #define MACINSTALLER_JAVA_PROPERTIES_H_
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "Platform/FileManager.h"
 #include "Support/OptionalString.h"
-#include "Support/TextMap.h"
 
 namespace hotfix {
+
+namespace platform {
+class FileBelow;
+}
+
+class TextMap;
 
 /// A Java-style properties file: texts by key, read from one file and saved to one file.
 ///
@@ -23,7 +27,8 @@ namespace hotfix {
 class JavaProperties {
  public:
   /// No entries and no backing file.
-  JavaProperties() = default;
+  JavaProperties();
+  ~JavaProperties();
 
   /// Reads \a file ("~" expanded), which becomes the backing file even if it does not exist: a later save creates
   /// it. An absent path means no backing file. A file that exists but cannot be read (a failing disk, too little
@@ -77,10 +82,10 @@ class JavaProperties {
   void initDictionary();
   bool wouldLose(const std::string& target) const;
 
-  TextMap _dict;
-  OptionalString _file;                           // backing file, "~" expanded
-  std::optional<platform::FileBelow> _fileBelow;  // or this one
-  bool _isFileUnread = false;                     // it exists, but its content is unknown
+  std::unique_ptr<TextMap> _dict;
+  OptionalString _file;                             // backing file, "~" expanded
+  std::unique_ptr<platform::FileBelow> _fileBelow;  // or this one
+  bool _isFileUnread = false;                       // it exists, but its content is unknown
 };
 
 }  // namespace hotfix

@@ -40,6 +40,11 @@ class Properties {
   /// \return false only for an object without a dictionary and for an absent key.
   bool setProperty(const std::optional<PropertyListValue>& value, const OptionalString& forKey);
 
+  /// The same for a text; a null pointer is an absent value.
+  bool setProperty(const char* value, const OptionalString& forKey) {
+    return setProperty(value != nullptr ? std::optional<PropertyListValue>(value) : std::nullopt, forKey);
+  }
+
   /// Removes a key; does nothing when it is absent or not present.
   void removePropertyForKey(const OptionalString& key);
 

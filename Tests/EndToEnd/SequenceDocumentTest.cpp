@@ -231,6 +231,10 @@ TEST_P(StopTest, IsAsTheTableSays) {
     std::string output;
     for (const std::string& line : quotedIn(cells[2])) output += line + "\n";
     EXPECT_EQ(outcome.output, output + kUsage);
+    if (!outcome.children.empty()) {  // the last two are the passes
+      const Child& cleanUp = *(outcome.children.end() - 2);
+      EXPECT_EQ(files().read(cleanUp.seen + "/output"), outcome.output) << "the usage line comes before the passes";
+    }
     Lines errors;
     for (const std::string& line : outcome.trace) {
       if (line.compare(0, 9, "<Error>: ") == 0) errors.push_back(line.substr(9));

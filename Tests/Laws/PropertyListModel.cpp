@@ -52,4 +52,16 @@ bool areSame(const PropertyListValue& left, const PropertyListValue& right) {
   return left == right;
 }
 
+int depthOf(const PropertyListValue& value) {
+  int deepest = -1;
+  if (const Array* array = value.asArray()) {
+    deepest = 0;
+    for (const PropertyListValue& element : *array) deepest = std::max(deepest, depthOf(element));
+  } else if (const Dictionary* dictionary = value.asDictionary()) {
+    deepest = 0;
+    for (const auto& entry : *dictionary) deepest = std::max(deepest, depthOf(entry.second));
+  }
+  return deepest + 1;
+}
+
 }  // namespace hotfix::laws

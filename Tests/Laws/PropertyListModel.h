@@ -13,6 +13,9 @@ PropertyListValue afterWriting(const PropertyListValue& value);
 /// Whether two values are equal. Other than for operator==, a real that is no number is equal to another one.
 bool areSame(const PropertyListValue& left, const PropertyListValue& right);
 
+/// How many collections lie in one another; 0 for a scalar.
+int depthOf(const PropertyListValue& value);
+
 }  // namespace hotfix::laws
 
 #endif

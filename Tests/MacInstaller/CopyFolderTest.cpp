@@ -96,6 +96,17 @@ TEST_F(CopyFolderTest, FileReplacesWhatHasItsNameAndFolderLeavesAFile) {
   EXPECT_EQ(folder.read("target"), "precious");
 }
 
+TEST_F(CopyFolderTest, OneFailureDoesNotStopTheOthers) {
+  folder.makeFifo("source/fifo");
+  Tree expected = {{"file", "file: new"}};
+  for (int number = 0; number < 20; ++number) {
+    const std::string name = std::to_string(number);
+    folder.makeFile("source/" + name, "new");
+    expected[name] = "file: new";
+  }
+  expectMerged(expected);
+}
+
 // ----- Links to folders -----
 
 TEST_F(CopyFolderTest, LinkIsCopiedAsALinkWhereNothingIs) {

@@ -196,11 +196,17 @@ TEST_F(HotfixUninstallLibraryTest, DefaultDataFolderIsTakenByTheShortEntryAndByT
 
 TEST_F(HotfixUninstallLibraryTest, AbsentOrMissingHomeIsRefusedAndNotMade) {
   const std::string missing = folder / "Other.app/Contents/MacOS/rcp";
+  const std::string longerThanAPath(5000, 'd');
+  const std::string tooLong = "/" + longerThanAPath + ".app/Contents/MacOS/rcp";
   const struct {
     const char *home, *targetName;
-  } rows[] = {
-      {nullptr, "/"}, {"", "/"}, {missing.c_str(), "Other"}, {"no/such/home", "/"}, {"no/such/Thing.app/rcp", "Thing"},
-      {"~", "/"}};
+  } rows[] = {{tooLong.c_str(), longerThanAPath.c_str()},
+              {nullptr, "/"},
+              {"", "/"},
+              {missing.c_str(), "Other"},
+              {"no/such/home", "/"},
+              {"no/such/Thing.app/rcp", "Thing"},
+              {"~", "/"}};
   const ScopedWorkingFolder working(folder.makeFolder("empty"));
   const Tree before = everything();
   for (const auto& row : rows) {
@@ -345,9 +351,12 @@ TEST_F(HotfixUninstallLibraryTest, SecondCallFailsForTheManifestIsConsumed) {
 TEST_F(HotfixUninstallLibraryTest, HotfixCanBeRemovedAgainAndAgainInOneProcess) {
   for (int round = 0; round < 3; ++round) {
     folder.makeFile(inHome("deploy/uninstall.hotfix.xml"), uninstallManifest());
+    setClock({2031, 2, 3, 4, round, 6});
     clearLog();
     EXPECT_EQ(callEx().status, 0);
     EXPECT_EQ(log(), linesOfSuccess());
+    EXPECT_THAT(propertiesLines("rcplauncher.properties"),
+                testing::Contains("provisioning.manifest.version=030231040" + std::to_string(round)));
     EXPECT_EQ(callShort(nullptr).status, 1);
   }
 }

@@ -148,7 +148,10 @@ TEST_F(InstallManifestTest, EveryInstallFeatureIsEnteredAndElsewhereTheFirstElem
        within("root", domainObject(objectData(install(one))) + domainObject(objectData(install(two)))), "file:/i/1",
        "${installer.root}/2"},
   };
-  for (const auto& row : rows) EXPECT_EQ(rewrittenUrls(row.manifest), (Lines{row.first, row.second})) << row.name;
+  for (const auto& row : rows) {
+    EXPECT_EQ(rewrittenUrls(row.manifest), (Lines{row.first, row.second})) << row.name;
+    EXPECT_TRUE(rewritten(row.manifest).first) << row.name;
+  }
   EXPECT_TRUE(log().empty());
 }
 

@@ -86,6 +86,15 @@ TEST_F(GenerateLauncherTest, WorkspaceIsTheGivenOneAndNotTheDataFolderOfTheInsta
   }
 }
 
+TEST_F(GenerateLauncherTest, StampIsOfTheMoment) {
+  InstanceService instance(home(), data());
+  setClock({2031, 2, 3, 4, 5, 6});
+  EXPECT_TRUE(instance.generateRcplauncherPropertiesWithTemplate(makeTemplate(), "w"));
+  EXPECT_THAT(folder.lines(inHome(kLauncher)),
+              testing::AllOf(testing::Contains("provisioning.manifest.version=0302310405"),
+                             testing::Contains("rcp.install.id=0302310405")));
+}
+
 TEST_F(GenerateLauncherTest, BaseLocationIsLeftAloneWithoutABasePlugin) {
   remove(kBase);
   const std::string stamps = std::string("provisioning.manifest.version=") + kStamp + "\n";

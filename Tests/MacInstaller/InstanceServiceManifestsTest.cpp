@@ -98,7 +98,7 @@ TEST_F(InstanceServiceManifestsTest, CreationMakesMissingHomeWithItsParentsLiter
 }
 
 TEST_F(InstanceServiceManifestsTest, CreationWhereHomeIsAbsentOrCannotBeMadeKeepsNeitherPath) {
-  for (const OptionalString& path : {kNone, OptionalString(impossibleHome())}) {
+  for (const OptionalString& path : {kNone, OptionalString(""), OptionalString(impossibleHome())}) {
     clearLog();
     const InstanceService instance(path, data());
     EXPECT_EQ(instance.pathToRcphome(), kNone);

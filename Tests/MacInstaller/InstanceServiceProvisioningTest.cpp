@@ -23,10 +23,10 @@ class InstanceServiceProvisioningTest : public InstanceTest {
 // ----- Passes -----
 
 TEST_F(InstanceServiceProvisioningTest, PassesStartTheLauncherOnceWithTheDataFolderAndTheUsersLocale) {
-  instance.startProvisioningWithCleanUp(launcher());
   setUserDefaults(".GlobalPreferences", "{ AppleLocale = \"ja_JP\"; }");
+  instance.startProvisioningWithCleanUp(launcher());
   instance.startProvisioningWithUpdate(launcher());
-  EXPECT_EQ(children(), (Children{launch("cleanup", data()), launch("update", data(), "ja_JP")}));
+  EXPECT_EQ(children(), (Children{launch("cleanup", data(), "ja_JP"), launch("update", data(), "ja_JP")}));
   EXPECT_THAT(log(), IsEmpty());
 }
 

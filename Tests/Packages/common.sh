@@ -22,7 +22,7 @@ complain() {
 # In $3/added is a tree to lay over a root.
 gather() {
   local package
-  cp -- "$1/Tests/Packages/installed-in-root" "$1/Tests/Installed/tried-in-root" "$3/"
+  cp -R -- "$1/Tests/Packages/installed-in-root" "$1/Tests/Installed/tried-in-root" "$1/demo/instance" "$3/"
   "$1/Tests/Installed/link-line" "$1" >"$3/link-line"
   for package in hotfixuninstall libhotfixuninstall-dev hotfixuninstall-fleet; do cp -- "$2/$package"_*.deb "$3/$package.deb"; done
   # The package tool of macOS. What it was told is looked at by tried-in-root.

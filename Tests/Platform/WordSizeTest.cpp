@@ -33,6 +33,7 @@
 #include <climits>
 #include <cstdint>
 #include <ctime>
+#include <ostream>
 
 #include "Platform/FileManager.h"
 #include "Platform/ProcessList.h"
@@ -161,6 +162,7 @@ struct Extreme {
   off_t size = 0;         ///< 0 for a small file
   std::int64_t time = 0;  ///< 0 for the time of the test
 };
+std::ostream& operator<<(std::ostream& stream, const Extreme& extreme) { return stream << extreme.name; }
 
 class ExtremeFileTest : public WordSizeTest, public ::testing::WithParamInterface<Extreme> {
  protected:

@@ -96,6 +96,7 @@ TEST(PropertyListWriterTest, RealsHaveSeventeenDigitsOrAName) {
 TEST(PropertyListWriterTest, DatesAreUtcSecondsWithoutFractions) {
   expectDates({{0, "2001-01-01T00:00:00Z"},
                {-978307200, "1970-01-01T00:00:00Z"},
+               {-978307201, "1969-12-31T23:59:59Z"},
                {86399, "2001-01-01T23:59:59Z"},
                {86400, "2001-01-02T00:00:00Z"},
                {-1, "2000-12-31T23:59:59Z"},
