@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <variant>
@@ -61,7 +62,7 @@ class PropertyListValue {
   explicit PropertyListValue(Date date) : _value(date) {}
   explicit PropertyListValue(Data data) : _value(std::move(data)) {}
   explicit PropertyListValue(Array array) : _value(std::move(array)) {}
-  explicit PropertyListValue(Dictionary dictionary) : _value(std::move(dictionary)) {}
+  explicit PropertyListValue(Dictionary dictionary) : _value(OwnDictionary(std::move(dictionary))) {}
   PropertyListValue(const PropertyListValue& other);
   PropertyListValue(PropertyListValue&& other) noexcept;
   PropertyListValue& operator=(PropertyListValue other) noexcept;
@@ -81,8 +82,8 @@ class PropertyListValue {
   const Data* asData() const { return std::get_if<Data>(&_value); }
   const Array* asArray() const { return std::get_if<Array>(&_value); }
   Array* asArray() { return std::get_if<Array>(&_value); }
-  const Dictionary* asDictionary() const { return std::get_if<Dictionary>(&_value); }
-  Dictionary* asDictionary() { return std::get_if<Dictionary>(&_value); }
+  const Dictionary* asDictionary() const;
+  Dictionary* asDictionary();
 
   /// True for the same type and the same content. A real that is not a number (NaN) equals nothing.
   friend bool operator==(const PropertyListValue& left, const PropertyListValue& right) {
@@ -91,7 +92,26 @@ class PropertyListValue {
   friend bool operator!=(const PropertyListValue& left, const PropertyListValue& right) { return !(left == right); }
 
  private:
-  std::variant<std::string, bool, Integer, double, Date, Data, Array, Dictionary> _value;
+  /// A dictionary outside of the value: inside, every value would be as large as one.
+  class OwnDictionary {
+   public:
+    explicit OwnDictionary(Dictionary dictionary);
+    OwnDictionary(const OwnDictionary& other);
+    OwnDictionary(OwnDictionary&& other) noexcept = default;
+    OwnDictionary& operator=(const OwnDictionary&) = delete;
+    OwnDictionary& operator=(OwnDictionary&& other) noexcept = default;
+    ~OwnDictionary() = default;
+
+    Dictionary* get() const { return _dictionary.get(); }
+    friend bool operator==(const OwnDictionary& left, const OwnDictionary& right) {
+      return *left.get() == *right.get();
+    }
+
+   private:
+    std::unique_ptr<Dictionary> _dictionary;
+  };
+
+  std::variant<std::string, bool, Integer, double, Date, Data, Array, OwnDictionary> _value;
 };
 
 /// The value of a key in a dictionary; null when the key is not present.
