@@ -16,7 +16,7 @@ namespace hotfix::platform {
 struct Attributes {
   OptionalString owner;        ///< account name
   OptionalString group;        ///< group name
-  std::optional<mode_t> mode;  ///< the permission bits; a new owner clears set-id bits of a file
+  std::optional<mode_t> mode;  ///< the permission bits; a change of owner may clear set-id bits of a file
 };
 
 /// The outcome of a change of everything below a folder.

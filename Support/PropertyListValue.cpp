@@ -4,8 +4,10 @@ namespace hotfix {
 
 // Not in the header: they are large.
 PropertyListValue::PropertyListValue(const PropertyListValue& other) = default;
-PropertyListValue::PropertyListValue(PropertyListValue&& other) noexcept = default;
 PropertyListValue::~PropertyListValue() = default;
+
+// A value that was moved from is the empty string, never a dictionary without content.
+PropertyListValue::PropertyListValue(PropertyListValue&& other) noexcept { _value.swap(other._value); }
 
 PropertyListValue::OwnDictionary::OwnDictionary(Dictionary dictionary)
     : _dictionary(std::make_unique<Dictionary>(std::move(dictionary))) {}

@@ -67,12 +67,16 @@ void TextMap::setPlaced(size_t begin, size_t keyLength, size_t valueLength) {
   _places.push_back({begin, keyLength, valueLength});
   if (_places.size() < _mostPlaces) return;
   std::vector<Place> valid;
+  size_t keyBytes = 0;
   for (const auto& [key, value] : sorted()) {
     valid.push_back({static_cast<size_t>(key.data() - _texts.data()), key.size(), value.size()});
+    keyBytes += key.size();
   }
   const bool areMostValid = valid.size() > _places.size() / 2;
   _places.swap(valid);
-  _mostPlaces = std::max(areMostValid ? kManyPlaces : kFewPlaces, 4 * _places.size());
+  // The next sort compares the remaining keys again. If they are long, it waits for more entries, so that the time for
+  // a whole file stays about proportional to its size.
+  _mostPlaces = std::max({areMostValid ? kManyPlaces : kFewPlaces, 2 * _places.size(), _places.size() + keyBytes / 16});
 }
 
 void TextMap::remove(std::string_view key) {

@@ -35,7 +35,7 @@ class ScopedBlockedSignals {
 pid_t spawnShell(const std::string& commandLine, int output) {
   const std::vector<std::string> command = shellCommand(commandLine);
   int error = 0;
-  const pid_t pid = spawn(command, Group::Callers, output, &error);
+  const pid_t pid = spawn(command, ProcessGroup::Callers, output, &error);
   if (error != 0) (void)logFailedLaunch(command.front(), error);
   return pid;
 }
@@ -61,7 +61,7 @@ ChildProcess::ChildProcess(const OptionalString& executable, const std::vector<s
   // Until the listener knows the child; before that, a signal handler could not name it.
   const ScopedBlockedSignals signals;
   int error = 0;
-  if (executable) _pid = spawn(commandLine, Group::Own, kDiscarded, &error);
+  if (executable) _pid = spawn(commandLine, ProcessGroup::Own, kDiscarded, &error);
   if (_pid <= 0) _error = logFailedLaunch(executable, error);
   if (_pid > 0) progress::childStarted(*executable, _pid);
 }

@@ -158,7 +158,8 @@ bool copyFrom(const std::string& source, const std::string& target, bool isTrust
     outcome.error = readingError("Copy", source, error);
     return false;
   }
-  const ScopedFd folder = openExisting(AT_FDCWD, folderOf(target).c_str(), O_RDONLY | O_DIRECTORY);
+  const std::string parent = folderOf(target);  // freeing it could change errno
+  const ScopedFd folder = openExisting(AT_FDCWD, parent.c_str(), O_RDONLY | O_DIRECTORY);
   if (!folder) return outcome.continuesUnwritten(errno, source, target);
   return Copy(isTrustNeeded, outcome)
       .copyEntry({AT_FDCWD, source, source}, {folder.get(), path::lastComponent(target), target}, /*isTop=*/true);

@@ -15,7 +15,7 @@ extern char** environ;  // NOLINT(readability-redundant-declaration): no header 
 
 namespace hotfix::platform {
 
-pid_t spawn(const std::vector<std::string>& commandLine, Group group, int output, int* error) {
+pid_t spawn(const std::vector<std::string>& commandLine, ProcessGroup group, int output, int* error) {
   std::vector<char*> argv;
   for (const std::string& argument : commandLine) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
@@ -41,7 +41,7 @@ pid_t spawn(const std::vector<std::string>& commandLine, Group group, int output
   auto flags = static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   sigset_t blocked;
   sigemptyset(&blocked);
-  if (group == Group::Own) {
+  if (group == ProcessGroup::Own) {
     flags = static_cast<short>(flags | POSIX_SPAWN_SETPGROUP);
     posix_spawnattr_setpgroup(&attributes, 0);
     for (const int signal : {SIGTTIN, SIGTTOU}) sigaddset(&blocked, signal);

@@ -12,7 +12,7 @@
 namespace hotfix::platform {
 
 /// The process group of a child.
-enum class Group { Own, Callers };
+enum class ProcessGroup { Own, Callers };
 
 /// In place of the descriptor for the standard output of a child. The caller's standard error is inherited only
 /// together with its standard output, otherwise it goes to the null device.
@@ -21,7 +21,7 @@ constexpr int kDiscarded = -2;
 
 /// Starts the program at the path that begins the command line. \return its process id, or -1 with \a error set to the
 /// number of the error.
-pid_t spawn(const std::vector<std::string>& commandLine, Group group, int output, int* error);
+pid_t spawn(const std::vector<std::string>& commandLine, ProcessGroup group, int output, int* error);
 
 /// Makes a pipe with both ends closed on exec. \return false, with errno set, on failure.
 bool makePipe(ScopedFd& readEnd, ScopedFd& writeEnd);

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <sstream>
 #include <vector>
 
 #include "Platform/FileManager.h"
@@ -64,9 +63,14 @@ std::optional<Group> groupWithId(gid_t groupId) {
 }
 
 std::vector<std::string> partsOf(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  std::istringstream rest(text);
-  for (std::string part; std::getline(rest, part, separator);) parts.push_back(part);
+  std::vector<std::string> parts(1);
+  for (const char c : text) {
+    if (c == separator) {
+      parts.emplace_back();
+    } else {
+      parts.back() += c;
+    }
+  }
   return parts;
 }
 
@@ -203,8 +207,10 @@ std::string expandingTilde(const std::string& path) {
 
 bool isTrustedOwner(uid_t owner) {
   if (owner == 0 || owner == workingUser()) return true;
-  const std::optional<Account> account = accountNamed(environmentVariable("USER").value_or(""));
-  if (account && account->userId == owner) return true;
+  if (const OptionalString name = environmentVariable("USER")) {
+    const std::optional<Account> account = accountNamed(*name);
+    if (account && account->userId == owner) return true;
+  }
   return sudoCallerId() == owner;
 }
 

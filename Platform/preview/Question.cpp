@@ -15,7 +15,8 @@ Answer ask(const std::vector<std::string>& commandLine, size_t limit) {
   ScopedFd readEnd;
   ScopedFd writeEnd;
   int error = 0;
-  const pid_t process = makePipe(readEnd, writeEnd) ? spawn(commandLine, Group::Callers, writeEnd.get(), &error) : -1;
+  const pid_t process =
+      makePipe(readEnd, writeEnd) ? spawn(commandLine, ProcessGroup::Callers, writeEnd.get(), &error) : -1;
   if (process == -1) {
     answer.error = errorText(error != 0 ? error : errno);
     return answer;

@@ -121,13 +121,15 @@ TEST(PropertyListValueTest, EachTypeIsCopiedAndMoved) {
 }
 
 TEST(PropertyListValueTest, ValueThatWasMovedFromCanBeUsed) {
-  PropertyListValue source(Array{"a"});
-  const PropertyListValue target(std::move(source));
-  EXPECT_EQ(target, PropertyListValue(Array{"a"}));
-  const PropertyListValue copy = source;  // NOLINT(bugprone-use-after-move): what this test is about
-  EXPECT_EQ(copy, source);
-  source = PropertyListValue(true);
-  EXPECT_EQ(source, PropertyListValue(true));
+  for (const PropertyListValue& value : oneOfEach()) {
+    PropertyListValue source(value);
+    const PropertyListValue target(std::move(source));
+    EXPECT_EQ(target, value);
+    const PropertyListValue copy = source;  // NOLINT(bugprone-use-after-move): what this test is about
+    EXPECT_EQ(copy, PropertyListValue());
+    source = PropertyListValue(true);
+    EXPECT_EQ(source, PropertyListValue(true));
+  }
 }
 
 TEST(PropertyListValueTest, PartCanBeAssignedToItsWhole) {

@@ -115,6 +115,14 @@ TEST_P(TextMapOrderTest, ManyKeysAreSortedAndFound) {
 INSTANTIATE_TEST_SUITE_P(Orders, TextMapOrderTest,
                          testing::Values("sorted", "as numbered", "backwards", "two sorted files", "shuffled"));
 
+// Otherwise a file of a few long keys and many short lines would take minutes.
+TEST(TextMapTest, LongKeysAreNotComparedAgainForAFewEntries) {
+  TextMap map;
+  for (int number = 0; number < 100; ++number) map.set(numbered(std::string(1 << 16, 'k'), number), "");
+  for (int number = 0; number < 100000; ++number) map.set("", "");
+  EXPECT_GT(map.longestSearch(), 50000U);
+}
+
 }  // namespace
 
 }  // namespace hotfix
