@@ -64,7 +64,12 @@ void TextMap::set(std::string_view key, std::string_view value) {
 }
 
 void TextMap::setPlaced(size_t begin, size_t keyLength, size_t valueLength) {
-  _places.push_back({begin, keyLength, valueLength});
+  const Place place{begin, keyLength, valueLength};
+  if (!_places.empty() && keyOf(_places.back()) == keyOf(place)) {  // empty lines, mostly
+    _places.back() = place;
+    return;
+  }
+  _places.push_back(place);
   if (_places.size() < _mostPlaces) return;
   std::vector<Place> valid;
   size_t keyBytes = 0;
