@@ -179,6 +179,7 @@ std::string setUp() {
   standIn = readText(HOTFIX_STAND_IN);
   makeProgram(kTool, readText(HOTFIX_TOOL));
   makeProgram(kFailCalls, readText(HOTFIX_FAIL_CALLS));
+  (void)instance::inHome("installInfo.plist");  // reads the instance's files, which may be in /tmp too
   // Over the machine's folders, which a user namespace may not let us write to. No run needs what they hold.
   for (const char* folder : {"/Applications", "/Users", "/tmp", "/usr/sbin", "/usr/libexec"}) {
     if (mount("tmpfs", folder, "tmpfs", 0, "mode=0755") != 0) {
