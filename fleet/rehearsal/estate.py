@@ -71,6 +71,8 @@ class Base:
         for folder, place in (('Product.app', BUNDLE), ('data', DATA.lstrip('/'))):
             call('cp', '-R', f'{demo}/instance/{folder}/.', tree / place)
         home = tree / HOME.lstrip('/')
+        launcher = home / 'rcplauncher.properties'
+        launcher.write_text(launcher.read_text().replace('/workspace', '/' + pathlib.Path(DATA).name))
         shutil.copy(HERE / 'stand-ins/rcplauncher', home / 'rcplauncher')
         shutil.copy(build / 'demo/rcplauncher', home / 'rcplauncher.program')
         (home / 'collectionutility.jar').touch()
