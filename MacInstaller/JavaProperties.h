@@ -42,7 +42,7 @@ class JavaProperties {
   JavaProperties(const JavaProperties&) = delete;
   JavaProperties& operator=(const JavaProperties&) = delete;
 
-  /// The value of a key; none when the key is absent or not present.
+  /// The value of a key; none when the key is absent or not present. The key is compared with those of all entries.
   OptionalString getPropertyForKey(const OptionalString& key) const;
 
   /// Stores a value under a key, replacing an earlier one.
